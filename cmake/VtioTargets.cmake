@@ -1,0 +1,42 @@
+# What every target of this project has in common: the language level, the warnings, hidden visibility, sanitizers.
+
+set(VTIO_WARNING_FLAGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(VTIO_WARNINGS_AS_ERRORS)
+  list(APPEND VTIO_WARNING_FLAGS -Werror)
+endif()
+
+# vtio_target_defaults(<target>): applies the project's settings to a target.
+function(vtio_target_defaults target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_compile_options(${target} PRIVATE ${VTIO_WARNING_FLAGS})
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    C_STANDARD 11
+    C_STANDARD_REQUIRED ON
+    C_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    C_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  if(VTIO_SANITIZE)
+    target_compile_options(${target} PRIVATE -fsanitize=${VTIO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=${VTIO_SANITIZE})
+  endif()
+endfunction()
+
+# vtio_add_library(<name> EXPORT_NAME <name> SOURCES ... HEADERS ...): a shared library vtio::<EXPORT_NAME> whose
+# headers keep their paths when they are installed, and are each compiled alone by all_verify_interface_header_sets.
+function(vtio_add_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "EXPORT_NAME" "SOURCES;HEADERS")
+  add_library(${name} SHARED)
+  add_library(vtio::${arg_EXPORT_NAME} ALIAS ${name})
+  target_sources(${name}
+    PRIVATE ${arg_SOURCES}
+    PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS})
+  vtio_target_defaults(${name})
+  set_target_properties(${name} PROPERTIES
+    EXPORT_NAME ${arg_EXPORT_NAME}
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}
+    VERIFY_INTERFACE_HEADER_SETS ON)
+  set_property(GLOBAL APPEND PROPERTY VTIO_LIBRARIES ${name})
+endfunction()

@@ -1,0 +1,16 @@
+# Helpers to add tests. Every suite is one program over GoogleTest.
+
+find_package(GTest REQUIRED)
+include(GoogleTest)
+
+# vtio_add_test(<name> SOURCES ... [LIBRARIES ...]): a test program, one CTest entry.
+function(vtio_add_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES")
+  add_executable(${name} ${arg_SOURCES})
+  vtio_target_defaults(${name})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest GTest::gtest_main)
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <memory> <string> <vector>)
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300 LABELS unit)
+endfunction()
