@@ -1,0 +1,26 @@
+#include "vtio/core/utils/dynamic_string_policy.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/types.hpp"
+
+namespace vtio::core::utils {
+
+DynamicStringPolicy::DynamicStringPolicy(std::vector<std::unique_ptr<ustring>>* store, unsigned long byteCount)
+    : TransformationPolicy(dynamicString), store_(store), byteCount_(byteCount), outputBuffer_(byteCount) {}
+
+DynamicStringPolicy::~DynamicStringPolicy() = default;
+
+std::unique_ptr<const SignalDescriptorNodePolicy> DynamicStringPolicy::getCopy() const { return nullptr; }
+
+const void* DynamicStringPolicy::transformedDataPointer(const void* data) const {
+  store_->push_back(
+      std::make_unique<ustring>(VTTypeSys::StringDataType::getUStringScalarFromVoidPtrInput(data)));
+  const ustring* kept = store_->back().get();
+  // A leaf shorter than an address gets what fits; the bytes behind the address stay zero from construction.
+  std::memcpy(outputBuffer_.data(), &kept, std::min<std::size_t>(sizeof kept, byteCount_));
+  return outputBuffer_.data();
+}
+
+}  // namespace vtio::core::utils

@@ -1,0 +1,15 @@
+#include "vtio/core/utils/leaf_nv_bus_iterator.hpp"
+
+#include <utility>
+
+namespace vtio::core::utils {
+
+LeafNVBusIterator::LeafNVBusIterator(const Node& root) : LeafIterator(root, true, false) {}
+
+LeafNVBusIterator::LeafNVBusIterator(LeafNVBusIterator&& other) : LeafIterator(std::move(other)) {}
+
+LeafNVBusIterator::~LeafNVBusIterator() = default;
+
+const Node* LeafNVBusIterator::operator*() const { return currentNode(); }
+
+}  // namespace vtio::core::utils

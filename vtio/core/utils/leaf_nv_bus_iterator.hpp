@@ -1,0 +1,20 @@
+/// @file
+/// Walks a signal tree leaf by leaf, taking each non-virtual bus as one item.
+#pragma once
+
+#include "vtio/core/utils/leaf_iterator.hpp"
+
+namespace vtio::core::utils {
+
+/// Yields the nodes that are delivered as one block: leaves and whole non-virtual buses.
+class VTIO_EXPORT LeafNVBusIterator : public LeafIterator {
+ public:
+  explicit LeafNVBusIterator(const Node& root);
+  LeafNVBusIterator(LeafNVBusIterator&& other);
+  ~LeafNVBusIterator() override;
+
+  /// The current node whatever its class; null at the end.
+  const Node* operator*() const;
+};
+
+}  // namespace vtio::core::utils

@@ -1,0 +1,32 @@
+#include "vtio/core/utils/node_policies.hpp"
+
+#include <utility>
+
+#include "vtio/core/utils/transformation_policy.hpp"
+
+namespace vtio::core::utils {
+
+void appendPolicy(PolicyList& policies, PolicyIndexList& transformationIndices,
+                  std::unique_ptr<const SignalDescriptorNodePolicy> policy) {
+  if (policy->isTransformationPolicy()) transformationIndices.push_back(policies.size());
+  policies.push_back(std::move(policy));
+}
+
+void appendPolicyCopies(PolicyList& target, const PolicyList& source) {
+  for (const auto& policy : source) {
+    if (auto copy = policy->getCopy()) target.push_back(std::move(copy));
+  }
+}
+
+const SignalDescriptorNodePolicy* findPolicy(const PolicyList& policies, SignalDescriptorNodePolicy::policyType type) {
+  for (const auto& policy : policies) {
+    if (policy->type() == type) return policy.get();
+  }
+  return nullptr;
+}
+
+const TransformationPolicy* transformationPolicyAt(const PolicyList& policies, unsigned long index) {
+  return dynamic_cast<const TransformationPolicy*>(policies[index].get());
+}
+
+}  // namespace vtio::core::utils
