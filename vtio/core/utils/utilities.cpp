@@ -15,8 +15,8 @@ vtu::qxArrayWrapper Utilities::createBlockPathCellArray(const vtu::FullBlkPathTo
   const std::size_t count = path.size();
   vtu::qxArrayWrapper cells(qxCreateCellArray(1, &count));
   for (std::size_t i = 0; i < count; ++i) {
-    const char16_t* units = path.element(i).c_str();
-    const std::u16string_view text = units == nullptr ? std::u16string_view() : std::u16string_view(units);
+    const char16_t* terminated = path.element(i).c_str();
+    const std::u16string_view text = terminated == nullptr ? std::u16string_view() : std::u16string_view(terminated);
     vtu::qxArrayWrapper cell(qxCreateUString(text.data(), text.size()));
     qxSetCell(cells.get(), i, cell.get());
     cell.release();
