@@ -1,0 +1,145 @@
+/// @file
+/// The inside of a Qalc array, for the parts of this library that store arrays: not installed.
+///
+///     vtu::qalc::ValueView view = vtu::qalc::storedValues(*array);
+///     if (view.rowMajor) { ... }                                   // written as it is, without a transposition
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/qalc.hpp"
+
+namespace vtu::qalc {
+
+/// Destroys arrays that unique_ptr owns.
+struct ArrayDeleter {
+  void operator()(qxArray* array) const { qxDestroyArray(array); }
+};
+using ArrayPtr = std::unique_ptr<qxArray, ArrayDeleter>;
+
+/// Zero-filled bytes of a fixed size. Small ones need no allocation of their own, large ones no pass over the memory.
+class Buffer final {
+ public:
+  Buffer() = default;
+  explicit Buffer(std::size_t size);
+  Buffer(const Buffer& other);
+  Buffer& operator=(const Buffer&) = delete;
+  ~Buffer() { std::free(heap_); }
+
+  [[nodiscard]] std::byte* data() { return heap_ != nullptr ? heap_ : inline_; }
+  [[nodiscard]] const std::byte* data() const { return heap_ != nullptr ? heap_ : inline_; }
+  [[nodiscard]] std::size_t size() const { return size_; }
+
+  void swap(Buffer& other) noexcept;
+
+ private:
+  static constexpr std::size_t kInlineSize = 32;
+
+  std::byte* heap_ = nullptr;
+  std::size_t size_ = 0;
+  alignas(std::max_align_t) std::byte inline_[kInlineSize] = {};
+};
+
+/// Extents of an array, normalised. Up to four need no allocation.
+class Dimensions final {
+ public:
+  /// @throws std::invalid_argument if dims is null and ndim is not 0.
+  Dimensions(std::size_t ndim, const std::size_t* dims);
+  Dimensions(const Dimensions& other) : Dimensions(other.size(), other.data()) {}
+  Dimensions& operator=(const Dimensions&) = delete;
+
+  [[nodiscard]] std::size_t size() const { return count_; }
+  [[nodiscard]] const std::size_t* data() const { return more_ ? more_.get() : few_; }
+  [[nodiscard]] const std::size_t* begin() const { return data(); }
+  [[nodiscard]] const std::size_t* end() const { return data() + count_; }
+
+  /// Product of the extents.
+  [[nodiscard]] std::size_t elements() const { return elements_; }
+
+  /// At most one extent differs from 1: row-major and column-major are the same.
+  [[nodiscard]] bool isLine() const;
+
+ private:
+  static constexpr std::size_t kFew = 4;
+
+  std::size_t count_;
+  std::size_t elements_ = 1;
+  std::size_t few_[kFew] = {1, 1, 1, 1};
+  std::unique_ptr<std::size_t[]> more_;
+};
+
+/// One field of a structure array: a value per element.
+struct Field {
+  std::string name;
+  std::vector<ArrayPtr> values;
+};
+
+/// What shared copies of an array have in common.
+struct Storage {
+  Storage() = default;
+  explicit Storage(std::size_t bytes) : values(bytes) {}
+  Storage(const Storage&) = delete;
+  Storage& operator=(const Storage&) = delete;
+  ~Storage() { delete columnMajorCopy.load(); }
+
+  Buffer values;                                       // numeric, logical and char arrays
+  bool rowMajor = false;                               // order of values; false where both orders are the same
+  mutable std::atomic<const Buffer*> columnMajorCopy{nullptr};  // made by the first reader; owned; only if rowMajor
+  std::vector<ArrayPtr> cells;
+  std::vector<Field> fields;
+};
+
+/// Values as they are stored.
+struct ValueView {
+  const std::byte* data;
+  std::size_t elementBytes;  // a complex element counts once
+  bool rowMajor;             // otherwise column-major; a line (all extents but one are 1) says false
+};
+
+/// Size of one real element in bytes; 0 for a class without values.
+[[nodiscard]] std::size_t elementSize(qxClassID id);
+
+/// Copies values from one order to the other.
+/// @param elementBytes Size of one element, 1 to 16 bytes, a power of two.
+/// @param toColumnMajor True if source is row-major and target column-major, false for the way back.
+void reorder(const std::byte* source, std::byte* target, const Dimensions& dims, std::size_t elementBytes,
+             bool toColumnMajor);
+
+/// A view of the values in their stored order, valid until the array is written or destroyed.
+/// @param array A numeric, logical or char array.
+[[nodiscard]] ValueView storedValues(const qxArray& array);
+
+/// Arrays with the same identity share their storage, so what they hold is the same as long as both are alive.
+[[nodiscard]] const void* storageIdentity(const qxArray& array);
+
+}  // namespace vtu::qalc
+
+struct qxArray {
+  qxArray(std::size_t ndim, const std::size_t* extents, qxClassID classId, bool isComplex)
+      : id(classId), complex(isComplex), dims(ndim, extents) {}
+  qxArray(const qxArray&) = default;  // a shared copy
+  qxArray& operator=(const qxArray&) = delete;
+
+  qxClassID id;
+  bool complex;
+  bool madeRowMajor = false;
+  vtu::qalc::Dimensions dims;
+  std::shared_ptr<vtu::qalc::Storage> storage;
+};
+
+namespace vtu::qalc {
+
+inline ValueView storedValues(const qxArray& array) {
+  return {array.storage->values.data(), elementSize(array.id) * (array.complex ? 2 : 1), array.storage->rowMajor};
+}
+
+inline const void* storageIdentity(const qxArray& array) { return array.storage.get(); }
+
+}  // namespace vtu::qalc
