@@ -23,11 +23,7 @@ stage() {
   log=$logs/$(tr -cs '[:alnum:]' '-' <<<"$title" | sed 's/-*$//').log
   printf '== %-44s ' "$title"
   [ -t 1 ] || printf '\n'
-  # A subshell of its own, so that `set -e` holds inside the command although its result is tested here.
-  set +e
-  (set -e; "$@") >"$log" 2>&1
-  rc=$?
-  set -e
+  "$@" >"$log" 2>&1 || rc=$?
   if [ $rc -eq 0 ]; then
     printf '   ok, %d s\n' $((SECONDS - start))
   else
@@ -40,14 +36,10 @@ stage() {
 
 # build <preset> [target...]: configures a preset and builds the targets (all by default).
 build() {
-  local preset=$1
+  local preset=$1 targets=()
   shift
-  cmake --preset "$preset"
-  if [ $# -gt 0 ]; then
-    cmake --build "build/$preset" -j "$jobs" --target "$@"
-  else
-    cmake --build "build/$preset" -j "$jobs"
-  fi
+  [ $# -eq 0 ] || targets=(--target "$@")
+  cmake --preset "$preset" && cmake --build "build/$preset" -j "$jobs" "${targets[@]}"
 }
 
 # The project's own C and C++ files.

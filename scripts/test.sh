@@ -46,7 +46,7 @@ build_and_test "Clang" clang
 check "Clang: every header compiled alone" cmake --build build/clang -j "$jobs" --target all_verify_interface_header_sets
 check "clang-tidy" scripts/lint.sh build/clang
 check "fuzzers: build" build fuzz fuzzers
-check "fuzzers: 30 s each" scripts/fuzz.sh build/fuzz 30
+check "fuzzers: 30 s each" fuzz/smoke.sh build/fuzz 30
 
 echo "All stages took $((SECONDS - begin)) s."
 echo "$passed passed, $failed failed"
