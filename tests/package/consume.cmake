@@ -1,0 +1,58 @@
+# Run by CTest as a script: installs the build into a prefix, moves the prefix elsewhere, then builds and runs the
+# consumer project against it, once through find_package and once through pkg-config.
+
+# run(<command>...): runs a command; its output is shown and the test ends when it fails.
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE code OUTPUT_VARIABLE text ERROR_VARIABLE text)
+  if(NOT code EQUAL 0)
+    list(JOIN ARGN " " command)
+    message(FATAL_ERROR "failed (${code}): ${command}\n${text}")
+  endif()
+  set(run_output "${text}" PARENT_SCOPE)
+endfunction()
+
+file(REMOVE_RECURSE "${WORK_DIR}")
+file(MAKE_DIRECTORY "${WORK_DIR}")
+run("${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${WORK_DIR}/first")
+file(RENAME "${WORK_DIR}/first" "${WORK_DIR}/prefix")
+set(prefix "${WORK_DIR}/prefix")
+
+# Nothing that was installed may point back to where it was built.
+file(GLOB_RECURSE texts "${prefix}/*.cmake" "${prefix}/*.pc" "${prefix}/*.h" "${prefix}/*.hpp")
+foreach(file IN LISTS texts)
+  file(READ "${file}" text)
+  foreach(place IN ITEMS "${BUILD_DIR}" "${SOURCE_DIR}")
+    string(FIND "${text}" "${place}" at)
+    if(NOT at EQUAL -1)
+      message(FATAL_ERROR "${file} names ${place}")
+    endif()
+  endforeach()
+endforeach()
+
+set(flags "")
+if(SANITIZE)
+  set(flags "-fsanitize=${SANITIZE}")
+endif()
+
+foreach(way IN ITEMS find_package pkg-config)
+  set(build "${WORK_DIR}/${way}")
+  set(ENV{PKG_CONFIG_PATH} "${prefix}/${LIBDIR}/pkgconfig")
+  run("${CMAKE_COMMAND}" -S "${SOURCE_DIR}/tests/package/consumer" -B "${build}"
+    "-DCMAKE_C_COMPILER=${C_COMPILER}" "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}"
+    "-DCMAKE_C_FLAGS=${flags}" "-DCMAKE_CXX_FLAGS=${flags}"
+    "-DCMAKE_PREFIX_PATH=${prefix}" "-DCONSUME_WITH=${way}" "-DHELLO_DIR=${SOURCE_DIR}/examples/hello"
+    "-DVERSION=${VERSION}" "-DEXPECTED_PREFIX=${prefix}")
+  run("${CMAKE_COMMAND}" --build "${build}")
+  # find_package writes the place of the libraries into the programs; pkg-config leaves that to the user.
+  if(way STREQUAL "pkg-config")
+    set(ENV{LD_LIBRARY_PATH} "${prefix}/${LIBDIR}")
+  else()
+    unset(ENV{LD_LIBRARY_PATH})
+  endif()
+  foreach(program IN ITEMS platform_only core_only)
+    run("${build}/${program}")
+  endforeach()
+  run("${CMAKE_COMMAND}" -E chdir "${build}" "${build}/hello_cpp" hello_cpp.qat)
+  run("${CMAKE_COMMAND}" -E chdir "${build}" "${build}/hello_c" hello_cpp.qat hello_c.qat)
+  message(STATUS "${way}: built and ran")
+endforeach()
