@@ -26,8 +26,9 @@ class VTIO_PLATFORM_EXPORT IntervalSet {
 
   /// Is the time in one of the intervals? Not a number is in none.
   [[nodiscard]] bool contains(double time) const {
-    if (cursor_ >= intervals_.size() || !(time <= intervals_[cursor_].second) ||
-        (cursor_ > 0 && time <= intervals_[cursor_ - 1].second)) {
+    const bool tooEarly = cursor_ < intervals_.size() && !(time <= intervals_[cursor_].second);
+    const bool tooLate = cursor_ > 0 && !(time > intervals_[cursor_ - 1].second);
+    if (tooEarly || tooLate) {
       seek(time);
     }
     return cursor_ < intervals_.size() && time >= intervals_[cursor_].first && time <= intervals_[cursor_].second;
@@ -36,7 +37,7 @@ class VTIO_PLATFORM_EXPORT IntervalSet {
  private:
   void seek(double time) const;
 
-  std::vector<std::pair<double, double>> intervals_;
+  std::vector<std::pair<double, double>> intervals_;  // sorted, disjoint
   mutable std::size_t cursor_ = 0;  // the first interval that ends at or after the last time asked for
 };
 

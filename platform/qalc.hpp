@@ -14,7 +14,7 @@
 ///  2. Ownership: whoever creates, shares or duplicates an array destroys it with qxDestroyArray() or an owner from
 ///     namespace vtu below. What qxGetCell() and qxGetField() return belongs to the container.
 ///  3. Sharing: a shared copy shares its storage until one side is written. Pointers to values are valid until the
-///     array is written through another function, or destroyed.
+///     array is written through another function, or destroyed. A pointer for writing is taken anew after sharing.
 ///  4. Errors: a null array, an array of the wrong class, an index outside the array, or an empty array where an
 ///     element is needed throws vtsv::IException "Vortan:Qalc" with the key "NullArray", "WrongClass",
 ///     "IndexOutOfRange" or "EmptyArray". Whatever else is wrong with an argument throws std::invalid_argument or

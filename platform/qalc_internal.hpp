@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdlib>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -85,6 +86,7 @@ struct Field {
 struct Storage {
   Storage() = default;
   explicit Storage(std::size_t bytes) : values(bytes) {}
+  explicit Storage(const Buffer& source) : values(source) {}
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;
   ~Storage() { delete columnMajorCopy.load(); }
@@ -102,6 +104,12 @@ struct ValueView {
   std::size_t elementBytes;  // a complex element counts once
   bool rowMajor;             // otherwise column-major; a line (all extents but one are 1) says false
 };
+
+/// Name of a class in words.
+[[nodiscard]] const char* className(qxClassID id);
+
+/// Throws the diagnostic "Vortan:Qalc".
+[[noreturn]] void fail(const char* key, std::initializer_list<std::string> arguments);
 
 /// Size of one real element in bytes; 0 for a class without values.
 [[nodiscard]] std::size_t elementSize(qxClassID id);

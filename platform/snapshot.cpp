@@ -1,0 +1,7 @@
+#include "platform/snapshot.hpp"
+
+namespace vtsim {
+
+SnapshotInterface::~SnapshotInterface() = default;
+
+}  // namespace vtsim
