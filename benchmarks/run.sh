@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Runs the benchmarks and prints one table: thing, floor, ratio, target, bytes per sample.
+# Usage: benchmarks/run.sh BUILD_DIR [WORK_DIR]
+# Files are saved under WORK_DIR (default: BUILD_DIR/bench-work) and removed; the raw results stay in
+# BUILD_DIR/bench-results. Fails only when a benchmark fails, not when a target is missed.
+set -u -o pipefail
+
+build=${1:?usage: benchmarks/run.sh BUILD_DIR [WORK_DIR]}
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+build=$(cd "$build" && pwd) || exit 2
+work=${2:-$build/bench-work}
+results=$build/bench-results
+mkdir -p "$work" "$results" || exit 2
+rm -f "$results"/*.json
+
+failed=0
+run() {
+  local name=$1
+  shift
+  if [ ! -x "$build/benchmarks/$name" ]; then
+    echo "not built: $build/benchmarks/$name (configure with -DVTIO_BUILD_BENCHMARKS=ON, build the target benchmarks)" >&2
+    failed=1
+    return
+  fi
+  echo "running $name ..." >&2
+  if ! "$build/benchmarks/$name" --benchmark_out="$results/$name.json" --benchmark_out_format=json \
+    --benchmark_report_aggregates_only=false "$@" >"$results/$name.log" 2>&1; then
+    echo "$name failed:" >&2
+    tail -n 30 "$results/$name.log" >&2
+    failed=1
+  fi
+}
+
+# Interleaving spreads what else the machine does over a thing and its floor alike.
+run bench_update --benchmark_min_time=0.05 --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
+run bench_record --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
+run bench_save --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true --dir="$work"
+
+shopt -s nullglob
+python3 "$here/table.py" "$results"/*.json || failed=1
+exit $failed

@@ -1,0 +1,106 @@
+#!/usr/bin/env python3
+"""Prints what the benchmarks measured, each beside its floor, as one table.
+
+Usage: table.py RESULT.json...   (files written by --benchmark_out with --benchmark_out_format=json)
+
+Of the repetitions of a benchmark the fastest counts: on a shared machine whatever disturbs a run only makes it slower.
+Exits 1 when a benchmark reported an error, its floor is missing or there is no result; a missed target is only marked.
+"""
+
+import json
+import re
+import sys
+
+WAYS = {
+    "entryScalar": ("update, C entry", "floorScalar"),
+    "accessorScalar": ("update, accessor", "floorScalar"),
+    "entryBus": ("virtual bus, C entry", "floorBus"),
+    "accessorBus": ("virtual bus, accessor", "floorBus"),
+}
+JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
+    "recordEntry": ("record 1000 signals x 2000, C entry", "floorAppend", 3.0, "ms", 1e-3),
+    "recordAccessor": ("record 1000 signals x 2000, accessor", "floorAppend", None, "ms", 1e-3),
+    "save/signals:1000/samples:20000": ("save 1000 signals x 20 000", "floorWrite/signals:1000/samples:20000", 2.0,
+                                        "ms", 1e-3),
+    "save/signals:10000/samples:1000": ("save 10 000 signals x 1000", "floorWrite/signals:10000/samples:1000", 6.0,
+                                        "ms", 1e-3),
+}
+SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
+
+
+class Results:
+    """The fastest repetition of every benchmark, by name without what only describes the run."""
+
+    def __init__(self, paths):
+        self.fastest = {}
+        self.failed = []
+        for path in paths:
+            with open(path, encoding="utf-8") as file:
+                for run in json.load(file)["benchmarks"]:
+                    self.add(run)
+
+    def add(self, run):
+        if run.get("error_occurred"):
+            self.failed.append(f"{run['name']}: {run.get('error_message', 'failed')}")
+        elif run.get("run_type") == "iteration":
+            name = re.sub(r"/(iterations|repeats|min_time):[^/]*|/(manual|real)_time", "", run["run_name"])
+            if name not in self.fastest or run["real_time"] < self.fastest[name]["real_time"]:
+                self.fastest[name] = run
+
+    def per_item(self, name):
+        run = self.fastest.get(name)
+        return None if run is None else 1e9 / run["items_per_second"]
+
+    def seconds(self, name):
+        run = self.fastest.get(name)
+        return None if run is None else run["real_time"] * SECONDS[run["time_unit"]]
+
+
+def update_rows(results):
+    for name in results.fastest:
+        way, _, arguments = name.partition("/")
+        if way not in WAYS:
+            continue
+        values = dict(part.split(":") for part in arguments.split("/"))
+        title, floor = WAYS[way]
+        floor = f"{floor}/signals:{values['signals']}/clients:{values['clients']}"
+        thing = (f"{title}, {values['signals']:>4} signals, decimation {values['decimation']:>2}, "
+                 f"{values['clients']} clients, {'with' if values['intervals'] == '1' else 'no  '} intervals")
+        target = 4.0 if way.startswith("entry") and values["clients"] == "1" else None
+        yield thing, results.per_item(name), results.per_item(floor), target, "ns", None
+
+
+def job_rows(results):
+    for name, (thing, floor, target, unit, scale) in JOBS.items():
+        if name in results.fastest:
+            mine, theirs = results.seconds(name), results.seconds(floor)
+            yield (thing, mine / scale, None if theirs is None else theirs / scale, target, unit,
+                   results.fastest[name].get("bytes_per_sample"))
+
+
+def print_table(rows):
+    form = "{:<76} {:>12} {:>12} {:>7} {:>12} {:>13}"
+    print(form.format("thing", "measured", "floor", "ratio", "target", "bytes/sample"))
+    for thing, measured, floor, target, unit, bytes_per_sample in rows:
+        ratio = measured / floor
+        goal = "" if target is None else f"<= {target:g} {'ok' if ratio <= target else 'MISSED'}"
+        print(form.format(thing, f"{measured:.2f} {unit}", f"{floor:.2f} {unit}", f"{ratio:.2f}", goal,
+                          "" if bytes_per_sample is None else f"{bytes_per_sample:.2f}"))
+
+
+def main(paths):
+    results = Results(paths)
+    rows = [*update_rows(results), *job_rows(results)]
+    problems = results.failed + [f"no floor for: {row[0]}" for row in rows if row[2] is None]
+    if not rows:
+        problems.append("no results")
+    print_table([row for row in rows if row[2] is not None])
+    print("\nThe fastest of the repetitions. Floors: every client called directly on every update, whatever the "
+          "decimation;\na preallocated vector of (time, value) per signal; one raw write of the same bytes per signal.")
+    for problem in problems:
+        print(f"FAILED: {problem}", file=sys.stderr)
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
