@@ -48,7 +48,9 @@ class CountingClient final : public Client {
   explicit CountingClient(const SignalDescriptor& descriptor) : Client(Client::clientType::SignalLogging, descriptor) {}
 
   void update(const double* time, const void* data) override { receive(0, time, data); }
-  void update(unsigned long leafIndex, const double* time, const void* data) override { receive(leafIndex, time, data); }
+  void update(unsigned long leafIndex, const double* time, const void* data) override {
+    receive(leafIndex, time, data);
+  }
   vtu::qxArrayWrapper datasetElement() override { return vtu::qxArrayWrapper(); }
 
   std::vector<std::uint64_t> sampleBytes;  // by leaf position
@@ -229,7 +231,8 @@ void feed(ByteReader& in, void* handle, CountingClient& client, const SignalDesc
 }
 
 /// Sizes of what an update hands over, one entry for each position that may be updated.
-std::vector<std::uint64_t> sampleSizes(const ModelNode& root, const std::vector<const Node*>& walk, unsigned inputPorts) {
+std::vector<std::uint64_t> sampleSizes(const ModelNode& root, const std::vector<const Node*>& walk,
+                                       unsigned inputPorts) {
   std::vector<std::uint64_t> sizes;
   if (root.nodeClass != NodeClass::topBus) {
     sizes.push_back(root.real->storedSize());
@@ -278,9 +281,9 @@ void runOne(ByteReader& in) {
   TreeScript script(in, treeVector);
   script.run();
   const auto half = static_cast<unsigned>(loops.size() / 2);
-  const void* raw = zet::zetGetSignalDescriptor(
-      treeVector, inputPorts, kind, 100, decimation, "si\\tgnal", "", kEncodedPaths[which], "model/block\n", 2, 3,
-      &catalogue, loops.data(), half, loops.data() + half, static_cast<unsigned>(loops.size()) - half);
+  const void* raw = zet::zetGetSignalDescriptor(treeVector, inputPorts, kind, 100, decimation, "si\\tgnal", "",
+                                                kEncodedPaths[which], "model/block\n", 2, 3, &catalogue, loops.data(),
+                                                half, loops.data() + half, static_cast<unsigned>(loops.size()) - half);
   if (script.strayMarker()) {
     return;
   }

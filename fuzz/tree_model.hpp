@@ -16,8 +16,7 @@
 namespace vtio::fuzz {
 
 /// Stops the fuzzer with the place of the broken promise.
-#define VTIO_FUZZ_CHECK(condition) \
-  ((condition) ? void() : ::vtio::fuzz::checkFailed(#condition, __FILE__, __LINE__))
+#define VTIO_FUZZ_CHECK(condition) ((condition) ? void() : ::vtio::fuzz::checkFailed(#condition, __FILE__, __LINE__))
 
 [[noreturn]] inline void checkFailed(const char* condition, const char* file, int line) {
   __builtin_printf("%s:%d: check failed: %s\n", file, line, condition);
@@ -58,9 +57,7 @@ struct ModelNode {
   const core::utils::Node* real = nullptr;  // set once the trees were compared
 
   [[nodiscard]] bool isBus() const { return nodeClass != NodeClass::leaf; }
-  [[nodiscard]] bool isNonVirtual() const {
-    return nodeClass == NodeClass::nvBus || nodeClass == NodeClass::topNvBus;
-  }
+  [[nodiscard]] bool isNonVirtual() const { return nodeClass == NodeClass::nvBus || nodeClass == NodeClass::topNvBus; }
   /// Children that a walk or a copy visits.
   [[nodiscard]] std::size_t visible() const { return std::min<std::size_t>(announced, children.size()); }
   /// How often a walk that unrolls arrays of buses visits this node in a row.

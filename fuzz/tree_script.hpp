@@ -48,23 +48,29 @@ class TreeScript final {
 
   void step(unsigned instruction) {
     switch (instruction) {
-      case 0: return addBus(NodeClass::topBus);
-      case 1: return addBus(NodeClass::bus);
-      case 2: return addBus(NodeClass::topNvBus);
-      case 3: return addBus(NodeClass::nvBus);
-      case 7: return addMarker();
-      default: return addLeaf(instruction);
+      case 0:
+        return addBus(NodeClass::topBus);
+      case 1:
+        return addBus(NodeClass::bus);
+      case 2:
+        return addBus(NodeClass::topNvBus);
+      case 3:
+        return addBus(NodeClass::nvBus);
+      case 7:
+        return addMarker();
+      default:
+        return addLeaf(instruction);
     }
   }
 
   /// Dimensions whose product, wrapped, is at most `limit`; now and then one of the products that mean something else.
   std::vector<unsigned> dims(std::uint64_t limit, bool isLeaf) {
     static const std::array<std::vector<unsigned>, 6> kSpecial = {{
-        {4294967295U, 641U, 6700417U},        // -1
-        {454279U, 31252369U, 649657U},        // the largest signed number
-        {4294967295U, 4294967295U},           // negative
-        {4294967295U, 0U, 4294967295U},       // 0
-        {65536U, 65536U, 65536U, 65536U},     // wraps to 0
+        {4294967295U, 641U, 6700417U},     // -1
+        {454279U, 31252369U, 649657U},     // the largest signed number
+        {4294967295U, 4294967295U},        // negative
+        {4294967295U, 0U, 4294967295U},    // 0
+        {65536U, 65536U, 65536U, 65536U},  // wraps to 0
         {1U, 1U},
     }};
     const unsigned count = in_.below(8);
@@ -84,13 +90,17 @@ class TreeScript final {
   }
 
   static Dimensions widened(const std::vector<unsigned>& values) { return {values.begin(), values.end()}; }
-  static const unsigned* orNull(const std::vector<unsigned>& values) { return values.empty() ? nullptr : values.data(); }
+  static const unsigned* orNull(const std::vector<unsigned>& values) {
+    return values.empty() ? nullptr : values.data();
+  }
 
   [[nodiscard]] bool outsideEveryBus() const { return open_.empty() && !balanced_; }
   [[nodiscard]] bool parentIsFull() const {
     return !open_.empty() && open_.back().bus->isNonVirtual() && open_.back().attached >= open_.back().bus->announced;
   }
-  [[nodiscard]] bool soleLeaf() const { return entries_.size() == 1 && entries_[0] != nullptr && !entries_[0]->isBus(); }
+  [[nodiscard]] bool soleLeaf() const {
+    return entries_.size() == 1 && entries_[0] != nullptr && !entries_[0]->isBus();
+  }
 
   void addBus(NodeClass nodeClass) {
     const std::string name = in_.text(6);
@@ -131,8 +141,10 @@ class TreeScript final {
     const auto busSize = static_cast<unsigned>(node.busSize);
     const auto numDims = static_cast<unsigned>(rawDims_.size());
     switch (node.nodeClass) {
-      case NodeClass::topBus: return zet::zetAddTopBusNode(name.c_str(), node.announced, treeVector_);
-      case NodeClass::bus: return zet::zetAddBusNode(name.c_str(), node.announced, treeVector_);
+      case NodeClass::topBus:
+        return zet::zetAddTopBusNode(name.c_str(), node.announced, treeVector_);
+      case NodeClass::bus:
+        return zet::zetAddBusNode(name.c_str(), node.announced, treeVector_);
       case NodeClass::topNvBus:
         return zet::zetAddTopNVBusNode(7, name.c_str(), node.announced, orNull(rawDims_), numDims, busSize,
                                        orNull(rawOffsets_), "0.1", 0.1, 10.0, treeVector_);
@@ -177,10 +189,9 @@ class TreeScript final {
     const bool isSigned = in_.below(2) == 1;
     const auto wordLength = static_cast<int>(in_.below(2) == 0 ? 1U + in_.below(200) : in_.word());
     const auto exponent = static_cast<int>(in_.word());
-    mdlref_simtarget::zetAddFixedPointLeafNode(5, name.c_str(), "linear", complexity, orNull(rawDims_),
-                                               static_cast<unsigned>(rawDims_.size()), className, unit.c_str(), isSigned,
-                                               wordLength, 1.25, exponent, -0.5, sampleTime.c_str(), 0.25, 3.0,
-                                               treeVector_);
+    mdlref_simtarget::zetAddFixedPointLeafNode(
+        5, name.c_str(), "linear", complexity, orNull(rawDims_), static_cast<unsigned>(rawDims_.size()), className,
+        unit.c_str(), isSigned, wordLength, 1.25, exponent, -0.5, sampleTime.c_str(), 0.25, 3.0, treeVector_);
   }
 
   void addEnum(const std::string& name, const char* resolved, const std::string& unit, const std::string& sampleTime) {
@@ -194,11 +205,10 @@ class TreeScript final {
     for (const std::string& label : labels) {
       pointers.push_back(label.c_str());
     }
-    mdlref_simtarget::zetAddEnumLeafNode(4, name.c_str(), "none", orNull(rawDims_),
-                                         static_cast<unsigned>(rawDims_.size()), "Mode", unit.c_str(), resolved,
-                                         sampleTime.c_str(), 0.0, 0.0, orNull(values),
-                                         pointers.empty() ? nullptr : pointers.data(),
-                                         static_cast<unsigned>(values.size()), treeVector_);
+    mdlref_simtarget::zetAddEnumLeafNode(
+        4, name.c_str(), "none", orNull(rawDims_), static_cast<unsigned>(rawDims_.size()), "Mode", unit.c_str(),
+        resolved, sampleTime.c_str(), 0.0, 0.0, orNull(values), pointers.empty() ? nullptr : pointers.data(),
+        static_cast<unsigned>(values.size()), treeVector_);
   }
 
   void addMarker() {
@@ -222,8 +232,9 @@ class TreeScript final {
 
   static constexpr unsigned kKnownClassNames = 15;
   static constexpr std::array<const char*, 19> kClassNames = {
-      "double", "single", "boolean", "logical", "int8",   "uint8",    "int16",       "uint16",       "int32",    "uint32",
-      "int64",  "uint64", "string",  "action",  "fcn_call", "fixed-point", "scaled-double", "date-time", ""};
+      "double",   "single",      "boolean",       "logical",   "int8",   "uint8",  "int16",
+      "uint16",   "int32",       "uint32",        "int64",     "uint64", "string", "action",
+      "fcn_call", "fixed-point", "scaled-double", "date-time", ""};
 
   ByteReader& in_;
   void* treeVector_;
