@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds the benchmarks as a release and prints their table. Arguments go to the benchmark program.
+# Builds the benchmarks as a release, runs them and prints one table with each ratio to its floor.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
-stage "build" build bench || exit 1
-build/bench/bin/vtio_benchmarks "$@"
+stage "build" build bench benchmarks || exit 1
+benchmarks/run.sh build/bench

@@ -31,8 +31,8 @@ int main() {
   Catalogue catalogue;
   auto leaf = std::make_unique<utils::LeafNode>(0, u"speed", false, "linear", std::vector<long long>{}, "double",
                                                 utils::units(u"m/s"), u"", utils::leafSignal);
-  const utils::SignalDescriptor& descriptor = catalogue.createSignalDescriptor(
-      std::move(leaf), 1UL, 0UL, 2UL, u"speed", u"", vtu::FullBlkPathToTopMdl(), 0UL);
+  const utils::SignalDescriptor& descriptor =
+      catalogue.createSignalDescriptor(std::move(leaf), 1UL, 0UL, 2UL, u"speed", u"", vtu::FullBlkPathToTopMdl(), 0UL);
   Scalar accessor(descriptor, catalogue.disabledLoggingIntervals());
 
   double sum = 0;
