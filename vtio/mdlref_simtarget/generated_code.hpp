@@ -8,11 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/text.hpp"
+#include "vtio/core/utils/ustring.hpp"
 
 namespace mdlref_simtarget {
-
-using vtu::ustring;
 
 /// Escape style of C string literals.
 inline constexpr int kCLiteralEscapes = 4;

@@ -18,8 +18,8 @@
 
 #include "platform/qalc.hpp"
 #include "platform/snapshot.hpp"
-#include "platform/text.hpp"
 #include "vtio/core/utils/signal_descriptor.hpp"
+#include "vtio/core/utils/ustring.hpp"
 #include "vtio/export.hpp"
 
 namespace vtio::core::accessor {
@@ -29,8 +29,6 @@ class Accessor;
 namespace vtio::core::client {
 
 using utils::SignalDescriptor;
-using vtu::ustring;
-
 class Catalogue;
 
 /// Receives the samples of one signal and turns them into a dataset element at the end.

@@ -6,12 +6,10 @@
 #include <memory>
 #include <vector>
 
-#include "platform/text.hpp"
 #include "vtio/core/utils/transformation_policy.hpp"
+#include "vtio/core/utils/ustring.hpp"
 
 namespace vtio::core::utils {
-
-using vtu::ustring;
 
 /// Keeps a copy of each string sample in the leaf's store and delivers that copy's address.
 ///

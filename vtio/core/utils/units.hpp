@@ -2,13 +2,11 @@
 /// The unit expression of a leaf.
 #pragma once
 
-#include "platform/text.hpp"
 #include "platform/units.hpp"
+#include "vtio/core/utils/ustring.hpp"
 #include "vtio/export.hpp"
 
 namespace vtio::core::utils {
-
-using vtu::ustring;
 
 /// A unit expression such as u"m/s"; empty for a signal without a unit.
 class VTIO_EXPORT units {

@@ -19,7 +19,7 @@ vtu::qxArrayWrapper Utilities::createBlockPathCellArray(const vtu::FullBlkPathTo
     const std::u16string_view text = terminated == nullptr ? std::u16string_view() : std::u16string_view(terminated);
     vtu::qxArrayWrapper cell(qxCreateUString(text.data(), text.size()));
     qxSetCell(cells.get(), i, cell.get());
-    cell.release();
+    static_cast<void>(cell.release());  // the cell array owns it now
   }
   return cells;
 }

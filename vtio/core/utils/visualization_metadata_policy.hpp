@@ -4,12 +4,10 @@
 
 #include <string>
 
-#include "platform/text.hpp"
 #include "vtio/core/utils/signal_descriptor_node_policy.hpp"
+#include "vtio/core/utils/ustring.hpp"
 
 namespace vtio::core::utils {
-
-using vtu::ustring;
 
 /// Metadata only: the data passes as it is.
 class VTIO_EXPORT VisualizationMetadataPolicy : public SignalDescriptorNodePolicy {
