@@ -31,8 +31,12 @@ struct Configuration {
 Configuration readConfiguration(const char* fileName) {
   const std::unique_ptr<QatFile, FileCloser> file(qatOpen(fileName, "r"));
   const auto read = [&file](const char* name) { return vtu::qxArrayWrapper(qatGetVariable(file.get(), name)); };
-  return {read("signalLoggingToPersistentStorage"), read("signalLogging"), read("signalStorageParameters"),
-          read("outputLogging"),                    read("DSMLogging"),    read("disableSignalLoggingToR2forXIL")};
+  return {read("signalLoggingToPersistentStorage"),
+          read("signalLogging"),
+          read("signalStorageParameters"),
+          read("outputLogging"),
+          read("DSMLogging"),
+          read("disableSignalLoggingToR2forXIL")};
 }
 
 ustring onOff(bool on) { return on ? u"on" : u"off"; }

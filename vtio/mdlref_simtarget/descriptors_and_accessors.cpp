@@ -98,8 +98,8 @@ extern "C" {
 const void* zetGetSignalDescriptor(void* treeVector, unsigned numberOfInputPorts, unsigned kind, unsigned maxPoints,
                                    unsigned decimation, const char* signalName, const char* propagatedName,
                                    const char* encodedPath, const char* blockPath, unsigned connectedPortIndex,
-                                   unsigned long inportOrder, void* catalogue, const unsigned* dims1,
-                                   unsigned numDims1, const unsigned* dims2, unsigned numDims2) {
+                                   unsigned long inportOrder, void* catalogue, const unsigned* dims1, unsigned numDims1,
+                                   const unsigned* dims2, unsigned numDims2) {
   try {
     std::unique_ptr<TreeVector> vector = takeTreeVector(treeVector);
     const vtu::FullBlkPathToTopMdl path = fullPath(encodedPath, blockPath);

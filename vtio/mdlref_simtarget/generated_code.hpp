@@ -42,7 +42,8 @@ inline ustring unescapedText(const char* text) {
 /// @throws std::invalid_argument for a null array of a count above 0.
 template <typename To>
 std::vector<To> widened(const unsigned* values, std::size_t count) {
-  if (values == nullptr && count > 0) throw std::invalid_argument("a null array of " + std::to_string(count) + " values");
+  if (values == nullptr && count > 0)
+    throw std::invalid_argument("a null array of " + std::to_string(count) + " values");
   std::vector<To> result;
   result.reserve(count);
   for (std::size_t i = 0; i < count; ++i) result.push_back(static_cast<To>(values[i]));

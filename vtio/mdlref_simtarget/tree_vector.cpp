@@ -131,10 +131,10 @@ void zetAddLeafNode(unsigned dataTypeId, const char* name, const char* interpola
                     const unsigned* dims, unsigned numDims, const char* dataTypeName, const char* unitText,
                     const char* sampleTime, double discreteInc, double stopTime, void* treeVector) {
   append(treeVector, [&] {
-    auto node = std::make_unique<LeafNode>(static_cast<int>(dataTypeId), unescapedText(name), complexity == kComplex,
-                                           std::string(textOrEmpty(interpolation)), dimensions(dims, numDims),
-                                           std::string(textOrEmpty(dataTypeName)), unit(unitText), ustring(),
-                                           leafSignal);
+    auto node =
+        std::make_unique<LeafNode>(static_cast<int>(dataTypeId), unescapedText(name), complexity == kComplex,
+                                   std::string(textOrEmpty(interpolation)), dimensions(dims, numDims),
+                                   std::string(textOrEmpty(dataTypeName)), unit(unitText), ustring(), leafSignal);
     node->addPolicy(metadata(sampleTime, discreteInc, stopTime));
     return node;
   });
@@ -156,9 +156,9 @@ void zetAddFixedPointLeafNode(unsigned dataTypeId, const char* name, const char*
 }
 
 void zetAddEnumLeafNode(unsigned dataTypeId, const char* name, const char* interpolation, const unsigned* dims,
-                        unsigned numDims, const char* dataTypeName, const char* unitText,
-                        const char* resolvedClassName, const char* sampleTime, double discreteInc, double stopTime,
-                        const unsigned* enumValues, const char** enumLabels, unsigned numEnums, void* treeVector) {
+                        unsigned numDims, const char* dataTypeName, const char* unitText, const char* resolvedClassName,
+                        const char* sampleTime, double discreteInc, double stopTime, const unsigned* enumValues,
+                        const char** enumLabels, unsigned numEnums, void* treeVector) {
   append(treeVector, [&] {
     auto node = std::make_unique<EnumLeafNode>(
         static_cast<int>(dataTypeId), unescapedText(name), std::string(textOrEmpty(interpolation)),

@@ -18,28 +18,33 @@ const SignalDescriptor& Catalogue::keep(std::unique_ptr<SignalDescriptor> descri
   return *descriptors_.back();
 }
 
-const SignalDescriptor& Catalogue::createSignalDescriptor(
-    std::unique_ptr<Node> root, unsigned long numberOfInputPorts, unsigned long maxPoints, unsigned long decimation,
-    const ustring& signalName, const ustring& propagatedName, vtu::FullBlkPathToTopMdl blockPath,
-    unsigned long connectedPortIndex) {
+const SignalDescriptor& Catalogue::createSignalDescriptor(std::unique_ptr<Node> root, unsigned long numberOfInputPorts,
+                                                          unsigned long maxPoints, unsigned long decimation,
+                                                          const ustring& signalName, const ustring& propagatedName,
+                                                          vtu::FullBlkPathToTopMdl blockPath,
+                                                          unsigned long connectedPortIndex) {
   return createSignalDescriptor(std::move(root), numberOfInputPorts, maxPoints, decimation, signalName, propagatedName,
                                 blockPath, connectedPortIndex, std::vector<unsigned long>(), std::vector<int>());
 }
 
-const SignalDescriptor& Catalogue::createSignalDescriptor(
-    std::unique_ptr<Node> root, unsigned long numberOfInputPorts, unsigned long maxPoints, unsigned long decimation,
-    const ustring& signalName, const ustring& propagatedName, const vtu::FullBlkPathToTopMdl& blockPath,
-    unsigned long connectedPortIndex, const std::vector<unsigned long>& foreachDimensions,
-    const std::vector<int>& foreachIterationIndices) {
+const SignalDescriptor& Catalogue::createSignalDescriptor(std::unique_ptr<Node> root, unsigned long numberOfInputPorts,
+                                                          unsigned long maxPoints, unsigned long decimation,
+                                                          const ustring& signalName, const ustring& propagatedName,
+                                                          const vtu::FullBlkPathToTopMdl& blockPath,
+                                                          unsigned long connectedPortIndex,
+                                                          const std::vector<unsigned long>& foreachDimensions,
+                                                          const std::vector<int>& foreachIterationIndices) {
   return keep(std::make_unique<SignalDescriptor>(descriptors_.size(), std::move(root), numberOfInputPorts, maxPoints,
                                                  decimation, signalName, propagatedName, blockPath, connectedPortIndex,
                                                  foreachDimensions, foreachIterationIndices));
 }
 
-const SignalDescriptor& Catalogue::createSignalDescriptor(
-    std::unique_ptr<Node> root, unsigned long numberOfInputPorts, enum InportOutportSignalDescriptor::portType kind,
-    unsigned long maxPoints, unsigned long decimation, const ustring& signalName, const ustring& propagatedName,
-    const vtu::FullBlkPathToTopMdl& blockPath, unsigned long connectedPortIndex) {
+const SignalDescriptor& Catalogue::createSignalDescriptor(std::unique_ptr<Node> root, unsigned long numberOfInputPorts,
+                                                          enum InportOutportSignalDescriptor::portType kind,
+                                                          unsigned long maxPoints, unsigned long decimation,
+                                                          const ustring& signalName, const ustring& propagatedName,
+                                                          const vtu::FullBlkPathToTopMdl& blockPath,
+                                                          unsigned long connectedPortIndex) {
   return createSignalDescriptor(std::move(root), numberOfInputPorts, kind, maxPoints, decimation, signalName,
                                 propagatedName, blockPath, connectedPortIndex, {}, {});
 }
@@ -50,14 +55,15 @@ const SignalDescriptor& Catalogue::createSignalDescriptor(
     const vtu::FullBlkPathToTopMdl& blockPath, unsigned long connectedPortIndex,
     const std::vector<unsigned long>& foreachDimensions, const std::vector<int>& foreachIterationIndices) {
   return keep(std::make_unique<InportOutportSignalDescriptor>(
-      descriptors_.size(), std::move(root), numberOfInputPorts, kind, maxPoints, decimation, signalName,
-      propagatedName, blockPath, connectedPortIndex, foreachDimensions, foreachIterationIndices));
+      descriptors_.size(), std::move(root), numberOfInputPorts, kind, maxPoints, decimation, signalName, propagatedName,
+      blockPath, connectedPortIndex, foreachDimensions, foreachIterationIndices));
 }
 
-const SignalDescriptor& Catalogue::createSignalDescriptor(
-    std::unique_ptr<Node> root, unsigned long numberOfInputPorts, unsigned long maxPoints, unsigned long decimation,
-    const ustring& signalName, const ustring& propagatedName, const vtu::FullBlkPathToTopMdl& blockPath,
-    unsigned long connectedPortIndex, unsigned long inportOrder) {
+const SignalDescriptor& Catalogue::createSignalDescriptor(std::unique_ptr<Node> root, unsigned long numberOfInputPorts,
+                                                          unsigned long maxPoints, unsigned long decimation,
+                                                          const ustring& signalName, const ustring& propagatedName,
+                                                          const vtu::FullBlkPathToTopMdl& blockPath,
+                                                          unsigned long connectedPortIndex, unsigned long inportOrder) {
   return keep(std::make_unique<InportOutportSignalDescriptor>(
       descriptors_.size(), std::move(root), numberOfInputPorts, maxPoints, decimation, signalName, propagatedName,
       blockPath, connectedPortIndex, std::vector<unsigned long>(), std::vector<int>(), inportOrder));
@@ -82,9 +88,7 @@ void Catalogue::addClient(std::unique_ptr<Client> client, const ustring& dataset
   if (!added && keepsSnapshots) snapshotInterfaces_.pop_back();
 }
 
-void Catalogue::registerDataset(const ustring& name) {
-  datasets_.emplace(name, std::make_unique<ClientCollection>());
-}
+void Catalogue::registerDataset(const ustring& name) { datasets_.emplace(name, std::make_unique<ClientCollection>()); }
 
 ClientCollection& Catalogue::clientCollection(ustring name) const {
   const auto found = datasets_.find(name);

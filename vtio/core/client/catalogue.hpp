@@ -82,14 +82,11 @@ class VTIO_EXPORT Catalogue {
                                                  const ustring& signalName, const ustring& propagatedName,
                                                  const vtu::FullBlkPathToTopMdl& blockPath,
                                                  unsigned long connectedPortIndex);
-  const SignalDescriptor& createSignalDescriptor(std::unique_ptr<Node> root, unsigned long numberOfInputPorts,
-                                                 enum InportOutportSignalDescriptor::portType kind,
-                                                 unsigned long maxPoints, unsigned long decimation,
-                                                 const ustring& signalName, const ustring& propagatedName,
-                                                 const vtu::FullBlkPathToTopMdl& blockPath,
-                                                 unsigned long connectedPortIndex,
-                                                 const std::vector<unsigned long>& foreachDimensions,
-                                                 const std::vector<int>& foreachIterationIndices);
+  const SignalDescriptor& createSignalDescriptor(
+      std::unique_ptr<Node> root, unsigned long numberOfInputPorts, enum InportOutportSignalDescriptor::portType kind,
+      unsigned long maxPoints, unsigned long decimation, const ustring& signalName, const ustring& propagatedName,
+      const vtu::FullBlkPathToTopMdl& blockPath, unsigned long connectedPortIndex,
+      const std::vector<unsigned long>& foreachDimensions, const std::vector<int>& foreachIterationIndices);
   /// An inport.
   const SignalDescriptor& createSignalDescriptor(std::unique_ptr<Node> root, unsigned long numberOfInputPorts,
                                                  unsigned long maxPoints, unsigned long decimation,

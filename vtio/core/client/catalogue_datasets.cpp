@@ -45,9 +45,8 @@ void putShared(QatFile* file, const char* key, const vtu::qxArrayWrapper& value)
 
 // Grouping looks at neighbours, so it works on a list that has been sorted.
 bool anyForeach(const std::vector<Client*>& clients) {
-  return std::any_of(clients.begin(), clients.end(), [](const Client* client) {
-    return !client->signalDescriptor().foreachDimensions().empty();
-  });
+  return std::any_of(clients.begin(), clients.end(),
+                     [](const Client* client) { return !client->signalDescriptor().foreachDimensions().empty(); });
 }
 
 }  // namespace
@@ -65,8 +64,8 @@ vtu::qxArrayWrapper Catalogue::datasetArray(ustring name) {
   groupForeachIterationsMetaData(clients);
 
   const bool persistent = settings(SignalLoggingToPersistentStorage) == u"on";
-  vtu::qxStructWrapper dataset = persistent ? vtu::qxStructWrapper({"Name", "FileName", "Elements"})
-                                            : vtu::qxStructWrapper({"Name", "Elements"});
+  vtu::qxStructWrapper dataset =
+      persistent ? vtu::qxStructWrapper({"Name", "FileName", "Elements"}) : vtu::qxStructWrapper({"Name", "Elements"});
   dataset.set("Name", text(name));
   if (persistent) dataset.set("FileName", text(vtu::to_string(settings(SignalStorageParameters)).c_str()));
   dataset.set("Elements", cellsOfElements(clients));

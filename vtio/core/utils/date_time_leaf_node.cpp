@@ -15,9 +15,9 @@ DateTimeLeafNode::DateTimeLeafNode(int datatypeTableId, const ustring& name, std
 DateTimeLeafNode::~DateTimeLeafNode() = default;
 
 std::unique_ptr<Node> DateTimeLeafNode::getCopy() const {
-  auto copy =
-      std::make_unique<DateTimeLeafNode>(datatypeTableId(), signalName(), interpolationMethod(), dataDimensions(),
-                                         datatypeClassName(), unit(), startDate(), fxpDataTypeProperties(), attributes_);
+  auto copy = std::make_unique<DateTimeLeafNode>(datatypeTableId(), signalName(), interpolationMethod(),
+                                                 dataDimensions(), datatypeClassName(), unit(), startDate(),
+                                                 fxpDataTypeProperties(), attributes_);
   copyParams(*copy);
   return copy;
 }

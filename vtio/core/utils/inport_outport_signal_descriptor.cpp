@@ -15,8 +15,8 @@ InportOutportSignalDescriptor::InportOutportSignalDescriptor(
       inportOrder_(0) {}
 
 InportOutportSignalDescriptor::InportOutportSignalDescriptor(
-    unsigned long catalogueIndex, std::unique_ptr<Node> root, unsigned long numberOfInputPorts,
-    unsigned long maxPoints, unsigned long decimation, const ustring& signalName, const ustring& propagatedName,
+    unsigned long catalogueIndex, std::unique_ptr<Node> root, unsigned long numberOfInputPorts, unsigned long maxPoints,
+    unsigned long decimation, const ustring& signalName, const ustring& propagatedName,
     vtu::FullBlkPathToTopMdl blockPath, unsigned long connectedPortIndex,
     const std::vector<unsigned long>& foreachDimensions, const std::vector<int>& foreachIterationIndices,
     unsigned long inportOrder)

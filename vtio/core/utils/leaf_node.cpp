@@ -17,8 +17,8 @@ LeafNode::LeafNode(int datatypeTableId, int userDefinedDatatypeTableId, const us
 LeafNode::LeafNode(int datatypeTableId, const ustring& name, bool isComplex, std::string interpolationMethod,
                    std::vector<long long> dimensions, std::string datatypeClassName, units unit, ustring startDate,
                    SignalType type)
-    : LeafNode(datatypeTableId, datatypeTableId, name, isComplex, std::move(interpolationMethod),
-               std::move(dimensions), std::move(datatypeClassName), std::move(unit), std::move(startDate), type) {}
+    : LeafNode(datatypeTableId, datatypeTableId, name, isComplex, std::move(interpolationMethod), std::move(dimensions),
+               std::move(datatypeClassName), std::move(unit), std::move(startDate), type) {}
 
 LeafNode::LeafNode(int datatypeTableId, const ustring& name, std::string interpolationMethod,
                    std::vector<long long> dimensions, std::string datatypeClassName, units unit, ustring startDate,
@@ -46,8 +46,8 @@ LeafNode::~LeafNode() = default;
 
 std::unique_ptr<Node> LeafNode::getCopy() const {
   auto copy = std::make_unique<LeafNode>(datatypeTableId(), signalName(), isComplex_, interpolationMethod_,
-                                         dataDimensions_, datatypeClassName_, unit_, startDate_,
-                                         fxpDataTypeProperties_, getSignalType(), userDefinedDatatypeTableId_);
+                                         dataDimensions_, datatypeClassName_, unit_, startDate_, fxpDataTypeProperties_,
+                                         getSignalType(), userDefinedDatatypeTableId_);
   copyParams(*copy);
   return copy;
 }

@@ -40,9 +40,8 @@ class VTIO_EXPORT LeafNode : public Node {
            std::vector<long long> dimensions, std::string datatypeClassName, units unit, ustring startDate,
            SignalType type);
   /// A leaf of type `leafSignal`.
-  LeafNode(int datatypeTableId, const ustring& name, std::string interpolationMethod,
-           std::vector<long long> dimensions, std::string datatypeClassName, units unit, ustring startDate,
-           fxpDataTypeProp properties, bool isComplex);
+  LeafNode(int datatypeTableId, const ustring& name, std::string interpolationMethod, std::vector<long long> dimensions,
+           std::string datatypeClassName, units unit, ustring startDate, fxpDataTypeProp properties, bool isComplex);
   LeafNode(int datatypeTableId, const ustring& name, bool isComplex, std::string interpolationMethod,
            std::vector<long long> dimensions, std::string datatypeClassName, units unit, ustring startDate,
            fxpDataTypeProp properties, SignalType type, int userDefinedDatatypeTableId);

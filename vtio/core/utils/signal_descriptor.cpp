@@ -14,11 +14,11 @@ struct NumericType {
   qxClassID id;
 };
 
-constexpr std::array kNumericTypes = {
-    NumericType{"double", qxDOUBLE}, NumericType{"single", qxSINGLE}, NumericType{"int8", qxINT8},
-    NumericType{"uint8", qxUINT8},   NumericType{"int16", qxINT16},   NumericType{"uint16", qxUINT16},
-    NumericType{"int32", qxINT32},   NumericType{"uint32", qxUINT32}, NumericType{"int64", qxINT64},
-    NumericType{"uint64", qxUINT64}};
+constexpr std::array kNumericTypes = {NumericType{"double", qxDOUBLE}, NumericType{"single", qxSINGLE},
+                                      NumericType{"int8", qxINT8},     NumericType{"uint8", qxUINT8},
+                                      NumericType{"int16", qxINT16},   NumericType{"uint16", qxUINT16},
+                                      NumericType{"int32", qxINT32},   NumericType{"uint32", qxUINT32},
+                                      NumericType{"int64", qxINT64},   NumericType{"uint64", qxUINT64}};
 
 const NumericType* findNumericType(std::string_view name) {
   const auto* found = std::find_if(kNumericTypes.begin(), kNumericTypes.end(),

@@ -23,9 +23,8 @@ unsigned long StringLeafNode::bytesPerSample() const { return bytesPerCharacter_
 unsigned long StringLeafNode::storedSize() const { return bytesPerCharacter_ * maxBytes_; }
 
 std::unique_ptr<Node> StringLeafNode::getCopy() const {
-  auto copy = std::make_unique<StringLeafNode>(datatypeTableId(), signalName(), interpolationMethod(),
-                                               dataDimensions(), datatypeClassName(), unit(), startDate(), maxBytes_,
-                                               bytesPerCharacter_);
+  auto copy = std::make_unique<StringLeafNode>(datatypeTableId(), signalName(), interpolationMethod(), dataDimensions(),
+                                               datatypeClassName(), unit(), startDate(), maxBytes_, bytesPerCharacter_);
   copyParams(*copy);
   for (const auto& text : stringStore_) copy->addStringElement(text.get());
   return copy;
