@@ -51,10 +51,13 @@ static bool takesValue(const char* option) {
   return false;
 }
 
-static bool countSteps(Options* options, Complaint complaint) {
+static bool checkTogether(Options* options, Complaint complaint) {
   char value[40];
   const double steps = floor(options->duration / options->step + 1e-9);
   snprintf(value, sizeof value, "%.17g", options->duration);
+  if (strcmp(options->configuration, options->output) == 0) {
+    return complain(complaint, "--out", options->output, "is the configuration file");
+  }
   if (steps < 1.0) {
     return complain(complaint, "--duration", value, "is shorter than one step");
   }
@@ -85,7 +88,7 @@ bool optionsParse(int argc, char** argv, Options* options, char* message, size_t
       ++i;
     }
   }
-  return countSteps(options, complaint);
+  return checkTogether(options, complaint);
 }
 
 const char* optionsHelp(void) {

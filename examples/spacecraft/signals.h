@@ -1,0 +1,40 @@
+/// @file
+/// The logged signals of the spacecraft, described the way that generated code does it: one tree of nodes and one
+/// descriptor per signal.
+#ifndef VTIO_EXAMPLES_SPACECRAFT_SIGNALS_H
+#define VTIO_EXAMPLES_SPACECRAFT_SIGNALS_H
+
+#include <stdbool.h>
+#include <stddef.h>
+
+#include "simulation.h"
+
+enum { kMaxLeaves = 3, kMaxSignals = 32 };
+
+/// Steps between two samples of the three rates.
+enum { kFast = 1, kMedium = 10, kSlow = 100 };
+
+/// One logged signal: its descriptor and where its values stand.
+typedef struct Signal {
+  const char* name;
+  const void* descriptor;        ///< owned by the catalogue
+  unsigned period;               ///< steps between two samples
+  unsigned leaves;               ///< addresses in use; more than one only for a virtual bus
+  const void* data[kMaxLeaves];  ///< by leaf position; point into the Outputs that were given
+} Signal;
+
+/// The list of signals.
+typedef struct SignalList {
+  Signal signals[kMaxSignals];
+  unsigned count;
+  const char* failed;  ///< name of the first signal whose description was refused, or NULL
+} SignalList;
+
+/// Describes every signal to the catalogue, and applies its logging selection to each.
+/// @param catalogue Raw catalogue pointer; owns the descriptors.
+/// @param outputs Where the values will be at each step; borrowed for as long as the list is used.
+/// @param step Seconds.
+/// @param duration Seconds.
+SignalList signalsDescribe(void* catalogue, const Outputs* outputs, double step, double duration);
+
+#endif
