@@ -131,7 +131,7 @@ void** zetGetAccessor(const void* descriptor, const void* loggingInterval) {
     std::unique_ptr<Accessor> accessor = makeAccessor(*static_cast<const SignalDescriptor*>(descriptor),
                                                       *static_cast<const smartlog::LoggingInterval*>(loggingInterval));
     void** handle = newHandle(accessor.get());
-    accessor.release();
+    static_cast<void>(accessor.release());  // owned by the handle from here on
     return handle;
   } catch (...) {
     return nullptr;

@@ -79,7 +79,7 @@ std::unique_ptr<Node> rootFromTreeVector(TreeVector& treeVector) {
       closeBus(open, root);
       if (root != nullptr) return root;
     } else if (auto* bus = dynamic_cast<BusNode*>(entry.get())) {
-      entry.release();
+      static_cast<void>(entry.release());  // owned by the list of open buses from here on
       open.emplace_back(bus);
     } else {
       addLeaf(open, std::move(entry));
@@ -93,7 +93,7 @@ extern "C" {
 void* zetGetTreeVector(void) {
   auto treeVector = std::make_unique<TreeVector>();
   void** handle = newHandle(treeVector.get());
-  treeVector.release();
+  static_cast<void>(treeVector.release());  // owned by the handle from here on
   return handle;
 }
 

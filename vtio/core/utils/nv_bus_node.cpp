@@ -23,7 +23,8 @@ long long strideFromBusSize(unsigned long busSize) {
 
 // Offsets wrap like any 64-bit address arithmetic: a nonsensical layout must not become undefined behaviour.
 long long wrappingAdd(long long a, long long b) {
-  return static_cast<long long>(static_cast<unsigned long>(a) + static_cast<unsigned long>(b));
+  const unsigned long sum = static_cast<unsigned long>(a) + static_cast<unsigned long>(b);
+  return static_cast<long long>(sum);
 }
 
 }  // namespace

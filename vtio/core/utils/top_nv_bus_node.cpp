@@ -7,6 +7,15 @@
 #include "vtio/core/utils/node_policies.hpp"
 
 namespace vtio::core::utils {
+namespace {
+
+const Node& firstLeafBelow(const BusNode& bus) {
+  const Node& first = *bus.children().front();
+  const auto* inner = dynamic_cast<const BusNode*>(&first);
+  return inner == nullptr || inner->children().empty() ? first : firstLeafBelow(*inner);
+}
+
+}  // namespace
 
 TopNVBusNode::TopNVBusNode(int datatypeTableId, const ustring& name, unsigned long numberOfChildren,
                            const std::vector<long long>& arrayOfBusDimensions,
@@ -59,17 +68,13 @@ void TopNVBusNode::generateLeafDataOffsets() {
 long long TopNVBusNode::leafDataOffset(unsigned long leafIndex) const {
   const std::vector<long long>& offsets = childOffsets();
   const unsigned long element = offsets.empty() ? 0 : leafIndex / offsets.size();
-  const auto offset = static_cast<unsigned long>(offsets[leafIndex - element * offsets.size()]);
-  return static_cast<long long>(offset + element * topBusSize_);
+  const long long inElement = offsets[leafIndex - element * offsets.size()];
+  const unsigned long offset = static_cast<unsigned long>(inElement) + element * topBusSize_;
+  return static_cast<long long>(offset);
 }
 
 const std::string& TopNVBusNode::interpolationMethod() const {
-  const Node* first = children().front().get();
-  while (const auto* inner = dynamic_cast<const BusNode*>(first)) {
-    if (inner->children().empty()) break;
-    first = inner->children().front().get();
-  }
-  return static_cast<const LeafNode*>(first)->interpolationMethod();
+  return static_cast<const LeafNode&>(firstLeafBelow(*this)).interpolationMethod();
 }
 
 }  // namespace vtio::core::utils
