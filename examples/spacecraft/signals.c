@@ -5,9 +5,6 @@
 
 #include "vtio/mdlref_simtarget/mdlref_simtarget.h"
 
-/// How a descriptor's port is meant (argument `kind` of zetGetSignalDescriptor).
-enum { kRootOutport = 1, kRootInport = 2, kOrdinary = 3 };
-
 /// Text of the encoded path above the blocks of the referenced model "power"; the other blocks are in the top model.
 static const char kPowerModel[] = "spacecraft/Power System";
 
@@ -59,7 +56,12 @@ static Signal* endTree(Describer* describer, Place place, unsigned inputs, unsig
     zetLoggingOverride(descriptor, describer->catalogue);
   }
   Signal* signal = &list->signals[list->count++];
-  const Signal entry = {.name = place.name, .descriptor = descriptor, .period = place.period, .leaves = 1};
+  const Signal entry = {.name = place.name,
+                        .descriptor = descriptor,
+                        .kind = place.kind,
+                        .iteration = kNoIteration,
+                        .period = place.period,
+                        .leaves = 1};
   *signal = entry;
   return signal;
 }
@@ -240,7 +242,9 @@ static void describeValves(Describer* describer, const Outputs* outputs) {
   for (int thruster = 0; thruster < kThrusterCount; ++thruster) {
     beginTree(describer, place.period);
     addLeaf(describer, place.name, "boolean", 1, "");
-    endTree(describer, place, 1, 0, loops)->data[0] = &outputs->valveOpen[thruster];
+    Signal* signal = endTree(describer, place, 1, 0, loops);
+    signal->iteration = thruster;
+    signal->data[0] = &outputs->valveOpen[thruster];
   }
 }
 

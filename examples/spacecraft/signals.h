@@ -11,6 +11,12 @@
 
 enum { kMaxLeaves = 3, kMaxSignals = 32 };
 
+/// How a descriptor's port is meant (argument `kind` of zetGetSignalDescriptor).
+enum { kRootOutport = 1, kRootInport = 2, kOrdinary = 3 };
+
+/// Iteration number of a signal outside for-each loops.
+enum { kNoIteration = -1 };
+
 /// Steps between two samples of the three rates.
 enum { kFast = 1, kMedium = 10, kSlow = 100 };
 
@@ -18,6 +24,8 @@ enum { kFast = 1, kMedium = 10, kSlow = 100 };
 typedef struct Signal {
   const char* name;
   const void* descriptor;        ///< owned by the catalogue
+  unsigned kind;                 ///< kRootOutport, kRootInport or kOrdinary
+  int iteration;                 ///< of the for-each loops around it, innermost fastest; or kNoIteration
   unsigned period;               ///< steps between two samples
   unsigned leaves;               ///< addresses in use; more than one only for a virtual bus
   const void* data[kMaxLeaves];  ///< by leaf position; point into the Outputs that were given

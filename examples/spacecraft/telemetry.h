@@ -23,7 +23,8 @@ typedef struct Telemetry {
   void* catalogue;
   VtioRecordingSession* session;
   SignalList list;
-  void** accessors[kMaxSignals];  ///< by signal; NULL for one that the selection switches off
+  bool outports;                  ///< whether the configuration wants root outports logged
+  void** accessors[kMaxSignals];  ///< by signal; NULL for one that is switched off
 } Telemetry;
 
 /// Reads the configuration, describes the signals and attaches a recorder to each that is switched on.
