@@ -1,0 +1,142 @@
+#include <exception>
+#include <stdexcept>
+#include <string>
+
+#include "platform/text.hpp"
+#include "recorders/recorders.h"
+#include "recorders/recording_session.hpp"
+#include "vtio/mdlref_simtarget/mdlref_simtarget.h"
+
+using vtio::core::accessor::Accessor;
+using vtio::core::client::Catalogue;
+using vtio::core::utils::SignalDescriptor;
+using vtio::recorders::MemoryRecorder;
+using vtio::recorders::RecordingSession;
+
+struct VtioRecordingSession {
+  explicit VtioRecordingSession(Catalogue& catalogue) : session(catalogue) {}
+  RecordingSession session;
+};
+
+namespace {
+
+thread_local std::string lastError;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): one per thread
+
+void note(const char* function, const char* message) noexcept {
+  try {
+    lastError = std::string(function) + ": " + message;
+  } catch (...) {
+    lastError.clear();
+  }
+}
+
+// Calls the operation and turns an exception into the value of a failure.
+template <typename Result, typename Operation>
+Result guarded(const char* function, Result failure, const Operation& operation) noexcept {
+  try {
+    return operation();
+  } catch (const std::exception& error) {
+    note(function, error.what());
+  } catch (...) {
+    note(function, "unknown error");
+  }
+  return failure;
+}
+
+template <typename T>
+T& require(T* pointer, const char* what) {
+  if (pointer == nullptr) throw std::invalid_argument(std::string("the ") + what + " is null");
+  return *pointer;
+}
+
+Accessor& accessorOf(void* handle) {
+  require(static_cast<char*>(handle), "accessor handle");
+  void* accessor = mdlref_simtarget::zetGetPointerFromUniquePtr(handle);
+  return require(static_cast<Accessor*>(accessor), "accessor in the handle");
+}
+
+MemoryRecorder* attach(VtioRecordingSession* session, const void* descriptor, void* accessor, const char* dataset) {
+  RecordingSession& recording = require(session, "session").session;
+  const auto& signal = require(static_cast<const SignalDescriptor*>(descriptor), "descriptor");
+  Accessor& entry = accessorOf(accessor);
+  return recording.attach(signal, entry,
+                          dataset != nullptr ? vtu::to_ustring(dataset) : RecordingSession::defaultDataset(signal));
+}
+
+template <typename Operation>
+int onSession(const char* function, VtioRecordingSession* session, const Operation& operation) noexcept {
+  return guarded(function, -1, [&] {
+    operation(require(session, "session").session);
+    return 0;
+  });
+}
+
+}  // namespace
+
+VtioRecordingSession* vtioRecordingCreate(void* catalogue) {
+  return guarded(__func__, static_cast<VtioRecordingSession*>(nullptr), [catalogue] {
+    return new VtioRecordingSession(require(static_cast<Catalogue*>(catalogue), "catalogue"));
+  });
+}
+
+void vtioRecordingDestroy(VtioRecordingSession* session) { delete session; }
+
+const void* vtioRecordingLoggingInterval(const VtioRecordingSession* session) {
+  return guarded(__func__, static_cast<const void*>(nullptr), [session] {
+    return static_cast<const void*>(&require(session, "session").session.loggingInterval());
+  });
+}
+
+int vtioRecordingAttach(VtioRecordingSession* session, const void* descriptor, void* accessor, const char* dataset) {
+  return guarded(__func__, -1, [&] { return attach(session, descriptor, accessor, dataset) != nullptr ? 1 : 0; });
+}
+
+int vtioRecordingAttachIteration(VtioRecordingSession* session, const void* descriptor, void* accessor,
+                                 unsigned iteration, const char* dataset) {
+  return guarded(__func__, -1, [&] {
+    MemoryRecorder* recorder = attach(session, descriptor, accessor, dataset);
+    if (recorder == nullptr) return 0;
+    recorder->foreachIteration(iteration);
+    return 1;
+  });
+}
+
+int vtioRecordingDetach(VtioRecordingSession* session, void* accessor) {
+  return onSession(__func__, session, [accessor](RecordingSession& s) { s.detach(accessorOf(accessor)); });
+}
+
+int vtioRecordingCaptureSnapshot(VtioRecordingSession* session, int initial) {
+  return onSession(__func__, session, [initial](RecordingSession& s) { s.captureSnapshot(initial != 0); });
+}
+
+int vtioRecordingRollBack(VtioRecordingSession* session) {
+  return onSession(__func__, session, [](RecordingSession& s) { s.rollBack(); });
+}
+
+int vtioRecordingReset(VtioRecordingSession* session) {
+  return onSession(__func__, session, [](RecordingSession& s) { s.reset(); });
+}
+
+int vtioRecordingClearSnapshots(VtioRecordingSession* session) {
+  return onSession(__func__, session, [](RecordingSession& s) { s.clearSnapshots(); });
+}
+
+int vtioRecordingPopLatestSnapshots(VtioRecordingSession* session, int n) {
+  return onSession(__func__, session, [n](RecordingSession& s) { s.popLatestSnapshots(n); });
+}
+
+int vtioRecordingPopOldestSnapshots(VtioRecordingSession* session, int n) {
+  return onSession(__func__, session, [n](RecordingSession& s) { s.popOldestSnapshots(n); });
+}
+
+int vtioRecordingLimitSnapshots(VtioRecordingSession* session, int n) {
+  return onSession(__func__, session, [n](RecordingSession& s) { s.limitSnapshots(n); });
+}
+
+int vtioRecordingSnapshots(const VtioRecordingSession* session) {
+  return guarded(__func__, -1, [session] {
+    return static_cast<int>(require(session, "session").session.snapshots());
+  });
+}
+
+const char* vtioRecordingLastError(void) { return lastError.c_str(); }

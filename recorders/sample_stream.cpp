@@ -1,0 +1,282 @@
+#include "recorders/sample_stream.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "recorders/chunk_size.hpp"
+
+namespace vtio::recorders {
+namespace {
+
+// What the time cursor of a stream without times points to: no time equals it.
+constexpr double kNoTime = std::numeric_limits<double>::quiet_NaN();
+
+// Lists of chunks grow by a quarter: doubling would leave too much unused beside small chunks.
+template <typename T>
+void pushTight(std::vector<T>& list, T value) {
+  if (list.size() == list.capacity()) list.reserve(list.size() + std::max<std::size_t>(4, list.size() / 4));
+  list.push_back(std::move(value));
+}
+
+std::u16string_view deliveredText(const LeafColumn& column, const std::byte* data) {
+  if (column.type.text == StoredType::Text::address) {
+    const std::u16string* text = nullptr;
+    std::memcpy(&text, data, sizeof text);
+    return text != nullptr ? std::u16string_view(*text) : std::u16string_view();
+  }
+  // In place: up to the terminator or the end of the leaf's bytes. Structures align 16-bit characters.
+  const auto* units = reinterpret_cast<const char16_t*>(data);
+  const std::size_t most = column.deliveredBytes / sizeof(char16_t);
+  std::size_t length = 0;
+  while (length < most && units[length] != u'\0') ++length;
+  return {units, length};
+}
+
+}  // namespace
+
+SampleStream::SampleStream(const LayoutPosition& position, std::uint64_t maxPoints, TimeBase& base)
+    : timeCursor_(&kNoTime), maxPoints_(maxPoints), position_(position), base_(base) {
+  for (const LeafColumn& column : position.columns) {
+    rowBytes_ += column.bytesPerRow();
+    hasText_ = hasText_ || column.type.text != StoredType::Text::none;
+  }
+  store_ = chooseStore();
+  base_.addWindow(maxPoints);
+}
+
+SampleStream::Store SampleStream::chooseStore() const {
+  if (rowBytes_ == 0) return Store::none;
+  const LeafColumn& column = position_.columns.front();
+  const bool contiguous = position_.columns.size() == 1 && column.offsets.size() == 1 && column.offsets.front() == 0;
+  if (!contiguous || hasText_) return Store::gather;
+  switch (rowBytes_) {
+    case 1: return Store::one;
+    case 2: return Store::two;
+    case 4: return Store::four;
+    case 8: return Store::eight;
+    default: return Store::block;
+  }
+}
+
+// Appends to the chunk of times, or follows whoever recorded this time before, or goes a way of its own.
+void SampleStream::appendTime(double time) {
+  if (row_ == rowEnd_) makeRoom();
+  const std::uint64_t sample = count();
+  TimeChunk* tail = state_.times.empty() ? nullptr : state_.times.back().get();
+  if (tail != nullptr && sample - tail->firstRow < tail->rows) {
+    const auto row = static_cast<std::uint32_t>(sample - tail->firstRow);
+    if (row == tail->used) {
+      tail->times()[row] = time;
+      ++tail->used;
+    } else if (!sameTime(tail->times()[row], time)) {
+      enterTimeChunk(base_.follow(tail, sample, time), true);
+      return;
+    }
+    timeCursor_ = tail->times() + row + 1;
+    return;
+  }
+  enterTimeChunk(base_.follow(tail, sample, time), false);
+}
+
+void SampleStream::enterTimeChunk(Ref<TimeChunk> chunk, bool replacesTail) {
+  timeCursor_ = chunk->times() + (count() - chunk->firstRow) + 1;
+  if (replacesTail) {
+    state_.times.back() = std::move(chunk);
+    return;
+  }
+  dropExpiredTimes();
+  pushTight(state_.times, std::move(chunk));
+}
+
+void SampleStream::dropExpiredTimes() {
+  if (maxPoints_ == 0) return;
+  const std::uint64_t oldest = count() + 1 > maxPoints_ ? count() + 1 - maxPoints_ : 0;
+  auto keep = state_.times.begin();
+  while (keep != state_.times.end()) {
+    const std::uint64_t end = keep + 1 != state_.times.end() ? (*(keep + 1))->firstRow : count();
+    if (end > oldest) break;
+    ++keep;
+  }
+  state_.times.erase(state_.times.begin(), keep);
+}
+
+// Makes row_ a row of the last chunk that may be written.
+void SampleStream::makeRoom() {
+  if (!state_.rows.empty() && row_ < state_.rows.back()->rows) {
+    RowChunk& tail = *state_.rows.back();
+    if (tail.refs != 1 && row_ < tail.used) {
+      copyTail();
+    } else {
+      if (row_ < tail.used) rewindText();
+      rowEnd_ = tail.rows;
+    }
+    return;
+  }
+  const std::uint32_t rows = chunkRows(rowBytes_, count() - state_.frontRow, maxPoints_, 1);
+  Ref<RowChunk> chunk = dropExpired(rows);
+  if (!chunk) chunk = RowChunk::make(rows, rowBytes_, hasText_);
+  if (!state_.rows.empty()) state_.rows.back()->used = state_.rows.back()->rows;
+  const std::uint64_t tailRow = count();
+  if (state_.rows.empty()) state_.frontRow = tailRow;
+  pushTight(state_.rows, std::move(chunk));
+  state_.tailRow = tailRow;
+  row_ = 0;
+  useTail();
+  rowEnd_ = rows;
+}
+
+// Another holder needs what stands from row_ on: goes on in a copy of the rows before.
+void SampleStream::copyTail() {
+  RowChunk& from = *state_.rows.back();
+  Ref<RowChunk> copy = RowChunk::make(from.rows, rowBytes_, hasText_);
+  std::size_t columnStart = 0;
+  for (const LeafColumn& column : position_.columns) {
+    const std::size_t bytes = column.bytesPerRow();
+    std::byte* out = copy->data() + columnStart * from.rows;
+    std::memcpy(out, from.data() + columnStart * from.rows, bytes * row_);
+    for (std::size_t at = 0; column.type.text != StoredType::Text::none && at < bytes * row_; at += sizeof(TextCell)) {
+      TextCell cell;
+      std::memcpy(&cell, out + at, sizeof cell);
+      cell.position = static_cast<std::uint32_t>(copy->text().append(from.text().read(cell.position, cell.length)));
+      std::memcpy(out + at, &cell, sizeof cell);
+    }
+    columnStart += bytes;
+  }
+  state_.rows.back() = std::move(copy);
+  useTail();
+  rowEnd_ = state_.rows.back()->rows;
+}
+
+// Drops the chunks whose samples are all older than the newest maxPoints, the coming one included; returns one of them
+// to be used again, if nobody else holds it and it has the wanted size.
+Ref<RowChunk> SampleStream::dropExpired(std::uint32_t rows) {
+  Ref<RowChunk> again;
+  if (maxPoints_ == 0 || count() < maxPoints_) return again;
+  const std::uint64_t oldest = count() + 1 - maxPoints_;
+  std::size_t expired = 0;
+  while (expired < state_.rows.size() && state_.frontRow + state_.rows[expired]->rows <= oldest) {
+    Ref<RowChunk>& chunk = state_.rows[expired++];
+    state_.frontRow += chunk->rows;
+    if (chunk->refs == 1 && chunk->rows == rows) again = std::move(chunk);
+  }
+  state_.rows.erase(state_.rows.begin(), state_.rows.begin() + static_cast<std::ptrdiff_t>(expired));
+  if (again) {
+    again->used = 0;
+    if (hasText_) again->text().truncate(0);
+  }
+  return again;
+}
+
+void SampleStream::useTail() { rowData_ = state_.rows.empty() ? nullptr : state_.rows.back()->data(); }
+
+// Nobody needs the texts from row_ on any more: the arena goes back to the end of the last text before.
+void SampleStream::rewindText() {
+  if (!hasText_) return;
+  RowChunk& tail = *state_.rows.back();
+  std::uint64_t end = 0;
+  std::size_t columnStart = 0;
+  for (const LeafColumn& column : position_.columns) {
+    const std::size_t bytes = column.bytesPerRow();
+    const std::byte* cells = tail.data() + columnStart * tail.rows + bytes * (row_ - std::size_t{1});
+    for (std::size_t at = 0; row_ != 0 && column.type.text != StoredType::Text::none && at < bytes;
+         at += sizeof(TextCell)) {
+      TextCell cell;
+      std::memcpy(&cell, cells + at, sizeof cell);
+      end = std::max<std::uint64_t>(end, std::uint64_t{cell.position} + cell.length);
+    }
+    columnStart += bytes;
+  }
+  tail.text().truncate(end);
+}
+
+void SampleStream::gather(const std::byte* data) {
+  std::byte* columnData = rowData_;
+  const std::uint32_t rows = state_.rows.back()->rows;
+  for (const LeafColumn& column : position_.columns) {
+    const std::size_t bytes = column.bytesPerRow();
+    std::byte* out = columnData + bytes * row_;
+    if (column.type.text != StoredType::Text::none) {
+      try {
+        gatherTexts(column, data, out);
+      } catch (...) {
+        --timeCursor_;
+        throw;
+      }
+    } else {
+      for (const std::size_t offset : column.offsets) {
+        std::memcpy(out, data + offset, column.deliveredBytes);
+        out += column.deliveredBytes;
+      }
+    }
+    columnData += bytes * rows;
+  }
+}
+
+// A text that cannot be kept leaves the stream as it was before the sample.
+void SampleStream::gatherTexts(const LeafColumn& column, const std::byte* data, std::byte* out) {
+  TextArena& arena = state_.rows.back()->text();
+  for (const std::size_t offset : column.offsets) {
+    const std::u16string_view text = deliveredText(column, data + offset);
+    if (text.size() > std::numeric_limits<std::uint32_t>::max() - arena.size()) {
+      throw std::length_error("The texts of one chunk of samples take more than 4294967295 characters");
+    }
+    const std::uint64_t position = arena.append(text);
+    const TextCell cell{static_cast<std::uint32_t>(position), static_cast<std::uint32_t>(text.size())};
+    std::memcpy(out, &cell, sizeof cell);
+    out += sizeof cell;
+  }
+}
+
+double SampleStream::timeOf(std::uint64_t sample) const {
+  auto chunk = state_.times.end() - 1;
+  while ((*chunk)->firstRow > sample) --chunk;
+  return (*chunk)->times()[sample - (*chunk)->firstRow];
+}
+
+vtu::qxArrayWrapper SampleStream::timeArray() const {
+  return base_.timeArray(state_.times.data(), state_.times.size(), first(), count());
+}
+
+void SampleStream::visit(std::size_t column,
+                         const std::function<void(const std::byte*, std::size_t, RowChunk&)>& use) const {
+  std::size_t columnStart = 0;
+  for (std::size_t i = 0; i < column; ++i) columnStart += position_.columns[i].bytesPerRow();
+  const std::size_t bytes = position_.columns[column].bytesPerRow();
+  std::uint64_t start = state_.frontRow;
+  for (const Ref<RowChunk>& chunk : state_.rows) {
+    const std::uint64_t end = std::min(start + chunk->rows, count());
+    const std::uint64_t begin = std::max(start, first());
+    if (begin < end) use(chunk->data() + columnStart * chunk->rows + bytes * (begin - start), end - begin, *chunk);
+    start += chunk->rows;
+  }
+}
+
+void SampleStream::noteUsed() {
+  if (!state_.rows.empty()) state_.rows.back()->used = std::max(state_.rows.back()->used, row_);
+}
+
+StreamState SampleStream::capture() {
+  noteUsed();
+  rowEnd_ = row_;  // the next append looks whether the last chunk may be written
+  StreamState state = state_;
+  state.row = row_;
+  return state;
+}
+
+void SampleStream::restore(const StreamState& state) {
+  noteUsed();
+  state_ = state;
+  row_ = state.row;
+  rowEnd_ = row_;
+  useTail();
+  timeCursor_ = &kNoTime;
+  if (!state_.times.empty()) {
+    const TimeChunk& tail = *state_.times.back();
+    timeCursor_ = tail.times() + (count() - tail.firstRow);
+  }
+}
+
+}  // namespace vtio::recorders
