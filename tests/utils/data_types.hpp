@@ -39,12 +39,13 @@ struct DataType {
 };
 
 /// Every class name that yields a property record, with the C++ type of the same storage.
-using DataTypes = ::testing::Types<
-    DataType<double, "double">, DataType<float, "single">, DataType<bool, "boolean">, DataType<bool, "logical">,
-    DataType<std::int8_t, "int8">, DataType<std::uint8_t, "uint8">, DataType<std::int16_t, "int16">,
-    DataType<std::uint16_t, "uint16">, DataType<std::int32_t, "int32">, DataType<std::uint32_t, "uint32">,
-    DataType<std::int64_t, "int64">, DataType<std::uint64_t, "uint64">, DataType<std::uint8_t, "string">,
-    DataType<double, "action">, DataType<double, "fcn_call">>;
+using DataTypes =
+    ::testing::Types<DataType<double, "double">, DataType<float, "single">, DataType<bool, "boolean">,
+                     DataType<bool, "logical">, DataType<std::int8_t, "int8">, DataType<std::uint8_t, "uint8">,
+                     DataType<std::int16_t, "int16">, DataType<std::uint16_t, "uint16">,
+                     DataType<std::int32_t, "int32">, DataType<std::uint32_t, "uint32">,
+                     DataType<std::int64_t, "int64">, DataType<std::uint64_t, "uint64">,
+                     DataType<std::uint8_t, "string">, DataType<double, "action">, DataType<double, "fcn_call">>;
 
 /// Prints the class name in the name of a typed test.
 struct DataTypeNames {

@@ -80,9 +80,8 @@ std::ostream& operator<<(std::ostream& stream, const Key& key) {
 
 /// Every combination of a few values of each part of the key.
 std::vector<Key> manyKeys(const std::vector<std::optional<unsigned long>>& inportOrders) {
-  const std::vector<std::vector<ustring>> paths = {{},           {u""},        {u"a"},       {u"b"},
-                                                   {u"\xd83d\xde00"}, {u"\xe000"}, {u"a", u"a"}, {u"a", u"b"},
-                                                   {u"b", u"a"}, {u"aa"}};
+  const std::vector<std::vector<ustring>> paths = {
+      {}, {u""}, {u"a"}, {u"b"}, {u"\xd83d\xde00"}, {u"\xe000"}, {u"a", u"a"}, {u"a", u"b"}, {u"b", u"a"}, {u"aa"}};
   std::vector<Key> keys;
   for (const auto& elements : paths) {
     for (const char16_t* subPath : {u"", u"s", u"st"}) {
@@ -135,7 +134,8 @@ TEST(SignalDescriptorOrder, sortsByTheKeys) {
   std::erase_if(keys, [](const Key& key) { return key.elements.empty(); });
   std::vector<std::unique_ptr<SignalDescriptor>> descriptors;
   std::transform(keys.rbegin(), keys.rend(), std::back_inserter(descriptors), build);
-  std::sort(descriptors.begin(), descriptors.end(), [](const auto& a, const auto& b) { return a != b && (*a < *b) == 1; });
+  std::sort(descriptors.begin(), descriptors.end(),
+            [](const auto& a, const auto& b) { return a != b && (*a < *b) == 1; });
   std::sort(keys.begin(), keys.end(), [](const Key& a, const Key& b) {
     return std::make_tuple(a.elements.size(), !a.subPath.empty(), a.elements, a.subPath, a.name, a.port) <
            std::make_tuple(b.elements.size(), !b.subPath.empty(), b.elements, b.subPath, b.name, b.port);

@@ -15,7 +15,10 @@ using test::expectDiagnostic;
 using test::expectSameProperties;
 
 const std::vector<int> kValues = {0, -3, 7};
-const std::vector<std::string> kLabels = {"off", "r\xc3\xbc" "ckw\xc3\xa4rts", "on"};
+const std::vector<std::string> kLabels = {"off",
+                                          "r\xc3\xbc"
+                                          "ckw\xc3\xa4rts",
+                                          "on"};
 
 EnumLeafNode makeMode(const std::string& resolvedClassName) {
   return {11, u"mode", "zoh", Dims{2}, "Mode", units(u"1"), u"now", resolvedClassName, kValues, kLabels};
@@ -85,8 +88,8 @@ TEST(EnumLeafNode, unknownResolvedClassIsRejectedWithItsName) {
   for (const std::string name : {"int24", "Mode", "fixed-point", ""}) {
     const std::vector<ustring> arguments = {ustring(name.begin(), name.end())};
     expectDiagnostic([&] { makeMode(name); }, "Vortan:logLoadBlocks", "UnhandledDatatype", arguments);
-    expectDiagnostic([&] { EnumLeafNode(1, u"m", "zoh", Dims{}, "int32", units(), u"", name); },
-                     "Vortan:logLoadBlocks", "UnhandledDatatype", arguments);
+    expectDiagnostic([&] { EnumLeafNode(1, u"m", "zoh", Dims{}, "int32", units(), u"", name); }, "Vortan:logLoadBlocks",
+                     "UnhandledDatatype", arguments);
   }
 }
 

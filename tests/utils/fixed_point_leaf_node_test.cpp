@@ -56,7 +56,8 @@ TEST(FixedPointLeafNode, unsignedIsZero) {
 }
 
 TEST(FixedPointLeafNode, kindFollowsTheExactClassName) {
-  for (const char* name : {"fixed-point", "Scaled-double", "scaled-double ", "scaled", "double", "int16", "date-time", ""}) {
+  for (const char* name :
+       {"fixed-point", "Scaled-double", "scaled-double ", "scaled", "double", "int16", "date-time", ""}) {
     EXPECT_EQ(makeCharge(name).fxpDataTypeProperties().dataTypeKind, 0) << name;
   }
   EXPECT_EQ(makeCharge("scaled-double").fxpDataTypeProperties().dataTypeKind, 1);
@@ -69,9 +70,7 @@ TEST(FixedPointLeafNode, scaledDoubleIsStoredAsDouble) {
   EXPECT_EQ(leaf.bytesPerSample(), 48U);
 }
 
-TEST(FixedPointLeafNode, classNameNeedNotBeKnown) {
-  EXPECT_NO_THROW(makeCharge("nobody-knows-this"));
-}
+TEST(FixedPointLeafNode, classNameNeedNotBeKnown) { EXPECT_NO_THROW(makeCharge("nobody-knows-this")); }
 
 TEST(FixedPointLeafNode, copyIsEqual) {
   for (const char* name : {"fixed-point", "scaled-double"}) {

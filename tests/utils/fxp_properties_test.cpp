@@ -64,7 +64,9 @@ TYPED_TEST(FxpPropertiesOfType, classNamesAreComparedExactly) {
 
 TEST(FxpProperties, otherClassNamesAreRejectedByName) {
   for (const char* name : {"fixed-point", "scaled-double", "date-time", "int24", "half", "", "float", "char", "struct",
-                           "uint1", "fcn-call", "sfix8", "gr\xc3\xb6\xc3\x9f" "e"}) {
+                           "uint1", "fcn-call", "sfix8",
+                           "gr\xc3\xb6\xc3\x9f"
+                           "e"}) {
     expectDiagnostic([&] { static_cast<void>(Node::getFxpDataTypeProperties(name)); }, "Vortan:logLoadBlocks",
                      "UnhandledDatatype", {vtu::to_ustring(name)});
   }

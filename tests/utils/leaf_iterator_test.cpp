@@ -123,8 +123,8 @@ TEST(LeafIterator, yieldsNullForAChildThatIsNotThere) {
 TEST(LeafIterator, yieldsLeavesOfEveryClass) {
   auto bus = makeBus(u"bus", 2);
   bus->addChild(std::make_unique<StringLeafNode>(1, u"text", "zoh", Dims{}, "string", units(), u"", 8UL, 1UL));
-  bus->addChild(std::make_unique<LeafNode>(1, u"assessment", false, "zoh", Dims{1}, "int32", units(), u"",
-                                           assessmentLeaf));
+  bus->addChild(
+      std::make_unique<LeafNode>(1, u"assessment", false, "zoh", Dims{1}, "int32", units(), u"", assessmentLeaf));
   EXPECT_EQ(leafNames(LeafIterator(*bus, true, true)), (Names{u"text", u"assessment"}));
 }
 
@@ -156,17 +156,16 @@ TEST(LeafIterator, stopsByTypeNotByClass) {
 }
 
 TEST(LeafIterator, loopsOverARootArray) {
-  const std::vector<std::pair<Dims, Names>> cases = {
-      {{3}, {u"X", u"Y", u"X", u"Y", u"X", u"Y"}},
-      {{1}, {u"X", u"Y"}},
-      {{}, {u"X", u"Y"}},
-      {{2, 1}, {u"X", u"Y", u"X", u"Y"}},
-      {{-1, -1}, {u"X", u"Y"}},
-      {{0}, {}},
-      {{-1}, {}},
-      {{2, 0}, {}},
-      {{-2}, {}},
-      {{2, -3}, {}}};
+  const std::vector<std::pair<Dims, Names>> cases = {{{3}, {u"X", u"Y", u"X", u"Y", u"X", u"Y"}},
+                                                     {{1}, {u"X", u"Y"}},
+                                                     {{}, {u"X", u"Y"}},
+                                                     {{2, 1}, {u"X", u"Y", u"X", u"Y"}},
+                                                     {{-1, -1}, {u"X", u"Y"}},
+                                                     {{0}, {}},
+                                                     {{-1}, {}},
+                                                     {{2, 0}, {}},
+                                                     {{-2}, {}},
+                                                     {{2, -3}, {}}};
   for (const auto& [dims, names] : cases) {
     const auto root = makeNVBus(u"N", dims, {u"X", u"Y"});
     EXPECT_EQ(leafNames(LeafIterator(*root, false, true)), names) << ::testing::PrintToString(dims);

@@ -112,9 +112,8 @@ class LeafNodeOfType : public ::testing::Test {};
 TYPED_TEST_SUITE(LeafNodeOfType, test::DataTypes, test::DataTypeNames);
 
 TYPED_TEST(LeafNodeOfType, sizes) {
-  const std::vector<std::pair<Dims, unsigned long>> cases = {{{}, 1},        {{1}, 1},       {{7}, 7},   {{1, 1}, 1},
-                                                             {{3, 2}, 6},    {{4, 5}, 20},   {{0}, 0},   {{5, 0}, 0},
-                                                             {{2, 3, 4}, 24}};
+  const std::vector<std::pair<Dims, unsigned long>> cases = {
+      {{}, 1}, {{1}, 1}, {{7}, 7}, {{1, 1}, 1}, {{3, 2}, 6}, {{4, 5}, 20}, {{0}, 0}, {{5, 0}, 0}, {{2, 3, 4}, 24}};
   for (const auto& [dims, values] : cases) {
     for (const bool isComplex : {false, true}) {
       const auto leaf = makeLeaf(u"leaf", TypeParam::name(), dims, isComplex);
@@ -181,7 +180,7 @@ TEST(LeafNode, bytesOfWrappedProducts) {
 }
 
 TEST(LeafNode, wordLengthsBetweenTheStorageSizes) {
-  const std::vector<std::pair<std::int32_t, unsigned long>> cases = {{1, 1},  {8, 1},   {9, 2},   {16, 2},  {17, 4},
+  const std::vector<std::pair<std::int32_t, unsigned long>> cases = {{1, 1},  {8, 1},  {9, 2},   {16, 2},   {17, 4},
                                                                      {33, 8}, {64, 8}, {65, 16}, {128, 16}, {129, 24}};
   for (const auto& [wordLength, bytes] : cases) {
     fxpDataTypeProp properties = oddProperties();

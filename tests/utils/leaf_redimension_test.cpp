@@ -38,15 +38,16 @@ class LeafRedimensionOfType : public ::testing::Test {};
 TYPED_TEST_SUITE(LeafRedimensionOfType, test::DataTypes, test::DataTypeNames);
 
 TYPED_TEST(LeafRedimensionOfType, keepsEverythingButTheDimensions) {
-  if (TypeParam::name() == "string") {
-    GTEST_SKIP() << "a leaf of this class becomes a string leaf";
-  }
   LeafNode source(11, 22, u"source", true, "linear", Dims{4, 4}, TypeParam::name(), units(u"m"), u"now", leafSignal);
   for (const Dims& dims : {Dims{}, Dims{1}, Dims{3, 2}, Dims{0}}) {
     const auto result = SignalDescriptor::getLeafNode(source, dims);
     const LeafNode& leaf = *result;
-    ASSERT_EQ(typeid(leaf), typeid(LeafNode));
     expectTaken(leaf, source, dims);
+    if (TypeParam::name() == "string") {
+      ASSERT_EQ(typeid(leaf), typeid(StringLeafNode));
+      continue;
+    }
+    ASSERT_EQ(typeid(leaf), typeid(LeafNode));
     EXPECT_TRUE(leaf.isComplexDataType());
     EXPECT_EQ(leaf.userDefinedDatatypeTableId(), 22);
     expectSameProperties(leaf.fxpDataTypeProperties(), source.fxpDataTypeProperties());

@@ -32,10 +32,13 @@ Dims appendedOffsets(const NVBusNode& bus, long long base, bool isTop) {
 }
 
 TEST(NVBusNode, typeFollowsTheDimensions) {
-  const std::vector<std::pair<Dims, SignalType>> cases = {
-      {{1}, nonVirtualBus},           {{2}, arrayOfNonVirtualBuses},  {{1, 1}, arrayOfNonVirtualBuses},
-      {{}, arrayOfNonVirtualBuses},   {{0}, arrayOfNonVirtualBuses},  {{-1}, arrayOfNonVirtualBuses},
-      {{1, 2}, arrayOfNonVirtualBuses}};
+  const std::vector<std::pair<Dims, SignalType>> cases = {{{1}, nonVirtualBus},
+                                                          {{2}, arrayOfNonVirtualBuses},
+                                                          {{1, 1}, arrayOfNonVirtualBuses},
+                                                          {{}, arrayOfNonVirtualBuses},
+                                                          {{0}, arrayOfNonVirtualBuses},
+                                                          {{-1}, arrayOfNonVirtualBuses},
+                                                          {{1, 2}, arrayOfNonVirtualBuses}};
   for (const auto& [dims, type] : cases) {
     EXPECT_EQ(NVBusNode(-1, u"bus", 0, dims).getSignalType(), type) << ::testing::PrintToString(dims);
     EXPECT_EQ(NVBusNode(-1, u"bus", 0, dims, {}, 8).getSignalType(), type) << ::testing::PrintToString(dims);
@@ -86,9 +89,8 @@ TEST(NVBusNode, addChildMultipliesBytesByTheElements) {
 
 TEST(NVBusNode, addChildNormalisesTheNumberOfElements) {
   const std::vector<std::pair<Dims, long long>> cases = {
-      {{}, 8},         {{1}, 8},           {{2, 3}, 48},   {{0}, 0},
-      {{3, 0}, 0},     {{-1}, -16},        {{1, -1}, -16}, {{-1, -1}, 8},
-      {{kLargest}, -8}, {{kLargest, 1}, -8}, {{-2}, -16},    {{-3}, -24}};
+      {{}, 8},       {{1}, 8},         {{2, 3}, 48},        {{0}, 0},    {{3, 0}, 0}, {{-1}, -16}, {{1, -1}, -16},
+      {{-1, -1}, 8}, {{kLargest}, -8}, {{kLargest, 1}, -8}, {{-2}, -16}, {{-3}, -24}};
   for (const auto& [dims, bytes] : cases) {
     NVBusNode bus(-1, u"bus", 1, dims);
     bus.addChild(makeLeaf());
@@ -98,8 +100,7 @@ TEST(NVBusNode, addChildNormalisesTheNumberOfElements) {
 
 TEST(NVBusNode, addChildAsksTheChildForItsBytes) {
   NVBusNode bus(-1, u"bus", 1, {3});
-  bus.addChild(
-      std::make_unique<StringLeafNode>(1, u"text", "zoh", Dims{}, "string", units(), u"", 10UL, 2UL));
+  bus.addChild(std::make_unique<StringLeafNode>(1, u"text", "zoh", Dims{}, "string", units(), u"", 10UL, 2UL));
   EXPECT_EQ(bus.bytesPerSample(), 60U);
 }
 
@@ -134,14 +135,13 @@ TEST(NVBusNode, offsetsCountTheProductOfNegativeDimensions) {
 }
 
 TEST(NVBusNode, offsetsStepByTheBusSize) {
-  const std::vector<std::pair<unsigned long, long long>> strides = {
-      {16, 16},
-      {0, 0},
-      {static_cast<unsigned long>(-1L), kLargest},
-      {static_cast<unsigned long>(-2L), -1},
-      {static_cast<unsigned long>(-3L), -3},
-      {static_cast<unsigned long>(kSmallest), kSmallest},
-      {static_cast<unsigned long>(kLargest), kLargest}};
+  const std::vector<std::pair<unsigned long, long long>> strides = {{16, 16},
+                                                                    {0, 0},
+                                                                    {static_cast<unsigned long>(-1L), kLargest},
+                                                                    {static_cast<unsigned long>(-2L), -1},
+                                                                    {static_cast<unsigned long>(-3L), -3},
+                                                                    {static_cast<unsigned long>(kSmallest), kSmallest},
+                                                                    {static_cast<unsigned long>(kLargest), kLargest}};
   for (const auto& [busSize, stride] : strides) {
     NVBusNode bus(-1, u"bus", 1, {2}, {0}, busSize);
     bus.addChild(makeLeaf());

@@ -22,10 +22,10 @@ using test::makePath;
 using Elements = std::vector<ustring>;
 
 static_assert(std::has_virtual_destructor_v<SignalDescriptor>);
-static_assert(std::is_signed_v<decltype(std::declval<const SignalDescriptor&>() <
-                                        std::declval<const SignalDescriptor&>())>);
-static_assert(!std::is_same_v<decltype(std::declval<const SignalDescriptor&>() <
-                                       std::declval<const SignalDescriptor&>()), bool>);
+static_assert(
+    std::is_signed_v<decltype(std::declval<const SignalDescriptor&>() < std::declval<const SignalDescriptor&>())>);
+static_assert(
+    !std::is_same_v<decltype(std::declval<const SignalDescriptor&>() < std::declval<const SignalDescriptor&>()), bool>);
 static_assert(std::is_same_v<decltype(std::declval<const SignalDescriptor&>().inportOrder()), unsigned long>);
 
 constexpr unsigned long kLargestCount = std::numeric_limits<unsigned long>::max();
@@ -141,10 +141,17 @@ struct ForeachCase {
 };
 
 TEST(SignalDescriptor, foreachIterationIsLinear) {
-  const std::vector<ForeachCase> cases = {
-      {{4}, {3}, 3},          {{2, 3}, {1, 2}, 5},           {{2, 3, 4}, {1, 2, 3}, 23}, {{2, 3}, {0, 0}, 0},
-      {{2, 3}, {1, 0}, 3},    {{3, 2}, {1, 0}, 2},           {{5, 1}, {4, 0}, 4},        {{4}, {-1}, kLargestCount},
-      {{2, 3}, {-1, 0}, 0UL - 3}, {{2, 3}, {-1, 1}, 0UL - 2}, {{9, 1UL << 40}, {3, 5}, (3UL << 40) + 5}};
+  const std::vector<ForeachCase> cases = {{{4}, {3}, 3},
+                                          {{2, 3}, {1, 2}, 5},
+                                          {{2, 3, 4}, {1, 2, 3}, 23},
+                                          {{2, 3}, {0, 0}, 0},
+                                          {{2, 3}, {1, 0}, 3},
+                                          {{3, 2}, {1, 0}, 2},
+                                          {{5, 1}, {4, 0}, 4},
+                                          {{4}, {-1}, kLargestCount},
+                                          {{2, 3}, {-1, 0}, 0UL - 3},
+                                          {{2, 3}, {-1, 1}, 0UL - 2},
+                                          {{9, 1UL << 40}, {3, 5}, (3UL << 40) + 5}};
   for (const ForeachCase& c : cases) {
     DescriptorArguments a;
     a.foreachDimensions = c.dimensions;
@@ -328,10 +335,10 @@ TEST(SignalDescriptor, isBuiltInType) {
 
 TEST(SignalDescriptor, classNameToQxClassID) {
   const std::vector<std::pair<std::string, int>> cases = {
-      {"double", 6},  {"single", 7},  {"int8", 8},    {"uint8", 9},       {"int16", 10},        {"uint16", 11},
-      {"int32", 12},  {"uint32", 13}, {"int64", 14},  {"uint64", 15},     {"boolean", 3},       {"logical", 3},
-      {"string", 3},  {"action", 3},  {"fcn_call", 3}, {"fixed-point", 3}, {"scaled-double", 3}, {"date-time", 3},
-      {"half", 3},    {"", 3},        {"Double", 3},  {"int8 ", 3}};
+      {"double", 6}, {"single", 7},  {"int8", 8},     {"uint8", 9},       {"int16", 10},        {"uint16", 11},
+      {"int32", 12}, {"uint32", 13}, {"int64", 14},   {"uint64", 15},     {"boolean", 3},       {"logical", 3},
+      {"string", 3}, {"action", 3},  {"fcn_call", 3}, {"fixed-point", 3}, {"scaled-double", 3}, {"date-time", 3},
+      {"half", 3},   {"", 3},        {"Double", 3},   {"int8 ", 3}};
   for (const auto& [name, number] : cases) {
     EXPECT_EQ(static_cast<int>(SignalDescriptor::classNameToQxClassID(name)), number) << name;
   }

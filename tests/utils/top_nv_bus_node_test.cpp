@@ -48,9 +48,9 @@ TEST(TopNVBusNode, isANonVirtualBusOfTheGivenSize) {
 }
 
 TEST(TopNVBusNode, storedSizeIsTheBusSizeTimesTheElements) {
-  const std::vector<std::pair<Dims, long long>> cases = {{{}, 16},    {{1}, 16},    {{3}, 48},       {{2, 3}, 96},
-                                                         {{0}, 0},    {{-1}, -32},  {{kLargest}, -16}, {{-2}, -32},
-                                                         {{-1, -1}, 16}};
+  const std::vector<std::pair<Dims, long long>> cases = {{{}, 16},          {{1}, 16},   {{3}, 48},
+                                                         {{2, 3}, 96},      {{0}, 0},    {{-1}, -32},
+                                                         {{kLargest}, -16}, {{-2}, -32}, {{-1, -1}, 16}};
   for (const auto& [dims, bytes] : cases) {
     EXPECT_EQ(static_cast<long long>(makeRoot(dims)->storedSize()), bytes) << ::testing::PrintToString(dims);
   }
