@@ -1,0 +1,162 @@
+#include "platform/qat.hpp"
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <string>
+
+#include "platform/qat/failure.hpp"
+#include "platform/qat/file.hpp"
+
+using vtu::qat::Failure;
+using vtu::qat::File;
+
+struct QatFile {
+  std::unique_ptr<File> file;
+};
+
+namespace {
+
+thread_local std::string lastError;
+
+/// HDF5 work of the process runs one call at a time.
+std::mutex& libraryLock() {
+  static std::mutex lock;
+  return lock;
+}
+
+/// Runs `work` with HDF5 silent; its failure becomes an error code and qatLastError().
+template <typename Work>
+int guarded(const std::string& subject, Work&& work) noexcept {
+  try {
+    const std::lock_guard lock(libraryLock());
+    static const bool closesNothingAtExit = H5dont_atexit() >= 0;  // a file given up must not be touched again
+    static_cast<void>(closesNothingAtExit);
+    const vtu::qat::QuietErrors quiet;
+    try {
+      work();
+      return vtu::qat::kSuccess;
+    } catch (const Failure& failure) {
+      lastError = subject + ": " + failure.message();
+      return failure.code();
+    } catch (const std::bad_alloc&) {
+      lastError = subject + ": not enough memory";
+      return vtu::qat::kOutOfMemory;
+    } catch (const std::exception& error) {
+      lastError = subject + ": " + error.what();
+      return vtu::qat::kDamaged;
+    }
+  } catch (...) {
+    return vtu::qat::kOutOfMemory;
+  }
+}
+
+File::Mode modeOf(const char* mode) {
+  const std::string_view text = mode == nullptr ? "" : mode;
+  if (text == "r") return File::Mode::read;
+  if (text == "w" || text == "w7.3") return File::Mode::create;
+  if (text == "u") return File::Mode::update;
+  throw Failure(vtu::qat::kBadArgument, "unknown mode \"" + std::string(text) + "\"; it is \"r\", \"w\", \"w7.3\" or \"u\"");
+}
+
+std::string subjectOf(const QatFile* file) { return file == nullptr ? "Qat file" : "'" + file->file->name() + "'"; }
+
+void require(bool condition, const char* what) {
+  if (!condition) throw Failure(vtu::qat::kBadArgument, what);
+}
+
+/// Pointers and texts in one block, so that one call frees it.
+char** packNames(const std::vector<std::string>& names) {
+  std::size_t size = (names.size() + 1) * sizeof(char*);
+  for (const std::string& name : names) size += name.size() + 1;
+  auto* block = static_cast<char**>(std::malloc(size));
+  if (block == nullptr) throw std::bad_alloc();
+  char* text = reinterpret_cast<char*>(block + names.size() + 1);
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    block[i] = text;
+    std::memcpy(text, names[i].c_str(), names[i].size() + 1);
+    text += names[i].size() + 1;
+  }
+  block[names.size()] = nullptr;
+  return block;
+}
+
+/// Names the variable in whatever goes wrong.
+template <typename Work>
+void forVariable(const char* name, Work&& work) {
+  require(name != nullptr, "the variable's name is null");
+  try {
+    work(std::string(name));
+  } catch (const Failure& failure) {
+    throw Failure(failure.code(), "variable \"" + std::string(name) + "\": " + failure.message());
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw Failure(vtu::qat::kDamaged, "variable \"" + std::string(name) + "\": " + error.what());
+  }
+}
+
+}  // namespace
+
+QatFile* qatOpen(const char* name, const char* mode) {
+  QatFile* opened = nullptr;
+  guarded(name == nullptr ? "Qat file" : "'" + std::string(name) + "'", [&] {
+    require(name != nullptr, "the file name is null");
+    auto file = std::make_unique<QatFile>();
+    file->file = File::open(name, modeOf(mode));
+    opened = file.release();
+  });
+  return opened;
+}
+
+qxArray* qatGetVariable(QatFile* file, const char* name) {
+  qxArray* array = nullptr;
+  guarded(subjectOf(file), [&] {
+    require(file != nullptr, "the file is null");
+    forVariable(name, [&](const std::string& variable) { array = file->file->get(variable).release(); });
+  });
+  return array;
+}
+
+int qatPutVariable(QatFile* file, const char* name, const qxArray* array) {
+  return guarded(subjectOf(file), [&] {
+    require(file != nullptr, "the file is null");
+    forVariable(name, [&](const std::string& variable) {
+      require(array != nullptr, "the array is null");
+      file->file->put(variable, *array);
+    });
+  });
+}
+
+int qatDeleteVariable(QatFile* file, const char* name) {
+  return guarded(subjectOf(file), [&] {
+    require(file != nullptr, "the file is null");
+    forVariable(name, [&](const std::string& variable) { file->file->remove(variable); });
+  });
+}
+
+char** qatGetVariableNames(QatFile* file, int* count) {
+  char** names = nullptr;
+  if (count != nullptr) *count = -1;
+  guarded(subjectOf(file), [&] {
+    require(file != nullptr, "the file is null");
+    require(count != nullptr, "the address for the number of names is null");
+    const auto variables = file->file->variables();
+    names = packNames(variables);
+    *count = static_cast<int>(variables.size());
+  });
+  return names;
+}
+
+int qatClose(QatFile* file) {
+  const std::string subject = subjectOf(file);
+  return guarded(subject, [&] {
+    require(file != nullptr, "the file is null");
+    const std::unique_ptr<QatFile> owned(file);
+    owned->file->close();
+  });
+}
+
+const char* qatLastError() { return lastError.c_str(); }

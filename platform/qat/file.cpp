@@ -1,0 +1,303 @@
+#include "platform/qat/file.hpp"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/qat/attributes.hpp"
+#include "platform/qat/equality.hpp"
+#include "platform/qat/failure.hpp"
+#include "platform/qat/names.hpp"
+#include "platform/qat/reader.hpp"
+#include "platform/qat/superblock.hpp"
+
+namespace vtu::qat {
+namespace {
+
+constexpr const char* kFormatAttribute = "qat.format";
+constexpr const char* kVersionAttribute = "qat.version";
+constexpr std::uint32_t kVersion = 1;
+constexpr off_t kReserve = 256 << 10;  // bytes that linking one more variable surely does not need
+
+/// A plain descriptor for the looks and repairs that happen before HDF5 opens the file.
+class Descriptor final {
+ public:
+  Descriptor(const std::string& name, int flags, ErrorCode code) : value_(::open(name.c_str(), flags | O_CLOEXEC, 0666)) {
+    if (value_ < 0) throw Failure(errno == ENOENT ? kAbsent : code, std::string("cannot be opened: ") + std::strerror(errno));
+    struct stat status {};
+    if (fstat(value_, &status) != 0 || !S_ISREG(status.st_mode)) {
+      ::close(value_);
+      throw Failure(kStorage, "is not a regular file");
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() { ::close(value_); }
+
+  [[nodiscard]] int get() const { return value_; }
+
+ private:
+  int value_;
+};
+
+/// Takes the mark off that a writer left behind when it was killed; a writer that lives holds the lock.
+void mendOpenMark(const std::string& name) {
+  const Descriptor descriptor(name, O_RDWR | O_NONBLOCK, kStorage);
+  if (flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0) throw Failure(kStorage, "is being written by another program");
+  if (!clearOpenMark(descriptor.get(), false)) throw Failure(kStorage, "is marked as being written, and cannot be mended");
+}
+
+Handle makeAccessList() {
+  Handle list(checked(H5Pcreate(H5P_FILE_ACCESS), kStorage, "cannot make a property list"));
+  constexpr const char* kWhat = "cannot set up the file access";
+  checked(H5Pset_libver_bounds(list.get(), H5F_LIBVER_LATEST, H5F_LIBVER_LATEST), kStorage, kWhat);
+  checked(H5Pset_fclose_degree(list.get(), H5F_CLOSE_STRONG), kStorage, kWhat);
+  checked(H5Pset_file_locking(list.get(), true, true), kStorage, kWhat);
+  checked(H5Pset_metadata_read_attempts(list.get(), 1), kStorage, kWhat);
+  checked(H5Pset_fapl_sec2(list.get()), kStorage, kWhat);
+  return list;
+}
+
+Handle makeFileCreationList() {
+  Handle list(checked(H5Pcreate(H5P_FILE_CREATE), kStorage, "cannot make a property list"));
+  checked(H5Pset_link_creation_order(list.get(), H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED), kStorage,
+          "cannot keep the order of variables");
+  checked(H5Pset_obj_track_times(list.get(), false), kStorage, "cannot set up the file");
+  return list;
+}
+
+herr_t collectName(hid_t, const char* name, const H5L_info_t*, void* target) {
+  try {
+    static_cast<std::vector<std::string>*>(target)->push_back(decodeName(name));
+    return 0;
+  } catch (...) {
+    return -1;
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<File> File::open(const std::string& name, Mode mode) {
+  std::unique_ptr<File> file(new File(name, mode));
+  if (mode == Mode::create) {
+    file->create();
+  } else {
+    file->openExisting();
+  }
+  return file;
+}
+
+File::File(std::string name, Mode mode)
+    : name_(std::move(name)), mode_(mode), shared_([this](haddr_t address, const qxArray& array) {
+        return holds(address, array);
+      }) {}
+
+File::~File() {
+  root_.reset();
+  file_.reset();
+  if (spare_ >= 0) ::close(spare_);
+}
+
+void File::create() {
+  { const Descriptor writable(name_, O_RDWR | O_CREAT | O_NONBLOCK, kStorage); }
+  const Handle access = makeAccessList();
+  file_ = Handle(checked(H5Fcreate(name_.c_str(), H5F_ACC_TRUNC, makeFileCreationList().get(), access.get()), kStorage,
+                         "cannot be created"));
+  try {
+    takeDescriptor(access.get());
+    writeFormat();
+    flush();
+    settle();
+  } catch (const Failure&) {
+    abandon();
+    throw;
+  }
+}
+
+void File::openExisting() {
+  const bool update = mode_ == Mode::update;
+  bool marked = false;
+  {
+    const Descriptor descriptor(name_, (update ? O_RDWR : O_RDONLY) | O_NONBLOCK, kStorage);
+    marked = readSuperblock(descriptor.get(), FileBytes(descriptor.get()).size()).markedAsOpen();
+  }
+  if (marked) mendOpenMark(name_);
+  const Handle access = makeAccessList();
+  file_ = Handle(checked(H5Fopen(name_.c_str(), update ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access.get()), kDamaged,
+                         "cannot be opened"));
+  takeDescriptor(access.get());
+  checkFormat();
+}
+
+void File::takeDescriptor(hid_t accessList) {
+  void* handle = nullptr;
+  checked(H5Fget_vfd_handle(file_.get(), accessList, &handle), kStorage, "has no descriptor");
+  bytes_ = FileBytes(*static_cast<int*>(handle));
+  spare_ = fcntl(bytes_.descriptor(), F_DUPFD_CLOEXEC, 0);
+  if (spare_ < 0) throw Failure(kStorage, std::string("cannot be opened: ") + std::strerror(errno));
+  if (mode_ != Mode::create) bytes_.requireObjectHeader(readSuperblock(spare_, bytes_.size()).rootAddress);
+  root_ = Handle(checked(H5Gopen2(file_.get(), "/", H5P_DEFAULT), kDamaged, "its root group cannot be opened"));
+}
+
+void File::writeFormat() {
+  writeTextAttribute(kit_, root_.get(), kFormatAttribute, "qat");
+  const Handle version(checked(H5Acreate2(root_.get(), kVersionAttribute, H5T_STD_U32LE, kit_.scalarSpace(), H5P_DEFAULT,
+                                          H5P_DEFAULT), kStorage, "cannot write the format version"));
+  checked(H5Awrite(version.get(), H5T_NATIVE_UINT32, &kVersion), kStorage, "cannot write the format version");
+}
+
+void File::checkFormat() {
+  Reader reader(kit_, bytes_);
+  if (reader.textAttribute(root_.get(), kFormatAttribute) != "qat") {
+    throw Failure(kDamaged, "is not a Qat file: the root attribute qat.format does not say \"qat\"");
+  }
+  const Handle attribute(H5Aopen(root_.get(), kVersionAttribute, H5P_DEFAULT));
+  const Handle space(attribute ? H5Aget_space(attribute.get()) : H5I_INVALID_HID);
+  std::uint32_t version = 0;
+  if (!space || H5Sget_simple_extent_npoints(space.get()) != 1 ||
+      H5Aread(attribute.get(), H5T_NATIVE_UINT32, &version) < 0 || version == 0) {
+    throw Failure(kDamaged, "is not a Qat file: it has no root attribute qat.version");
+  }
+  if (version > kVersion) {
+    throw Failure(kUnsupported, "has format version " + std::to_string(version) + "; this library reads up to " +
+                                    std::to_string(kVersion));
+  }
+}
+
+void File::requireUsable() const {
+  if (abandoned_) throw Failure(kStorage, "was given up after a write that failed");
+}
+
+void File::requireWritable() const {
+  requireUsable();
+  if (mode_ == Mode::read) throw Failure(kNotWritable, "is open for reading only");
+}
+
+bool File::has(const std::string& link) const { return hasMember(root_.get(), link); }
+
+qalc::ArrayPtr File::get(const std::string& variable) {
+  requireUsable();
+  const std::string link = encodeName(variable);
+  if (!has(link)) throw Failure(kAbsent, "no such variable");
+  return Reader(kit_, bytes_).readMember(root_.get(), link);
+}
+
+void File::put(const std::string& variable, const qxArray& array) {
+  requireWritable();
+  const std::string name = encodeName(variable);
+  shared_.beginVariable();
+  try {
+    const Handle staging(checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage,
+                                 "cannot make a group"));
+    Writer(file_.get(), kit_, bytes_, shared_).writeMember(staging.get(), name, array);
+    flush();
+    link(staging, name);
+  } catch (const Failure& failure) {
+    shared_.clear();
+    if (failure.code() == kStorage) abandon();
+    throw;
+  } catch (...) {
+    shared_.clear();
+    throw;
+  }
+  flush();
+  settle();
+}
+
+void File::link(const Handle& staging, const std::string& link) {
+  reserve();
+  if (has(link)) {
+    checked(H5Ldelete(root_.get(), link.c_str(), H5P_DEFAULT), kStorage, "the old variable cannot be removed");
+    shared_.clear();
+  }
+  checked(H5Lcreate_hard(staging.get(), link.c_str(), root_.get(), link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage,
+          "the variable cannot be linked");
+}
+
+void File::remove(const std::string& variable) {
+  requireWritable();
+  const std::string link = encodeName(variable);
+  if (!has(link)) throw Failure(kAbsent, "no such variable");
+  shared_.clear();
+  checked(H5Ldelete(root_.get(), link.c_str(), H5P_DEFAULT), kStorage, "the variable cannot be removed");
+  flush();
+  settle();
+}
+
+std::vector<std::string> File::variables() {
+  requireUsable();
+  std::vector<std::string> names;
+  if (H5Literate(root_.get(), H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, collectName, &names) < 0) {
+    names.clear();
+    checked(H5Literate(root_.get(), H5_INDEX_NAME, H5_ITER_INC, nullptr, collectName, &names), kDamaged,
+            "the names cannot be read");
+  }
+  return names;
+}
+
+void File::flush() {
+  if (H5Fflush(file_.get(), H5F_SCOPE_LOCAL) >= 0) return;
+  const std::string reason = libraryReason();
+  abandon();
+  throw Failure(kStorage, "cannot be written: " + reason);
+}
+
+void File::reserve() const {
+  haddr_t end = 0;
+  checked(H5Fget_eoa(file_.get(), &end), kStorage, "cannot be measured");
+  if (fallocate(bytes_.descriptor(), 0, static_cast<off_t>(end), kReserve) == 0) return;
+  if (errno != EOPNOTSUPP && errno != ENOSYS) {
+    throw Failure(kStorage, std::string("cannot be written: ") + std::strerror(errno));
+  }
+}
+
+void File::settle() {
+  haddr_t end = 0;
+  checked(H5Fget_eoa(file_.get(), &end), kStorage, "cannot be measured");
+  if (bytes_.size() > end && ftruncate(bytes_.descriptor(), static_cast<off_t>(end)) != 0) {
+    throw Failure(kStorage, std::string("cannot be cut to size: ") + std::strerror(errno));
+  }
+  // Whatever happens to this program from here on, the next reader finds a closed file.
+  if (!clearOpenMark(bytes_.descriptor(), false)) throw Failure(kStorage, "its superblock cannot be written");
+}
+
+void File::abandon() {
+  if (abandoned_) return;
+  abandoned_ = true;
+  shared_.clear();
+  if (spare_ < 0) return;
+  if (const int sink = ::open("/dev/null", O_RDWR | O_CLOEXEC); sink >= 0) {
+    // What HDF5 still holds back goes nowhere: closing can neither fail at the disk nor harm what is on it.
+    dup2(sink, bytes_.descriptor());
+    ::close(sink);
+  }
+  root_.reset();
+  file_.reset();
+  static_cast<void>(clearOpenMark(spare_, true));
+  ::close(spare_);
+  spare_ = -1;
+}
+
+void File::close() {
+  root_.reset();
+  if (abandoned_) throw Failure(kStorage, "was given up after a write that failed; what was flushed before is in it");
+  if (!file_.close()) {
+    const std::string reason = libraryReason();
+    if (mode_ != Mode::read) static_cast<void>(clearOpenMark(spare_, true));
+    throw Failure(kStorage, "cannot be closed: " + reason);
+  }
+}
+
+bool File::holds(haddr_t address, const qxArray& array) {
+  try {
+    return sameValue(Reader(kit_, bytes_).readAt(file_.get(), address).get(), &array);
+  } catch (const Failure&) {
+    return false;
+  }
+}
+
+}  // namespace vtu::qat

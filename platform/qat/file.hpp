@@ -1,0 +1,69 @@
+/// @file
+/// One open Qat file: its variables, and what happens to it when the disk is full.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/qat/file_bytes.hpp"
+#include "platform/qat/kit.hpp"
+#include "platform/qat/writer.hpp"
+
+namespace vtu::qat {
+
+/// An open file. Every operation throws Failure. Not synchronised: HDF5 work runs under one lock of the process.
+///
+/// A variable is written beside the root group, flushed, and only then linked into it and flushed again, so that a
+/// write that fails half-way leaves the variables that were there before. After such a failure the file is abandoned: HDF5
+/// lets go of it without touching it any more, and further calls fail.
+class File final {
+ public:
+  enum class Mode { read, create, update };
+
+  /// Opens a file. @param name UTF-8 file name.
+  static std::unique_ptr<File> open(const std::string& name, Mode mode);
+
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+  ~File();
+
+  [[nodiscard]] const std::string& name() const { return name_; }
+  [[nodiscard]] qalc::ArrayPtr get(const std::string& variable);
+  void put(const std::string& variable, const qxArray& array);
+  void remove(const std::string& variable);
+  [[nodiscard]] std::vector<std::string> variables();
+
+  /// Closes the file; nothing else may be called afterwards. @throws Failure when what was written is not all in the file.
+  void close();
+
+ private:
+  File(std::string name, Mode mode);
+
+  void openExisting();
+  void create();
+  void takeDescriptor(hid_t accessList);
+  void checkFormat();
+  void writeFormat();
+  void requireUsable() const;
+  void requireWritable() const;
+  [[nodiscard]] bool has(const std::string& link) const;
+  void link(const Handle& staging, const std::string& link);
+  void flush();
+  void reserve() const;
+  void settle();
+  void abandon();
+  [[nodiscard]] bool holds(haddr_t address, const qxArray& array);
+
+  std::string name_;
+  Mode mode_;
+  Handle file_;
+  Handle root_;
+  Kit kit_;
+  FileBytes bytes_{-1};   // HDF5's own descriptor
+  int spare_ = -1;        // a duplicate of it, for the time after HDF5 has let go
+  bool abandoned_ = false;
+  SharedObjects shared_;
+};
+
+}  // namespace vtu::qat

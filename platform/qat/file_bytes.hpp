@@ -1,0 +1,36 @@
+/// @file
+/// Plain reads and writes at addresses of an open Qat file, beside HDF5 and through the same descriptor.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/qat/hdf5.hpp"
+
+namespace vtu::qat {
+
+/// The bytes of a file. Borrows the descriptor.
+class FileBytes final {
+ public:
+  explicit FileBytes(int descriptor) : descriptor_(descriptor) {}
+
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+  /// Current size in bytes. @throws Failure when the system does not say.
+  [[nodiscard]] std::uint64_t size() const;
+
+  /// Reads exactly `size` bytes. @throws Failure when the file ends before or cannot be read.
+  void read(std::uint64_t address, void* target, std::size_t size) const;
+
+  /// Writes all bytes. @throws Failure in the system's words, for example when the disk is full.
+  void write(std::uint64_t address, const void* source, std::size_t size) const;
+
+  /// Checks that a checksummed object header begins at the address, before HDF5 is let near it: a header that has lost its
+  /// signature would be taken for one of the old, unchecked form. @throws Failure
+  void requireObjectHeader(haddr_t address) const;
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace vtu::qat

@@ -1,0 +1,134 @@
+#include "platform/qat/kit.hpp"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "platform/qalc_internal.hpp"
+#include "platform/qat/failure.hpp"
+
+namespace vtu::qat {
+namespace {
+
+hid_t realType(qxClassID id) {
+  switch (id) {
+    case qxDOUBLE: return H5T_IEEE_F64LE;
+    case qxSINGLE: return H5T_IEEE_F32LE;
+    case qxINT8: return H5T_STD_I8LE;
+    case qxUINT8: return H5T_STD_U8LE;
+    case qxINT16: return H5T_STD_I16LE;
+    case qxCHAR:
+    case qxUINT16: return H5T_STD_U16LE;
+    case qxINT32: return H5T_STD_I32LE;
+    case qxUINT32: return H5T_STD_U32LE;
+    case qxINT64: return H5T_STD_I64LE;
+    case qxUINT64: return H5T_STD_U64LE;
+    case qxUNKNOWN:
+    case qxCELL:
+    case qxSTRUCT:
+    case qxLOGICAL: break;
+  }
+  throw Failure(kUnsupported, "class " + std::to_string(static_cast<int>(id)) + " has no numeric elements");
+}
+
+Handle makeLogicalType() {
+  Handle type(checked(H5Tenum_create(H5T_STD_I8LE), kStorage, "cannot make the logical type"));
+  const std::int8_t no = 0, yes = 1;
+  checked(H5Tenum_insert(type.get(), "FALSE", &no), kStorage, "cannot make the logical type");
+  checked(H5Tenum_insert(type.get(), "TRUE", &yes), kStorage, "cannot make the logical type");
+  return type;
+}
+
+Handle makeComplexType(qxClassID id) {
+  const std::size_t size = qalc::elementSize(id);
+  Handle type(checked(H5Tcreate(H5T_COMPOUND, 2 * size), kStorage, "cannot make a complex type"));
+  checked(H5Tinsert(type.get(), "r", 0, realType(id)), kStorage, "cannot make a complex type");
+  checked(H5Tinsert(type.get(), "i", size, realType(id)), kStorage, "cannot make a complex type");
+  return type;
+}
+
+Handle makeList(hid_t listClass) {
+  Handle list(checked(H5Pcreate(listClass), kStorage, "cannot make a property list"));
+  checked(H5Pset_obj_track_times(list.get(), false), kStorage, "cannot make a property list");
+  return list;
+}
+
+qxClassID integerClass(hid_t type) {
+  const bool isSigned = H5Tget_sign(type) == H5T_SGN_2;
+  switch (H5Tget_size(type)) {
+    case 1: return isSigned ? qxINT8 : qxUINT8;
+    case 2: return isSigned ? qxINT16 : qxUINT16;
+    case 4: return isSigned ? qxINT32 : qxUINT32;
+    case 8: return isSigned ? qxINT64 : qxUINT64;
+    default: return qxUNKNOWN;
+  }
+}
+
+bool hasMemberNamed(hid_t type, unsigned index, const char* name) {
+  char* found = H5Tget_member_name(type, index);
+  const bool same = found != nullptr && std::string_view(found) == name;
+  H5free_memory(found);
+  return same;
+}
+
+ElementKind compoundKind(hid_t type) {
+  if (H5Tget_nmembers(type) != 2 || !hasMemberNamed(type, 0, "r") || !hasMemberNamed(type, 1, "i")) return {};
+  const Handle real(H5Tget_member_type(type, 0));
+  const Handle imaginary(H5Tget_member_type(type, 1));
+  const ElementKind first = elementKindOf(real.get());
+  if (first.complex || first.id == qxLOGICAL || !(first == elementKindOf(imaginary.get()))) return {};
+  return {first.id, first.id != qxUNKNOWN};
+}
+
+ElementKind enumKind(hid_t type) {
+  const bool logical = H5Tget_size(type) == 1 && H5Tget_nmembers(type) == 2 && hasMemberNamed(type, 0, "FALSE") &&
+                       hasMemberNamed(type, 1, "TRUE");
+  if (logical) return {qxLOGICAL, false};
+  const Handle base(H5Tget_super(type));
+  return {base ? integerClass(base.get()) : qxUNKNOWN, false};
+}
+
+}  // namespace
+
+Kit::Kit()
+    : datasetList_(makeList(H5P_DATASET_CREATE)),
+      groupList_(makeList(H5P_GROUP_CREATE)),
+      orderedGroupList_(makeList(H5P_GROUP_CREATE)),
+      variableText_(checked(H5Tcopy(H5T_C_S1), kStorage, "cannot make the text type")),
+      scalarSpace_(checked(H5Screate(H5S_SCALAR), kStorage, "cannot make the scalar space")),
+      logicalType_(makeLogicalType()) {
+  constexpr const char* kWhat = "cannot set up a property list";
+  checked(H5Pset_fill_time(datasetList_.get(), H5D_FILL_TIME_NEVER), kStorage, kWhat);
+  checked(H5Pset_alloc_time(datasetList_.get(), H5D_ALLOC_TIME_EARLY), kStorage, kWhat);
+  checked(H5Pset_link_creation_order(orderedGroupList_.get(), H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED), kStorage,
+          kWhat);
+  checked(H5Tset_size(variableText_.get(), H5T_VARIABLE), kStorage, kWhat);
+  checked(H5Tset_cset(variableText_.get(), H5T_CSET_UTF8), kStorage, kWhat);
+}
+
+hid_t Kit::elementType(ElementKind kind) {
+  if (kind.id == qxLOGICAL) return logicalType_.get();
+  if (!kind.complex) return realType(kind.id);
+  Handle& type = complexTypes_.at(static_cast<std::size_t>(kind.id));
+  if (!type) type = makeComplexType(kind.id);
+  return type.get();
+}
+
+Handle fixedTextType(std::size_t size) {
+  Handle type(checked(H5Tcopy(H5T_C_S1), kStorage, "cannot make a text type"));
+  checked(H5Tset_size(type.get(), std::max<std::size_t>(size, 1)), kStorage, "cannot make a text type");
+  checked(H5Tset_cset(type.get(), H5T_CSET_UTF8), kStorage, "cannot make a text type");
+  checked(H5Tset_strpad(type.get(), H5T_STR_NULLPAD), kStorage, "cannot make a text type");
+  return type;
+}
+
+ElementKind elementKindOf(hid_t type) {
+  switch (H5Tget_class(type)) {
+    case H5T_INTEGER: return {integerClass(type), false};
+    case H5T_FLOAT: return {H5Tget_size(type) == 8 ? qxDOUBLE : H5Tget_size(type) <= 4 ? qxSINGLE : qxUNKNOWN, false};
+    case H5T_ENUM: return enumKind(type);
+    case H5T_COMPOUND: return compoundKind(type);
+    default: return {};
+  }
+}
+
+}  // namespace vtu::qat

@@ -1,0 +1,46 @@
+/// @file
+/// The HDF5 types and property lists that writing and reading need again and again, made once per open file.
+#pragma once
+
+#include <array>
+
+#include "platform/qalc.hpp"
+#include "platform/qat/hdf5.hpp"
+
+namespace vtu::qat {
+
+/// Class and complexity of the elements of a numeric, logical or char array.
+struct ElementKind {
+  qxClassID id = qxUNKNOWN;
+  bool complex = false;
+
+  friend bool operator==(ElementKind, ElementKind) = default;
+};
+
+/// Types and lists. Not synchronised; used under the lock of the open file.
+class Kit final {
+ public:
+  Kit();
+
+  /// The HDF5 type of the elements, the same in memory and in the file. Belongs to the kit.
+  [[nodiscard]] hid_t elementType(ElementKind kind);
+
+  [[nodiscard]] hid_t datasetList() const { return datasetList_.get(); }            ///< contiguous, never filled
+  [[nodiscard]] hid_t groupList() const { return groupList_.get(); }                ///< plain
+  [[nodiscard]] hid_t orderedGroupList() const { return orderedGroupList_.get(); }  ///< keeps the creation order
+  [[nodiscard]] hid_t variableText() const { return variableText_.get(); }          ///< UTF-8 of any length
+  [[nodiscard]] hid_t scalarSpace() const { return scalarSpace_.get(); }
+
+ private:
+  Handle datasetList_, groupList_, orderedGroupList_, variableText_, scalarSpace_;
+  Handle logicalType_;
+  std::array<Handle, 16> complexTypes_;
+};
+
+/// Fixed-length UTF-8 text of `size` bytes, padded with zeros.
+[[nodiscard]] Handle fixedTextType(std::size_t size);
+
+/// What elements of an HDF5 type become in memory; `id` is qxUNKNOWN for a type that arrays do not have.
+[[nodiscard]] ElementKind elementKindOf(hid_t type);
+
+}  // namespace vtu::qat
