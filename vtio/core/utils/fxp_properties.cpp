@@ -8,6 +8,7 @@
 
 #include "platform/diagnostics.hpp"
 #include "platform/text.hpp"
+#include "vtio/core/utils/built_in_properties.hpp"
 #include "vtio/core/utils/node.hpp"
 
 namespace vtio::core::utils {
@@ -26,7 +27,9 @@ fxpDataTypeProp integerProperties(bool isSigned, int wordLength) {
   return fxpPropertiesFromScaling(isSigned, wordLength, 1.0, 0.0);
 }
 
-const fxpDataTypeProp* findProperties(std::string_view className) {
+}  // namespace
+
+const fxpDataTypeProp* builtInProperties(std::string_view className) {
   static const fxpDataTypeProp doubleProperties{kKindDouble, 1, 64, 11, 0, 1.0, 0.0, 0};
   static const fxpDataTypeProp booleanProperties{kKindBoolean, 0, 8, 0, 0, 1.0, 0.0, 0};
   static const NamedProperties table[] = {
@@ -52,8 +55,6 @@ const fxpDataTypeProp* findProperties(std::string_view className) {
   return nullptr;
 }
 
-}  // namespace
-
 fxpDataTypeProp fxpPropertiesFromScaling(bool isSigned, int wordLength, double slope, double bias) {
   int exponent = 0;
   const double fraction = std::frexp(slope, &exponent);  // slope = fraction * 2^exponent, fraction in [0.5, 1)
@@ -61,7 +62,7 @@ fxpDataTypeProp fxpPropertiesFromScaling(bool isSigned, int wordLength, double s
 }
 
 fxpDataTypeProp Node::getFxpDataTypeProperties(std::string datatypeClassName) {
-  if (const fxpDataTypeProp* properties = findProperties(datatypeClassName)) return *properties;
+  if (const fxpDataTypeProp* properties = builtInProperties(datatypeClassName)) return *properties;
   vtsvThrowIExceptionFromDiagnostic(
       vtsvCreateDiagnostic("Vortan:logLoadBlocks", "UnhandledDatatype", {vtu::to_ustring(datatypeClassName)}));
   std::fputs("unreachable\n", stderr);
