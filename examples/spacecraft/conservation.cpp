@@ -15,7 +15,7 @@ namespace spacecraft {
 namespace {
 
 /// Tolerance of the checks of the motion, relative to the largest value that the quantity takes.
-constexpr double kRelativeTolerance = 1e-8;
+constexpr double kRelativeTolerance = 1e-10;
 constexpr double kUnitLengthTolerance = 1e-12;
 
 const Leaf& doubles(const Results& results, const char* name, std::size_t width) {
