@@ -56,8 +56,13 @@ class Results:
         return None if run is None else run["real_time"] * SECONDS[run["time_unit"]]
 
 
+def update_order(name):
+    way, _, arguments = name.partition("/")
+    return list(WAYS).index(way) if way in WAYS else len(WAYS), [int(n) for n in re.findall(r":(\d+)", arguments)]
+
+
 def update_rows(results):
-    for name in results.fastest:
+    for name in sorted(results.fastest, key=update_order):
         way, _, arguments = name.partition("/")
         if way not in WAYS:
             continue

@@ -3,7 +3,9 @@
 /// compares it with the tree that the entry functions built.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,7 +21,7 @@ namespace vtio::fuzz {
 #define VTIO_FUZZ_CHECK(condition) ((condition) ? void() : ::vtio::fuzz::checkFailed(#condition, __FILE__, __LINE__))
 
 [[noreturn]] inline void checkFailed(const char* condition, const char* file, int line) {
-  __builtin_printf("%s:%d: check failed: %s\n", file, line, condition);
+  std::fprintf(stderr, "%s:%d: check failed: %s\n", file, line, condition);
   __builtin_trap();
 }
 
