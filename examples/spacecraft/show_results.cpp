@@ -33,8 +33,10 @@ void sayHowToOpen(const std::string& fileName) {
       "  import h5py\n"
       "  f = h5py.File(\"%s\")\n"
       "  elements = f[\"DATASET_SIGNAL_LOGGING/Dataset/Elements\"]\n"
-      "  for i, name in enumerate(elements[\"Name\"].asstr()):\n"
-      "      print(i, name, elements[str(i)][\"Values\"])\n",
+      "  for i in range(len(elements)):\n"
+      "      print(i, elements[str(i)].attrs[\"Name\"])\n"
+      "  error = next(e for e in elements.values() if e.attrs[\"Name\"] == \"pointingError\")\n"
+      "  print(error[\"Values/Time\"][:], error[\"Values/Data\"][:], error[\"Values\"].attrs[\"Unit\"])\n",
       path.c_str());
 }
 

@@ -96,7 +96,11 @@ static void motionOutputs(const Simulation* simulation, Outputs* outputs) {
   memcpy(outputs->quaternion, state->attitude, sizeof outputs->quaternion);
   outputs->altitude = (float)(vectorLength(state->position) - simulation->parameters.earthRadius);
   outputs->ledger = state->ledger;
-  quaternionToMatrix(state->attitude, outputs->directionCosines);
+  double matrix[9];
+  quaternionToMatrix(state->attitude, matrix);
+  for (int i = 0; i < 9; ++i) {
+    outputs->directionCosines[i % 3][i / 3] = matrix[i];
+  }
 }
 
 void simulationOutputs(Simulation* simulation) {

@@ -59,8 +59,8 @@ typedef struct Outputs {
   float altitude;
   double complex beacon[2];
   double busVoltage;
-  uint16_t batteryCharge;  ///< gauge reading: kGaugeBias + kGaugeSlope * 2^kGaugeExponent * reading, in W h
-  double directionCosines[9];
+  uint16_t batteryCharge;         ///< gauge reading: kGaugeBias + kGaugeSlope * 2^kGaugeExponent * reading, in W h
+  double directionCosines[3][3];  ///< [row][column], body to inertial
   uint64_t stepCount;
 } Outputs;
 

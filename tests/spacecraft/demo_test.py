@@ -44,6 +44,19 @@ def field(group, name):
     return group.attrs[name] if name in group.attrs else group[name][()]
 
 
+def identity(file, name, what):
+    """A field of an element that says which signal it is: a column of a table, or an attribute."""
+    for dataset in (SIGNALS, OUTPORTS):
+        elements = file[dataset]
+        if name in names(elements):
+            index = names(elements).index(name)
+            if what not in elements:
+                return elements[str(index)].attrs[what]
+            column = elements[what]
+            return column[index] if column.dtype.kind in "iuf" else column.asstr()[index]
+    raise KeyError(name)
+
+
 def differences(group, other, path=""):
     """Paths below two groups whose values differ."""
     different = []
@@ -235,12 +248,10 @@ class Contents(Folder):
         self.assertGreater(np.abs(beacon.imag).max(), 0.1)
 
     def test_ports(self):
-        command = element(self.file, "commandedAttitude")
-        self.assertEqual(field(command, "PortKind"), "inport")
-        self.assertEqual(field(element(self.file, "bodyRate"), "PortKind"), "outport")
-        self.assertEqual(field(element(self.file, "position"), "PortKind"), "outport")
-        self.assertEqual(field(element(self.file, "altitude"), "PortKind"), "")
-        self.assertEqual(int(field(element(self.file, "position"), "PortIndex")), 1)
+        for name, kind, index in (("commandedAttitude", "inport", 0), ("bodyRate", "outport", 0),
+                                  ("position", "outport", 1), ("altitude", "", 0), ("velocity", "", 1)):
+            self.assertEqual(identity(self.file, name, "PortKind"), kind, name)
+            self.assertEqual(int(identity(self.file, name, "PortIndex")), index, name)
 
     def test_logging_selection(self):
         force = element(self.file, "thrusterForce_every4th")
