@@ -9,7 +9,7 @@
 namespace vtio::recorders {
 
 /// Smallest chunk, in bytes: its header and its place in the lists are about 3 % of it.
-inline constexpr std::uint64_t kSmallestChunk = 768;
+inline constexpr std::uint64_t kSmallestChunk = 1000;
 
 /// Largest chunk, in bytes.
 inline constexpr std::uint64_t kLargestChunk = std::uint64_t{1} << 22U;
@@ -18,7 +18,7 @@ inline constexpr std::uint64_t kLargestChunk = std::uint64_t{1} << 22U;
 inline constexpr std::uint64_t kFewestRows = 4;
 
 /// Rows of the next chunk: about 1/40 of what the column holds, so that what is not used yet stays small beside it, and
-/// 1/64 of what it may hold at most, because a limited column keeps one chunk more than it needs.
+/// 1/48 of what it may hold at most, because a limited column keeps one chunk more than it needs.
 /// @param rowBytes Bytes of one row; 0 counts as 1.
 /// @param rowsSoFar Rows recorded before.
 /// @param maxPoints Most rows kept; 0 means no limit.
@@ -27,7 +27,7 @@ inline constexpr std::uint64_t kFewestRows = 4;
                                              std::uint64_t smallest) {
   const std::uint64_t width = std::max<std::uint64_t>(rowBytes, 1);
   std::uint64_t rows = std::min(rowsSoFar / 40, kLargestChunk / width);
-  if (maxPoints != 0) rows = std::min(rows, maxPoints / 64);
+  if (maxPoints != 0) rows = std::min(rows, maxPoints / 48);
   rows = std::max({rows, smallest * kSmallestChunk / width, kFewestRows});
   if (maxPoints != 0) rows = std::min(rows, maxPoints);
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(rows, kLargestChunk));

@@ -78,6 +78,8 @@ void SampleStream::appendTime(double time) {
     timeCursor_ = tail->times() + row + 1;
     return;
   }
+  // What is no longer needed goes first, so that its memory may serve the new chunk.
+  dropExpiredTimes();
   enterTimeChunk(base_.follow(tail, sample, time), false);
 }
 
@@ -87,20 +89,16 @@ void SampleStream::enterTimeChunk(Ref<TimeChunk> chunk, bool replacesTail) {
     state_.times.back() = std::move(chunk);
     return;
   }
-  dropExpiredTimes();
   pushTight(state_.times, std::move(chunk));
 }
 
+// The last chunk stays: it is where the next one follows.
 void SampleStream::dropExpiredTimes() {
   if (maxPoints_ == 0) return;
   const std::uint64_t oldest = count() + 1 > maxPoints_ ? count() + 1 - maxPoints_ : 0;
-  auto keep = state_.times.begin();
-  while (keep != state_.times.end()) {
-    const std::uint64_t end = keep + 1 != state_.times.end() ? (*(keep + 1))->firstRow : count();
-    if (end > oldest) break;
-    ++keep;
-  }
-  state_.times.erase(state_.times.begin(), keep);
+  std::size_t expired = 0;
+  while (expired + 1 < state_.times.size() && state_.times[expired + 1]->firstRow <= oldest) ++expired;
+  state_.times.erase(state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(expired));
 }
 
 // Makes row_ a row of the last chunk that may be written.
