@@ -4,13 +4,13 @@
 
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "benchmarks/heap_use.hpp"
 #include "benchmarks/logged_model.hpp"
+#include "benchmarks/stopwatch.hpp"
 #include "recorders/recording_session.hpp"
 #include "vtio/mdlref_simtarget/mdlref_simtarget.h"
 
@@ -19,24 +19,25 @@ namespace {
 using vtio::benchmarks::heapBytesInUse;
 using vtio::benchmarks::LoggedModel;
 using vtio::benchmarks::LoggedSignal;
+using vtio::benchmarks::Stopwatch;
 
 constexpr unsigned kSignals = 1000;
 constexpr unsigned kSteps = 2000;
 constexpr double kSamples = double{kSignals} * kSteps;
 constexpr double kStep = 0.001;
 
-/// Calls step(time, values) kSteps times with other values each time, and reports how long all of it took.
+/// Calls step(time, values) kSteps times with other values each time, and reports the processor time of all of it.
 template <typename Step>
 void runSteps(benchmark::State& state, const Step& step) {
   std::vector<double> values(kSignals);
-  const auto begin = std::chrono::steady_clock::now();
+  const Stopwatch watch;
   for (unsigned i = 0; i < kSteps; ++i) {
     for (double& value : values) {
       value += 0.5;
     }
     step(i * kStep, values);
   }
-  state.SetIterationTime(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count());
+  state.SetIterationTime(watch.cpuSeconds());
 }
 
 void floorAppend(benchmark::State& state) {
