@@ -103,10 +103,11 @@ File::~File() {
 }
 
 void File::create() {
-  { const Descriptor writable(name_, O_RDWR | O_CREAT | O_NONBLOCK, kStorage); }
+  const bool exists = ::access(name_.c_str(), F_OK) == 0;
+  if (exists) static_cast<void>(Descriptor(name_, O_RDWR | O_NONBLOCK, kStorage));
   const Handle access = makeAccessList();
-  file_ = Handle(checked(H5Fcreate(name_.c_str(), H5F_ACC_TRUNC, makeFileCreationList().get(), access.get()), kStorage,
-                         "cannot be created"));
+  file_ = Handle(checked(H5Fcreate(name_.c_str(), exists ? H5F_ACC_TRUNC : H5F_ACC_EXCL, makeFileCreationList().get(),
+                                   access.get()), kStorage, "cannot be created"));
   try {
     takeDescriptor(access.get());
     writeFormat();
