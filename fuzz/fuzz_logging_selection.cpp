@@ -28,7 +28,7 @@ using vtu::qxArrayWrapper;
 
 constexpr unsigned kMostChildren = 6;
 constexpr unsigned kDeepest = 5;
-constexpr const char* kFields[] = {"default",  "signals",    "blockPath", "port",
+constexpr const char* kFields[] = {"default",  "signals",    "blockPath",  "port",
                                    "selector", "customName", "decimation", "maxPoints"};
 constexpr double kNumbers[] = {0,
                                1,

@@ -68,8 +68,7 @@ std::string messageOf(const Diagnostic& diagnostic) {
 
 }  // namespace
 
-IException::IException(Diagnostic diagnostic)
-    : diagnostic_(std::move(diagnostic)), message_(messageOf(diagnostic_)) {}
+IException::IException(Diagnostic diagnostic) : diagnostic_(std::move(diagnostic)), message_(messageOf(diagnostic_)) {}
 
 IException::~IException() = default;
 

@@ -16,8 +16,8 @@ namespace vtsv {
 
 /// What went wrong, in a form that programs can compare.
 struct Diagnostic {
-  std::string identifier;                ///< the area, for example "Vortan:FileIO"
-  std::string key;                       ///< the error within the area
+  std::string identifier;               ///< the area, for example "Vortan:FileIO"
+  std::string key;                      ///< the error within the area
   std::vector<vtu::ustring> arguments;  ///< what the message names, for example a file
 };
 

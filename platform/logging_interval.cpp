@@ -15,8 +15,8 @@ void checkBounds(double start, double stop) {
     return;
   }
   throw std::invalid_argument(
-      "logging interval [" + std::to_string(start) + ", " + std::to_string(stop) + "]: " +
-      (std::isnan(start) || std::isnan(stop) ? "a bound is not a number" : "it starts after it stops"));
+      "logging interval [" + std::to_string(start) + ", " + std::to_string(stop) +
+      "]: " + (std::isnan(start) || std::isnan(stop) ? "a bound is not a number" : "it starts after it stops"));
 }
 
 }  // namespace

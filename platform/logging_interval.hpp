@@ -64,7 +64,7 @@ class VTIO_PLATFORM_EXPORT LoggingInterval {
   }
 
  private:
-  IntervalSet enabled_;   // read only if limited_
+  IntervalSet enabled_;  // read only if limited_
   IntervalSet disabled_;
   bool restricted_ = false;  // something is set
   bool limited_ = false;     // within() was used

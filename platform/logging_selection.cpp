@@ -24,8 +24,7 @@ constexpr const char* kVariable = "loggingSelection";
 }
 
 [[noreturn]] void failFile(const vtu::ustring& fileName) {
-  vtsvThrowIExceptionFromDiagnostic(
-      vtsvCreateDiagnostic("Vortan:FileIO", "ToFromFileOpenCloseErr", {fileName}));
+  vtsvThrowIExceptionFromDiagnostic(vtsvCreateDiagnostic("Vortan:FileIO", "ToFromFileOpenCloseErr", {fileName}));
 }
 
 bool isStructure(const qxArray* array) {

@@ -91,8 +91,8 @@ struct Storage {
   Storage& operator=(const Storage&) = delete;
   ~Storage() { delete columnMajorCopy.load(); }
 
-  Buffer values;                                       // numeric, logical and char arrays
-  bool rowMajor = false;                               // order of values; false where both orders are the same
+  Buffer values;                                                // numeric, logical and char arrays
+  bool rowMajor = false;                                        // order of values; false where both orders are the same
   mutable std::atomic<const Buffer*> columnMajorCopy{nullptr};  // made by the first reader; owned; only if rowMajor
   std::vector<ArrayPtr> cells;
   std::vector<Field> fields;

@@ -120,9 +120,10 @@ TEST(DecodeBlockPath, appends) {
 }
 
 TEST(DecodeBlockPath, refusesWhatIsMalformedAndLeavesThePath) {
-  for (const ustring& encoded : Texts{u"%", u"a%", u"a%2", u"%2", u"%G0", u"%0G", u"%%41", u"% 1", u"%+1", u"a|%|b", u"%2|",
-                                      u"%FF", u"%C3", u"%C3|%A9", u"%C3x%A9", u"%ED%A0%80", u"%C0%80", u"%A9",
-                                      u"good|%zz", u"%\u01C1\u01C1"}) {
+  for (const ustring& encoded :
+       Texts{u"%",       u"a%",        u"a%2",    u"%2",  u"%G0",      u"%0G",          u"%%41",
+             u"% 1",     u"%+1",       u"a|%|b",  u"%2|", u"%FF",      u"%C3",          u"%C3|%A9",
+             u"%C3x%A9", u"%ED%A0%80", u"%C0%80", u"%A9", u"good|%zz", u"%\u01C1\u01C1"}) {
     FullBlkPathToTopMdl path = pathOf({u"before"}, u"sub");
     const vtsv::Diagnostic diagnostic =
         vtio_test::thrownBy([&] { vtu::BlockPathUtil::decodeBlockPath(encoded, path); });

@@ -64,7 +64,8 @@ TEST(LoggingInterval, disablesInsideWhatIsLogged) {
 }
 
 TEST(LoggingInterval, acceptsInfiniteBoundsPointsAndAnyOrder) {
-  const LoggingInterval interval = LoggingInterval::within({{7.0, kInfinity}, {3.0, 3.0}, {-kInfinity, 0.0}, {-5.0, 1.0}});
+  const LoggingInterval interval =
+      LoggingInterval::within({{7.0, kInfinity}, {3.0, 3.0}, {-kInfinity, 0.0}, {-5.0, 1.0}});
   for (const double time : {-kInfinity, -3.0, 1.0, 3.0, 7.0, kInfinity}) {
     EXPECT_TRUE(interval.timeInLoggingInterval(time)) << time;
   }

@@ -265,9 +265,9 @@ std::vector<MalformedCase> malformedCases() {
       badField("customName", [] { return pathCells({"name"}); }),
       badField("customName", [] { return matrix(2, 2, qxCHAR); }),
       badField("decimation", [] { return number(0); }),
-      {"signals[1]",
-       [] { return qxArrayWrapper(selectionOf(signal(text("a b"), 3, 0), signal(text("a\nb"), 3, 1))); }},
-      {"signals[1].port", [] { return qxArrayWrapper(selectionOf(signal(text("a"), 0, 0), signal(text("b"), -1, 0))); }},
+      {"signals[1]", [] { return qxArrayWrapper(selectionOf(signal(text("a b"), 3, 0), signal(text("a\nb"), 3, 1))); }},
+      {"signals[1].port",
+       [] { return qxArrayWrapper(selectionOf(signal(text("a"), 0, 0), signal(text("b"), -1, 0))); }},
   };
   for (const char* field : {"port", "selector"}) cases.push_back(badField(field, [] { return qxArrayWrapper(); }));
   for (const char* field : {"port", "selector", "decimation", "maxPoints"}) {
@@ -414,8 +414,7 @@ TEST_F(LoggingSelectionFile, thatIsMissingOrNoQatFileIsRefusedByName) {
   std::ofstream(damaged) << "this is no Qat file";
   for (const std::string& name : {file("missing.qat"), damaged, std::string()}) {
     ModelLoggingInfo info;
-    const vtsv::Diagnostic diagnostic =
-        vtio_test::thrownBy([&] { info.populateFromQatFile(vtu::to_ustring(name)); });
+    const vtsv::Diagnostic diagnostic = vtio_test::thrownBy([&] { info.populateFromQatFile(vtu::to_ustring(name)); });
     EXPECT_EQ(diagnostic.identifier, "Vortan:FileIO") << name;
     EXPECT_EQ(diagnostic.key, "ToFromFileOpenCloseErr");
     EXPECT_EQ(diagnostic.arguments, std::vector<ustring>{vtu::to_ustring(name)});

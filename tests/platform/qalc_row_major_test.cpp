@@ -59,9 +59,21 @@ void checkConversion(const Extents& dims, qxClassID id, bool isComplex = false) 
 }
 
 TEST(QalcRowMajor, isReadColumnMajorForEveryShape) {
-  for (const Extents& dims : std::vector<Extents>{{5, 1}, {1, 5}, {2, 3}, {3, 2}, {40, 70}, {33, 65}, {1, 1}, {2, 3, 4},
-                                                  {4, 1, 3}, {1, 2, 3}, {2, 3, 1, 4}, {3, 2, 2, 2, 3}, {7, 2, 1, 1, 2},
-                                                  {1, 1, 6}, {100, 3, 3}}) {
+  for (const Extents& dims : std::vector<Extents>{{5, 1},
+                                                  {1, 5},
+                                                  {2, 3},
+                                                  {3, 2},
+                                                  {40, 70},
+                                                  {33, 65},
+                                                  {1, 1},
+                                                  {2, 3, 4},
+                                                  {4, 1, 3},
+                                                  {1, 2, 3},
+                                                  {2, 3, 1, 4},
+                                                  {3, 2, 2, 2, 3},
+                                                  {7, 2, 1, 1, 2},
+                                                  {1, 1, 6},
+                                                  {100, 3, 3}}) {
     checkConversion<double>(dims, qxDOUBLE);
   }
 }
@@ -174,8 +186,7 @@ TEST(QalcRowMajor, mayBeReadFromSeveralThreads) {
     std::vector<const double*> seen(4);
     std::vector<std::thread> threads;
     for (const double*& pointer : seen) {
-      threads.emplace_back(
-          [&pointer, &array] { pointer = static_cast<const double*>(qxGetConstData(array.get())); });
+      threads.emplace_back([&pointer, &array] { pointer = static_cast<const double*>(qxGetConstData(array.get())); });
     }
     for (std::thread& thread : threads) thread.join();
     for (const double* pointer : seen) ASSERT_EQ(pointer, seen[0]);

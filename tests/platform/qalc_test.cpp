@@ -77,18 +77,30 @@ TEST(QalcDimensions, thatCannotBeAreRefused) {
 
 template <typename T>
 struct ClassOf;
-template <> struct ClassOf<double> : std::integral_constant<qxClassID, qxDOUBLE> {};
-template <> struct ClassOf<float> : std::integral_constant<qxClassID, qxSINGLE> {};
-template <> struct ClassOf<std::int8_t> : std::integral_constant<qxClassID, qxINT8> {};
-template <> struct ClassOf<std::uint8_t> : std::integral_constant<qxClassID, qxUINT8> {};
-template <> struct ClassOf<std::int16_t> : std::integral_constant<qxClassID, qxINT16> {};
-template <> struct ClassOf<std::uint16_t> : std::integral_constant<qxClassID, qxUINT16> {};
-template <> struct ClassOf<std::int32_t> : std::integral_constant<qxClassID, qxINT32> {};
-template <> struct ClassOf<std::uint32_t> : std::integral_constant<qxClassID, qxUINT32> {};
-template <> struct ClassOf<std::int64_t> : std::integral_constant<qxClassID, qxINT64> {};
-template <> struct ClassOf<std::uint64_t> : std::integral_constant<qxClassID, qxUINT64> {};
-template <> struct ClassOf<bool> : std::integral_constant<qxClassID, qxLOGICAL> {};
-template <> struct ClassOf<char16_t> : std::integral_constant<qxClassID, qxCHAR> {};
+template <>
+struct ClassOf<double> : std::integral_constant<qxClassID, qxDOUBLE> {};
+template <>
+struct ClassOf<float> : std::integral_constant<qxClassID, qxSINGLE> {};
+template <>
+struct ClassOf<std::int8_t> : std::integral_constant<qxClassID, qxINT8> {};
+template <>
+struct ClassOf<std::uint8_t> : std::integral_constant<qxClassID, qxUINT8> {};
+template <>
+struct ClassOf<std::int16_t> : std::integral_constant<qxClassID, qxINT16> {};
+template <>
+struct ClassOf<std::uint16_t> : std::integral_constant<qxClassID, qxUINT16> {};
+template <>
+struct ClassOf<std::int32_t> : std::integral_constant<qxClassID, qxINT32> {};
+template <>
+struct ClassOf<std::uint32_t> : std::integral_constant<qxClassID, qxUINT32> {};
+template <>
+struct ClassOf<std::int64_t> : std::integral_constant<qxClassID, qxINT64> {};
+template <>
+struct ClassOf<std::uint64_t> : std::integral_constant<qxClassID, qxUINT64> {};
+template <>
+struct ClassOf<bool> : std::integral_constant<qxClassID, qxLOGICAL> {};
+template <>
+struct ClassOf<char16_t> : std::integral_constant<qxClassID, qxCHAR> {};
 
 template <typename T>
 class QalcOfType : public testing::Test {};

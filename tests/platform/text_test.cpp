@@ -62,21 +62,21 @@ struct MalformedCase {
 
 TEST(ToUstring, replacesEachMalformedByte) {
   const std::vector<MalformedCase> cases = {
-      {"\xFF", u"\uFFFD"},                                     // never a byte of UTF-8
-      {"a\x80z", u"a\uFFFDz"},                                 // continuation alone
-      {"\xC3", u"\uFFFD"},                                     // cut at the end
-      {"\xC3z", u"\uFFFDz"},                                   // cut by a letter
-      {"\xE2\x82", u"\uFFFD\uFFFD"},                           // two of three
-      {"\xE2\x82z", u"\uFFFD\uFFFDz"},                         //
-      {"\xF0\x9F\x9B", u"\uFFFD\uFFFD\uFFFD"},                 // three of four
-      {"\xC0\x80", u"\uFFFD\uFFFD"},                           // overlong
-      {"\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD"},                 //
-      {"\xF0\x80\x80\xAF", u"\uFFFD\uFFFD\uFFFD\uFFFD"},       //
-      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},                 // a surrogate
-      {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},       // beyond 10FFFF
-      {"\xF5\x80\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},       //
-      {"\xC3\xC3\xA9", u"\uFFFD\u00E9"},                       // valid right after malformed
-      {"\xEF\xBF\xBE\xEF\xBF\xBF", u"\uFFFE\uFFFF"},           // noncharacters are characters here
+      {"\xFF", u"\uFFFD"},                                // never a byte of UTF-8
+      {"a\x80z", u"a\uFFFDz"},                            // continuation alone
+      {"\xC3", u"\uFFFD"},                                // cut at the end
+      {"\xC3z", u"\uFFFDz"},                              // cut by a letter
+      {"\xE2\x82", u"\uFFFD\uFFFD"},                      // two of three
+      {"\xE2\x82z", u"\uFFFD\uFFFDz"},                    //
+      {"\xF0\x9F\x9B", u"\uFFFD\uFFFD\uFFFD"},            // three of four
+      {"\xC0\x80", u"\uFFFD\uFFFD"},                      // overlong
+      {"\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD"},            //
+      {"\xF0\x80\x80\xAF", u"\uFFFD\uFFFD\uFFFD\uFFFD"},  //
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},            // a surrogate
+      {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},  // beyond 10FFFF
+      {"\xF5\x80\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},  //
+      {"\xC3\xC3\xA9", u"\uFFFD\u00E9"},                  // valid right after malformed
+      {"\xEF\xBF\xBE\xEF\xBF\xBF", u"\uFFFE\uFFFF"},      // noncharacters are characters here
   };
   for (const MalformedCase& c : cases) {
     EXPECT_EQ(to_ustring(c.utf8), c.expected) << testing::PrintToString(c.utf8);
@@ -88,9 +88,10 @@ ustring decodeByTable(std::string_view bytes) {
   struct Row {
     unsigned first, last, secondLow, secondHigh, length;
   };
-  static constexpr Row kRows[] = {{0x00, 0x7F, 0, 0, 1},       {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
-                                  {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
-                                  {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
+  static constexpr Row kRows[] = {
+      {0x00, 0x7F, 0, 0, 1},       {0xC2, 0xDF, 0x80, 0xBF, 2}, {0xE0, 0xE0, 0xA0, 0xBF, 3},
+      {0xE1, 0xEC, 0x80, 0xBF, 3}, {0xED, 0xED, 0x80, 0x9F, 3}, {0xEE, 0xEF, 0x80, 0xBF, 3},
+      {0xF0, 0xF0, 0x90, 0xBF, 4}, {0xF1, 0xF3, 0x80, 0xBF, 4}, {0xF4, 0xF4, 0x80, 0x8F, 4}};
   static constexpr unsigned kLeadMask[] = {0, 0x7F, 0x1F, 0x0F, 0x07};
   const auto at = [&](std::size_t i) -> unsigned { return static_cast<unsigned char>(bytes[i]); };
   ustring result;
@@ -120,7 +121,8 @@ ustring decodeByTable(std::string_view bytes) {
 
 TEST(ToUstring, agreesWithTheTableOfWellFormedSequencesOnRandomBytes) {
   std::mt19937 random(1);
-  const std::string interesting = "\x00\x41\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5\xFF"s;
+  const std::string interesting =
+      "\x00\x41\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC2\xDF\xE0\xE1\xED\xEF\xF0\xF1\xF4\xF5\xFF"s;
   for (int round = 0; round < 50000; ++round) {
     std::string bytes(random() % 9, '\0');
     for (char& byte : bytes) byte = interesting[random() % interesting.size()];
@@ -162,10 +164,10 @@ TEST(Unescape, resolvesTheEscapesOfCLiterals) {
       {R"(\\\"\'\?)", u"\\\"'?"},
       {R"(\0)", u"\0"s},
       {R"(\x41\x4)", u"A\x04"},
-      {R"(\x414)", u"A4"},       // two digits at most
-      {R"(\xe9)", u"\u00E9"},    // one code unit, not a byte
+      {R"(\x414)", u"A4"},     // two digits at most
+      {R"(\xe9)", u"\u00E9"},  // one code unit, not a byte
       {R"(\101\12\7)", u"A\n\a"},
-      {R"(\1018)", u"A8"},       // three digits at most
+      {R"(\1018)", u"A8"},  // three digits at most
       {R"(\08)", u"\0"s + u"8"},
       {R"(\777)", ustring{0x1FF}},
       {R"(\u20AC)", u"\u20AC"},
