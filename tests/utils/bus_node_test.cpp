@@ -7,6 +7,7 @@
 
 #include "tests/utils/test_nodes.hpp"
 #include "vtio/core/utils/string_leaf_node.hpp"
+#include "vtio/core/utils/top_nv_bus_node.hpp"
 
 namespace vtio::core::utils {
 namespace {
@@ -55,6 +56,15 @@ TEST(BusNode, addChildAsksTheChildForItsBytes) {
   bus->addChild(std::make_unique<StringLeafNode>(1, u"text", "zoh", std::vector<long long>{7}, "string", units(), u"",
                                                  10UL, 2UL));
   EXPECT_EQ(bus->bytesPerSample(), 20U);  // and not the 7 bytes of seven 8-bit elements
+}
+
+TEST(BusNode, addChildAddsTheSampleNotTheStoredSize) {
+  auto bus = makeBus(u"bus", 1);
+  auto padded = std::make_unique<TopNVBusNode>(-1, u"padded", 1UL, test::Dims{2}, test::Dims{0}, 64UL);
+  padded->addChild(makeLeaf());
+  ASSERT_EQ(padded->storedSize(), 128U);
+  bus->addChild(std::move(padded));
+  EXPECT_EQ(bus->bytesPerSample(), 16U);
 }
 
 TEST(BusNode, addChildCountsAttachedChildrenNotAnnouncedOnes) {

@@ -211,11 +211,12 @@ TEST(LeafIterator, moveTakesOverPlaceAndSwitches) {
 }
 
 TEST(LeafIterator, moveCopiesTheSwitchesBeforeTheArrayIsReached) {
-  auto outer = makeBus(u"outer", 1);
+  auto outer = makeBus(u"outer", 2);
+  outer->addChild(makeLeaf(u"first"));
   outer->addChild(makeTreeWithArray({2}));
   LeafIterator looping(*outer, false, true);
   LeafIterator moved(std::move(looping));
-  EXPECT_EQ(leafNames(std::move(moved)), (Names{u"a", u"x", u"y", u"x", u"y", u"b"}));
+  EXPECT_EQ(leafNames(std::move(moved)), (Names{u"first", u"a", u"x", u"y", u"x", u"y", u"b"}));
 }
 
 }  // namespace

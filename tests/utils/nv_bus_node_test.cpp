@@ -104,6 +104,14 @@ TEST(NVBusNode, addChildAsksTheChildForItsBytes) {
   EXPECT_EQ(bus.bytesPerSample(), 60U);
 }
 
+TEST(NVBusNode, addChildAddsTheSampleNotTheStoredSize) {
+  NVBusNode bus(-1, u"bus", 1, {3});
+  auto padded = std::make_unique<TopNVBusNode>(-1, u"padded", 1UL, Dims{2}, Dims{0}, 64UL);
+  padded->addChild(makeLeaf());
+  bus.addChild(std::move(padded));
+  EXPECT_EQ(bus.bytesPerSample(), 48U);
+}
+
 TEST(NVBusNode, offsetsOfASingleBus) {
   EXPECT_EQ(appendedOffsets(*makeNVBus(u"bus", {1}, {u"a", u"b"}), 100, false), (Dims{100, 108}));
 }
