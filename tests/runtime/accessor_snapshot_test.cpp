@@ -26,8 +26,9 @@ using core::utils::VtioScalarAccessorSnapshotHandler;
 using core::utils::VtioVBusAccessorSnapshotHandler;
 using Counters = std::vector<unsigned long>;
 
-static_assert(std::is_base_of_v<vtsim::SnapshotHandler<VtioAccessorSnapshotElement>, VtioScalarAccessorSnapshotHandler>);
-static_assert(std::is_base_of_v<vtsim::SnapshotHandler<VtioAccessorSnapshotElement>, VtioVBusAccessorSnapshotHandler>);
+using AnyHandler = vtsim::SnapshotHandler<VtioAccessorSnapshotElement>;
+static_assert(std::is_base_of_v<AnyHandler, VtioScalarAccessorSnapshotHandler>);
+static_assert(std::is_base_of_v<AnyHandler, VtioVBusAccessorSnapshotHandler>);
 static_assert(std::is_same_v<VtioScalarAccessorSnapshotHandler::Element, VtioAccessorSnapshotElement>);
 static_assert(std::is_same_v<VtioVBusAccessorSnapshotHandler::Element, VtioAccessorSnapshotElement>);
 

@@ -158,7 +158,8 @@ TEST_F(LoggingOverrideTest, theDefaultHoldsForPortsThatAreNotListed) {
 TEST_F(LoggingOverrideTest, asksForTheGivenPathButChangesTheDescriptorWithItsNumber) {
   const SignalDescriptor& stored = create({u"somewhere/else"}, 7);  // number 1
   const auto given = makeDescriptor(
-      makeLeaf(), {.name = u"own", .path = {u"asked"}, .port = 3, .maxPoints = 500, .decimation = 5, .catalogueIndex = 1});
+      makeLeaf(),
+      {.name = u"own", .path = {u"asked"}, .port = 3, .maxPoints = 500, .decimation = 5, .catalogueIndex = 1});
   catalogue_.setModelLoggingInfo(
       makeSelection(0, {{.path = {u"asked"}, .port = 3, .selector = 2, .customName = u"new", .decimation = 9}}).get());
   EXPECT_TRUE(catalogue_.signalLoggingOverride(*given));

@@ -273,7 +273,8 @@ TEST_F(TreeVectorTest, aFailingAddAppendsNothingAndReportsNothing) {
   addLeaf("before");
   for (const char* name : {"half", "fixed-point", "date-time", "scaled-double", "Double", ""}) {
     EXPECT_NO_THROW(addLeaf("x", name)) << name;
-    EXPECT_NO_THROW(zetAddEnumLeafNode(9, "e", "", nullptr, 0, "Mode", "", name, "", 0, 0, nullptr, nullptr, 0, handle_))
+    EXPECT_NO_THROW(
+        zetAddEnumLeafNode(9, "e", "", nullptr, 0, "Mode", "", name, "", 0, 0, nullptr, nullptr, 0, handle_))
         << name;
     ASSERT_EQ(entries().size(), 1u) << name;
     EXPECT_EQ(entries()[0]->signalName(), u"before");
