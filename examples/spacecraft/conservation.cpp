@@ -98,7 +98,7 @@ ConservationCheck checkQuaternion(const Results& results) {
   const Leaf& quaternion = doubles(results, "attitude.quaternion", 4);
   double worst = 0.0;
   for (std::size_t n = 0; n < quaternion.samples(); ++n) {
-    double q[4];
+    double q[4]{};
     copySample(quaternion, n, q);
     const double deviation = std::abs(std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3]) - 1.0);
     worst = std::isnan(deviation) || deviation > worst ? deviation : worst;
