@@ -3,6 +3,7 @@
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 mapfile -t files < <(sources)
+[ ${#files[@]} -gt 0 ] || { echo "no sources to look at"; exit 1; }
 if [ "${1:-}" = --check ]; then
   wrong=()
   for file in "${files[@]}"; do
