@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "vtio/core/utils/ustring.hpp"
+#include "platform/text.hpp"
 
 namespace mdlref_simtarget {
 

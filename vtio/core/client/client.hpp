@@ -18,8 +18,8 @@
 
 #include "platform/qalc.hpp"
 #include "platform/snapshot.hpp"
+#include "platform/text.hpp"
 #include "vtio/core/utils/signal_descriptor.hpp"
-#include "vtio/core/utils/ustring.hpp"
 #include "vtio/export.hpp"
 
 namespace vtio::core::accessor {

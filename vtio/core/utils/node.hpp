@@ -12,11 +12,11 @@
 #include <string>
 #include <vector>
 
+#include "platform/text.hpp"
 #include "platform/types.hpp"
 #include "vtio/core/utils/leaf_iterator.hpp"
 #include "vtio/core/utils/signal_descriptor_node_policy.hpp"
 #include "vtio/core/utils/signal_type.hpp"
-#include "vtio/core/utils/ustring.hpp"
 #include "vtio/export.hpp"
 
 namespace vtio::core::utils {

@@ -2,8 +2,8 @@
 /// The unit expression of a leaf.
 #pragma once
 
+#include "platform/text.hpp"
 #include "platform/units.hpp"
-#include "vtio/core/utils/ustring.hpp"
 #include "vtio/export.hpp"
 
 namespace vtio::core::utils {
