@@ -32,7 +32,7 @@ TEST(AssessmentLeafNode, copyIsEqual) {
   const AssessmentLeafNode leaf(u"verdict");
   leaf.addPolicy(test::makeVisualization());
   const std::unique_ptr<Node> copy = leaf.getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(AssessmentLeafNode));
+  ASSERT_EQ(test::typeOf(*copy), typeid(AssessmentLeafNode));
   expectAssessment(dynamic_cast<const AssessmentLeafNode&>(*copy));
   EXPECT_TRUE(copy->hasNodePolicy(SignalDescriptorNodePolicy::visualizationMetadata));
   EXPECT_EQ(copy->parent(), nullptr);

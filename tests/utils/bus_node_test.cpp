@@ -132,7 +132,7 @@ TEST(BusNode, copyIsDeepAndDetached) {
   bus->addChild(makeLeaf(u"b", "int16", {3}));
   const std::unique_ptr<Node> copy = bus->getCopy();
   ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(typeid(*copy), typeid(BusNode));
+  EXPECT_EQ(test::typeOf(*copy), typeid(BusNode));
   EXPECT_EQ(copy->datatypeTableId(), 17);
   EXPECT_EQ(copy->signalName(), u"bus");
   EXPECT_EQ(copy->numberOfChildren(), 2U);

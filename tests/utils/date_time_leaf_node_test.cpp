@@ -45,7 +45,7 @@ TEST(DateTimeLeafNode, copyIsEqual) {
   const DateTimeLeafNode leaf = makeStamp();
   leaf.addPolicy(test::makeVisualization());
   const std::unique_ptr<Node> copy = leaf.getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(DateTimeLeafNode));
+  ASSERT_EQ(test::typeOf(*copy), typeid(DateTimeLeafNode));
   const auto& copied = dynamic_cast<const DateTimeLeafNode&>(*copy);
   expectStamp(copied);
   EXPECT_NE(&copied.attributes(), &leaf.attributes());

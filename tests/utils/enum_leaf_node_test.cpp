@@ -57,7 +57,7 @@ TYPED_TEST(EnumLeafNodeOfType, copyIsEqual) {
   const EnumLeafNode leaf = makeMode(TypeParam::name());
   leaf.addPolicy(test::makeVisualization());
   const std::unique_ptr<Node> copy = leaf.getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(EnumLeafNode));
+  ASSERT_EQ(test::typeOf(*copy), typeid(EnumLeafNode));
   const auto& copied = dynamic_cast<const EnumLeafNode&>(*copy);
   expectMode(copied);
   EXPECT_EQ(copied.resolvedClassName(), TypeParam::name());

@@ -78,7 +78,7 @@ TEST(FixedPointLeafNode, copyIsEqual) {
     leaf.addPolicy(test::makeVisualization());
     leaf.addPolicy(test::makeSplit(4, {0}));
     const std::unique_ptr<Node> copy = leaf.getCopy();
-    ASSERT_EQ(typeid(*copy), typeid(FixedPointLeafNode));
+    ASSERT_EQ(test::typeOf(*copy), typeid(FixedPointLeafNode));
     const auto& copied = dynamic_cast<const FixedPointLeafNode&>(*copy);
     expectAttributes(copied, name);
     expectSameProperties(copied.fxpDataTypeProperties(), leaf.fxpDataTypeProperties());

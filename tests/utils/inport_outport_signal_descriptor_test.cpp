@@ -130,7 +130,7 @@ TEST(InportOutportSignalDescriptor, inportOrderTakesNoPartInEquality) {
 TEST(InportOutportSignalDescriptor, copyIsAPlainDescriptor) {
   const auto inport = makeInport(unusualArguments(), 12);
   const auto copy = inport->getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(SignalDescriptor));
+  ASSERT_EQ(test::typeOf(*copy), typeid(SignalDescriptor));
   EXPECT_EQ(copy->inportOrder(), 0U);
   EXPECT_EQ(copy->signalName(), u"signal");
   EXPECT_EQ(copy->foreachIterationIdx(), 5U);

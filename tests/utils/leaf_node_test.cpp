@@ -143,7 +143,7 @@ TYPED_TEST(LeafNodeOfType, bytesUseTheProductBeforeNormalisation) {
 TYPED_TEST(LeafNodeOfType, copyIsEqual) {
   const auto leaf = makeLeaf(u"leaf", TypeParam::name(), {2, 3}, true);
   const std::unique_ptr<Node> copy = leaf->getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(LeafNode));
+  ASSERT_EQ(test::typeOf(*copy), typeid(LeafNode));
   const auto& copied = dynamic_cast<const LeafNode&>(*copy);
   EXPECT_EQ(copied.datatypeClassName(), TypeParam::name());
   EXPECT_EQ(copied.bytesPerSample(), leaf->bytesPerSample());
@@ -295,7 +295,7 @@ TEST(LeafNode, copyHasEveryAttribute) {
   const LeafNode leaf(11, u"leaf", true, "linear", Dims{3, 2}, "int16", units(u"m"), u"now", oddProperties(),
                       assessmentLeaf, 33);
   const std::unique_ptr<Node> copy = leaf.getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(LeafNode));
+  ASSERT_EQ(test::typeOf(*copy), typeid(LeafNode));
   const auto& copied = dynamic_cast<const LeafNode&>(*copy);
   expectAttributes(copied);
   EXPECT_EQ(copied.userDefinedDatatypeTableId(), 33);

@@ -196,7 +196,7 @@ TEST(NVBusNode, copyKeepsDimensionsOffsetsSizeAndBytes) {
   bus.addChild(makeLeaf(u"a"));
   bus.addChild(makeLeaf(u"b", "int16", {2}));
   const std::unique_ptr<Node> copy = bus.getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(NVBusNode));
+  ASSERT_EQ(test::typeOf(*copy), typeid(NVBusNode));
   const auto& copied = dynamic_cast<const NVBusNode&>(*copy);
   EXPECT_EQ(copied.datatypeTableId(), 9);
   EXPECT_EQ(copied.signalName(), u"bus");

@@ -286,9 +286,9 @@ TEST(SignalDescriptor, copyHasEveryValueAndATreeOfItsOwn) {
   descriptor->foreachDimensions({2, 10});
   const auto copy = descriptor->getCopy();
   ASSERT_NE(copy, nullptr);
-  EXPECT_EQ(typeid(*copy), typeid(SignalDescriptor));
+  EXPECT_EQ(test::typeOf(*copy), typeid(SignalDescriptor));
   EXPECT_NE(copy->root(), descriptor->root());
-  EXPECT_EQ(typeid(*copy->root()), typeid(TopBusNode));
+  EXPECT_EQ(test::typeOf(*copy->root()), typeid(TopBusNode));
   EXPECT_EQ(test::leafNames(copy->leafIterator()), Elements{u"a"});
   EXPECT_EQ(copy->signalType(), virtualBus);
   EXPECT_EQ(copy->numberOfInputPorts(), 3U);

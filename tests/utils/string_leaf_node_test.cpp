@@ -100,7 +100,7 @@ TEST(StringLeafNode, propertiesFollowTheClassName) {
 
 TEST(StringLeafNode, copyIsEqual) {
   const std::unique_ptr<Node> copy = makeText(10, 2, {3})->getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(StringLeafNode));
+  ASSERT_EQ(test::typeOf(*copy), typeid(StringLeafNode));
   expectText(dynamic_cast<const StringLeafNode&>(*copy));
   EXPECT_EQ(copy->parent(), nullptr);
   EXPECT_EQ(copy->childOrderInParent(), -2);

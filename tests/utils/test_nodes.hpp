@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include "platform/block_path.hpp"
@@ -97,6 +98,12 @@ void expectSameProperties(const fxpDataTypeProp& actual, const fxpDataTypeProp& 
 
 /// A record of 8-bit storage that no class name has: a signed 8-bit type with slope 1.5 * 2^-3 and bias -7.5.
 fxpDataTypeProp oddProperties();
+
+/// The class that an object has at run time.
+template <typename T>
+const std::type_info& typeOf(const T& object) {
+  return typeid(object);
+}
 
 /// Names of what was destroyed, in order.
 using Obituary = std::vector<std::u16string>;

@@ -40,7 +40,7 @@ TEST(TopBusNode, copyIsATopBusWithCopiedChildren) {
   TopBusNode bus(23, u"top", 1);
   bus.addChild(makeLeaf(u"a"));
   const std::unique_ptr<Node> copy = bus.getCopy();
-  EXPECT_EQ(typeid(*copy), typeid(TopBusNode));
+  EXPECT_EQ(test::typeOf(*copy), typeid(TopBusNode));
   EXPECT_EQ(copy->datatypeTableId(), 23);
   EXPECT_EQ(copy->signalName(), u"top");
   EXPECT_EQ(copy->numberOfChildren(), 1U);

@@ -173,7 +173,7 @@ TEST(TopNVBusNode, copyAfterGeneratingKeepsTheLeafDataOffsets) {
   root.addChild(makeNVBus(u"inner", {2}, {u"x", u"y"}));
   root.generateLeafDataOffsets();
   const std::unique_ptr<Node> copy = root.getCopy();
-  ASSERT_EQ(typeid(*copy), typeid(TopNVBusNode));
+  ASSERT_EQ(test::typeOf(*copy), typeid(TopNVBusNode));
   auto& copied = dynamic_cast<TopNVBusNode&>(*copy);
   EXPECT_EQ(copied.leafDataOffsets(), (Dims{24, 32, 40, 48}));
   EXPECT_EQ(copied.leafDataOffset(4), 24 + 56);
@@ -187,7 +187,7 @@ TEST(TopNVBusNode, copyAfterGeneratingKeepsTheLeafDataOffsets) {
   EXPECT_EQ(copied.getSignalType(), arrayOfNonVirtualBuses);
   ASSERT_EQ(copied.children().size(), 1U);
   EXPECT_NE(copied.children()[0], root.children()[0]);
-  EXPECT_EQ(typeid(*copied.children()[0]), typeid(NVBusNode));
+  EXPECT_EQ(test::typeOf(*copied.children()[0]), typeid(NVBusNode));
   EXPECT_EQ(copied.children()[0]->parent(), nullptr);
   EXPECT_EQ(copied.children()[0]->childOrderInParent(), -2);
 }
