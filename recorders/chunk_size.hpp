@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -17,8 +18,8 @@ inline constexpr std::uint64_t kLargestChunk = std::uint64_t{1} << 22U;
 /// Fewest rows of a chunk, so that wide rows do not cost an allocation each.
 inline constexpr std::uint64_t kFewestRows = 4;
 
-/// Rows of the next chunk: about 1/40 of what the column holds, so that what is not used yet stays small beside it, and
-/// 1/48 of what it may hold at most, because a limited column keeps one chunk more than it needs.
+/// Rows of the next chunk: about 1/40 of what the column holds, so that what is not used yet stays small beside it, and at most
+/// 2 roots of what it may hold at most: a limited column keeps one chunk more than it needs, and a header per chunk.
 /// @param rowBytes Bytes of one row; 0 counts as 1.
 /// @param rowsSoFar Rows recorded before.
 /// @param maxPoints Most rows kept; 0 means no limit.
@@ -27,7 +28,7 @@ inline constexpr std::uint64_t kFewestRows = 4;
                                              std::uint64_t smallest) {
   const std::uint64_t width = std::max<std::uint64_t>(rowBytes, 1);
   std::uint64_t rows = std::min(rowsSoFar / 40, kLargestChunk / width);
-  if (maxPoints != 0) rows = std::min(rows, maxPoints / 48);
+  if (maxPoints != 0) rows = std::min(rows, static_cast<std::uint64_t>(2 * std::sqrt(static_cast<double>(maxPoints))));
   rows = std::max({rows, smallest * kSmallestChunk / width, kFewestRows});
   if (maxPoints != 0) rows = std::min(rows, maxPoints);
   return static_cast<std::uint32_t>(std::min<std::uint64_t>(rows, kLargestChunk));

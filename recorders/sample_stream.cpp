@@ -113,7 +113,7 @@ void SampleStream::makeRoom() {
     }
     return;
   }
-  const std::uint32_t rows = chunkRows(rowBytes_, count() - state_.frontRow, maxPoints_, 1);
+  const std::uint32_t rows = chunkRows(rowBytes_, count() - first(), maxPoints_, 1);
   Ref<RowChunk> chunk = dropExpired(rows);
   if (!chunk) chunk = RowChunk::make(rows, rowBytes_, hasText_);
   if (!state_.rows.empty()) state_.rows.back()->used = state_.rows.back()->rows;
