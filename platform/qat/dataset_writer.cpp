@@ -26,11 +26,16 @@ class RowMajorWalk final {
   /// Copies the next `count` elements.
   void copy(std::byte* target, std::size_t count) {
     switch (elementBytes_) {
-      case 1: return copySized<1>(target, count);
-      case 2: return copySized<2>(target, count);
-      case 4: return copySized<4>(target, count);
-      case 8: return copySized<8>(target, count);
-      default: return copySized<16>(target, count);
+      case 1:
+        return copySized<1>(target, count);
+      case 2:
+        return copySized<2>(target, count);
+      case 4:
+        return copySized<4>(target, count);
+      case 8:
+        return copySized<8>(target, count);
+      default:
+        return copySized<16>(target, count);
     }
   }
 

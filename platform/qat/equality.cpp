@@ -30,7 +30,8 @@ bool sameElements(const qxArray& a, const qxArray& b) {
 bool sameValue(const qxArray* a, const qxArray* b) {
   if (a == nullptr || b == nullptr) return a == b;
   if (a->storage == b->storage) return true;
-  if (a->id != b->id || a->complex != b->complex || !std::equal(a->dims.begin(), a->dims.end(), b->dims.begin(), b->dims.end())) {
+  if (a->id != b->id || a->complex != b->complex ||
+      !std::equal(a->dims.begin(), a->dims.end(), b->dims.begin(), b->dims.end())) {
     return false;
   }
   if (a->id == qxCELL) return sameList(a->storage->cells, b->storage->cells);

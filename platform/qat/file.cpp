@@ -26,8 +26,10 @@ constexpr off_t kReserve = 256 << 10;  // bytes that linking one more variable s
 /// A plain descriptor for the looks and repairs that happen before HDF5 opens the file.
 class Descriptor final {
  public:
-  Descriptor(const std::string& name, int flags, ErrorCode code) : value_(::open(name.c_str(), flags | O_CLOEXEC, 0666)) {
-    if (value_ < 0) throw Failure(errno == ENOENT ? kAbsent : code, std::string("cannot be opened: ") + std::strerror(errno));
+  Descriptor(const std::string& name, int flags, ErrorCode code)
+      : value_(::open(name.c_str(), flags | O_CLOEXEC, 0666)) {
+    if (value_ < 0)
+      throw Failure(errno == ENOENT ? kAbsent : code, std::string("cannot be opened: ") + std::strerror(errno));
     struct stat status {};
     if (fstat(value_, &status) != 0 || !S_ISREG(status.st_mode)) {
       ::close(value_);
@@ -48,7 +50,8 @@ class Descriptor final {
 void mendOpenMark(const std::string& name) {
   const Descriptor descriptor(name, O_RDWR | O_NONBLOCK, kStorage);
   if (flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0) throw Failure(kStorage, "is being written by another program");
-  if (!clearOpenMark(descriptor.get(), false)) throw Failure(kStorage, "is marked as being written, and cannot be mended");
+  if (!clearOpenMark(descriptor.get(), false))
+    throw Failure(kStorage, "is marked as being written, and cannot be mended");
 }
 
 Handle makeAccessList() {
@@ -92,9 +95,9 @@ std::unique_ptr<File> File::open(const std::string& name, Mode mode) {
 }
 
 File::File(std::string name, Mode mode)
-    : name_(std::move(name)), mode_(mode), shared_([this](haddr_t address, const qxArray& array) {
-        return holds(address, array);
-      }) {}
+    : name_(std::move(name)),
+      mode_(mode),
+      shared_([this](haddr_t address, const qxArray& array) { return holds(address, array); }) {}
 
 File::~File() {
   root_.reset();
@@ -106,8 +109,9 @@ void File::create() {
   const bool exists = ::access(name_.c_str(), F_OK) == 0;
   if (exists) static_cast<void>(Descriptor(name_, O_RDWR | O_NONBLOCK, kStorage));
   const Handle access = makeAccessList();
-  file_ = Handle(checked(H5Fcreate(name_.c_str(), exists ? H5F_ACC_TRUNC : H5F_ACC_EXCL, makeFileCreationList().get(),
-                                   access.get()), kStorage, "cannot be created"));
+  file_ = Handle(checked(
+      H5Fcreate(name_.c_str(), exists ? H5F_ACC_TRUNC : H5F_ACC_EXCL, makeFileCreationList().get(), access.get()),
+      kStorage, "cannot be created"));
   try {
     takeDescriptor(access.get());
     writeFormat();
@@ -146,8 +150,9 @@ void File::takeDescriptor(hid_t accessList) {
 
 void File::writeFormat() {
   writeTextAttribute(kit_, root_.get(), kFormatAttribute, "qat");
-  const Handle version(checked(H5Acreate2(root_.get(), kVersionAttribute, H5T_STD_U32LE, kit_.scalarSpace(), H5P_DEFAULT,
-                                          H5P_DEFAULT), kStorage, "cannot write the format version"));
+  const Handle version(
+      checked(H5Acreate2(root_.get(), kVersionAttribute, H5T_STD_U32LE, kit_.scalarSpace(), H5P_DEFAULT, H5P_DEFAULT),
+              kStorage, "cannot write the format version"));
   checked(H5Awrite(version.get(), H5T_NATIVE_UINT32, &kVersion), kStorage, "cannot write the format version");
 }
 
@@ -192,8 +197,8 @@ void File::put(const std::string& variable, const qxArray& array) {
   const std::string name = encodeName(variable);
   shared_.beginVariable();
   try {
-    const Handle staging(checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage,
-                                 "cannot make a group"));
+    const Handle staging(
+        checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage, "cannot make a group"));
     Writer(file_.get(), kit_, bytes_, shared_).writeMember(staging.get(), name, array);
     flush();
     link(staging, name);

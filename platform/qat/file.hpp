@@ -60,8 +60,8 @@ class File final {
   Handle file_;
   Handle root_;
   Kit kit_;
-  FileBytes bytes_{-1};   // HDF5's own descriptor
-  int spare_ = -1;        // a duplicate of it, for the time after HDF5 has let go
+  FileBytes bytes_{-1};  // HDF5's own descriptor
+  int spare_ = -1;       // a duplicate of it, for the time after HDF5 has let go
   bool abandoned_ = false;
   SharedObjects shared_;
 };

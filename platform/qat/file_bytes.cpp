@@ -14,7 +14,8 @@ namespace vtu::qat {
 
 std::uint64_t FileBytes::size() const {
   struct stat status {};
-  if (fstat(descriptor_, &status) != 0) throw Failure(kStorage, std::string("cannot be measured: ") + std::strerror(errno));
+  if (fstat(descriptor_, &status) != 0)
+    throw Failure(kStorage, std::string("cannot be measured: ") + std::strerror(errno));
   return static_cast<std::uint64_t>(status.st_size);
 }
 

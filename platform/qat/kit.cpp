@@ -11,21 +11,32 @@ namespace {
 
 hid_t realType(qxClassID id) {
   switch (id) {
-    case qxDOUBLE: return H5T_IEEE_F64LE;
-    case qxSINGLE: return H5T_IEEE_F32LE;
-    case qxINT8: return H5T_STD_I8LE;
-    case qxUINT8: return H5T_STD_U8LE;
-    case qxINT16: return H5T_STD_I16LE;
+    case qxDOUBLE:
+      return H5T_IEEE_F64LE;
+    case qxSINGLE:
+      return H5T_IEEE_F32LE;
+    case qxINT8:
+      return H5T_STD_I8LE;
+    case qxUINT8:
+      return H5T_STD_U8LE;
+    case qxINT16:
+      return H5T_STD_I16LE;
     case qxCHAR:
-    case qxUINT16: return H5T_STD_U16LE;
-    case qxINT32: return H5T_STD_I32LE;
-    case qxUINT32: return H5T_STD_U32LE;
-    case qxINT64: return H5T_STD_I64LE;
-    case qxUINT64: return H5T_STD_U64LE;
+    case qxUINT16:
+      return H5T_STD_U16LE;
+    case qxINT32:
+      return H5T_STD_I32LE;
+    case qxUINT32:
+      return H5T_STD_U32LE;
+    case qxINT64:
+      return H5T_STD_I64LE;
+    case qxUINT64:
+      return H5T_STD_U64LE;
     case qxUNKNOWN:
     case qxCELL:
     case qxSTRUCT:
-    case qxLOGICAL: break;
+    case qxLOGICAL:
+      break;
   }
   throw Failure(kUnsupported, "class " + std::to_string(static_cast<int>(id)) + " has no numeric elements");
 }
@@ -55,11 +66,16 @@ Handle makeList(hid_t listClass) {
 qxClassID integerClass(hid_t type) {
   const bool isSigned = H5Tget_sign(type) == H5T_SGN_2;
   switch (H5Tget_size(type)) {
-    case 1: return isSigned ? qxINT8 : qxUINT8;
-    case 2: return isSigned ? qxINT16 : qxUINT16;
-    case 4: return isSigned ? qxINT32 : qxUINT32;
-    case 8: return isSigned ? qxINT64 : qxUINT64;
-    default: return qxUNKNOWN;
+    case 1:
+      return isSigned ? qxINT8 : qxUINT8;
+    case 2:
+      return isSigned ? qxINT16 : qxUINT16;
+    case 4:
+      return isSigned ? qxINT32 : qxUINT32;
+    case 8:
+      return isSigned ? qxINT64 : qxUINT64;
+    default:
+      return qxUNKNOWN;
   }
 }
 
@@ -123,11 +139,16 @@ Handle fixedTextType(std::size_t size) {
 
 ElementKind elementKindOf(hid_t type) {
   switch (H5Tget_class(type)) {
-    case H5T_INTEGER: return {integerClass(type), false};
-    case H5T_FLOAT: return {H5Tget_size(type) == 8 ? qxDOUBLE : H5Tget_size(type) <= 4 ? qxSINGLE : qxUNKNOWN, false};
-    case H5T_ENUM: return enumKind(type);
-    case H5T_COMPOUND: return compoundKind(type);
-    default: return {};
+    case H5T_INTEGER:
+      return {integerClass(type), false};
+    case H5T_FLOAT:
+      return {H5Tget_size(type) == 8 ? qxDOUBLE : H5Tget_size(type) <= 4 ? qxSINGLE : qxUNKNOWN, false};
+    case H5T_ENUM:
+      return enumKind(type);
+    case H5T_COMPOUND:
+      return compoundKind(type);
+    default:
+      return {};
   }
 }
 

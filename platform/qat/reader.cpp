@@ -31,7 +31,8 @@ bool hasAttribute(hid_t object, const char* name) {
 }
 
 Handle openAttribute(hid_t object, const std::string& name) {
-  return Handle(checked(H5Aopen(object, name.c_str(), H5P_DEFAULT), kDamaged, "attribute " + name + " cannot be opened"));
+  return Handle(
+      checked(H5Aopen(object, name.c_str(), H5P_DEFAULT), kDamaged, "attribute " + name + " cannot be opened"));
 }
 
 std::uint64_t memberCount(hid_t group) {
@@ -89,9 +90,12 @@ qalc::ArrayPtr Reader::readOnce(const Handle& object, haddr_t address) {
 
 qalc::ArrayPtr Reader::readObject(hid_t object) {
   switch (H5Iget_type(object)) {
-    case H5I_DATASET: return readDataset(object);
-    case H5I_GROUP: return readGroup(object);
-    default: throw Failure(kUnsupported, "an object that is neither a dataset nor a group");
+    case H5I_DATASET:
+      return readDataset(object);
+    case H5I_GROUP:
+      return readGroup(object);
+    default:
+      throw Failure(kUnsupported, "an object that is neither a dataset nor a group");
   }
 }
 
@@ -131,7 +135,8 @@ qalc::ArrayPtr Reader::readStructures(hid_t group) {
   const auto dims = dimsAttribute(group);
   const std::size_t count = checkedElements(dims, fileSize_);
   if (count != memberCount(group) || (count > 0 && links.size() > 64 * fileSize_ / count)) {
-    throw Failure(kDamaged, std::to_string(memberCount(group)) + " members for " + std::to_string(count) + " structures");
+    throw Failure(kDamaged,
+                  std::to_string(memberCount(group)) + " members for " + std::to_string(count) + " structures");
   }
   qalc::ArrayPtr structures = makeStructures(dims, names);
   for (std::size_t i = 0; i < count; ++i) {
@@ -160,13 +165,15 @@ qalc::ArrayPtr Reader::readAttribute(hid_t object, const std::string& name) {
   const Handle attribute = openAttribute(object, name);
   const Handle type(checked(H5Aget_type(attribute.get()), kDamaged, "an attribute has no type"));
   const Handle space(checked(H5Aget_space(attribute.get()), kDamaged, "an attribute has no dataspace"));
-  if (H5Sget_simple_extent_npoints(space.get()) != 1) throw Failure(kDamaged, "an attribute that is not a single value");
+  if (H5Sget_simple_extent_npoints(space.get()) != 1)
+    throw Failure(kDamaged, "an attribute that is not a single value");
   if (H5Tget_class(type.get()) == H5T_STRING) return rowOfText(texts_.attributeTexts(attribute.get()).at(0));
   const ElementKind kind = elementKindOf(type.get());
   if (kind.id == qxUNKNOWN) throw Failure(kUnsupported, "an attribute of a type that arrays do not have");
   const std::size_t dims[] = {1, 1};
   qalc::ArrayPtr value(qxCreateNumericArray(2, dims, kind.id, kind.complex));
-  checked(H5Aread(attribute.get(), kit_.elementType(kind), qxGetData(value.get())), kDamaged, "an attribute cannot be read");
+  checked(H5Aread(attribute.get(), kit_.elementType(kind), qxGetData(value.get())), kDamaged,
+          "an attribute cannot be read");
   if (auto* flag = static_cast<unsigned char*>(qxGetData(value.get())); kind.id == qxLOGICAL) *flag = *flag != 0;
   return value;
 }
@@ -188,7 +195,8 @@ std::vector<std::size_t> Reader::dimsAttribute(hid_t object) {
   const Handle attribute = openAttribute(object, kDimsAttribute);
   const Handle space(checked(H5Aget_space(attribute.get()), kDamaged, "attribute qat.dims has no dataspace"));
   const hssize_t count = H5Sget_simple_extent_npoints(space.get());
-  if (count < 0 || static_cast<std::uint64_t>(count) > fileSize_) throw Failure(kDamaged, "attribute qat.dims is too long");
+  if (count < 0 || static_cast<std::uint64_t>(count) > fileSize_)
+    throw Failure(kDamaged, "attribute qat.dims is too long");
   std::vector<std::size_t> dims(static_cast<std::size_t>(count) + 1);
   checked(H5Aread(attribute.get(), H5T_NATIVE_UINT64, dims.data()), kDamaged, "attribute qat.dims cannot be read");
   dims.pop_back();

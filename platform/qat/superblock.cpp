@@ -44,22 +44,41 @@ struct Mixer {
   std::uint32_t a, b, c;
 
   void mix() {
-    a -= c; a ^= std::rotl(c, 4); c += b;
-    b -= a; b ^= std::rotl(a, 6); a += c;
-    c -= b; c ^= std::rotl(b, 8); b += a;
-    a -= c; a ^= std::rotl(c, 16); c += b;
-    b -= a; b ^= std::rotl(a, 19); a += c;
-    c -= b; c ^= std::rotl(b, 4); b += a;
+    a -= c;
+    a ^= std::rotl(c, 4);
+    c += b;
+    b -= a;
+    b ^= std::rotl(a, 6);
+    a += c;
+    c -= b;
+    c ^= std::rotl(b, 8);
+    b += a;
+    a -= c;
+    a ^= std::rotl(c, 16);
+    c += b;
+    b -= a;
+    b ^= std::rotl(a, 19);
+    a += c;
+    c -= b;
+    c ^= std::rotl(b, 4);
+    b += a;
   }
 
   void finish() {
-    c ^= b; c -= std::rotl(b, 14);
-    a ^= c; a -= std::rotl(c, 11);
-    b ^= a; b -= std::rotl(a, 25);
-    c ^= b; c -= std::rotl(b, 16);
-    a ^= c; a -= std::rotl(c, 4);
-    b ^= a; b -= std::rotl(a, 14);
-    c ^= b; c -= std::rotl(b, 24);
+    c ^= b;
+    c -= std::rotl(b, 14);
+    a ^= c;
+    a -= std::rotl(c, 11);
+    b ^= a;
+    b -= std::rotl(a, 25);
+    c ^= b;
+    c -= std::rotl(b, 16);
+    a ^= c;
+    a -= std::rotl(c, 4);
+    b ^= a;
+    b -= std::rotl(a, 14);
+    c ^= b;
+    c -= std::rotl(b, 24);
   }
 
   void add(const unsigned char* bytes, std::size_t size) {
@@ -90,7 +109,8 @@ std::uint32_t metadataChecksum(const unsigned char* bytes, std::size_t size) {
 
 Superblock readSuperblock(int descriptor, std::uint64_t fileSize) {
   Bytes bytes{};
-  if (!readBytes(descriptor, bytes)) throw Failure(kDamaged, "is not a Qat file: it does not begin with the HDF5 signature");
+  if (!readBytes(descriptor, bytes))
+    throw Failure(kDamaged, "is not a Qat file: it does not begin with the HDF5 signature");
   Superblock block;
   block.version = bytes[8];
   if (block.version < 2 || block.version > 3 || bytes[9] != 8 || bytes[10] != 8) {

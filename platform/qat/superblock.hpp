@@ -13,9 +13,9 @@ namespace vtu::qat {
 /// What the superblock of an HDF5 file says. Only the checksummed versions 2 and 3 are taken.
 struct Superblock {
   std::uint8_t version = 0;
-  std::uint8_t flags = 0;           ///< bit 0: open for writing; bit 2: with concurrent readers
-  std::uint64_t endOfFile = 0;      ///< address behind the last byte that belongs to the file
-  std::uint64_t rootAddress = 0;    ///< address of the root group's object header
+  std::uint8_t flags = 0;         ///< bit 0: open for writing; bit 2: with concurrent readers
+  std::uint64_t endOfFile = 0;    ///< address behind the last byte that belongs to the file
+  std::uint64_t rootAddress = 0;  ///< address of the root group's object header
 
   [[nodiscard]] bool markedAsOpen() const { return flags != 0; }
 };

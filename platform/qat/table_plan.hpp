@@ -19,15 +19,15 @@ enum class FieldForm { inRows, numbers, texts, textCells, columns };
 
 /// One field of a table: its value per row, and what its form needs.
 struct FieldPlan {
-  std::string link;                     ///< encoded name
+  std::string link;  ///< encoded name
   FieldForm form = FieldForm::inRows;
-  std::vector<const qxArray*> values;   ///< one per row; null where the field was never set
-  ElementKind kind;                     ///< numbers: their class
-  std::vector<std::string> texts;       ///< texts, textCells: all texts, row after row
-  std::vector<std::uint64_t> offsets;   ///< textCells: where each row begins in texts, and the end
-  bool cellsAreRows = false;            ///< textCells: the cells are 1-by-N, not N-by-1
-  std::vector<FieldPlan> fields;        ///< columns: the fields of the structures
-  bool hasRowMembers = false;           ///< something of this field is stored in the rows
+  std::vector<const qxArray*> values;  ///< one per row; null where the field was never set
+  ElementKind kind;                    ///< numbers: their class
+  std::vector<std::string> texts;      ///< texts, textCells: all texts, row after row
+  std::vector<std::uint64_t> offsets;  ///< textCells: where each row begins in texts, and the end
+  bool cellsAreRows = false;           ///< textCells: the cells are 1-by-N, not N-by-1
+  std::vector<FieldPlan> fields;       ///< columns: the fields of the structures
+  bool hasRowMembers = false;          ///< something of this field is stored in the rows
 };
 
 /// A plan for the values if they are 1-by-1 structures with the same fields, at least one; nothing otherwise.

@@ -142,11 +142,16 @@ qalc::ArrayPtr Reader::readRow(const std::vector<TableColumn>& columns, std::siz
 
 qalc::ArrayPtr Reader::readRowValue(const TableColumn& column, std::size_t row, hid_t members) {
   switch (column.form) {
-    case TableColumn::Form::numbers: return elementOf(*column.numbers, row);
-    case TableColumn::Form::texts: return rowOfText(column.texts[row]);
-    case TableColumn::Form::textCells: return cellsOf(column, row);
-    case TableColumn::Form::inRows: return members >= 0 ? readField(members, column.link) : nullptr;
-    case TableColumn::Form::columns: break;
+    case TableColumn::Form::numbers:
+      return elementOf(*column.numbers, row);
+    case TableColumn::Form::texts:
+      return rowOfText(column.texts[row]);
+    case TableColumn::Form::textCells:
+      return cellsOf(column, row);
+    case TableColumn::Form::inRows:
+      return members >= 0 ? readField(members, column.link) : nullptr;
+    case TableColumn::Form::columns:
+      break;
   }
   if (members < 0 || !hasMember(members, column.link)) return readRow(column.fields, row, H5I_INVALID_HID);
   return atPlace(column.link, [&] {

@@ -84,8 +84,8 @@ void Writer::writeTextCellColumn(hid_t group, const FieldPlan& field) {
   const Handle texts = datasets_.writeTexts(group, field.link, field.texts, extents);
   if (field.cellsAreRows) writeTextAttribute(kit_, texts.get(), kShapeAttribute, "row");
   if (!regular) {
-    datasets_.writeColumn(group, kOffsetsPrefix + field.link, H5T_STD_U64LE, field.offsets.size(),
-                          field.offsets.data(), field.offsets.size() * sizeof(std::uint64_t));
+    datasets_.writeColumn(group, kOffsetsPrefix + field.link, H5T_STD_U64LE, field.offsets.size(), field.offsets.data(),
+                          field.offsets.size() * sizeof(std::uint64_t));
   }
 }
 

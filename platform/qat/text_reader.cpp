@@ -89,8 +89,8 @@ std::vector<std::string> TextReader::datasetTexts(hid_t dataset) {
 
 std::vector<std::string> TextReader::texts(hid_t object, hid_t type, hid_t space, ReadCall read) {
   if (H5Tget_class(type) != H5T_STRING) throw Failure(kDamaged, "text expected, another type found");
-  const auto count = static_cast<std::size_t>(
-      checked(H5Sget_simple_extent_npoints(space), kDamaged, "a dataspace cannot be read"));
+  const auto count =
+      static_cast<std::size_t>(checked(H5Sget_simple_extent_npoints(space), kDamaged, "a dataspace cannot be read"));
   if (count == 0) return {};
   if (count > fileSize_) throw Failure(kDamaged, "more texts than the file has bytes");
   return H5Tis_variable_str(type) > 0 ? variableTexts(object, count, read) : fixedTexts(object, type, count, read);

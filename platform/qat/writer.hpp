@@ -80,7 +80,8 @@ class Writer final {
   Kit& kit_;
   DatasetWriter datasets_;
   SharedObjects& shared_;
-  std::unordered_map<haddr_t, Handle> linked_;  // objects linked more than once, kept open: opening costs more than linking
+  std::unordered_map<haddr_t, Handle>
+      linked_;  // objects linked more than once, kept open: opening costs more than linking
 };
 
 }  // namespace vtu::qat

@@ -8,15 +8,25 @@ namespace {
 
 constexpr std::array<qxClassID, 11> kNumericClasses = {qxLOGICAL, qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8, qxINT16,
                                                        qxUINT16,  qxINT32,  qxUINT32, qxINT64, qxUINT64};
-constexpr std::array<const char*, 12> kFieldNames = {"a",        "Name", "Values", "",    ".",         "x/y",
-                                                     "100%",     "17",   "0",      "été", "qat.kind",  "qat.fields"};
+constexpr std::array<const char*, 12> kFieldNames = {"a",    "Name", "Values", "",    ".",        "x/y",
+                                                     "100%", "17",   "0",      "été", "qat.kind", "qat.fields"};
 
 std::size_t elementSize(qxClassID id) {
   switch (id) {
-    case qxDOUBLE: case qxINT64: case qxUINT64: return 8;
-    case qxSINGLE: case qxINT32: case qxUINT32: return 4;
-    case qxINT16: case qxUINT16: case qxCHAR: return 2;
-    default: return 1;
+    case qxDOUBLE:
+    case qxINT64:
+    case qxUINT64:
+      return 8;
+    case qxSINGLE:
+    case qxINT32:
+    case qxUINT32:
+      return 4;
+    case qxINT16:
+    case qxUINT16:
+    case qxCHAR:
+      return 2;
+    default:
+      return 1;
   }
 }
 
@@ -94,23 +104,38 @@ Array structure(std::span<const FieldValue> fields) {
 
 Array ArrayGenerator::any(int depth) {
   switch (below(depth > 0 ? 9 : 5)) {
-    case 0: case 1: return numeric();
-    case 2: return chars();
-    case 3: case 4: return textRow();
-    case 5: case 6: return cellArray(depth - 1);
-    case 7: return structArray(depth - 1);
-    default: return likeStructures(depth - 1);
+    case 0:
+    case 1:
+      return numeric();
+    case 2:
+      return chars();
+    case 3:
+    case 4:
+      return textRow();
+    case 5:
+    case 6:
+      return cellArray(depth - 1);
+    case 7:
+      return structArray(depth - 1);
+    default:
+      return likeStructures(depth - 1);
   }
 }
 
 Dims ArrayGenerator::dims() {
   switch (below(6)) {
-    case 0: return {1, 1};
-    case 1: return {1 + below(6), 1};
-    case 2: return {1, 1 + below(6)};
-    case 3: return {below(4), below(4)};
-    case 4: return {1 + below(4), below(3), 1 + below(3)};
-    default: return {1 + below(3), 1 + below(4), 1 + below(3), 1 + below(2)};
+    case 0:
+      return {1, 1};
+    case 1:
+      return {1 + below(6), 1};
+    case 2:
+      return {1, 1 + below(6)};
+    case 3:
+      return {below(4), below(4)};
+    case 4:
+      return {1 + below(4), below(3), 1 + below(3)};
+    default:
+      return {1 + below(3), 1 + below(4), 1 + below(3), 1 + below(2)};
   }
 }
 
@@ -139,8 +164,8 @@ Array ArrayGenerator::chars() {
 }
 
 Array ArrayGenerator::textRow() {
-  constexpr std::array<std::u16string_view, 7> kTexts = {u"", u"speed", u"\x00e9t\x00e9", u"\xd83d\xde00", u"m/s",
-                                                         u"\xd83d", u"  two words "};
+  constexpr std::array<std::u16string_view, 7> kTexts = {u"",    u"speed",  u"\x00e9t\x00e9", u"\xd83d\xde00",
+                                                         u"m/s", u"\xd83d", u"  two words "};
   return units(kTexts[below(kTexts.size())]);
 }
 
@@ -175,18 +200,25 @@ Array ArrayGenerator::structArray(int depth) {
 
 Array ArrayGenerator::fieldLike(int form, int depth) {
   switch (form) {
-    case 0: return Array(qxCreateDoubleScalar(static_cast<double>(below(100))));
-    case 1: return Array(qxCreateLogicalScalar(below(2) == 0));
-    case 2: return textRow();
-    case 3: case 4: {
+    case 0:
+      return Array(qxCreateDoubleScalar(static_cast<double>(below(100))));
+    case 1:
+      return Array(qxCreateLogicalScalar(below(2) == 0));
+    case 2:
+      return textRow();
+    case 3:
+    case 4: {
       const std::size_t count = form == 3 ? 2 : below(4);
       Array list(qxCreateCellArray(2, Dims{count, 1}.data()));
       for (std::size_t i = 0; i < count; ++i) qxSetCell(list.get(), i, text(below(2) == 0 ? "top" : "sub").release());
       return list;
     }
-    case 5: return structure({{"Unit", text("m")}, {"Data", numeric()}, {"7", text("q")}});
-    case 6: return below(3) == 0 ? Array() : any(depth);
-    default: return any(depth);
+    case 5:
+      return structure({{"Unit", text("m")}, {"Data", numeric()}, {"7", text("q")}});
+    case 6:
+      return below(3) == 0 ? Array() : any(depth);
+    default:
+      return any(depth);
   }
 }
 

@@ -19,9 +19,11 @@ class QatDamage : public QatTest {
       std::vector<Array> path;
       for (int k = 0; k <= i % 3; ++k) path.push_back(text("block"));
       const std::size_t levels = path.size();
-      rows.push_back(structure({{"Name", text("signal")}, {"BlockPath", cells({levels, 1}, std::move(path))},
-                                {"PortIndex", Array(qxCreateDoubleScalar(i))},
-                                {"Values", structure({{"Unit", text("m")}, {"Data", doubles({5, 1}, {1, 2, 3, 4, 5})}})}}));
+      rows.push_back(
+          structure({{"Name", text("signal")},
+                     {"BlockPath", cells({levels, 1}, std::move(path))},
+                     {"PortIndex", Array(qxCreateDoubleScalar(i))},
+                     {"Values", structure({{"Unit", text("m")}, {"Data", doubles({5, 1}, {1, 2, 3, 4, 5})}})}}));
     }
     put(file.get(), "logsout", structure({{"Name", text("logsout")}, {"Elements", cells({12, 1}, std::move(rows))}}));
     for (unsigned seed : {3U, 17U, 29U, 57U}) {
@@ -157,7 +159,8 @@ TEST_F(QatDamage, StretchesInTheWrongPlace) {
 }
 
 TEST_F(QatDamage, FilesThatAreSomethingElse) {
-  for (const std::string& content : {std::string(), std::string("text"), std::string(5000, '\0'), std::string(5000, 'x')}) {
+  for (const std::string& content :
+       {std::string(), std::string("text"), std::string(5000, '\0'), std::string(5000, 'x')}) {
     EXPECT_EQ(readAll(content), std::make_pair(0, 1));
     EXPECT_THAT(qatLastError(), ::testing::HasSubstr("not a Qat file"));
     EXPECT_EQ(open("u"), nullptr);

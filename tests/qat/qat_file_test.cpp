@@ -126,11 +126,10 @@ TEST_F(QatFileTest, FileOfAKilledWriterStaysReadable) {
   EXPECT_THAT(names(open("r").get()), ElementsAre("a", "b"));
 }
 
-TEST_F(QatFileTest, OpenMarkLeftInTheSuperblockIsMended) {
+TEST_F(QatFileTest, OpenMarkWithoutItsChecksumIsDamage) {
   { put(open("w").get(), "a", 1.0); }
   std::string content = bytes();
-  // Version 3, marked as open for writing: the checksum is the one that belongs to these bytes only by chance, so the
-  // mark without its checksum must be refused as damage, not opened.
+  // Marked as open for writing, with the checksum of a closed file: no writer leaves that behind.
   content[11] = 1;
   std::ofstream(path_, std::ios::binary) << content;
   EXPECT_EQ(open("r"), nullptr);
@@ -224,7 +223,7 @@ TEST_F(QatFileTest, NothingIsPrinted) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(QatFileTest, NewerFormatVersionIsRefused) {
+TEST_F(QatFileTest, SuperblockIsOfTheLatestFormat) {
   { put(open("w").get(), "a", 1.0); }
   EXPECT_EQ(bytes().substr(1, 3), "HDF");
   EXPECT_EQ(bytes()[8], 3) << "superblock of the latest format";

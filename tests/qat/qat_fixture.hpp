@@ -26,9 +26,9 @@ class QatTest : public ::testing::Test {
  protected:
   QatTest() {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    path_ = (std::filesystem::temp_directory_path() /
-             (std::string("vtio_qat_") + info->test_suite_name() + "_" + info->name() + "_" +
-              std::to_string(getpid()) + ".qat")).string();
+    path_ = (std::filesystem::temp_directory_path() / (std::string("vtio_qat_") + info->test_suite_name() + "_" +
+                                                       info->name() + "_" + std::to_string(getpid()) + ".qat"))
+                .string();
     std::filesystem::remove(path_);
   }
   ~QatTest() override {

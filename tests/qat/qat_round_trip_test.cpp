@@ -9,12 +9,12 @@ namespace {
 
 using QatRoundTrip = QatTest;
 
-constexpr std::array<qxClassID, 12> kValueClasses = {qxLOGICAL, qxCHAR,  qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8,
+constexpr std::array<qxClassID, 12> kValueClasses = {qxLOGICAL, qxCHAR,   qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8,
                                                      qxINT16,   qxUINT16, qxINT32,  qxUINT32, qxINT64, qxUINT64};
 
 TEST_F(QatRoundTrip, EveryValueClassInEveryShape) {
-  const std::vector<Dims> shapes = {{1, 1}, {5, 1}, {1, 5}, {3, 4}, {2, 3, 4}, {1, 1, 3}, {2, 1, 2}, {0, 0}, {0, 1}, {1, 0},
-                                    {3, 0}, {0, 7}, {2, 0, 3}};
+  const std::vector<Dims> shapes = {{1, 1}, {5, 1}, {1, 5}, {3, 4}, {2, 3, 4}, {1, 1, 3}, {2, 1, 2},
+                                    {0, 0}, {0, 1}, {1, 0}, {3, 0}, {0, 7},    {2, 0, 3}};
   for (const qxClassID id : kValueClasses) {
     for (const Dims& shape : shapes) {
       for (const bool complex : {false, true}) {
@@ -63,11 +63,18 @@ TEST_F(QatRoundTrip, LargeMatrixIsTransposedInPieces) {
 
 TEST_F(QatRoundTrip, TextsOfAllSorts) {
   using namespace std::string_view_literals;
-  for (const std::u16string_view value : {u""sv, u"speed"sv, u"\x00e9"sv, u"\xd83d\xde00"sv, u"\xd83d"sv, u"\xde00\xd83d"sv,
-                                          u"a\0b"sv, u"a\0"sv, u" padded "sv, u"\xffff\xfffe"sv}) {
+  for (const std::u16string_view value : {u""sv, u"speed"sv, u"\x00e9"sv, u"\xd83d\xde00"sv, u"\xd83d"sv,
+                                          u"\xde00\xd83d"sv, u"a\0b"sv, u"a\0"sv, u" padded "sv, u"\xffff\xfffe"sv}) {
     EXPECT_EQ(changeByRoundTrip(units(value).get()), "");
     EXPECT_EQ(changeByRoundTrip(structure({{"Text", units(value)}}).get()), "");
-    EXPECT_EQ(changeByRoundTrip(cells({1, 1}, [&] { std::vector<Array> one; one.push_back(units(value)); return one; }()).get()), "");
+    EXPECT_EQ(changeByRoundTrip(cells({1, 1},
+                                      [&] {
+                                        std::vector<Array> one;
+                                        one.push_back(units(value));
+                                        return one;
+                                      }())
+                                    .get()),
+              "");
   }
   EXPECT_EQ(changeByRoundTrip(structure({{"Long", text(std::string(100000, 'x').c_str())}}).get()), "");
 }
@@ -82,9 +89,16 @@ TEST_F(QatRoundTrip, EmptyContainersAndContainersOfNothing) {
 }
 
 TEST_F(QatRoundTrip, FieldNamesThatHdf5WouldNotTake) {
-  Array names = structure({{".", text("dot")}, {"a/b", text("slash")}, {"%2F", text("percent")}, {"qat.kind", text("struct")},
-                           {"qat.dims", doubles({1, 1}, {1})}, {"\xff\xfe", text("not UTF-8")}, {"12", text("digits")},
-                           {"%00", text("escape")}, {"..", doubles({3, 1}, {1, 2, 3})}, {"/", doubles({2, 2}, {1, 2, 3, 4})}});
+  Array names = structure({{".", text("dot")},
+                           {"a/b", text("slash")},
+                           {"%2F", text("percent")},
+                           {"qat.kind", text("struct")},
+                           {"qat.dims", doubles({1, 1}, {1})},
+                           {"\xff\xfe", text("not UTF-8")},
+                           {"12", text("digits")},
+                           {"%00", text("escape")},
+                           {"..", doubles({3, 1}, {1, 2, 3})},
+                           {"/", doubles({2, 2}, {1, 2, 3, 4})}});
   EXPECT_EQ(changeByRoundTrip(names.get()), "");
   std::vector<Array> rows;
   rows.push_back(std::move(names));

@@ -112,8 +112,10 @@ int main(int argc, char** argv) {
   put("surrogate", units(u"a\xd83d"));
   put("text cells", textCells());
   put("mixed cells", mixedCells());
-  put("structure", structure({{"Unit", text("m/s\xc2\xb2")}, {"Gain", Array(qxCreateDoubleScalar(2.5))},
-                              {"On", Array(qxCreateLogicalScalar(true))}, {"Data", doubles({2, 1}, {7, 8})}}));
+  put("structure", structure({{"Unit", text("m/s\xc2\xb2")},
+                              {"Gain", Array(qxCreateDoubleScalar(2.5))},
+                              {"On", Array(qxCreateLogicalScalar(true))},
+                              {"Data", doubles({2, 1}, {7, 8})}}));
   put("structures", structArray());
   put("logsout", dataset());
   put("", text("no name"));
