@@ -39,7 +39,8 @@ void readAll(QatFile* file) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::ofstream(scratchFile(), std::ios::binary).write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  std::ofstream(scratchFile(), std::ios::binary)
+      .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   QatFile* file = qatOpen(scratchFile().c_str(), "r");
   require(file != nullptr || *qatLastError() != '\0');
   if (file != nullptr) {

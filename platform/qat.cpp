@@ -27,10 +27,11 @@ std::mutex& libraryLock() {
   return lock;
 }
 
-/// Runs `work` with HDF5 silent; its failure becomes an error code and qatLastError().
-template <typename Work>
-int guarded(const std::string& subject, Work&& work) noexcept {
+/// Runs `work` with HDF5 silent; its failure becomes an error code and qatLastError(), which begins with `subjectOf()`.
+template <typename Subject, typename Work>
+int guarded(Subject&& subjectOf, Work&& work) noexcept {
   try {
+    const std::string subject = subjectOf();
     const std::lock_guard lock(libraryLock());
     static const bool closesNothingAtExit = H5dont_atexit() >= 0;  // a file given up must not be touched again
     static_cast<void>(closesNothingAtExit);
@@ -58,10 +59,14 @@ File::Mode modeOf(const char* mode) {
   if (text == "r") return File::Mode::read;
   if (text == "w" || text == "w7.3") return File::Mode::create;
   if (text == "u") return File::Mode::update;
-  throw Failure(vtu::qat::kBadArgument, "unknown mode \"" + std::string(text) + "\"; it is \"r\", \"w\", \"w7.3\" or \"u\"");
+  throw Failure(vtu::qat::kBadArgument,
+                "unknown mode \"" + std::string(text) + "\"; it is \"r\", \"w\", \"w7.3\" or \"u\"");
 }
 
-std::string subjectOf(const QatFile* file) { return file == nullptr ? "Qat file" : "'" + file->file->name() + "'"; }
+/// What an error of an open file begins with.
+auto subjectOf(const QatFile* file) {
+  return [file] { return file == nullptr ? std::string("Qat file") : "'" + file->file->name() + "'"; };
+}
 
 void require(bool condition, const char* what) {
   if (!condition) throw Failure(vtu::qat::kBadArgument, what);
@@ -102,7 +107,8 @@ void forVariable(const char* name, Work&& work) {
 
 QatFile* qatOpen(const char* name, const char* mode) {
   QatFile* opened = nullptr;
-  guarded(name == nullptr ? "Qat file" : "'" + std::string(name) + "'", [&] {
+  const auto subject = [name] { return name == nullptr ? std::string("Qat file") : "'" + std::string(name) + "'"; };
+  guarded(subject, [&] {
     require(name != nullptr, "the file name is null");
     auto file = std::make_unique<QatFile>();
     file->file = File::open(name, modeOf(mode));
@@ -151,11 +157,11 @@ char** qatGetVariableNames(QatFile* file, int* count) {
 }
 
 int qatClose(QatFile* file) {
-  const std::string subject = subjectOf(file);
-  return guarded(subject, [&] {
+  // Owned outside the guard: the file is freed even if there is no memory left to name it in an error.
+  const std::unique_ptr<QatFile> owned(file);
+  return guarded(subjectOf(file), [&] {
     require(file != nullptr, "the file is null");
-    const std::unique_ptr<QatFile> owned(file);
-    owned->file->close();
+    file->file->close();
   });
 }
 

@@ -74,7 +74,8 @@ vtu::qxArrayWrapper textColumn(const SampleStream& stream, std::size_t index, co
   std::vector<std::size_t> place(texts);  // of each element of sample 0
   for (std::size_t e = 0; e < texts; ++e) {
     std::size_t rest = e;
-    for (std::size_t d = dimensions.size(); d-- > 1; rest /= dimensions[d]) place[e] += rest % dimensions[d] * strides[d];
+    for (std::size_t d = dimensions.size(); d-- > 1; rest /= dimensions[d])
+      place[e] += rest % dimensions[d] * strides[d];
   }
   std::size_t sample = 0;
   stream.visit(index, [&](const std::byte* rows, std::size_t count, RowChunk& chunk) {

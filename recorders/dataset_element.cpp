@@ -39,8 +39,8 @@ vtu::qxArrayWrapper valuesOfElement(const vtu::qxArrayWrapper& element) {
 
 vtu::qxArrayWrapper datasetElementOf(const core::utils::SignalDescriptor& descriptor,
                                      const std::vector<std::uint64_t>& iterations, vtu::qxArrayWrapper values) {
-  vtu::qxStructWrapper element({"Name", "PropagatedName", "BlockPath", "SubPath", "PortIndex", "PortKind",
-                                "InportOrder"});
+  vtu::qxStructWrapper element(
+      {"Name", "PropagatedName", "BlockPath", "SubPath", "PortIndex", "PortKind", "InportOrder"});
   element.set("Name", charArray(descriptor.signalName()));
   element.set("PropagatedName", charArray(descriptor.propagatedName()));
   element.set("BlockPath", core::utils::Utilities::createBlockPathCellArray(descriptor.blockPath()));

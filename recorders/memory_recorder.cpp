@@ -114,7 +114,8 @@ void MemoryRecorder::update(const double* time, const void* data) {
 
 void MemoryRecorder::update(unsigned long leafIndex, const double* time, const void* data) {
   std::vector<SampleStream>& streams = state_->streams;
-  if (leafIndex >= streams.size()) [[unlikely]] (void)streamAt(leafIndex);
+  if (leafIndex >= streams.size()) [[unlikely]]
+    (void)streamAt(leafIndex);
   streams[leafIndex].append(*time, data);
 }
 
@@ -139,9 +140,8 @@ vtu::qxArrayWrapper MemoryRecorder::datasetElement() {
       const auto* recorder = dynamic_cast<const MemoryRecorder*>(&member);
       iterations.push_back(recorder != nullptr ? recorder->foreachIteration()
                                                : member.signalDescriptor().foreachIterationIdx());
-      nodes.set(i + 1, recorder != nullptr
-                           ? nodeStructure(*member.signalDescriptor().root(), recorder->state_->streams)
-                           : valuesOfElement(member.datasetElement()));
+      nodes.set(i + 1, recorder != nullptr ? nodeStructure(*member.signalDescriptor().root(), recorder->state_->streams)
+                                           : valuesOfElement(member.datasetElement()));
     }
     values = std::move(nodes);
   }

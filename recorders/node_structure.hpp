@@ -13,6 +13,7 @@ namespace vtio::recorders {
 /// The structure of a node: a leaf with its times, data and description, or a bus with one field per child.
 /// @param root The tree that the streams were made for.
 /// @param streams One per leaf position.
-[[nodiscard]] vtu::qxArrayWrapper nodeStructure(const core::utils::Node& root, const std::vector<SampleStream>& streams);
+[[nodiscard]] vtu::qxArrayWrapper nodeStructure(const core::utils::Node& root,
+                                                const std::vector<SampleStream>& streams);
 
 }  // namespace vtio::recorders

@@ -134,9 +134,7 @@ int vtioRecordingLimitSnapshots(VtioRecordingSession* session, int n) {
 }
 
 int vtioRecordingSnapshots(const VtioRecordingSession* session) {
-  return guarded(__func__, -1, [session] {
-    return static_cast<int>(require(session, "session").session.snapshots());
-  });
+  return guarded(__func__, -1, [session] { return static_cast<int>(require(session, "session").session.snapshots()); });
 }
 
 const char* vtioRecordingLastError(void) { return lastError.c_str(); }

@@ -57,7 +57,9 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   [[nodiscard]] static vtu::ustring defaultDataset(const core::utils::SignalDescriptor& descriptor);
 
   /// The catalogue's intervals in which logging is switched off; for the accessors.
-  [[nodiscard]] const smartlog::LoggingInterval& loggingInterval() const { return catalogue_.disabledLoggingIntervals(); }
+  [[nodiscard]] const smartlog::LoggingInterval& loggingInterval() const {
+    return catalogue_.disabledLoggingIntervals();
+  }
 
   /// Takes a snapshot of all recorders and attached accessors.
   /// @param initial True: it is the one for reset(). False: it is the newest.

@@ -53,11 +53,16 @@ SampleStream::Store SampleStream::chooseStore() const {
   const bool contiguous = position_.columns.size() == 1 && column.offsets.size() == 1 && column.offsets.front() == 0;
   if (!contiguous || hasText_) return Store::gather;
   switch (rowBytes_) {
-    case 1: return Store::one;
-    case 2: return Store::two;
-    case 4: return Store::four;
-    case 8: return Store::eight;
-    default: return Store::block;
+    case 1:
+      return Store::one;
+    case 2:
+      return Store::two;
+    case 4:
+      return Store::four;
+    case 8:
+      return Store::eight;
+    default:
+      return Store::block;
   }
 }
 

@@ -81,13 +81,26 @@ class SampleStream final {
   void store(const std::byte* data) {
     std::byte* out = rowData_ + static_cast<std::size_t>(row_) * rowBytes_;
     switch (store_) {
-      case Store::eight: std::memcpy(out, data, 8); break;
-      case Store::four: std::memcpy(out, data, 4); break;
-      case Store::two: std::memcpy(out, data, 2); break;
-      case Store::one: std::memcpy(out, data, 1); break;
-      case Store::block: std::memcpy(out, data, rowBytes_); break;
-      case Store::gather: gather(data); break;
-      case Store::none: break;
+      case Store::eight:
+        std::memcpy(out, data, 8);
+        break;
+      case Store::four:
+        std::memcpy(out, data, 4);
+        break;
+      case Store::two:
+        std::memcpy(out, data, 2);
+        break;
+      case Store::one:
+        std::memcpy(out, data, 1);
+        break;
+      case Store::block:
+        std::memcpy(out, data, rowBytes_);
+        break;
+      case Store::gather:
+        gather(data);
+        break;
+      case Store::none:
+        break;
     }
   }
 

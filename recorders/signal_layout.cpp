@@ -37,11 +37,16 @@ constexpr long long kMostElements = 1LL << 32;  // of arrays of buses in one sam
 qxClassID integerClass(const LeafNode& leaf, std::size_t bytes) {
   const bool isSigned = leaf.fxpDataTypeProperties().isSigned != 0;
   switch (bytes) {
-    case 1: return isSigned ? qxINT8 : qxUINT8;
-    case 2: return isSigned ? qxINT16 : qxUINT16;
-    case 4: return isSigned ? qxINT32 : qxUINT32;
-    case 8: return isSigned ? qxINT64 : qxUINT64;
-    default: return qxUINT64;
+    case 1:
+      return isSigned ? qxINT8 : qxUINT8;
+    case 2:
+      return isSigned ? qxINT16 : qxUINT16;
+    case 4:
+      return isSigned ? qxINT32 : qxUINT32;
+    case 8:
+      return isSigned ? qxINT64 : qxUINT64;
+    default:
+      return qxUINT64;
   }
 }
 
@@ -61,10 +66,17 @@ StoredType storedType(const LeafNode& leaf, bool insideNonVirtualBus) {
       if (type.elementBytes > 8) type.words = type.elementBytes / 8;
       break;
     case kScaledDouble:
-    case kDouble: type.id = qxDOUBLE; break;
-    case kSingle: type.id = qxSINGLE; break;
-    case kBoolean: type.id = type.isComplex ? qxUINT8 : qxLOGICAL; break;
-    default: refuse(leaf, "unknown kind of data type " + std::to_string(properties.dataTypeKind));
+    case kDouble:
+      type.id = qxDOUBLE;
+      break;
+    case kSingle:
+      type.id = qxSINGLE;
+      break;
+    case kBoolean:
+      type.id = type.isComplex ? qxUINT8 : qxLOGICAL;
+      break;
+    default:
+      refuse(leaf, "unknown kind of data type " + std::to_string(properties.dataTypeKind));
   }
   if (type.elementBytes == 0) {
     refuse(leaf, "a word length of " + std::to_string(properties.wordLength) + " bits holds no values");
@@ -156,7 +168,8 @@ class PositionReader {
   void placeRoot(const TopNVBusNode& root) {
     const auto entries = static_cast<unsigned long>(countEntries(root));
     // One more than the last offset of an element is the first one of the next element, if there are as many as leaves.
-    if (entries != 0 && root.leafDataOffset(entries) - root.leafDataOffset(0) != static_cast<long long>(root.busSize())) {
+    if (entries != 0 &&
+        root.leafDataOffset(entries) - root.leafDataOffset(0) != static_cast<long long>(root.busSize())) {
       refuse(root, "it carries no data offsets for its " + std::to_string(entries) + " leaves");
     }
     unsigned long next = 0;

@@ -82,9 +82,9 @@ class TimeBase final {
   [[nodiscard]] TimeChunk* allocate(std::uint32_t rows);
   void recycle(TimeChunk* chunk) noexcept;
 
-  TimeChunk root_;             // no rows of its own; parent of the chunks that hold sample 0
-  TimeChunk* spare_ = nullptr;  // one released chunk, for the next allocation of its size
-  std::uint64_t window_ = 0;   // largest number of samples that a stream keeps
+  TimeChunk root_;                                   // no rows of its own; parent of the chunks that hold sample 0
+  TimeChunk* spare_ = nullptr;                       // one released chunk, for the next allocation of its size
+  std::uint64_t window_ = 0;                         // largest number of samples that a stream keeps
   std::unordered_map<Key, Cached, KeyHash> arrays_;  // emptied when recording goes on
 };
 

@@ -28,7 +28,8 @@ TEST_F(DatasetElement, FieldsOfAnOrdinarySignal) {
   EXPECT_EQ(text(qxGetCell(blocks, 1)), "inner/Gain");
   EXPECT_EQ(text(field(element.get(), "SubPath")), "state");
   EXPECT_EQ(text(field(element.get(), "PortKind")), "");
-  for (const auto& [name, value] : {std::pair{"PortIndex", 3U}, {"InportOrder", 0U}, {"Decimation", 2U}, {"MaxPoints", 7U}}) {
+  for (const auto& [name, value] :
+       {std::pair{"PortIndex", 3U}, {"InportOrder", 0U}, {"Decimation", 2U}, {"MaxPoints", 7U}}) {
     EXPECT_EQ(qxGetClassID(field(element.get(), name)), qxUINT64) << name;
     EXPECT_EQ(numbers<std::uint64_t>(field(element.get(), name)), std::vector<std::uint64_t>{value}) << name;
   }
@@ -83,9 +84,8 @@ TEST_F(DatasetElement, WithoutSamplesTheArraysAreEmpty) {
 TEST_F(DatasetElement, ChildrenWithoutTheirOwnNameGetOne) {
   Recorded r = record(with(topBus(u"b"), leaf(u""), leaf(u"a"), leaf(u"a"), leaf(u"Kind"), leaf(u""), leaf(u"a"),
                            leaf(u"a_2"), leaf(u"Kind_2"), leaf(u"ä b/c")));
-  EXPECT_EQ(fieldNames(values(r.element())),
-            (std::vector<std::string>{"Kind", "child1", "a", "a_2", "Kind_2", "child5", "a_3", "a_2_2", "Kind_2_2",
-                                      "ä b/c"}));
+  EXPECT_EQ(fieldNames(values(r.element())), (std::vector<std::string>{"Kind", "child1", "a", "a_2", "Kind_2", "child5",
+                                                                       "a_3", "a_2_2", "Kind_2_2", "ä b/c"}));
   EXPECT_EQ(text(values(r.element(), "Kind")), "bus");
 }
 
@@ -93,8 +93,8 @@ TEST_F(DatasetElement, MemberValuesFollowTheLeaders) {
   std::vector<Recorded> iterations;
   for (int i = 0; i < 3; ++i) {
     Recorded r;
-    r.descriptor = &catalogue_.createSignalDescriptor(leaf(u"x"), 1, 0, 1, u"each", u"", pathOf(u"m/ForEach"), 0, {2, 3},
-                                                      {1, i});
+    r.descriptor =
+        &catalogue_.createSignalDescriptor(leaf(u"x"), 1, 0, 1, u"each", u"", pathOf(u"m/ForEach"), 0, {2, 3}, {1, i});
     r.accessor = access(*r.descriptor);
     r.recorder = session_.attach(*r.descriptor, *r.accessor);
     r.add(0.0, 10.0 * i);

@@ -151,7 +151,8 @@ void expectFixedPoint(Recorded r, T stored, qxClassID id) {
   EXPECT_EQ(numbers<T>(values(element, "Data")), std::vector<T>{stored});
 }
 
-std::unique_ptr<LeafNode> fixedPoint(bool isSigned, int bits, const char* type = "fixed-point", bool isComplex = false) {
+std::unique_ptr<LeafNode> fixedPoint(bool isSigned, int bits, const char* type = "fixed-point",
+                                     bool isComplex = false) {
   return std::make_unique<FixedPointLeafNode>(0, u"q", isComplex, "zoh", Dims{}, type, units(u"Ah"), u"", isSigned,
                                               bits, 1.25, -7, 3.5);
 }
@@ -168,8 +169,8 @@ TEST_F(LeafTypes, FixedPointScaling) {
   Recorded r = record(fixedPoint(true, 12));
   const vtu::qxArrayWrapper element = r.element();
   const qxArray* scaling = values(element, "FixedPoint");
-  EXPECT_EQ(fieldNames(scaling), (std::vector<std::string>{"Signed", "WordLength", "FixedExponent",
-                                                           "SlopeAdjustmentFactor", "Bias"}));
+  EXPECT_EQ(fieldNames(scaling),
+            (std::vector<std::string>{"Signed", "WordLength", "FixedExponent", "SlopeAdjustmentFactor", "Bias"}));
   EXPECT_EQ(qxGetScalar(field(scaling, "Signed")), 1.0);
   EXPECT_EQ(qxGetScalar(field(scaling, "WordLength")), 12.0);
   EXPECT_EQ(qxGetScalar(field(scaling, "FixedExponent")), -7.0);
@@ -194,13 +195,15 @@ TEST_F(LeafTypes, ComplexFixedPointBeyond64BitsHasTheTwoPartsOfEachWord) {
   EXPECT_EQ(numbers<std::uint64_t>(values(r.element(), "Data")), (std::vector<std::uint64_t>{1, 30, 2, 40}));
 }
 
-TEST_F(LeafTypes, ScaledDoubleIsDouble) { expectFixedPoint<double>(record(fixedPoint(true, 16, "scaled-double")), 0.1, qxDOUBLE); }
+TEST_F(LeafTypes, ScaledDoubleIsDouble) {
+  expectFixedPoint<double>(record(fixedPoint(true, 16, "scaled-double")), 0.1, qxDOUBLE);
+}
 
 TEST_F(LeafTypes, DateTimeHasFormatAndTimeZone) {
   const fxpDataTypeProp properties = fxpPropertiesFromScaling(true, 64, 1.0, 0.0);
-  Recorded r = record(std::make_unique<DateTimeLeafNode>(0, u"when", "zoh", Dims{}, "date-time", units(), u"",
-                                                         properties,
-                                                         VTDateTime::DateTimeTypeAttribs{"yyyy-MM-dd", "UTC"}));
+  Recorded r =
+      record(std::make_unique<DateTimeLeafNode>(0, u"when", "zoh", Dims{}, "date-time", units(), u"", properties,
+                                                VTDateTime::DateTimeTypeAttribs{"yyyy-MM-dd", "UTC"}));
   r.add(0.0, std::int64_t{1700000000});
   const vtu::qxArrayWrapper element = r.element();
   EXPECT_EQ(numbers<std::int64_t>(values(element, "Data")), std::vector<std::int64_t>{1700000000});

@@ -66,7 +66,8 @@ TEST_F(MemoryUse, SignalsOfEveryWidth) {
   for (const char* type : {"uint8", "int16", "single", "double"}) {
     for (const int steps : {50000, 123457, 400000}) {
       Recorded r = record(leaf(u"x", type));
-      const std::size_t payload = static_cast<std::size_t>(steps) * (sizeof(double) + r.descriptor->root()->bytesPerSample());
+      const std::size_t payload =
+          static_cast<std::size_t>(steps) * (sizeof(double) + r.descriptor->root()->bytesPerSample());
       start += 0.001;  // at times of its own
       const double rest = overhead(payload, steps, [&r, start](int step) { r.add(start + step, 1.0); });
       EXPECT_GE(rest, 0.0) << type << ' ' << steps;

@@ -80,8 +80,8 @@ class RandomTree {
 
   NodePtr plainLeaf(const std::u16string& name, std::vector<std::string> path, std::vector<std::size_t> offsets,
                     ExpectedPosition& position) {
-    static const std::vector<std::pair<const char*, std::size_t>> kTypes{
-        {"uint8", 1}, {"int16", 2}, {"uint32", 4}, {"double", 8}, {"single", 4}, {"int64", 8}};
+    static const std::vector<std::pair<const char*, std::size_t>> kTypes{{"uint8", 1},  {"int16", 2},  {"uint32", 4},
+                                                                         {"double", 8}, {"single", 4}, {"int64", 8}};
     static const std::vector<Dims> kDims{{}, {}, {1}, {3}, {2, 2}};
     const auto& [type, size] = kTypes[below(kTypes.size())];
     const Dims& dims = kDims[below(kDims.size())];

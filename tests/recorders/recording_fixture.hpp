@@ -38,9 +38,7 @@ inline std::unique_ptr<LeafNode> leaf(const char16_t* name, const char* type = "
 
 inline std::unique_ptr<TopBusNode> topBus(const char16_t* name) { return std::make_unique<TopBusNode>(-1, name, 8); }
 
-inline std::unique_ptr<BusNode> bus(const char16_t* name) {
-  return std::make_unique<BusNode>(-1, name, 8, virtualBus);
-}
+inline std::unique_ptr<BusNode> bus(const char16_t* name) { return std::make_unique<BusNode>(-1, name, 8, virtualBus); }
 
 inline std::unique_ptr<NVBusNode> nvBus(const char16_t* name, const Dims& dims, const Dims& offsets,
                                         unsigned long size) {
@@ -84,8 +82,8 @@ class Recording : public ::testing::Test {
   const SignalDescriptor& describe(NodePtr root, unsigned long maxPoints = 0, unsigned long decimation = 1,
                                    const char16_t* name = u"signal") {
     if (auto* top = dynamic_cast<TopNVBusNode*>(root.get())) top->generateLeafDataOffsets();
-    return catalogue_.createSignalDescriptor(std::move(root), 512, maxPoints, decimation, name, u"", pathOf(u"model/block"),
-                                             0);
+    return catalogue_.createSignalDescriptor(std::move(root), 512, maxPoints, decimation, name, u"",
+                                             pathOf(u"model/block"), 0);
   }
 
   std::unique_ptr<Accessor> access(const SignalDescriptor& descriptor) {

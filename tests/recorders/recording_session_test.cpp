@@ -26,8 +26,8 @@ class Session : public Recording {
 TEST_F(Session, DatasetsByDefault) {
   Recorded ordinary = record(leaf(u"x"));
   Recorded port;
-  port.descriptor = &catalogue_.createSignalDescriptor(leaf(u"y"), 1, InportOutportSignalDescriptor::outport, 0, 1, u"y",
-                                                       u"", pathOf(u"m/Out"), 0);
+  port.descriptor = &catalogue_.createSignalDescriptor(leaf(u"y"), 1, InportOutportSignalDescriptor::outport, 0, 1,
+                                                       u"y", u"", pathOf(u"m/Out"), 0);
   port.accessor = access(*port.descriptor);
   port.recorder = session_.attach(*port.descriptor, *port.accessor);
   EXPECT_EQ(catalogue_.clientCollection(u"logsout").size(), 1U);
@@ -61,7 +61,7 @@ TEST_F(Session, OverriddenLimitIsApplied) {
 
 TEST_F(Session, AccessorMadeBeforeTheOverrideFollowsItsDecimation) {
   select("decimation", 3, 2);
-  Recorded slower = record(leaf(u"x"));                       // made with decimation 1
+  Recorded slower = record(leaf(u"x"));                             // made with decimation 1
   Recorded busLeaf = record(with(topBus(u"b"), leaf(u"x")), 0, 7);  // made with decimation 7
   for (int i = 0; i < 8; ++i) {
     slower.add(i, 1.0 * i);

@@ -24,8 +24,8 @@ class Replay : public Recording, public ::testing::WithParamInterface<unsigned> 
   void SetUp() override {
     for (const unsigned long most : kLimits) numbers_.push_back(record(leaf(u"x"), most));
     for (const unsigned long most : kLimits) {
-      texts_.push_back(record(
-          std::make_unique<StringLeafNode>(0, u"s", "zoh", Dims{}, "string", units(), u"", 8, 2), most));
+      texts_.push_back(
+          record(std::make_unique<StringLeafNode>(0, u"s", "zoh", Dims{}, "string", units(), u"", 8, 2), most));
     }
     now_.samples.resize(numbers_.size());
     now_.texts.resize(texts_.size());

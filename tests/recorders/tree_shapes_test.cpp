@@ -39,7 +39,8 @@ TEST_F(TreeShapes, ArrayOfBusesAtTheRoot) {
   Recorded r = record(wheelRoot({4}));
   std::array<Wheel, 4> sample{};
   for (int n = 0; n < 3; ++n) {
-    for (int k = 0; k < 4; ++k) sample[static_cast<std::size_t>(k)] = {10.0 * n + k, 0, {1.0F * static_cast<float>(k), -1}};
+    for (int k = 0; k < 4; ++k)
+      sample[static_cast<std::size_t>(k)] = {10.0 * n + k, 0, {1.0F * static_cast<float>(k), -1}};
     r.add(n, sample);
   }
   const vtu::qxArrayWrapper element = r.element();
@@ -57,7 +58,8 @@ TEST_F(TreeShapes, ArraysOfBusesAtEveryDepth) {
   std::array<std::int32_t, 18> sample{};
   for (std::int32_t a = 0; a < 2; ++a) {
     for (std::int32_t b = 0; b < 2; ++b) {
-      for (std::int32_t c = 0; c < 3; ++c) sample[static_cast<std::size_t>(9 * a + 1 + 4 * b + c)] = 100 * a + 10 * b + c;
+      for (std::int32_t c = 0; c < 3; ++c)
+        sample[static_cast<std::size_t>(9 * a + 1 + 4 * b + c)] = 100 * a + 10 * b + c;
       sample[static_cast<std::size_t>(9 * a + 1 + 4 * b + 3)] = -(10 * a + b);
     }
   }
@@ -65,16 +67,15 @@ TEST_F(TreeShapes, ArraysOfBusesAtEveryDepth) {
   const vtu::qxArrayWrapper element = r.element();
   const qxArray* v = values(element, "outer", "inner", "v", "Data");
   ASSERT_EQ(dimensions(v), (std::vector<std::size_t>{1, 2, 2, 3}));
-  EXPECT_EQ(numbers<std::int32_t>(v),
-            (std::vector<std::int32_t>{0, 100, 10, 110, 1, 101, 11, 111, 2, 102, 12, 112}));
+  EXPECT_EQ(numbers<std::int32_t>(v), (std::vector<std::int32_t>{0, 100, 10, 110, 1, 101, 11, 111, 2, 102, 12, 112}));
   const qxArray* end = values(element, "outer", "end", "Data");
   ASSERT_EQ(dimensions(end), (std::vector<std::size_t>{1, 2, 2}));
   EXPECT_EQ(numbers<std::int16_t>(end), (std::vector<std::int16_t>{0, -10, -1, -11}));
 }
 
 TEST_F(TreeShapes, ArrayOfNoBusesHasNoValues) {
-  Recorded r = record(with(topNvBus(u"root", {1}, {0, 8}, 8), leaf(u"x"),
-                           with(nvBus(u"none", {0}, {0}, 8), leaf(u"y"))));
+  Recorded r =
+      record(with(topNvBus(u"root", {1}, {0, 8}, 8), leaf(u"x"), with(nvBus(u"none", {0}, {0}, 8), leaf(u"y"))));
   r.add(0.0, 4.5);
   EXPECT_EQ(numbers<double>(values(r.element(), "x", "Data")), std::vector<double>{4.5});
   EXPECT_EQ(dimensions(values(r.element(), "none", "y", "Data")), (std::vector<std::size_t>{1, 0}));
@@ -94,7 +95,8 @@ TEST_F(TreeShapes, VirtualBusInsideANonVirtualOneFollowsWithoutGaps) {
 }
 
 TEST_F(TreeShapes, VirtualBusIsRecordedLeafByLeaf) {
-  auto nested = with(bus(u"nested"), leaf(u"b", "int32"), with(nvBus(u"nv", {2}, {0, 4}, 8), leaf(u"c", "int16"), leaf(u"d", "single")));
+  auto nested = with(bus(u"nested"), leaf(u"b", "int32"),
+                     with(nvBus(u"nv", {2}, {0, 4}, 8), leaf(u"c", "int16"), leaf(u"d", "single")));
   Recorded r = record(with(topBus(u"root"), leaf(u"a"), std::move(nested), leaf(u"e", "uint8")));
   ASSERT_EQ(r.recorder->positions(), 4U);
   struct Nv {

@@ -106,14 +106,13 @@ INSTANTIATE_TEST_SUITE_P(
         Threshold{"disableSignalLoggingToR2forXIL", Catalogue::DisableSignalLoggingToR2forXIL, 7.0, u"on"}));
 
 TEST(NewCatalogueTest, logicalSwitchesAreJudgedByTheirFirstElement) {
-  EXPECT_EQ(settingFrom(Configuration().set("signalLogging", makeLogicals({false, true, true})),
-                        Catalogue::SignalLogging),
-            u"off");
+  EXPECT_EQ(
+      settingFrom(Configuration().set("signalLogging", makeLogicals({false, true, true})), Catalogue::SignalLogging),
+      u"off");
   EXPECT_EQ(settingFrom(Configuration().set("signalLogging", makeLogicals({true, false})), Catalogue::SignalLogging),
             u"on");
   EXPECT_EQ(settingFrom(Configuration().set("DSMLogging", makeLogicals({true, false})), Catalogue::DSMLogging), u"on");
-  EXPECT_EQ(settingFrom(Configuration().set("DSMLogging", makeLogicals({false, true})), Catalogue::DSMLogging),
-            u"off");
+  EXPECT_EQ(settingFrom(Configuration().set("DSMLogging", makeLogicals({false, true})), Catalogue::DSMLogging), u"off");
 }
 
 TEST(NewCatalogueTest, theSwitchesDoNotMixUp) {

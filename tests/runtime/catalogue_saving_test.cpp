@@ -73,9 +73,7 @@ class SharedResourceTest : public ::testing::Test {
   Catalogue catalogue_;
 };
 
-TEST_F(SharedResourceTest, knowsItsName) {
-  EXPECT_EQ(std::as_const(add("log")).name(), "log");
-}
+TEST_F(SharedResourceTest, knowsItsName) { EXPECT_EQ(std::as_const(add("log")).name(), "log"); }
 
 TEST_F(SharedResourceTest, isOpenedWhenItIsAdded) {
   add("log");

@@ -383,8 +383,8 @@ TEST_F(CatalogueSnapshotTest, aClientOfAnUnspecifiedSignalContributesNone) {
 TEST_F(CatalogueSnapshotTest, everyOtherSignalTypeTakesPart) {
   std::size_t expected = 0;
   for (const int type : {0, 1, 2, 3, 5}) {
-    addWithSnapshots("s", createPlain(catalogue_, std::make_unique<ProbeLeaf>(
-                                                      [] {}, static_cast<core::utils::SignalType>(type))));
+    addWithSnapshots(
+        "s", createPlain(catalogue_, std::make_unique<ProbeLeaf>([] {}, static_cast<core::utils::SignalType>(type))));
     EXPECT_EQ(catalogue_.snapshotInterfaces().size(), ++expected) << type;
   }
 }
@@ -445,9 +445,7 @@ TEST_F(CatalogueTest, aClientThatFailsWhenAskedIsNotAdded) {
   int destroyed = 0;
   auto client = std::make_unique<RecordingClient>(descriptor_);
   client->onDestruction = [&destroyed] { ++destroyed; };
-  client->makeSnapshotInterface = []() -> std::unique_ptr<vtsim::SnapshotInterface> {
-    throw std::runtime_error("no");
-  };
+  client->makeSnapshotInterface = []() -> std::unique_ptr<vtsim::SnapshotInterface> { throw std::runtime_error("no"); };
   EXPECT_THROW(catalogue_.addClient(std::move(client), u"a"), std::runtime_error);
   EXPECT_EQ(destroyed, 1);
   EXPECT_TRUE(catalogue_.snapshotInterfaces().empty());
@@ -486,8 +484,8 @@ TEST(CatalogueDestructionTest, closesResourcesThenDestroysFromTheResourcesDownTo
   Events events;
   {
     Catalogue catalogue;
-    const SignalDescriptor& descriptor = createPlain(
-        catalogue, std::make_unique<ProbeLeaf>([&events] { events.push_back("~descriptor"); }));
+    const SignalDescriptor& descriptor =
+        createPlain(catalogue, std::make_unique<ProbeLeaf>([&events] { events.push_back("~descriptor"); }));
     auto client = std::make_unique<RecordingClient>(descriptor);
     client->onDestruction = [&events] { events.push_back("~client"); };
     client->makeSnapshotInterface = [&events] {

@@ -102,9 +102,14 @@ TEST_F(DescriptorEntryTest, kindThreeIsAnOrdinarySignal) {
 }
 
 TEST_F(DescriptorEntryTest, kindOneIsARootOutport) {
-  const SignalDescriptor* made = makeLeafSignal(
-      {.inputs = 2, .kind = kOutport, .maxPoints = 30, .decimation = 4, .port = 5, .inportOrder = 9, .dims1 = {2},
-       .dims2 = {3, 4}});
+  const SignalDescriptor* made = makeLeafSignal({.inputs = 2,
+                                                 .kind = kOutport,
+                                                 .maxPoints = 30,
+                                                 .decimation = 4,
+                                                 .port = 5,
+                                                 .inportOrder = 9,
+                                                 .dims1 = {2},
+                                                 .dims2 = {3, 4}});
   const auto* port = dynamic_cast<const InportOutportSignalDescriptor*>(made);
   ASSERT_NE(port, nullptr);
   EXPECT_EQ(port->portType(), InportOutportSignalDescriptor::outport);
@@ -151,8 +156,7 @@ TEST_F(DescriptorEntryTest, namesAreUnescaped) {
 }
 
 TEST_F(DescriptorEntryTest, pathsAreUnescapedThenDecodedThenFreedOfLineFeeds) {
-  const SignalDescriptor* made =
-      makeLeafSignal({.encodedPath = "top\\x7cm\\u00efd%7Cx\\n", .blockPath = "a\\nb|c%25"});
+  const SignalDescriptor* made = makeLeafSignal({.encodedPath = "top\\x7cm\\u00efd%7Cx\\n", .blockPath = "a\\nb|c%25"});
   EXPECT_THAT(elementsOf(made->blockPath()), ElementsAre(u"top", u"m\u00efd|x ", u"a b|c%25"));
 }
 

@@ -119,9 +119,8 @@ TEST(DescriptorAllocationTest, aFailureGivesNullFreesTheTreeAndTakesNoNumber) {
   const unsigned dims[] = {2, 3};
   for (const unsigned kind : {1u, 2u, 3u}) {
     const auto create = [&](void* tree, Catalogue& catalogue) {
-      return static_cast<const SignalDescriptor*>(zetGetSignalDescriptor(tree, 1, kind, 0, 7, kLongText, kLongText,
-                                                                         "top%7Cx|mid", kLongText, 0, 0, &catalogue,
-                                                                         dims, 2, dims, 2));
+      return static_cast<const SignalDescriptor*>(zetGetSignalDescriptor(
+          tree, 1, kind, 0, 7, kLongText, kLongText, "top%7Cx|mid", kLongText, 0, 0, &catalogue, dims, 2, dims, 2));
     };
     const auto plantTree = [](int& destroyed) {
       void* tree = zetGetTreeVector();
@@ -247,9 +246,8 @@ TEST(CatalogueAllocationTest, aFailedDescriptorIsNotAppendedAndItsRootIsDestroye
                                        indices);
     } catch (const std::bad_alloc&) {
       EXPECT_EQ(destroyed, 1) << "allocation " << allowed;
-      const SignalDescriptor& next =
-          catalogue.createSignalDescriptor(makeLeaf(), 1ul, 0ul, 7ul, kLongName, kLongName, path, 0ul, dimensions,
-                                           indices);
+      const SignalDescriptor& next = catalogue.createSignalDescriptor(makeLeaf(), 1ul, 0ul, 7ul, kLongName, kLongName,
+                                                                      path, 0ul, dimensions, indices);
       EXPECT_TRUE(isFirst(catalogue, next)) << "allocation " << allowed;
     }
     return failure.happened();
@@ -330,8 +328,7 @@ TEST(LoggingOverrideAllocationTest, theFailurePasses) {
   Catalogue catalogue;
   const SignalDescriptor& descriptor =
       catalogue.createSignalDescriptor(makeLeaf(), 1ul, 0ul, 1ul, u"s", u"", makePath({u"m/b"}), 0ul);
-  catalogue.setModelLoggingInfo(
-      makeSelection(0, {{.path = {u"m/b"}, .selector = 2, .customName = kLongName}}).get());
+  catalogue.setModelLoggingInfo(makeSelection(0, {{.path = {u"m/b"}, .selector = 2, .customName = kLongName}}).get());
   const FailingAllocation failure(0);
   EXPECT_THROW(zetLoggingOverride(&descriptor, &catalogue), std::bad_alloc);
 }

@@ -34,8 +34,8 @@ class TreeVectorTest : public ::testing::Test {
   ~TreeVectorTest() override {
     entries().clear();
     core::client::Catalogue catalogue;
-    static_cast<void>(zetGetSignalDescriptor(handle_, 1, 3, 0, 1, "", "", "", "", 0, 0, &catalogue, nullptr, 0,
-                                             nullptr, 0));
+    static_cast<void>(
+        zetGetSignalDescriptor(handle_, 1, 3, 0, 1, "", "", "", "", 0, 0, &catalogue, nullptr, 0, nullptr, 0));
   }
 
   NodeVector& entries() { return vectorBehind(handle_); }

@@ -50,7 +50,7 @@ const Node* LeafIterator::currentNode() const { return pending_.empty() ? nullpt
 
 void LeafIterator::push(const Node* node) {
   const long long count = loopArraysOfBuses_ ? repetitions(node) : 1;
-  if (count > 0) pending_.insert(pending_.end(), static_cast<std::size_t>(count), node);
+  for (long long k = 0; k < count; ++k) pending_.push_back(node);
 }
 
 void LeafIterator::goToLeaf() {
