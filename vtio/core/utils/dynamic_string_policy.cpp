@@ -18,7 +18,8 @@ const void* DynamicStringPolicy::transformedDataPointer(const void* data) const 
   store_->push_back(std::make_unique<ustring>(VTTypeSys::StringDataType::getUStringScalarFromVoidPtrInput(data)));
   const ustring* kept = store_->back().get();
   // A leaf shorter than an address gets what fits; the bytes behind the address stay zero from construction.
-  std::memcpy(outputBuffer_.data(), &kept, std::min<std::size_t>(sizeof(void*), byteCount_));
+  const std::size_t delivered = std::min<std::size_t>(sizeof(void*), byteCount_);
+  if (delivered > 0) std::memcpy(outputBuffer_.data(), &kept, delivered);
   return outputBuffer_.data();
 }
 
