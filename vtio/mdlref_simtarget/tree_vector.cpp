@@ -79,8 +79,9 @@ std::unique_ptr<Node> rootFromTreeVector(TreeVector& treeVector) {
       closeBus(open, root);
       if (root != nullptr) return root;
     } else if (auto* bus = dynamic_cast<BusNode*>(entry.get())) {
-      static_cast<void>(entry.release());  // owned by the list of open buses from here on
-      open.emplace_back(bus);
+      open.emplace_back();  // may throw: until here the entry owns the bus
+      static_cast<void>(entry.release());
+      open.back().reset(bus);
     } else {
       addLeaf(open, std::move(entry));
     }
