@@ -27,6 +27,8 @@ run_one() {
   echo $? >"$work/$name.status"
 }
 
+export LSAN_OPTIONS=suppressions=$here/lsan.supp:print_suppressions=0
+
 names=()
 for source in "$here"/fuzz_*.cpp; do
   [ -e "$source" ] && names+=("$(basename "$source" .cpp)")
