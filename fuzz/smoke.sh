@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Runs every fuzzer for a while, two at a time, each on a copy of its corpus, and prints how much each one executed.
-# Usage: fuzz/smoke.sh BUILD_DIR [SECONDS]
+# Usage: fuzz/smoke.sh BUILD_DIR [SECONDS] [FUZZER...]     (all of them by default)
 # Fails when a fuzzer finds something (what it found stays in BUILD_DIR/fuzz-findings), is not built, or ran nothing.
 set -u -o pipefail
 
@@ -29,10 +29,12 @@ run_one() {
 
 export LSAN_OPTIONS=suppressions=$here/lsan.supp:print_suppressions=0
 
-names=()
-for source in "$here"/fuzz_*.cpp; do
-  [ -e "$source" ] && names+=("$(basename "$source" .cpp)")
-done
+names=("${@:3}")
+if [ ${#names[@]} -eq 0 ]; then
+  for source in "$here"/fuzz_*.cpp; do
+    [ -e "$source" ] && names+=("$(basename "$source" .cpp)")
+  done
+fi
 if [ ${#names[@]} -eq 0 ]; then
   echo "no fuzzer in $here" >&2
   exit 1
