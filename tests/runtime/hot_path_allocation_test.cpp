@@ -61,7 +61,12 @@ class HotPathAllocationTest : public ::testing::Test {
 };
 
 TEST_F(HotPathAllocationTest, theCounterCounts) {
-  EXPECT_EQ(allocationsOf([](double) { delete new std::vector<double>(3); }), 2u * kSteps);
+  EXPECT_EQ(allocationsOf([](double) {
+              // Plain calls: the compiler may leave out the allocation of a new expression.
+              ::operator delete(::operator new(24));
+              ::operator delete(::operator new(8));
+            }),
+            2u * kSteps);
 }
 
 TEST_F(HotPathAllocationTest, scalarUpdate) {
