@@ -50,7 +50,7 @@ class Descriptor final {
 void mendOpenMark(const std::string& name) {
   const Descriptor descriptor(name, O_RDWR | O_NONBLOCK, kStorage);
   if (flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0) throw Failure(kStorage, "is being written by another program");
-  if (!clearOpenMark(descriptor.get(), false))
+  if (!clearOpenMark(descriptor.get(), true))
     throw Failure(kStorage, "is marked as being written, and cannot be mended");
 }
 
@@ -125,17 +125,28 @@ void File::create() {
 
 void File::openExisting() {
   const bool update = mode_ == Mode::update;
-  bool marked = false;
-  {
-    const Descriptor descriptor(name_, (update ? O_RDWR : O_RDONLY) | O_NONBLOCK, kStorage);
-    marked = readSuperblock(descriptor.get(), FileBytes(descriptor.get()).size()).markedAsOpen();
+  if (inspect()) {
+    mendOpenMark(name_);
+    static_cast<void>(inspect());
   }
-  if (marked) mendOpenMark(name_);
   const Handle access = makeAccessList();
   file_ = Handle(checked(H5Fopen(name_.c_str(), update ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access.get()), kDamaged,
                          "cannot be opened"));
   takeDescriptor(access.get());
   checkFormat();
+}
+
+/// Looks at what HDF5 reads when it opens the file. @return true if the file is marked as open, which must be mended first.
+bool File::inspect() {
+  const Descriptor descriptor(name_, (mode_ == Mode::update ? O_RDWR : O_RDONLY) | O_NONBLOCK, kStorage);
+  const FileBytes bytes(descriptor.get());
+  const Superblock superblock = readSuperblock(descriptor.get(), bytes.size());
+  if (superblock.markedAsOpen()) return true;
+  source_.emplace(bytes);
+  integrity_.emplace(*source_);
+  integrity_->requireExtension(superblock.extension);
+  integrity_->requireObject(superblock.rootAddress);
+  return false;
 }
 
 void File::takeDescriptor(hid_t accessList) {
@@ -144,7 +155,12 @@ void File::takeDescriptor(hid_t accessList) {
   bytes_ = FileBytes(*static_cast<int*>(handle));
   spare_ = fcntl(bytes_.descriptor(), F_DUPFD_CLOEXEC, 0);
   if (spare_ < 0) throw Failure(kStorage, std::string("cannot be opened: ") + std::strerror(errno));
-  if (mode_ != Mode::create) bytes_.requireObjectHeader(readSuperblock(spare_, bytes_.size()).rootAddress);
+  if (source_) {
+    source_->use(bytes_);
+  } else {
+    source_.emplace(bytes_);
+    integrity_.emplace(*source_);
+  }
   root_ = Handle(checked(H5Gopen2(file_.get(), "/", H5P_DEFAULT), kDamaged, "its root group cannot be opened"));
 }
 
@@ -157,7 +173,7 @@ void File::writeFormat() {
 }
 
 void File::checkFormat() {
-  Reader reader(kit_, bytes_);
+  Reader reader(kit_, bytes_, *integrity_);
   if (reader.textAttribute(root_.get(), kFormatAttribute) != "qat") {
     throw Failure(kDamaged, "is not a Qat file: the root attribute qat.format does not say \"qat\"");
   }
@@ -187,14 +203,17 @@ bool File::has(const std::string& link) const { return hasMember(root_.get(), li
 
 qalc::ArrayPtr File::get(const std::string& variable) {
   requireUsable();
+  if (mode_ != Mode::read) fileChanged();
   const std::string link = encodeName(variable);
   if (!has(link)) throw Failure(kAbsent, "no such variable");
-  return Reader(kit_, bytes_).readMember(root_.get(), link);
+  return Reader(kit_, bytes_, *integrity_).readMember(root_.get(), link);
 }
 
 void File::put(const std::string& variable, const qxArray& array) {
   requireWritable();
   const std::string name = encodeName(variable);
+  fileChanged();
+  if (has(name)) requireDeletable(name);
   shared_.beginVariable();
   try {
     const Handle staging(
@@ -214,6 +233,20 @@ void File::put(const std::string& variable, const qxArray& array) {
   settle();
 }
 
+/// What was checked before this session wrote to the file counts no more.
+void File::fileChanged() {
+  source_->use(bytes_);
+  integrity_->forget();
+}
+
+/// HDF5 goes through all of an object when it deletes it. What this library wrote since the file was made needs no look.
+void File::requireDeletable(const std::string& link) {
+  if (mode_ != Mode::update) return;
+  H5L_info_t info;
+  checked(H5Lget_info(root_.get(), link.c_str(), &info, H5P_DEFAULT), kDamaged, "the variable cannot be found");
+  if (info.type == H5L_TYPE_HARD) integrity_->requireTree(info.u.address);
+}
+
 void File::link(const Handle& staging, const std::string& link) {
   reserve();
   if (has(link)) {
@@ -228,6 +261,8 @@ void File::remove(const std::string& variable) {
   requireWritable();
   const std::string link = encodeName(variable);
   if (!has(link)) throw Failure(kAbsent, "no such variable");
+  fileChanged();
+  requireDeletable(link);
   shared_.clear();
   checked(H5Ldelete(root_.get(), link.c_str(), H5P_DEFAULT), kStorage, "the variable cannot be removed");
   flush();
@@ -300,7 +335,7 @@ void File::close() {
 
 bool File::holds(haddr_t address, const qxArray& array) {
   try {
-    return sameValue(Reader(kit_, bytes_).readAt(file_.get(), address).get(), &array);
+    return sameValue(Reader(kit_, bytes_, *integrity_).readAt(file_.get(), address).get(), &array);
   } catch (const Failure&) {
     return false;
   }

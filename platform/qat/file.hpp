@@ -3,10 +3,13 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/qat/file_bytes.hpp"
+#include "platform/qat/integrity/file_source.hpp"
+#include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
 #include "platform/qat/writer.hpp"
 
@@ -41,10 +44,13 @@ class File final {
   File(std::string name, Mode mode);
 
   void openExisting();
+  [[nodiscard]] bool inspect();
   void create();
   void takeDescriptor(hid_t accessList);
   void checkFormat();
   void writeFormat();
+  void fileChanged();
+  void requireDeletable(const std::string& link);
   void requireUsable() const;
   void requireWritable() const;
   [[nodiscard]] bool has(const std::string& link) const;
@@ -61,7 +67,9 @@ class File final {
   Handle root_;
   Kit kit_;
   FileBytes bytes_{-1};  // HDF5's own descriptor
-  int spare_ = -1;       // a duplicate of it, for the time after HDF5 has let go
+  std::optional<FileSource> source_;
+  std::optional<Integrity> integrity_;  // reads source_
+  int spare_ = -1;                      // a duplicate of it, for the time after HDF5 has let go
   bool abandoned_ = false;
   SharedObjects shared_;
 };

@@ -44,6 +44,7 @@ std::uint64_t memberCount(hid_t group) {
 }  // namespace
 
 bool hasMember(hid_t group, const std::string& link) {
+  if (link == "." || link.find('/') != std::string::npos) throw Failure(kDamaged, "a name that is a path: " + link);
   return checked(H5Lexists(group, link.c_str(), H5P_DEFAULT), kDamaged, "members of a group cannot be read") > 0;
 }
 
@@ -57,7 +58,7 @@ Handle Reader::openMember(hid_t group, const std::string& link, haddr_t* address
   H5L_info_t info;
   checked(H5Lget_info(group, link.c_str(), &info, H5P_DEFAULT), kDamaged, "a member cannot be found");
   if (info.type != H5L_TYPE_HARD) throw Failure(kUnsupported, "a soft or external link");
-  bytes_.requireObjectHeader(info.u.address);
+  integrity_.requireObject(info.u.address);
   *address = info.u.address;
   return Handle(checked(H5Oopen(group, link.c_str(), H5P_DEFAULT), kDamaged, "an object cannot be opened"));
 }
@@ -71,7 +72,7 @@ qalc::ArrayPtr Reader::readMember(hid_t group, const std::string& link) {
 }
 
 qalc::ArrayPtr Reader::readAt(hid_t file, haddr_t address) {
-  bytes_.requireObjectHeader(address);
+  integrity_.requireObject(address);
   const Handle object(checked(H5Oopen_by_addr(file, address), kDamaged, "an object cannot be opened"));
   return readOnce(object, address);
 }

@@ -9,6 +9,7 @@
 
 #include "platform/qalc_internal.hpp"
 #include "platform/qat/file_bytes.hpp"
+#include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
 #include "platform/qat/text_reader.hpp"
 
@@ -19,10 +20,12 @@ struct TableColumn;
 /// Reads the tree of arrays below one variable. Objects that are linked more than once become shared copies.
 ///
 /// Memory is asked for only after the stored bytes justify it; nesting, repetition and cycles are bounded. One reader
-/// serves one variable: what it remembers is right as long as the file does not change. Borrows everything.
+/// serves one variable: what it remembers is right as long as the file does not change. Every object is checked before
+/// HDF5 opens it; see integrity.hpp. Borrows everything.
 class Reader final {
  public:
-  Reader(Kit& kit, FileBytes bytes) : kit_(kit), bytes_(bytes), fileSize_(bytes.size()), texts_(bytes, fileSize_) {}
+  Reader(Kit& kit, FileBytes bytes, Integrity& integrity)
+      : kit_(kit), integrity_(integrity), fileSize_(bytes.size()), texts_(bytes, fileSize_) {}
 
   /// The array stored as the member `link` of a group. @throws Failure
   [[nodiscard]] qalc::ArrayPtr readMember(hid_t group, const std::string& link);
@@ -65,7 +68,7 @@ class Reader final {
   [[nodiscard]] Handle openMember(hid_t group, const std::string& link, haddr_t* address) const;
 
   Kit& kit_;
-  FileBytes bytes_;
+  Integrity& integrity_;
   std::uint64_t fileSize_;
   TextReader texts_;
   std::unordered_map<haddr_t, qalc::ArrayPtr> done_;  // null while the object is being read
@@ -73,7 +76,7 @@ class Reader final {
   int depth_ = 0;
 };
 
-/// True if a group has a member of this name.
+/// True if a group has a member of this name. @throws Failure for a name that HDF5 would take for a path
 [[nodiscard]] bool hasMember(hid_t group, const std::string& link);
 
 }  // namespace vtu::qat

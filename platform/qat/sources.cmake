@@ -3,6 +3,8 @@ list(APPEND VTIO_QAT_SOURCES
   qat.cpp
   qat/attributes.cpp
   qat/attributes.hpp
+  qat/checksum.cpp
+  qat/checksum.hpp
   qat/dataset_reader.cpp
   qat/dataset_writer.cpp
   qat/dataset_writer.hpp
@@ -15,6 +17,32 @@ list(APPEND VTIO_QAT_SOURCES
   qat/file_bytes.cpp
   qat/file_bytes.hpp
   qat/hdf5.hpp
+  qat/integrity/blocks.cpp
+  qat/integrity/blocks.hpp
+  qat/integrity/chunk_array.cpp
+  qat/integrity/chunk_index.cpp
+  qat/integrity/chunk_index.hpp
+  qat/integrity/chunk_old_tree.cpp
+  qat/integrity/chunk_walk.hpp
+  qat/integrity/cursor.cpp
+  qat/integrity/cursor.hpp
+  qat/integrity/datatype.cpp
+  qat/integrity/datatype.hpp
+  qat/integrity/dense.cpp
+  qat/integrity/dense.hpp
+  qat/integrity/file_source.hpp
+  qat/integrity/heap.cpp
+  qat/integrity/heap.hpp
+  qat/integrity/integrity.cpp
+  qat/integrity/integrity.hpp
+  qat/integrity/layout.cpp
+  qat/integrity/layout.hpp
+  qat/integrity/messages.cpp
+  qat/integrity/messages.hpp
+  qat/integrity/object_header.cpp
+  qat/integrity/object_header.hpp
+  qat/integrity/tree.cpp
+  qat/integrity/tree.hpp
   qat/kit.cpp
   qat/kit.hpp
   qat/names.cpp

@@ -16,6 +16,8 @@ static_assert(std::endian::native == std::endian::little, "Qat files are written
 
 constexpr std::size_t kSize = 48;
 constexpr std::size_t kFlagsAt = 11;
+constexpr std::size_t kBaseAt = 12;
+constexpr std::size_t kExtensionAt = 20;
 constexpr std::size_t kEndOfFileAt = 28;
 constexpr std::size_t kRootAt = 36;
 constexpr std::size_t kChecksumAt = 44;
@@ -40,72 +42,7 @@ bool readBytes(int descriptor, Bytes& bytes) {
          std::memcmp(bytes.data(), kSignature.data(), kSignature.size()) == 0;
 }
 
-struct Mixer {
-  std::uint32_t a, b, c;
-
-  void mix() {
-    a -= c;
-    a ^= std::rotl(c, 4);
-    c += b;
-    b -= a;
-    b ^= std::rotl(a, 6);
-    a += c;
-    c -= b;
-    c ^= std::rotl(b, 8);
-    b += a;
-    a -= c;
-    a ^= std::rotl(c, 16);
-    c += b;
-    b -= a;
-    b ^= std::rotl(a, 19);
-    a += c;
-    c -= b;
-    c ^= std::rotl(b, 4);
-    b += a;
-  }
-
-  void finish() {
-    c ^= b;
-    c -= std::rotl(b, 14);
-    a ^= c;
-    a -= std::rotl(c, 11);
-    b ^= a;
-    b -= std::rotl(a, 25);
-    c ^= b;
-    c -= std::rotl(b, 16);
-    a ^= c;
-    a -= std::rotl(c, 4);
-    b ^= a;
-    b -= std::rotl(a, 14);
-    c ^= b;
-    c -= std::rotl(b, 24);
-  }
-
-  void add(const unsigned char* bytes, std::size_t size) {
-    std::array<std::uint32_t, 3> words{};
-    std::memcpy(words.data(), bytes, size);
-    a += words[0];
-    b += words[1];
-    c += words[2];
-  }
-};
-
 }  // namespace
-
-std::uint32_t metadataChecksum(const unsigned char* bytes, std::size_t size) {
-  const auto start = 0xdeadbeefU + static_cast<std::uint32_t>(size);
-  Mixer state{start, start, start};
-  while (size > 12) {
-    state.add(bytes, 12);
-    state.mix();
-    bytes += 12;
-    size -= 12;
-  }
-  if (size == 0) return state.c;
-  state.add(bytes, size);
-  state.finish();
-  return state.c;
-}
 
 Superblock readSuperblock(int descriptor, std::uint64_t fileSize) {
   Bytes bytes{};
@@ -120,10 +57,14 @@ Superblock readSuperblock(int descriptor, std::uint64_t fileSize) {
   if (load<std::uint32_t>(bytes, kChecksumAt) != metadataChecksum(bytes.data(), kChecksumAt)) {
     throw Failure(kDamaged, "is damaged: the checksum of its superblock is wrong");
   }
+  if (load<std::uint64_t>(bytes, kBaseAt) != 0) {
+    throw Failure(kUnsupported, "is not a Qat file: its addresses do not count from its first byte");
+  }
   block.flags = bytes[kFlagsAt];
+  block.extension = load<std::uint64_t>(bytes, kExtensionAt);
   block.endOfFile = load<std::uint64_t>(bytes, kEndOfFileAt);
   block.rootAddress = load<std::uint64_t>(bytes, kRootAt);
-  if (block.endOfFile > fileSize) {
+  if (block.endOfFile > fileSize && !block.markedAsOpen()) {
     throw Failure(kDamaged, "is truncated: it has " + std::to_string(fileSize) + " of " +
                                 std::to_string(block.endOfFile) + " bytes");
   }

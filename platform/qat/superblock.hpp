@@ -8,12 +8,15 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/qat/checksum.hpp"
+
 namespace vtu::qat {
 
 /// What the superblock of an HDF5 file says. Only the checksummed versions 2 and 3 are taken.
 struct Superblock {
   std::uint8_t version = 0;
   std::uint8_t flags = 0;         ///< bit 0: open for writing; bit 2: with concurrent readers
+  std::uint64_t extension = 0;    ///< address of the header with what else there is to say; all ones if nothing
   std::uint64_t endOfFile = 0;    ///< address behind the last byte that belongs to the file
   std::uint64_t rootAddress = 0;  ///< address of the root group's object header
 
@@ -21,14 +24,12 @@ struct Superblock {
 };
 
 /// Reads and checks the superblock of an open file.
-/// @throws Failure when there is none, its version or checksum is wrong, or it promises more bytes than the file has.
+/// @throws Failure when there is none, its version or checksum is wrong, or a file that is not marked as open promises more
+/// bytes than it has.
 [[nodiscard]] Superblock readSuperblock(int descriptor, std::uint64_t fileSize);
 
 /// Takes the open mark off and, with `useWholeFile`, makes the end of the file the address end.
 /// @return false when the superblock cannot be read or written.
 [[nodiscard]] bool clearOpenMark(int descriptor, bool useWholeFile);
-
-/// The checksum that HDF5 puts behind its metadata (Jenkins' lookup3, little-endian byte form).
-[[nodiscard]] std::uint32_t metadataChecksum(const unsigned char* bytes, std::size_t size);
 
 }  // namespace vtu::qat

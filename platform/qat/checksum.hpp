@@ -1,0 +1,13 @@
+/// @file
+/// The checksum that HDF5 puts behind its metadata.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace vtu::qat {
+
+/// Jenkins' lookup3 in its little-endian byte form, starting from zero.
+[[nodiscard]] std::uint32_t metadataChecksum(const unsigned char* bytes, std::size_t size);
+
+}  // namespace vtu::qat

@@ -1,0 +1,206 @@
+#include "platform/qat/integrity/integrity.hpp"
+
+#include <unordered_set>
+
+#include "platform/qat/integrity/dense.hpp"
+#include "platform/qat/integrity/layout.hpp"
+#include "platform/qat/integrity/messages.hpp"
+
+namespace vtu::qat {
+namespace {
+
+constexpr const char* kNotInQat = ", which Qat files do not have";
+
+[[noreturn]] void refuse(const Message& message, const std::string& what) {
+  throw Failure(kUnsupported, inWords(message.body.place()) + ": " + what + kNotInQat);
+}
+
+void checkFreeSpaceInfo(Cursor at) {
+  at.require(at.u8() == 1, "its free space information has an unknown version");
+  at.skip(1);
+  if (at.u8() != 0) throw Failure(kUnsupported, inWords(at.place()) + ": kept account of free space" + kNotInQat);
+  at.skip(8 + 8 + 2 + 8);
+}
+
+void checkTreeSizes(Cursor at) {
+  constexpr unsigned kUsual = 32;
+  at.require(at.u8() == 0, "its sizes of trees have an unknown version");
+  if (at.u16() != kUsual)
+    throw Failure(kUnsupported, inWords(at.place()) + ": trees of chunks of another size" + kNotInQat);
+  at.skip(4);
+}
+
+void checkComment(Cursor at) {
+  while (at.u8() != 0) {
+  }
+}
+
+void checkModificationTime(Cursor at) {
+  at.require(at.u8() == 1, "its time of modification has an unknown version");
+  at.skip(7);
+}
+
+void checkReferenceCount(Cursor at) {
+  at.require(at.u8() == 0, "its number of links has an unknown version");
+  at.skip(4);
+}
+
+}  // namespace
+
+void Integrity::requireExtension(std::uint64_t extension) {
+  if (extension == kNoAddress) return;
+  for (const Message& message : readObjectHeader(blocks_, extension).messages) {
+    switch (message.type) {
+      case MessageType::treeSizes:
+        checkTreeSizes(message.body);
+        break;
+      case MessageType::freeSpaceInfo:
+        checkFreeSpaceInfo(message.body);
+        break;
+      default:
+        refuse(message, "the superblock's extension has a message of type " +
+                            std::to_string(static_cast<unsigned>(message.type)));
+    }
+  }
+}
+
+void Integrity::requireObject(std::uint64_t address) {
+  std::unordered_set<std::uint64_t> seen;
+  std::vector<std::uint64_t> open{address};
+  while (!open.empty()) {
+    const std::uint64_t next = open.back();
+    open.pop_back();
+    if (!seen.insert(next).second) continue;
+    const Verdict& verdict = check(next);
+    if (verdict.failure) throw Failure(*verdict.failure);
+    open.insert(open.end(), verdict.types.begin(), verdict.types.end());
+  }
+}
+
+void Integrity::requireTree(std::uint64_t address) {
+  std::vector<std::uint64_t> open{address};
+  std::unordered_set<std::uint64_t> seen;
+  while (!open.empty()) {
+    const std::uint64_t next = open.back();
+    open.pop_back();
+    if (!seen.insert(next).second) continue;
+    requireObject(next);
+    const auto& targets = verdicts_.at(next).targets;
+    open.insert(open.end(), targets.begin(), targets.end());
+  }
+}
+
+void Integrity::forget() {
+  blocks_.clear();
+  verdicts_.clear();
+  namedTypes_.clear();
+}
+
+const Integrity::Verdict& Integrity::check(std::uint64_t address) {
+  const auto found = verdicts_.find(address);
+  if (found != verdicts_.end()) return found->second;
+  Verdict verdict;
+  usedTypes_.clear();
+  try {
+    checkObject(address, verdict.targets);
+  } catch (const Failure& failure) {
+    verdict.failure = failure;
+  }
+  verdict.types = std::move(usedTypes_);
+  return verdicts_.emplace(address, std::move(verdict)).first->second;
+}
+
+void Integrity::checkObject(std::uint64_t address, std::vector<std::uint64_t>& targets) {
+  const ObjectHeader header = readObjectHeader(blocks_, address);
+  for (const Message& message : header.messages) checkMessage(message, targets);
+  if (header.find(MessageType::layout) != nullptr) checkDataset(header);
+}
+
+void Integrity::checkMessage(const Message& message, std::vector<std::uint64_t>& targets) {
+  const NamedTypes named = [this](std::uint64_t address) { return namedType(address); };
+  if (message.shared() && message.type != MessageType::datatype) refuse(message, "a message that is kept elsewhere");
+  switch (message.type) {
+    case MessageType::dataspace:
+      static_cast<void>(readDataspace(message.body));
+      break;
+    case MessageType::datatype:
+      static_cast<void>(readTypeMessage(message.body, message.shared(), named));
+      break;
+    case MessageType::linkInfo:
+      if (const DenseInfo info = readLinkInfo(message.body); info.heap != kNoAddress) {
+        checkDenseLinks(blocks_, info, targets);
+      }
+      break;
+    case MessageType::attributeInfo:
+      if (const DenseInfo info = readAttributeInfo(message.body); info.heap != kNoAddress) {
+        checkDenseAttributes(blocks_, info, named);
+      }
+      break;
+    case MessageType::link:
+      if (const LinkInfo link = readLink(message.body); link.target != kNoAddress) targets.push_back(link.target);
+      break;
+    case MessageType::attribute:
+      readAttribute(message.body, named);
+      break;
+    case MessageType::groupInfo:
+      checkGroupInfo(message.body);
+      break;
+    case MessageType::fillValue:
+      static_cast<void>(readFillValue(message.body));
+      break;
+    case MessageType::oldFillValue:
+      static_cast<void>(readOldFillValue(message.body));
+      break;
+    case MessageType::filters:
+      static_cast<void>(readFilters(message.body));
+      break;
+    case MessageType::comment:
+      checkComment(message.body);
+      break;
+    case MessageType::modificationTime:
+      checkModificationTime(message.body);
+      break;
+    case MessageType::referenceCount:
+      checkReferenceCount(message.body);
+      break;
+    case MessageType::layout:
+      break;  // once all else is known
+    default:
+      refuse(message, "a message of type " + std::to_string(static_cast<unsigned>(message.type)));
+  }
+}
+
+void Integrity::checkDataset(const ObjectHeader& header) {
+  const Message& layout = *header.find(MessageType::layout);
+  const Message* space = header.find(MessageType::dataspace);
+  const Message* type = header.find(MessageType::datatype);
+  layout.body.require(space != nullptr && type != nullptr, "a dataset without type or extents");
+  DatasetInfo dataset;
+  dataset.space = readDataspace(space->body);
+  dataset.type =
+      readTypeMessage(type->body, type->shared(), [this](std::uint64_t address) { return namedType(address); });
+  if (const Message* filters = header.find(MessageType::filters)) dataset.filters = readFilters(filters->body);
+  if (const Message* fill = header.find(MessageType::fillValue)) {
+    requireFillValue(fill->body, readFillValue(fill->body), dataset.type);
+  }
+  if (const Message* fill = header.find(MessageType::oldFillValue)) {
+    requireFillValue(fill->body, readOldFillValue(fill->body), dataset.type);
+  }
+  checkLayout(blocks_, layout.body, dataset);
+}
+
+TypeInfo Integrity::namedType(std::uint64_t address) {
+  usedTypes_.push_back(address);
+  const auto found = namedTypes_.find(address);
+  if (found != namedTypes_.end()) return found->second;
+  Blocks aside(blocks_.source());  // the header is entered into the account when the object itself is checked
+  const ObjectHeader header = readObjectHeader(aside, address);
+  const Message* type = header.find(MessageType::datatype);
+  if (type == nullptr || type->shared()) {
+    throw Failure(kDamaged, inWords({"object header", address}) + ": it is used as a type, but has none");
+  }
+  Cursor body = type->body;
+  return namedTypes_.emplace(address, readDatatype(body)).first->second;
+}
+
+}  // namespace vtu::qat
