@@ -5,10 +5,21 @@
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 
 namespace smartlog {
 
 namespace {
+
+using Interval = std::pair<double, double>;
+
+constexpr double kForever = std::numeric_limits<double>::infinity();
+
+double justBefore(double time) { return std::nextafter(time, -kForever); }
+double justAfter(double time) { return std::nextafter(time, kForever); }
+
+bool endsBefore(const Interval& interval, double time) { return interval.second < time; }
+bool startsAfter(double time, const Interval& interval) { return time < interval.first; }
 
 void checkBounds(double start, double stop) {
   if (start <= stop) {
@@ -19,60 +30,94 @@ void checkBounds(double start, double stop) {
       "]: " + (std::isnan(start) || std::isnan(stop) ? "a bound is not a number" : "it starts after it stops"));
 }
 
-}  // namespace
-
-void IntervalSet::add(double start, double stop) {
-  checkBounds(start, stop);
-  const auto first = std::lower_bound(intervals_.begin(), intervals_.end(), start,
-                                      [](const auto& interval, double time) { return interval.second < time; });
-  const auto last = std::upper_bound(first, intervals_.end(), stop,
-                                     [](double time, const auto& interval) { return time < interval.first; });
-  cursor_ = 0;
-  if (first == last) {
-    intervals_.insert(first, {start, stop});
-    return;
+// Sorted intervals with those that touch made one.
+std::vector<Interval> merged(const std::vector<Interval>& sorted) {
+  std::vector<Interval> result;
+  for (const Interval& interval : sorted) {
+    if (!result.empty() && interval.first <= result.back().second) {
+      result.back().second = std::max(result.back().second, interval.second);
+    } else {
+      result.push_back(interval);
+    }
   }
-  *first = {std::min(start, first->first), std::max(stop, std::prev(last)->second)};
-  intervals_.erase(std::next(first), last);
+  return result;
 }
 
-void IntervalSet::seek(double time) const {
-  const auto endsBefore = [](const auto& interval, double value) { return interval.second < value; };
+// The first interval that ends at or after the time. Looks from `start` on in steps of doubling width, so that the next
+// interval is found at once; before it by halving.
+std::size_t firstNotBefore(const std::vector<Interval>& intervals, double time, std::size_t start) {
   std::size_t low = 0;
-  std::size_t high = std::min(cursor_, intervals_.size());
-  if (high < intervals_.size() && intervals_[high].second < time) {
-    // Later than last time: look in steps of doubling width, so that the next interval is found at once.
+  std::size_t high = std::min(start, intervals.size());
+  if (high < intervals.size() && endsBefore(intervals[high], time)) {
     low = high;
     std::size_t step = 1;
-    while (low + step < intervals_.size() && intervals_[low + step].second < time) {
+    while (low + step < intervals.size() && endsBefore(intervals[low + step], time)) {
       low += step;
       step *= 2;
     }
-    high = std::min(low + step, intervals_.size());
+    high = std::min(low + step, intervals.size());
   }
-  const auto begin = intervals_.begin();
-  cursor_ = static_cast<std::size_t>(std::lower_bound(begin + static_cast<std::ptrdiff_t>(low),
-                                                      begin + static_cast<std::ptrdiff_t>(high), time, endsBefore) -
-                                     begin);
+  const auto begin = intervals.begin();
+  return static_cast<std::size_t>(std::lower_bound(begin + static_cast<std::ptrdiff_t>(low),
+                                                   begin + static_cast<std::ptrdiff_t>(high), time, endsBefore) -
+                                  begin);
 }
 
-LoggingInterval LoggingInterval::within(std::vector<std::pair<double, double>> closed) {
+}  // namespace
+
+LoggingInterval LoggingInterval::within(std::vector<Interval> closed) {
   for (const auto& [start, stop] : closed) {
     checkBounds(start, stop);
   }
   std::sort(closed.begin(), closed.end());
   LoggingInterval result;
-  result.restricted_ = true;
-  result.limited_ = true;
-  for (const auto& [start, stop] : closed) {
-    result.enabled_.add(start, stop);
-  }
+  result.logged_ = merged(closed);
+  result.isRestricted_ = true;
+  result.forget();
   return result;
 }
 
 void LoggingInterval::disable(double start, double stop) {
-  disabled_.add(start, stop);
-  restricted_ = true;
+  checkBounds(start, stop);
+  std::vector<Interval> left;
+  if (!isRestricted_) {
+    left.emplace_back(-kForever, kForever);
+  } else {
+    left = logged_;
+  }
+  const auto first = std::lower_bound(left.begin(), left.end(), start, endsBefore);
+  const auto last = std::upper_bound(first, left.end(), stop, startsAfter);
+  if (first != last) {
+    const double from = first->first;
+    const double to = std::prev(last)->second;
+    auto place = left.erase(first, last);
+    if (to > stop) place = left.insert(place, {justAfter(stop), to});
+    if (from < start) left.insert(place, {from, justBefore(start)});
+  }
+  logged_ = std::move(left);
+  isRestricted_ = true;
+  forget();
+}
+
+bool LoggingInterval::seek(double time) const {
+  if (!isRestricted_) return true;
+  if (std::isnan(time)) return false;
+  cursor_ = firstNotBefore(logged_, time, cursor_);
+  windowIsLogged_ = cursor_ < logged_.size() && logged_[cursor_].first <= time;
+  if (windowIsLogged_) {
+    std::tie(windowStart_, windowStop_) = logged_[cursor_];
+  } else {
+    windowStart_ = cursor_ > 0 ? justAfter(logged_[cursor_ - 1].second) : -kForever;
+    windowStop_ = cursor_ < logged_.size() ? justBefore(logged_[cursor_].first) : kForever;
+  }
+  return windowIsLogged_;
+}
+
+// Makes the window empty, so that the next question looks.
+void LoggingInterval::forget() {
+  windowStart_ = kForever;
+  windowStop_ = -kForever;
+  cursor_ = 0;
 }
 
 }  // namespace smartlog

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -14,34 +15,7 @@
 
 namespace smartlog {
 
-/// A set of closed time intervals, as sorted and disjoint pieces, with a memory of where the last question fell.
-///
-/// A question costs amortised O(1) while times only grow, and O(log n) at most. The memory makes it unfit for
-/// concurrent questions.
-class VTIO_PLATFORM_EXPORT IntervalSet {
- public:
-  /// Adds [start, stop], merging it with what it touches.
-  /// @throws std::invalid_argument if start > stop or one of them is not a number.
-  void add(double start, double stop);
-
-  /// Is the time in one of the intervals? Not a number is in none.
-  [[nodiscard]] bool contains(double time) const {
-    const bool tooEarly = cursor_ < intervals_.size() && !(time <= intervals_[cursor_].second);
-    const bool tooLate = cursor_ > 0 && !(time > intervals_[cursor_ - 1].second);
-    if (tooEarly || tooLate) {
-      seek(time);
-    }
-    return cursor_ < intervals_.size() && time >= intervals_[cursor_].first && time <= intervals_[cursor_].second;
-  }
-
- private:
-  void seek(double time) const;
-
-  std::vector<std::pair<double, double>> intervals_;  // sorted, disjoint
-  mutable std::size_t cursor_ = 0;  // the first interval that ends at or after the last time asked for
-};
-
-/// Decides for each time whether it is logged. A value; one thread at a time.
+/// Decides for each time whether it is logged. A value; one thread at a time, because it remembers the last answer.
 class VTIO_PLATFORM_EXPORT LoggingInterval {
  public:
   /// Nothing set: every time is logged.
@@ -55,19 +29,32 @@ class VTIO_PLATFORM_EXPORT LoggingInterval {
   /// @throws std::invalid_argument if start > stop or one of them is not a number.
   void disable(double start, double stop);
 
-  /// Is a sample of this time logged? Always true when nothing is set; otherwise false for not a number.
+  /// Is a sample of this time logged? Always true when nothing is set; otherwise false for not a number. Costs two
+  /// comparisons where the answer is that of the last time, amortised O(1) while times only grow, O(log n) at most.
   [[nodiscard]] bool timeInLoggingInterval(double time) const {
-    if (!restricted_) {
-      return true;
+    if (time >= windowStart_ && time <= windowStop_) [[likely]] {
+      return windowIsLogged_;
     }
-    return time == time && (!limited_ || enabled_.contains(time)) && !disabled_.contains(time);
+    return seek(time);
+  }
+
+  /// True where the last answer was found and it was that the time is logged; false where it takes a look.
+  [[nodiscard]] bool isLoggedAsLastTime(double time) const {
+    return time >= windowStart_ && time <= windowStop_ && windowIsLogged_;
   }
 
  private:
-  IntervalSet enabled_;  // read only if limited_
-  IntervalSet disabled_;
-  bool restricted_ = false;  // something is set
-  bool limited_ = false;     // within() was used
+  [[nodiscard]] bool seek(double time) const;
+  void forget();
+
+  std::vector<std::pair<double, double>> logged_;  // closed, sorted, disjoint; not used while nothing is set
+  bool isRestricted_ = false;                      // something is set
+
+  // The stretch of times around the last one asked for that all have its answer, bounds included.
+  mutable bool windowIsLogged_ = true;
+  mutable double windowStart_ = -std::numeric_limits<double>::infinity();
+  mutable double windowStop_ = std::numeric_limits<double>::infinity();
+  mutable std::size_t cursor_ = 0;  // the first of `logged_` that ends at or after that time
 };
 
 }  // namespace smartlog

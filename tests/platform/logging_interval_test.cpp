@@ -95,6 +95,39 @@ TEST(LoggingInterval, namesARefusedInterval) {
   }
 }
 
+TEST(LoggingInterval, tellsNeighbouringNumbersFromABound) {
+  const double before = std::nextafter(1.0, 0.0);
+  const double after = std::nextafter(2.0, 3.0);
+  LoggingInterval interval;
+  interval.disable(1.0, 2.0);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_TRUE(interval.timeInLoggingInterval(before));
+    EXPECT_FALSE(interval.timeInLoggingInterval(1.0));
+    EXPECT_FALSE(interval.timeInLoggingInterval(2.0));
+    EXPECT_TRUE(interval.timeInLoggingInterval(after));
+  }
+  const LoggingInterval limited = LoggingInterval::within({{1.0, 2.0}});
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_FALSE(limited.timeInLoggingInterval(before));
+    EXPECT_TRUE(limited.timeInLoggingInterval(1.0));
+    EXPECT_TRUE(limited.timeInLoggingInterval(2.0));
+    EXPECT_FALSE(limited.timeInLoggingInterval(after));
+  }
+}
+
+TEST(LoggingInterval, remembersNothingOfTheTimeBeforeAChange) {
+  LoggingInterval interval;
+  EXPECT_TRUE(interval.isLoggedAsLastTime(5.0));
+  interval.disable(4.0, 6.0);
+  EXPECT_FALSE(interval.isLoggedAsLastTime(5.0));
+  EXPECT_FALSE(interval.timeInLoggingInterval(5.0));
+  EXPECT_FALSE(interval.isLoggedAsLastTime(kNan));
+  interval.disable(-kInfinity, kInfinity);
+  EXPECT_FALSE(interval.timeInLoggingInterval(0.0));
+  EXPECT_FALSE(interval.timeInLoggingInterval(kInfinity));
+  EXPECT_FALSE(interval.timeInLoggingInterval(-kInfinity));
+}
+
 TEST(LoggingInterval, keepsAnsweringAfterItIsCopied) {
   LoggingInterval interval = LoggingInterval::within({{0.0, 1.0}, {2.0, 3.0}});
   EXPECT_TRUE(interval.timeInLoggingInterval(2.5));
@@ -135,7 +168,11 @@ TEST(LoggingInterval, agreesWithASearchThroughAllIntervals) {
         ASSERT_EQ(interval.timeInLoggingInterval(kNan), !limited && disabled.empty());
       }
       const bool expected = (!limited || inAny(enabled, time)) && !inAny(disabled, time);
+      if (interval.isLoggedAsLastTime(time)) {
+        ASSERT_TRUE(expected) << "round " << round << ", time " << time;
+      }
       ASSERT_EQ(interval.timeInLoggingInterval(time), expected) << "round " << round << ", time " << time;
+      ASSERT_EQ(interval.isLoggedAsLastTime(time), expected) << "round " << round << ", time " << time;
     }
   }
 }

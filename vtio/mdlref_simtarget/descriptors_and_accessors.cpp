@@ -10,6 +10,7 @@
 #include "vtio/core/accessor/scalar.hpp"
 #include "vtio/core/accessor/virtual_bus.hpp"
 #include "vtio/core/client/catalogue.hpp"
+#include "vtio/core/client/plain_delivery.hpp"
 #include "vtio/core/utils/top_bus_node.hpp"
 #include "vtio/core/utils/top_nv_bus_node.hpp"
 #include "vtio/mdlref_simtarget/block_path.hpp"
@@ -24,6 +25,7 @@ using vtio::core::accessor::Accessor;
 using vtio::core::accessor::Scalar;
 using vtio::core::accessor::VirtualBus;
 using vtio::core::client::Catalogue;
+using vtio::core::client::PlainDelivery;
 using vtio::core::utils::InportOutportSignalDescriptor;
 using vtio::core::utils::Node;
 using vtio::core::utils::SignalDescriptor;
@@ -141,7 +143,8 @@ void** zetGetAccessor(const void* descriptor, const void* loggingInterval) {
 void zetVtioUpdateAccessor(void* accessorHandle, unsigned index, double time, const void* data) {
   if (data == nullptr) return;
   try {
-    inHandle<Accessor>(accessorHandle)->update(&time, data, index);
+    auto& accessor = *inHandle<Accessor>(accessorHandle);
+    if (!PlainDelivery::deliver(accessor, &time, data, index)) accessor.update(&time, data, index);
   } catch (...) {
     // A client's failure must not stop the simulation.
   }

@@ -49,6 +49,7 @@ class VTIO_EXPORT Scalar : public Accessor {
 
  private:
   friend class utils::VtioScalarAccessorSnapshotHandler;
+  friend class client::PlainDelivery;
 
   const double* timePointer_;
   const void* dataPointer_;

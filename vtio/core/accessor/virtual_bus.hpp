@@ -46,6 +46,7 @@ class VTIO_EXPORT VirtualBus : public Accessor {
 
  private:
   friend class utils::VtioVBusAccessorSnapshotHandler;
+  friend class client::PlainDelivery;
 
   VirtualBus(const utils::SignalDescriptor& signalDescriptor, const smartlog::LoggingInterval& loggingInterval,
              std::vector<const double*> timePointers, std::vector<const void*> dataPointers, unsigned long counters);

@@ -2,14 +2,21 @@
 
 #include <utility>
 
+#include "vtio/core/utils/delivery_epoch.hpp"
 #include "vtio/core/utils/transformation_policy.hpp"
 
 namespace vtio::core::utils {
 
 void appendPolicy(PolicyList& policies, PolicyIndexList& transformationIndices,
                   std::unique_ptr<const SignalDescriptorNodePolicy> policy) {
-  if (policy->isTransformationPolicy()) transformationIndices.push_back(policies.size());
+  if (!policy->isTransformationPolicy()) {
+    policies.push_back(std::move(policy));
+    return;
+  }
+  transformationIndices.reserve(transformationIndices.size() + 1);  // so that no index is left without its policy
   policies.push_back(std::move(policy));
+  transformationIndices.push_back(policies.size() - 1);
+  DeliveryEpoch::advance();
 }
 
 void appendPolicyCopies(PolicyList& target, const PolicyList& source) {

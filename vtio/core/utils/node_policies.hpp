@@ -14,7 +14,7 @@ class TransformationPolicy;
 using PolicyList = std::vector<std::unique_ptr<const SignalDescriptorNodePolicy>>;
 using PolicyIndexList = std::vector<unsigned long>;
 
-/// Appends the policy, and its index to the indices first if it transforms data.
+/// Appends the policy, and its index to the indices if it transforms data: of both or of none.
 void appendPolicy(PolicyList& policies, PolicyIndexList& transformationIndices,
                   std::unique_ptr<const SignalDescriptorNodePolicy> policy);
 

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "vtio/core/utils/delivery_epoch.hpp"
+
 namespace vtio::core::utils {
 namespace {
 
@@ -114,6 +116,7 @@ void SignalDescriptor::overrideSignal(const sigstg::LoggingInfo& info) {
   if (info.getUseCustomSignalName()) signalName_ = info.getCustomSignalName();
   decimation_ = info.getDecimateData() ? info.getDecimation() : 1;
   maxPoints_ = info.getLimitDataPoints() ? info.getMaxPoints() : 0;
+  DeliveryEpoch::advance();
 }
 
 bool SignalDescriptor::isBuiltInType(const std::string& typeName) {
