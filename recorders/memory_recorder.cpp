@@ -7,6 +7,7 @@
 #include "platform/text.hpp"
 #include "recorders/dataset_element.hpp"
 #include "recorders/node_structure.hpp"
+#include "recorders/row_cursor.hpp"
 #include "recorders/sample_stream.hpp"
 #include "recorders/signal_layout.hpp"
 #include "recorders/time_base.hpp"
@@ -23,13 +24,16 @@ std::shared_ptr<TimeBase> makeTimeBase() { return std::make_shared<TimeBase>(); 
 
 struct MemoryRecorder::State {
   State(const SignalDescriptor& descriptor, std::shared_ptr<TimeBase> times)
-      : timeBase(std::move(times)), layout(readLayout(descriptor)) {
+      : timeBase(std::move(times)), layout(readLayout(descriptor)), cursors(timeBase->cursors().take(layout.size())) {
     streams.reserve(layout.size());
-    for (const LayoutPosition& position : layout) streams.emplace_back(position, descriptor.maxPoints(), *timeBase);
+    for (std::size_t i = 0; i < layout.size(); ++i) {
+      streams.emplace_back(layout[i], descriptor.maxPoints(), *timeBase, cursors[i]);
+    }
   }
 
-  std::shared_ptr<TimeBase> timeBase;  // first: the streams' chunks belong to it
+  std::shared_ptr<TimeBase> timeBase;  // first: the cursors and the streams' chunks belong to it
   std::vector<LayoutPosition> layout;
+  CursorPool::Run cursors;            // one per position
   std::vector<SampleStream> streams;  // one per position
 };
 
@@ -97,29 +101,26 @@ MemoryRecorder::MemoryRecorder(const SignalDescriptor& descriptor)
 
 MemoryRecorder::MemoryRecorder(clientType type, const SignalDescriptor& descriptor, std::shared_ptr<TimeBase> times)
     : Client(type, descriptor),
-      single_(nullptr),
+      cursors_(nullptr),
+      positions_(0),
       state_(std::make_shared<State>(descriptor, times != nullptr ? std::move(times) : makeTimeBase())) {
-  if (state_->streams.size() == 1) single_ = state_->streams.data();
+  cursors_ = state_->cursors.get();
+  positions_ = state_->streams.size();
 }
 
 MemoryRecorder::~MemoryRecorder() = default;
 
 void MemoryRecorder::update(const double* time, const void* data) {
-  if (single_ != nullptr) [[likely]] {
-    single_->append(*time, data);
-  } else {
-    appendEverywhere(*time, data);
-  }
+  if (positions_ != 1 || !cursors_->append(*time, data)) append(*time, data);
 }
 
 void MemoryRecorder::update(unsigned long leafIndex, const double* time, const void* data) {
-  std::vector<SampleStream>& streams = state_->streams;
-  if (leafIndex >= streams.size()) [[unlikely]]
-    (void)streamAt(leafIndex);
-  streams[leafIndex].append(*time, data);
+  if (leafIndex < positions_ && cursors_[leafIndex].append(*time, data)) return;
+  (void)streamAt(leafIndex);
+  state_->streams[leafIndex].append(*time, data);
 }
 
-void MemoryRecorder::appendEverywhere(double time, const void* data) {
+void MemoryRecorder::append(double time, const void* data) {
   for (SampleStream& stream : state_->streams) {
     stream.append(time, static_cast<const std::byte*>(data) + stream.position().packedOffset);
   }
@@ -153,7 +154,7 @@ core::client::Client::clientType MemoryRecorder::defaultType(const SignalDescrip
   return port != nullptr && port->portType() == InportOutportSignalDescriptor::outport ? OutportLogging : SignalLogging;
 }
 
-std::size_t MemoryRecorder::positions() const { return state_->streams.size(); }
+std::size_t MemoryRecorder::positions() const { return positions_; }
 
 std::uint64_t MemoryRecorder::recordedSamples(std::size_t position) const { return streamAt(position).count(); }
 

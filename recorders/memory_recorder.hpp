@@ -24,6 +24,7 @@
 namespace vtio::recorders {
 
 class SampleStream;
+struct RowCursor;
 class TimeBase;
 
 /// Makes a store of sample times that several recorders may share.
@@ -98,9 +99,10 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   class SnapshotHandler;
 
   [[nodiscard]] const SampleStream& streamAt(std::size_t position) const;
-  void appendEverywhere(double time, const void* data);
+  void append(double time, const void* data);
 
-  SampleStream* single_;          // the only stream; null if there are several
+  RowCursor* cursors_;            // of the positions, side by side
+  std::size_t positions_;         // at least 1
   std::shared_ptr<State> state_;  // shared with the snapshot interfaces, which the catalogue may keep longer
   std::optional<std::uint64_t> foreachIteration_;
 };

@@ -11,7 +11,7 @@
 namespace vtio::recorders {
 namespace {
 
-// What the time cursor of a stream without times points to: no time equals it.
+// Where a stream without times stands: no time equals it.
 constexpr double kNoTime = std::numeric_limits<double>::quiet_NaN();
 
 // Lists of chunks grow by a quarter: doubling would leave too much unused beside small chunks.
@@ -37,38 +37,35 @@ std::u16string_view deliveredText(const LeafColumn& column, const std::byte* dat
 
 }  // namespace
 
-SampleStream::SampleStream(const LayoutPosition& position, std::uint64_t maxPoints, TimeBase& base)
-    : timeCursor_(&kNoTime), maxPoints_(maxPoints), position_(position), base_(base) {
+SampleStream::SampleStream(const LayoutPosition& position, std::uint64_t maxPoints, TimeBase& base, RowCursor& cursor)
+    : cursor_(cursor), maxPoints_(maxPoints), position_(position), base_(base) {
   for (const LeafColumn& column : position.columns) {
     rowBytes_ += column.bytesPerRow();
     hasText_ = hasText_ || column.type.text != StoredType::Text::none;
   }
-  store_ = chooseStore();
+  const LeafColumn& first = position.columns.front();
+  isBlock_ = position.columns.size() == 1 && first.offsets.size() == 1 && first.offsets.front() == 0 && !hasText_ &&
+             rowBytes_ != 0;
+  const bool isPlain = rowBytes_ == 1 || rowBytes_ == 2 || rowBytes_ == 4 || rowBytes_ == 8;
+  cursor_.bytes = isBlock_ && isPlain ? static_cast<std::uint32_t>(rowBytes_) : 0;
+  cursor_.times = &kNoTime;
   base_.addWindow(maxPoints);
 }
 
-SampleStream::Store SampleStream::chooseStore() const {
-  if (rowBytes_ == 0) return Store::none;
-  const LeafColumn& column = position_.columns.front();
-  const bool contiguous = position_.columns.size() == 1 && column.offsets.size() == 1 && column.offsets.front() == 0;
-  if (!contiguous || hasText_) return Store::gather;
-  switch (rowBytes_) {
-    case 1:
-      return Store::one;
-    case 2:
-      return Store::two;
-    case 4:
-      return Store::four;
-    case 8:
-      return Store::eight;
-    default:
-      return Store::block;
+void SampleStream::append(double time, const void* data) {
+  if (!cursor_.standsAt(time)) findTime(time);
+  const auto* bytes = static_cast<const std::byte*>(data);
+  if (isBlock_) {
+    std::memcpy(cursor_.rows + std::size_t{cursor_.row} * rowBytes_, bytes, rowBytes_);
+  } else if (rowBytes_ != 0) {
+    gather(bytes);
   }
+  ++cursor_.row;
 }
 
 // Appends to the chunk of times, or follows whoever recorded this time before, or goes a way of its own.
-void SampleStream::appendTime(double time) {
-  if (row_ == rowEnd_) makeRoom();
+void SampleStream::findTime(double time) {
+  if (cursor_.row == cursor_.end) makeRoom();
   const std::uint64_t sample = count();
   TimeChunk* tail = state_.times.empty() ? nullptr : state_.times.back().get();
   if (tail != nullptr && sample - tail->firstRow < tail->rows) {
@@ -80,7 +77,7 @@ void SampleStream::appendTime(double time) {
       enterTimeChunk(base_.follow(tail, sample, time), true);
       return;
     }
-    timeCursor_ = tail->times() + row + 1;
+    standIn(*tail);
     return;
   }
   // What is no longer needed goes first, so that its memory may serve the new chunk.
@@ -89,12 +86,18 @@ void SampleStream::appendTime(double time) {
 }
 
 void SampleStream::enterTimeChunk(Ref<TimeChunk> chunk, bool replacesTail) {
-  timeCursor_ = chunk->times() + (count() - chunk->firstRow) + 1;
   if (replacesTail) {
     state_.times.back() = std::move(chunk);
-    return;
+  } else {
+    pushTight(state_.times, std::move(chunk));
   }
-  pushTight(state_.times, std::move(chunk));
+  standIn(*state_.times.back());
+}
+
+// The time of the next row stands in this chunk.
+void SampleStream::standIn(const TimeChunk& chunk) {
+  cursor_.times = chunk.times();
+  cursor_.timeShift = static_cast<std::int32_t>(count() - chunk.firstRow) - static_cast<std::int32_t>(cursor_.row);
 }
 
 // The last chunk stays: it is where the next one follows.
@@ -106,15 +109,15 @@ void SampleStream::dropExpiredTimes() {
   state_.times.erase(state_.times.begin(), state_.times.begin() + static_cast<std::ptrdiff_t>(expired));
 }
 
-// Makes row_ a row of the last chunk that may be written.
+// Makes the next row a row of the last chunk that may be written.
 void SampleStream::makeRoom() {
-  if (!state_.rows.empty() && row_ < state_.rows.back()->rows) {
+  if (!state_.rows.empty() && cursor_.row < state_.rows.back()->rows) {
     RowChunk& tail = *state_.rows.back();
-    if (tail.refs != 1 && row_ < tail.used) {
+    if (tail.refs != 1 && cursor_.row < tail.used) {
       copyTail();
     } else {
-      if (row_ < tail.used) rewindText();
-      rowEnd_ = tail.rows;
+      if (cursor_.row < tail.used) rewindText();
+      cursor_.end = tail.rows;
     }
     return;
   }
@@ -126,21 +129,23 @@ void SampleStream::makeRoom() {
   if (state_.rows.empty()) state_.frontRow = tailRow;
   pushTight(state_.rows, std::move(chunk));
   state_.tailRow = tailRow;
-  row_ = 0;
+  cursor_.timeShift += static_cast<std::int32_t>(cursor_.row);
+  cursor_.row = 0;
   useTail();
-  rowEnd_ = rows;
+  cursor_.end = rows;
 }
 
-// Another holder needs what stands from row_ on: goes on in a copy of the rows before.
+// Another holder needs what stands from the next row on: goes on in a copy of the rows before.
 void SampleStream::copyTail() {
   RowChunk& from = *state_.rows.back();
+  const std::uint32_t row = cursor_.row;
   Ref<RowChunk> copy = RowChunk::make(from.rows, rowBytes_, hasText_);
   std::size_t columnStart = 0;
   for (const LeafColumn& column : position_.columns) {
     const std::size_t bytes = column.bytesPerRow();
     std::byte* out = copy->data() + columnStart * from.rows;
-    std::memcpy(out, from.data() + columnStart * from.rows, bytes * row_);
-    for (std::size_t at = 0; column.type.text != StoredType::Text::none && at < bytes * row_; at += sizeof(TextCell)) {
+    std::memcpy(out, from.data() + columnStart * from.rows, bytes * row);
+    for (std::size_t at = 0; column.type.text != StoredType::Text::none && at < bytes * row; at += sizeof(TextCell)) {
       TextCell cell;
       std::memcpy(&cell, out + at, sizeof cell);
       cell.position = static_cast<std::uint32_t>(copy->text().append(from.text().read(cell.position, cell.length)));
@@ -150,7 +155,7 @@ void SampleStream::copyTail() {
   }
   state_.rows.back() = std::move(copy);
   useTail();
-  rowEnd_ = state_.rows.back()->rows;
+  cursor_.end = state_.rows.back()->rows;
 }
 
 // Drops the chunks whose samples are all older than the newest maxPoints, the coming one included; returns one of them
@@ -173,18 +178,19 @@ Ref<RowChunk> SampleStream::dropExpired(std::uint32_t rows) {
   return again;
 }
 
-void SampleStream::useTail() { rowData_ = state_.rows.empty() ? nullptr : state_.rows.back()->data(); }
+void SampleStream::useTail() { cursor_.rows = state_.rows.empty() ? nullptr : state_.rows.back()->data(); }
 
-// Nobody needs the texts from row_ on any more: the arena goes back to the end of the last text before.
+// Nobody needs the texts from the next row on any more: the arena goes back to the end of the last text before.
 void SampleStream::rewindText() {
   if (!hasText_) return;
   RowChunk& tail = *state_.rows.back();
+  const std::uint32_t row = cursor_.row;
   std::uint64_t end = 0;
   std::size_t columnStart = 0;
   for (const LeafColumn& column : position_.columns) {
     const std::size_t bytes = column.bytesPerRow();
-    const std::byte* cells = tail.data() + columnStart * tail.rows + bytes * (row_ - std::size_t{1});
-    for (std::size_t at = 0; row_ != 0 && column.type.text != StoredType::Text::none && at < bytes;
+    const std::byte* cells = tail.data() + columnStart * tail.rows + bytes * (row - std::size_t{1});
+    for (std::size_t at = 0; row != 0 && column.type.text != StoredType::Text::none && at < bytes;
          at += sizeof(TextCell)) {
       TextCell cell;
       std::memcpy(&cell, cells + at, sizeof cell);
@@ -196,18 +202,14 @@ void SampleStream::rewindText() {
 }
 
 void SampleStream::gather(const std::byte* data) {
-  std::byte* columnData = rowData_;
+  std::byte* columnData = cursor_.rows;
+  const std::uint32_t row = cursor_.row;
   const std::uint32_t rows = state_.rows.back()->rows;
   for (const LeafColumn& column : position_.columns) {
     const std::size_t bytes = column.bytesPerRow();
-    std::byte* out = columnData + bytes * row_;
+    std::byte* out = columnData + bytes * row;
     if (column.type.text != StoredType::Text::none) {
-      try {
-        gatherTexts(column, data, out);
-      } catch (...) {
-        --timeCursor_;
-        throw;
-      }
+      gatherTexts(column, data, out);
     } else {
       for (const std::size_t offset : column.offsets) {
         std::memcpy(out, data + offset, column.deliveredBytes);
@@ -258,27 +260,28 @@ void SampleStream::visit(std::size_t column,
 }
 
 void SampleStream::noteUsed() {
-  if (!state_.rows.empty()) state_.rows.back()->used = std::max(state_.rows.back()->used, row_);
+  if (!state_.rows.empty()) state_.rows.back()->used = std::max(state_.rows.back()->used, cursor_.row);
 }
 
 StreamState SampleStream::capture() {
   noteUsed();
-  rowEnd_ = row_;  // the next append looks whether the last chunk may be written
+  cursor_.end = cursor_.row;  // the next append looks whether the last chunk may be written
   StreamState state = state_;
-  state.row = row_;
+  state.row = cursor_.row;
   return state;
 }
 
 void SampleStream::restore(const StreamState& state) {
   noteUsed();
   state_ = state;
-  row_ = state.row;
-  rowEnd_ = row_;
+  cursor_.row = state.row;
+  cursor_.end = cursor_.row;
   useTail();
-  timeCursor_ = &kNoTime;
   if (!state_.times.empty()) {
-    const TimeChunk& tail = *state_.times.back();
-    timeCursor_ = tail.times() + (count() - tail.firstRow);
+    standIn(*state_.times.back());
+  } else {
+    cursor_.times = &kNoTime;
+    cursor_.timeShift = -static_cast<std::int32_t>(cursor_.row);
   }
 }
 

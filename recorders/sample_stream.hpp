@@ -1,10 +1,9 @@
 /// @file
-/// The samples that arrive at one leaf position: the hot path of recording.
+/// The samples that arrive at one leaf position. What recording does most of the time stands in row_cursor.hpp.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -13,6 +12,7 @@
 #include "platform/qalc.hpp"
 #include "recorders/ref.hpp"
 #include "recorders/row_chunk.hpp"
+#include "recorders/row_cursor.hpp"
 #include "recorders/signal_layout.hpp"
 #include "recorders/time_base.hpp"
 
@@ -38,24 +38,17 @@ class SampleStream final {
  public:
   /// @param position Where the values stand in the delivered bytes; must outlive the stream.
   /// @param maxPoints Most samples kept; 0 means no limit.
-  SampleStream(const LayoutPosition& position, std::uint64_t maxPoints, TimeBase& base);
+  /// @param cursor Used by this stream alone; must outlive it.
+  SampleStream(const LayoutPosition& position, std::uint64_t maxPoints, TimeBase& base, RowCursor& cursor);
 
-  /// Appends one sample.
+  /// Appends one sample. RowCursor::append() does the same where it can, and is faster.
   /// @param data The delivered bytes, copied; texts are followed and copied.
-  void append(double time, const void* data) {
-    if (row_ != rowEnd_ && *timeCursor_ == time) [[likely]] {
-      ++timeCursor_;
-    } else {
-      appendTime(time);
-    }
-    store(static_cast<const std::byte*>(data));
-    ++row_;
-  }
+  void append(double time, const void* data);
 
   [[nodiscard]] const LayoutPosition& position() const { return position_; }
 
   /// Samples recorded since the beginning, the dropped ones included.
-  [[nodiscard]] std::uint64_t count() const { return state_.tailRow + row_; }
+  [[nodiscard]] std::uint64_t count() const { return state_.tailRow + cursor_.row; }
 
   /// Number of the oldest sample that is kept.
   [[nodiscard]] std::uint64_t first() const {
@@ -76,37 +69,9 @@ class SampleStream final {
   void restore(const StreamState& state);
 
  private:
-  enum class Store : std::uint8_t { none, one, two, four, eight, block, gather };
-
-  void store(const std::byte* data) {
-    std::byte* out = rowData_ + static_cast<std::size_t>(row_) * rowBytes_;
-    switch (store_) {
-      case Store::eight:
-        std::memcpy(out, data, 8);
-        break;
-      case Store::four:
-        std::memcpy(out, data, 4);
-        break;
-      case Store::two:
-        std::memcpy(out, data, 2);
-        break;
-      case Store::one:
-        std::memcpy(out, data, 1);
-        break;
-      case Store::block:
-        std::memcpy(out, data, rowBytes_);
-        break;
-      case Store::gather:
-        gather(data);
-        break;
-      case Store::none:
-        break;
-    }
-  }
-
-  [[nodiscard]] Store chooseStore() const;
-  void appendTime(double time);
+  void findTime(double time);
   void enterTimeChunk(Ref<TimeChunk> chunk, bool replacesTail);
+  void standIn(const TimeChunk& chunk);
   void makeRoom();
   void copyTail();
   [[nodiscard]] Ref<RowChunk> dropExpired(std::uint32_t rows);
@@ -117,17 +82,12 @@ class SampleStream final {
   void gatherTexts(const LeafColumn& column, const std::byte* data, std::byte* out);
   void noteUsed();
 
-  // What an append touches.
-  const double* timeCursor_;
-  std::byte* rowData_ = nullptr;
-  std::uint32_t row_ = 0;
-  std::uint32_t rowEnd_ = 0;  // rows that may be written in the last chunk without looking further
+  RowCursor& cursor_;
   std::size_t rowBytes_ = 0;  // of all columns
-  Store store_ = Store::none;
   bool hasText_ = false;
-
+  bool isBlock_ = false;  // a row is the beginning of the delivered bytes as it stands
   std::uint64_t maxPoints_;
-  StreamState state_;  // its `row` is kept in row_
+  StreamState state_;  // its `row` is kept in the cursor
   const LayoutPosition& position_;
   TimeBase& base_;
 };

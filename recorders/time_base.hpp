@@ -14,6 +14,7 @@
 
 #include "platform/qalc.hpp"
 #include "recorders/ref.hpp"
+#include "recorders/row_cursor.hpp"
 
 namespace vtio::recorders {
 
@@ -41,13 +42,16 @@ struct TimeChunk {
 /// Equal as times: equal numbers, or the same NaN.
 [[nodiscard]] bool sameTime(double a, double b);
 
-/// The tree of chunks of one session. Must outlive every chunk: whoever holds a chunk also holds a share of the base.
+/// What the streams of one session share: the tree of chunks of times, and the place of their cursors. Must outlive every chunk: whoever holds a chunk also holds a share of the base.
 class TimeBase final {
  public:
   TimeBase() = default;
   TimeBase(const TimeBase&) = delete;
   TimeBase& operator=(const TimeBase&) = delete;
   ~TimeBase();
+
+  /// The streams' cursors.
+  [[nodiscard]] CursorPool& cursors() { return cursors_; }
 
   /// Makes known how many samples a stream keeps, which bounds the size of chunks. 0 means all of them.
   void addWindow(std::uint64_t maxPoints);
@@ -86,6 +90,7 @@ class TimeBase final {
   TimeChunk* spare_ = nullptr;                       // one released chunk, for the next allocation of its size
   std::uint64_t window_ = 0;                         // largest number of samples that a stream keeps
   std::unordered_map<Key, Cached, KeyHash> arrays_;  // emptied when recording goes on
+  CursorPool cursors_;
 };
 
 }  // namespace vtio::recorders
