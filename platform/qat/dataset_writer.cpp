@@ -95,6 +95,20 @@ std::vector<hsize_t> storedExtents(const qalc::Dimensions& dims) {
   return extents;
 }
 
+void writeTransposed(const FileBytes& bytes, std::uint64_t address, const qxArray& array) {
+  const qalc::ValueView view = qalc::storedValues(array);
+  RowMajorWalk walk(view.data, view.elementBytes, array.dims);
+  std::size_t left = array.dims.elements();
+  std::vector<std::byte> piece(std::min(left * view.elementBytes, kPieceBytes));
+  while (left > 0) {
+    const std::size_t count = std::min(left, piece.size() / view.elementBytes);
+    walk.copy(piece.data(), count);
+    bytes.write(address, piece.data(), count * view.elementBytes);
+    address += count * view.elementBytes;
+    left -= count;
+  }
+}
+
 Handle DatasetWriter::writeElements(hid_t group, const std::string& link, const qxArray& array) {
   const auto extents = storedExtents(array.dims);
   Handle dataset = create(group, link, kit_.elementType({array.id, array.complex}), extents);
@@ -104,7 +118,7 @@ Handle DatasetWriter::writeElements(hid_t group, const std::string& link, const 
   if (view.rowMajor || array.dims.isLine()) {
     fill(dataset, view.data, array.dims.elements() * view.elementBytes);
   } else if (array.dims.elements() > 0) {
-    fillTransposed(dataset, array);
+    writeTransposed(bytes_, addressOf(dataset), array);
   }
   return dataset;
 }
@@ -152,21 +166,6 @@ std::uint64_t DatasetWriter::addressOf(const Handle& dataset) const {
 
 void DatasetWriter::fill(const Handle& dataset, const void* values, std::size_t size) {
   if (size > 0) bytes_.write(addressOf(dataset), values, size);
-}
-
-void DatasetWriter::fillTransposed(const Handle& dataset, const qxArray& array) {
-  const qalc::ValueView view = qalc::storedValues(array);
-  RowMajorWalk walk(view.data, view.elementBytes, array.dims);
-  std::uint64_t address = addressOf(dataset);
-  std::size_t left = array.dims.elements();
-  std::vector<std::byte> piece(std::min(left * view.elementBytes, kPieceBytes));
-  while (left > 0) {
-    const std::size_t count = std::min(left, piece.size() / view.elementBytes);
-    walk.copy(piece.data(), count);
-    bytes_.write(address, piece.data(), count * view.elementBytes);
-    address += count * view.elementBytes;
-    left -= count;
-  }
 }
 
 }  // namespace vtu::qat

@@ -21,6 +21,9 @@ inline constexpr std::size_t kLongestText = std::size_t{1} << 30;
 /// Whether texts may share one fixed length without wasting much of the file.
 [[nodiscard]] bool fitFixedLength(std::span<const std::string> texts);
 
+/// Writes column-major values in row-major order, a few megabytes at a time.
+void writeTransposed(const FileBytes& bytes, std::uint64_t address, const qxArray& array);
+
 /// Makes datasets in a group and fills them. Borrows the kit.
 class DatasetWriter final {
  public:
@@ -43,7 +46,6 @@ class DatasetWriter final {
  private:
   Handle create(hid_t group, const std::string& link, hid_t type, const std::vector<hsize_t>& extents);
   void fill(const Handle& dataset, const void* values, std::size_t size);
-  void fillTransposed(const Handle& dataset, const qxArray& array);
   [[nodiscard]] std::uint64_t addressOf(const Handle& dataset) const;
 
   Kit& kit_;

@@ -3,6 +3,7 @@ list(APPEND VTIO_QAT_SOURCES
   qat.cpp
   qat/attributes.cpp
   qat/attributes.hpp
+  qat/byte_image.hpp
   qat/checksum.cpp
   qat/checksum.hpp
   qat/dataset_reader.cpp
@@ -16,6 +17,8 @@ list(APPEND VTIO_QAT_SOURCES
   qat/file.hpp
   qat/file_bytes.cpp
   qat/file_bytes.hpp
+  qat/gathered_write.cpp
+  qat/gathered_write.hpp
   qat/hdf5.hpp
   qat/integrity/blocks.cpp
   qat/integrity/blocks.hpp
@@ -45,13 +48,23 @@ list(APPEND VTIO_QAT_SOURCES
   qat/integrity/tree.hpp
   qat/kit.cpp
   qat/kit.hpp
+  qat/link_index_image.cpp
+  qat/link_index_image.hpp
   qat/names.cpp
   qat/names.hpp
+  qat/object_image.cpp
+  qat/object_image.hpp
   qat/reader.cpp
   qat/reader.hpp
+  qat/row_images.cpp
+  qat/row_images.hpp
+  qat/shared_objects.cpp
+  qat/shared_objects.hpp
   qat/superblock.cpp
   qat/superblock.hpp
   qat/table_column.hpp
+  qat/table_images.cpp
+  qat/table_images.hpp
   qat/table_plan.cpp
   qat/table_plan.hpp
   qat/table_reader.cpp

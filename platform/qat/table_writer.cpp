@@ -4,6 +4,7 @@
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
+#include "platform/qat/table_images.hpp"
 #include "platform/qat/writer.hpp"
 
 namespace vtu::qat {
@@ -30,20 +31,39 @@ bool anyColumn(const std::vector<FieldPlan>& fields) {
 
 Handle Writer::writeTable(hid_t group, const std::string& link, const qxArray& array,
                           const std::vector<FieldPlan>& plan, int depth) {
-  Handle table = makeGroup(group, link, kit_.groupList());
+  const std::size_t rows = anyRowMembers(plan) || !anyColumn(plan) ? array.dims.elements() : 0;
+  Handle table = writeTableRows(group, link, plan, rows, depth);
   writeTextAttribute(kit_, table.get(), kKindAttribute, "cell");
   writeTextAttribute(kit_, table.get(), kFormAttribute, "table");
   writeDimsAttribute(table.get(), array.dims);
   writeTextsAttribute(kit_, table.get(), kFieldsAttribute, linksOf(plan));
-  writeColumns(table.get(), plan);
-  if (anyRowMembers(plan) || !anyColumn(plan)) {
-    for (std::size_t i = 0; i < array.dims.elements(); ++i) {
-      const std::string name = std::to_string(i);
-      const Handle row = makeGroup(table.get(), name, kit_.groupList());
-      atPlace(name, [&] { writeRow(row.get(), plan, i, depth + 1); });
-    }
-  }
   return table;
+}
+
+Handle Writer::writeTableRows(hid_t group, const std::string& link, const std::vector<FieldPlan>& plan,
+                              std::size_t rows, int depth) {
+  TableImages images(kit_, shared_, plan, rows, kDeepestNesting - depth);
+  if (images.any()) return writeTableOfImages(group, link, plan, images, depth);
+  Handle table = makeGroup(group, link, kit_.groupList());
+  writeColumns(table.get(), plan);
+  for (std::size_t i = 0; i < rows; ++i) writeRowGroup(table.get(), plan, i, depth);
+  return table;
+}
+
+Handle Writer::writeTableOfImages(hid_t group, const std::string& link, const std::vector<FieldPlan>& plan,
+                                  TableImages& images, int depth) {
+  // What HDF5 makes stands in a group of its own until the table takes it over.
+  const Handle parts(checked(H5Gcreate_anon(file_, kit_.groupList(), H5P_DEFAULT), kStorage, "cannot make a group"));
+  writeColumns(parts.get(), plan);
+  images.writeRows(file_, parts.get(), bytes_);
+  for (const std::size_t row : images.otherRows()) writeRowGroup(parts.get(), plan, row, depth);
+  return images.writeTable(file_, parts.get(), group, link, bytes_);
+}
+
+void Writer::writeRowGroup(hid_t group, const std::vector<FieldPlan>& plan, std::size_t row, int depth) {
+  const std::string name = std::to_string(row);
+  const Handle made = makeGroup(group, name, kit_.groupList());
+  atPlace(name, [&] { writeRow(made.get(), plan, row, depth + 1); });
 }
 
 void Writer::writeColumns(hid_t group, const std::vector<FieldPlan>& fields) {

@@ -11,12 +11,6 @@ namespace {
 constexpr std::size_t kLongestAttributeText = 64U << 10U;
 constexpr std::size_t kMostOpenObjects = 256;
 
-haddr_t addressOf(const Handle& object) {
-  H5O_info_t info;
-  checked(H5Oget_info2(object.get(), &info, H5O_INFO_BASIC), kStorage, "cannot find a new object");
-  return info.addr;
-}
-
 bool isNumericScalar(const qxArray& array) {
   return array.id != qxCHAR && qalc::elementSize(array.id) > 0 && array.dims.size() == 2 && array.dims.elements() == 1;
 }
@@ -29,19 +23,6 @@ std::vector<std::string> encodedFieldNames(const qxArray& array) {
 
 }  // namespace
 
-haddr_t SharedObjects::find(const qxArray& array) {
-  const auto found = known_.find(qalc::storageIdentity(array));
-  if (found == known_.end()) return HADDR_UNDEF;
-  if (found->second.variable != variable_) {
-    if (!holds_(found->second.address, array)) {
-      known_.erase(found);
-      return HADDR_UNDEF;
-    }
-    found->second.variable = variable_;
-  }
-  return found->second.address;
-}
-
 void Writer::writeMember(hid_t group, const std::string& link, const qxArray& array, int depth) {
   if (link.size() > kLongestName) throw Failure(kUnsupported, "a name of " + std::to_string(link.size()) + " bytes");
   if (depth > kDeepestNesting) {
@@ -49,7 +30,7 @@ void Writer::writeMember(hid_t group, const std::string& link, const qxArray& ar
   }
   if (linkKnown(group, link, array)) return;
   const Handle object = writeObject(group, link, array, depth);
-  shared_.add(array, addressOf(object));
+  shared_.add(array, addressOfObject(object.get()));
 }
 
 bool Writer::linkKnown(hid_t group, const std::string& link, const qxArray& array) {

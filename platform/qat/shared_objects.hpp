@@ -1,0 +1,49 @@
+/// @file
+/// What a Qat file holds already, so that an array that is shared is stored once.
+#pragma once
+
+#include <functional>
+#include <unordered_map>
+
+#include "platform/qalc_internal.hpp"
+#include "platform/qat/hdf5.hpp"
+
+namespace vtu::qat {
+
+/// Which arrays a file holds already, by their storage: such an array is linked, not written again.
+///
+/// Within one variable equal storage means an equal value. Between variables the storage may have been written or
+/// reused, so the first hit is compared with what the file holds.
+class SharedObjects final {
+ public:
+  /// Says whether the object at an address holds the array's value.
+  using Comparison = std::function<bool(haddr_t, const qxArray&)>;
+
+  explicit SharedObjects(Comparison comparison) : holds_(std::move(comparison)) {}
+
+  /// From here on every known object is compared before it is used.
+  void beginVariable() { ++variable_; }
+
+  /// Forgets everything; to be called when objects may have been deleted.
+  void clear() { known_.clear(); }
+
+  /// The address of an object with this array's value, or HADDR_UNDEF.
+  [[nodiscard]] haddr_t find(const qxArray& array);
+
+  void add(const qxArray& array, haddr_t address) { known_[qalc::storageIdentity(array)] = {address, variable_}; }
+
+ private:
+  struct Entry {
+    haddr_t address;
+    unsigned long variable;  // the variable for which the address is known to be right
+  };
+
+  Comparison holds_;
+  std::unordered_map<const void*, Entry> known_;
+  unsigned long variable_ = 0;
+};
+
+/// Where the header of an open object stands.
+[[nodiscard]] haddr_t addressOfObject(hid_t object);
+
+}  // namespace vtu::qat
