@@ -7,11 +7,9 @@
 #include <vector>
 
 #include "platform/logging_interval.hpp"
-#include "vtio/core/accessor/scalar.hpp"
-#include "vtio/core/accessor/virtual_bus.hpp"
+#include "vtio/core/accessor/accessor.hpp"
 #include "vtio/core/client/catalogue.hpp"
-#include "vtio/core/client/plain_delivery.hpp"
-#include "vtio/core/utils/top_bus_node.hpp"
+#include "vtio/core/client/quick_accessors.hpp"
 #include "vtio/core/utils/top_nv_bus_node.hpp"
 #include "vtio/mdlref_simtarget/block_path.hpp"
 #include "vtio/mdlref_simtarget/generated_code.hpp"
@@ -22,14 +20,12 @@ namespace mdlref_simtarget {
 namespace {
 
 using vtio::core::accessor::Accessor;
-using vtio::core::accessor::Scalar;
-using vtio::core::accessor::VirtualBus;
 using vtio::core::client::Catalogue;
-using vtio::core::client::PlainDelivery;
+using vtio::core::client::makeAccessor;
+using vtio::core::client::updateAccessor;
 using vtio::core::utils::InportOutportSignalDescriptor;
 using vtio::core::utils::Node;
 using vtio::core::utils::SignalDescriptor;
-using vtio::core::utils::TopBusNode;
 using vtio::core::utils::TopNVBusNode;
 
 constexpr unsigned kRootOutport = 1;
@@ -60,13 +56,6 @@ std::vector<unsigned long> joined(const unsigned* dims1, unsigned numDims1, cons
   const std::vector<unsigned long> rest = widened<unsigned long>(dims2, numDims2);
   result.insert(result.end(), rest.begin(), rest.end());
   return result;
-}
-
-std::unique_ptr<Accessor> makeAccessor(const SignalDescriptor& descriptor, const smartlog::LoggingInterval& interval) {
-  if (dynamic_cast<const TopBusNode*>(descriptor.root()) != nullptr) {
-    return std::make_unique<VirtualBus>(descriptor, interval);
-  }
-  return std::make_unique<Scalar>(descriptor, interval);
 }
 
 // Reads the arguments behind a va_list that was cast to char*: where va_list is an array type, the pointer that it
@@ -143,8 +132,7 @@ void** zetGetAccessor(const void* descriptor, const void* loggingInterval) {
 void zetVtioUpdateAccessor(void* accessorHandle, unsigned index, double time, const void* data) {
   if (data == nullptr) return;
   try {
-    auto& accessor = *inHandle<Accessor>(accessorHandle);
-    if (!PlainDelivery::deliver(accessor, &time, data, index)) accessor.update(&time, data, index);
+    updateAccessor(*inHandle<Accessor>(accessorHandle), &time, data, index);
   } catch (...) {
     // A client's failure must not stop the simulation.
   }
@@ -173,7 +161,7 @@ void* rt_VtioAccessorUpdate(int mode, int numArgs, char* args) {
   const double time = arguments.next<double>();
   const void* data = arguments.next<const void*>();
   const int index = numArgs >= 4 ? arguments.next<int>() : 0;
-  if (data != nullptr) accessor->update(&time, data, static_cast<unsigned long>(long{index}));
+  if (data != nullptr) updateAccessor(*accessor, &time, data, static_cast<unsigned long>(long{index}));
   return nullptr;
 }
 

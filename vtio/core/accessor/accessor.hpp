@@ -2,7 +2,6 @@
 /// Entry point through which the values of one logged signal arrive. See scalar.hpp and virtual_bus.hpp.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -13,8 +12,7 @@
 
 namespace vtio::core::client {
 class Client;
-class PlainDelivery;
-}  // namespace vtio::core::client
+}
 
 namespace vtio::core::accessor {
 
@@ -62,8 +60,6 @@ class VTIO_EXPORT Accessor {
   [[nodiscard]] const smartlog::LoggingInterval& loggingInterval() const { return loggingInterval_; }
 
  private:
-  friend class client::PlainDelivery;
-
   const utils::SignalDescriptor& signalDescriptor_;
   std::vector<client::Client*> clients_;
   const smartlog::LoggingInterval& loggingInterval_;
@@ -71,11 +67,6 @@ class VTIO_EXPORT Accessor {
  protected:
   /// Whether the data given to a virtual bus is the address of a pointer to the leaf's data.
   bool indirectData = false;  // NOLINT(readability-identifier-naming): set under this name by derived accessors
-
- private:
-  // What the per-step path remembers of the signal: see client::PlainDelivery.
-  bool isPlain_ = false;
-  std::uint32_t learnedAt_ = 0;
 };
 
 }  // namespace vtio::core::accessor

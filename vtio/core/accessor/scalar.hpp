@@ -14,6 +14,10 @@ namespace vtio::core::utils {
 class VtioScalarAccessorSnapshotHandler;
 }
 
+namespace vtio::core::client {
+class QuickScalar;
+}
+
 namespace vtio::core::accessor {
 
 /// Applies the logging interval, the decimation and the root's transformation, then delivers to the clients.
@@ -49,7 +53,7 @@ class VTIO_EXPORT Scalar : public Accessor {
 
  private:
   friend class utils::VtioScalarAccessorSnapshotHandler;
-  friend class client::PlainDelivery;
+  friend class client::QuickScalar;
 
   const double* timePointer_;
   const void* dataPointer_;

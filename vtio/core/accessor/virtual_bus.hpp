@@ -14,6 +14,10 @@ namespace vtio::core::utils {
 class VtioVBusAccessorSnapshotHandler;
 }
 
+namespace vtio::core::client {
+class QuickVirtualBus;
+}
+
 namespace vtio::core::accessor {
 
 /// Applies the logging interval, a decimation counted per leaf and the leaf's transformation, then delivers the leaf
@@ -46,7 +50,7 @@ class VTIO_EXPORT VirtualBus : public Accessor {
 
  private:
   friend class utils::VtioVBusAccessorSnapshotHandler;
-  friend class client::PlainDelivery;
+  friend class client::QuickVirtualBus;
 
   VirtualBus(const utils::SignalDescriptor& signalDescriptor, const smartlog::LoggingInterval& loggingInterval,
              std::vector<const double*> timePointers, std::vector<const void*> dataPointers, unsigned long counters);

@@ -13,8 +13,6 @@
 namespace vtio::core::client {
 namespace {
 
-constexpr const char* kStreamedOutports = "DATASET_OUTPORT_LOGGING";
-constexpr const char* kStreamedSignals = "DATASET_SIGNAL_LOGGING";
 constexpr const char16_t* kStreamedOutportsDataset = u"tmp_raccel_yout";
 constexpr const char16_t* kStreamedSignalsDataset = u"tmp_raccel_logsout";
 
@@ -32,9 +30,9 @@ vtu::qxArrayWrapper cellsOfElements(const std::vector<Client*>& clients) {
   return cells;
 }
 
-void putShared(QatFile* file, const char* key, const vtu::qxArrayWrapper& value) {
+void putShared(QatFile* file, Client::clientType type, const vtu::qxArrayWrapper& value) {
   const vtu::qxArrayWrapper copy(qxShareArray(value.get()));
-  qatPutVariable(file, key, copy.get());
+  qatPutVariable(file, Catalogue::getQatfileKey(type).c_str(), copy.get());
 }
 
 [[noreturn]] void reportOpenFailure(const ustring& fileName) {
@@ -43,7 +41,6 @@ void putShared(QatFile* file, const char* key, const vtu::qxArrayWrapper& value)
   std::abort();
 }
 
-// Grouping looks at neighbours, so it works on a list that has been sorted.
 bool anyForeach(const std::vector<Client*>& clients) {
   return std::any_of(clients.begin(), clients.end(),
                      [](const Client* client) { return !client->signalDescriptor().foreachDimensions().empty(); });
@@ -82,6 +79,7 @@ vtu::qxArrayWrapper Catalogue::youtDatasetArray(ustring name) {
   return collection->begin()->second->datasetElement();
 }
 
+// Looks at neighbours only: the list has been sorted, which puts equal descriptors side by side.
 void Catalogue::groupForeachIterationsMetaData(std::vector<Client*>& clients) {
   if (clients.size() < 2 || !anyForeach(clients)) return;
   const std::vector<Client*> sorted = std::exchange(clients, {});
@@ -123,14 +121,14 @@ void Catalogue::saveDatasetsToQatFile(const ustring& fileName) {
   if (file == nullptr) reportOpenFailure(fileName);
   if (usingSigstreamClient()) {
     const vtu::qxArrayWrapper outports = youtDatasetArray(kStreamedOutportsDataset);
-    if (outports && !qxIsEmpty(outports.get())) putShared(file, kStreamedOutports, outports);
+    if (outports && !qxIsEmpty(outports.get())) putShared(file, Client::OutportLogging, outports);
     const vtu::qxArrayWrapper signals = datasetArray(kStreamedSignalsDataset);
-    if (signals) putShared(file, kStreamedSignals, signals);
+    if (signals) putShared(file, Client::SignalLogging, signals);
   } else {
     for (const auto& [name, collection] : datasets_) {
       if (name.empty()) continue;
       const vtu::qxArrayWrapper dataset = datasetArray(name);
-      if (dataset) putShared(file, getQatfileKey(collection->begin()->second->type()).c_str(), dataset);
+      if (dataset) putShared(file, collection->begin()->second->type(), dataset);
     }
   }
   qatClose(file);  // an exception on the way here leaves the file open, with what was written before it

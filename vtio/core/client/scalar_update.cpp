@@ -2,16 +2,16 @@
 // one piece because it runs once per signal and step.
 #include "vtio/core/accessor/scalar.hpp"
 #include "vtio/core/client/client.hpp"
-#include "vtio/core/client/plain_delivery.hpp"
+#include "vtio/core/utils/utilities.hpp"
 
 namespace vtio::core::accessor {
 
 void Scalar::update(const double* time, const void* data, unsigned long /*index*/, client::Client* client) {
   if (!loggingInterval().timeInLoggingInterval(*time)) return;
-  const bool isPlain = client::PlainDelivery::holds(*this);
-  if (decimationCounter_ == (isPlain ? 1 : signalDescriptor().decimation())) {
+  if (decimationCounter_ == signalDescriptor().decimation()) {
     decimationCounter_ = 0;
-    if (!isPlain) data = client::PlainDelivery::transformed(*signalDescriptor().root(), data);
+    const utils::Node& root = *signalDescriptor().root();
+    if (root.transformationPolicies() != nullptr) data = utils::Utilities::policyDataTransformations(root, data);
     if (client != nullptr) {
       client->update(time, data);
     } else {
@@ -21,9 +21,7 @@ void Scalar::update(const double* time, const void* data, unsigned long /*index*
   ++decimationCounter_;
 }
 
-void Scalar::update(const double* time, const void* data, unsigned long index) {
-  if (!client::PlainDelivery::deliver(*this, time, data)) update(time, data, index, nullptr);
-}
+void Scalar::update(const double* time, const void* data, unsigned long index) { update(time, data, index, nullptr); }
 
 void Scalar::update(unsigned long index) { update(timePointer_, dataPointer_, index, nullptr); }
 

@@ -2,21 +2,21 @@
 // in one piece because it runs once per leaf and step.
 #include "vtio/core/accessor/virtual_bus.hpp"
 #include "vtio/core/client/client.hpp"
-#include "vtio/core/client/plain_delivery.hpp"
+#include "vtio/core/utils/utilities.hpp"
 
 namespace vtio::core::accessor {
 
 void VirtualBus::update(const double* time, const void* data, unsigned long leafIndex, client::Client* client) {
   if (!loggingInterval().timeInLoggingInterval(*time)) return;
-  const bool isPlain = client::PlainDelivery::holds(*this);
   unsigned long& counter = decimationCounters_[leafIndex];
-  if (counter == (isPlain ? 1 : signalDescriptor().decimation())) {
+  if (counter == signalDescriptor().decimation()) {
     counter = 0;
     if (indirectData) {
       data = *static_cast<const void* const*>(data);
       if (data == nullptr) return;  // the counter stays at 0: the next delivery comes one call late
     }
-    if (!isPlain) data = client::PlainDelivery::transformed(*leaves_[leafIndex], data);
+    const utils::Node& leaf = *leaves_[leafIndex];
+    if (leaf.transformationPolicies() != nullptr) data = utils::Utilities::policyDataTransformations(leaf, data);
     if (client != nullptr) {
       client->update(leafIndex, time, data);
     } else {
@@ -27,7 +27,7 @@ void VirtualBus::update(const double* time, const void* data, unsigned long leaf
 }
 
 void VirtualBus::update(const double* time, const void* data, unsigned long leafIndex) {
-  if (!client::PlainDelivery::deliver(*this, time, data, leafIndex)) update(time, data, leafIndex, nullptr);
+  update(time, data, leafIndex, nullptr);
 }
 
 void VirtualBus::update(unsigned long leafIndex) {

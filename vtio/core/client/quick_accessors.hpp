@@ -1,0 +1,106 @@
+/// @file
+/// The accessors that generated code gets: Scalar and VirtualBus with a short way for the steps that nearly all steps
+/// are. Not installed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <typeinfo>
+
+#include "vtio/core/accessor/scalar.hpp"
+#include "vtio/core/accessor/virtual_bus.hpp"
+#include "vtio/core/client/client.hpp"
+#include "vtio/core/utils/delivery_epoch.hpp"
+#include "vtio/core/utils/node.hpp"
+
+namespace vtio::core::client {
+
+/// Whether a signal is plain: every sample inside the logging interval goes to the clients as it is, because its decimation
+/// is 1 and none of its nodes transforms data. Most signals are. Remembering it spares each step the way to the descriptor
+/// and to the nodes, which is most of what a step costs in a model of a thousand signals.
+class PlainSignal final {
+ public:
+  /// True if it was plain when last looked at and nothing has changed since.
+  [[nodiscard]] bool isKnown() const { return plainAt_ == utils::DeliveryEpoch::now(); }
+
+  /// Looks, if something has changed since it last did.
+  /// @param nodes The nodes that the accessor delivers.
+  void look(const utils::SignalDescriptor& descriptor, const utils::Node* const* nodes, std::size_t count);
+
+ private:
+  std::uint32_t plainAt_ = 0;   // when it was found to be plain; 0 for never
+  std::uint32_t lookedAt_ = 0;  // when it was looked at
+};
+
+/// Scalar, short where a plain signal has one client and the time is logged as the last one was.
+class QuickScalar final : public accessor::Scalar {
+ public:
+  QuickScalar(const utils::SignalDescriptor& descriptor, const smartlog::LoggingInterval& interval)
+      : Scalar(descriptor, interval) {}
+
+  using Scalar::update;
+
+  void update(const double* time, const void* data, unsigned long index) override {
+    if (!isShort(*time)) return updateAtLength(time, data, index);
+    decimationCounter_ = 0;
+    clients().front()->update(time, data);
+    ++decimationCounter_;
+  }
+
+ private:
+  [[nodiscard]] bool isShort(double time) const {
+    return loggingInterval().isLoggedAsLastTime(time) && signal_.isKnown() && clients().size() == 1 &&
+           decimationCounter_ == 1;
+  }
+
+  void updateAtLength(const double* time, const void* data, unsigned long index);
+
+  PlainSignal signal_;
+};
+
+/// VirtualBus, short in the same cases.
+class QuickVirtualBus final : public accessor::VirtualBus {
+ public:
+  QuickVirtualBus(const utils::SignalDescriptor& descriptor, const smartlog::LoggingInterval& interval)
+      : VirtualBus(descriptor, interval) {}
+
+  using VirtualBus::update;
+
+  void update(const double* time, const void* data, unsigned long leafIndex) override {
+    if (!isShort(*time, leafIndex)) return updateAtLength(time, data, leafIndex);
+    unsigned long& counter = decimationCounters_[leafIndex];
+    counter = 0;
+    clients().front()->update(leafIndex, time, data);
+    ++counter;
+  }
+
+ private:
+  [[nodiscard]] bool isShort(double time, unsigned long leafIndex) const {
+    return loggingInterval().isLoggedAsLastTime(time) && signal_.isKnown() && clients().size() == 1 &&
+           decimationCounters_[leafIndex] == 1;
+  }
+
+  void updateAtLength(const double* time, const void* data, unsigned long leafIndex);
+
+  PlainSignal signal_;
+};
+
+/// The accessor of a descriptor: QuickVirtualBus for a root of class TopBusNode, else QuickScalar. Both references must
+/// outlive it.
+[[nodiscard]] std::unique_ptr<accessor::Accessor> makeAccessor(const utils::SignalDescriptor& descriptor,
+                                                               const smartlog::LoggingInterval& interval);
+
+/// accessor.update(time, data, index), without a virtual call for what makeAccessor() makes.
+inline void updateAccessor(accessor::Accessor& accessor, const double* time, const void* data, unsigned long index) {
+  const std::type_info* type = &typeid(accessor);
+  if (type == &typeid(QuickScalar)) {
+    static_cast<QuickScalar&>(accessor).update(time, data, index);
+  } else if (type == &typeid(QuickVirtualBus)) {
+    static_cast<QuickVirtualBus&>(accessor).update(time, data, index);
+  } else {
+    accessor.update(time, data, index);
+  }
+}
+
+}  // namespace vtio::core::client
