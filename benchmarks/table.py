@@ -18,8 +18,11 @@ WAYS = {
     "accessorBus": ("virtual bus, accessor", "floorBus"),
 }
 JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
-    "recordEntry": ("record 1000 signals x 2000, C entry", "floorAppend", 3.0, "ms", 1e-3),
-    "recordAccessor": ("record 1000 signals x 2000, accessor", "floorAppend", None, "ms", 1e-3),
+    "recordEntry/layout:0": ("record 1000 signals x 2000, C entry", "floorAppend/layout:0", 3.0, "ms", 1e-3),
+    "recordEntry/layout:1": ("record 1000 signals x 2000, C entry, scattered", "floorAppend/layout:1", 3.0, "ms", 1e-3),
+    "recordAccessor/layout:0": ("record 1000 signals x 2000, accessor", "floorAppend/layout:0", None, "ms", 1e-3),
+    "recordAccessor/layout:1": ("record 1000 signals x 2000, accessor, scattered", "floorAppend/layout:1", None,
+                                "ms", 1e-3),
     "save/signals:1000/samples:20000": ("save 1000 signals x 20 000", "floorWrite/signals:1000/samples:20000", 2.0,
                                         "ms", 1e-3),
     "save/signals:10000/samples:1000": ("save 10 000 signals x 1000", "floorWrite/signals:10000/samples:1000", 6.0,
