@@ -138,11 +138,14 @@ vtu::qxArrayWrapper MemoryRecorder::datasetElement() {
     nodes.set(0, std::move(values));
     for (std::size_t i = 0; i < foreachMembers().size(); ++i) {
       Client& member = *foreachMembers()[i];
-      const auto* recorder = dynamic_cast<const MemoryRecorder*>(&member);
-      iterations.push_back(recorder != nullptr ? recorder->foreachIteration()
-                                               : member.signalDescriptor().foreachIterationIdx());
-      nodes.set(i + 1, recorder != nullptr ? nodeStructure(*member.signalDescriptor().root(), recorder->state_->streams)
-                                           : valuesOfElement(member.datasetElement()));
+      const SignalDescriptor& signal = member.signalDescriptor();
+      if (const auto* recorder = dynamic_cast<const MemoryRecorder*>(&member)) {
+        iterations.push_back(recorder->foreachIteration());
+        nodes.set(i + 1, nodeStructure(*signal.root(), recorder->state_->streams));
+      } else {
+        iterations.push_back(signal.foreachIterationIdx());
+        nodes.set(i + 1, valuesOfElement(member.datasetElement()));
+      }
     }
     values = std::move(nodes);
   }
