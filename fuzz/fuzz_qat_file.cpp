@@ -1,4 +1,5 @@
-// Qat files made of arbitrary bytes: opening, listing and reading them ends with arrays or an error, whatever they say.
+// Qat files made of arbitrary bytes: opening, listing, reading and changing them ends with arrays or an error, whatever
+// they say. qat_mutator.cpp makes the bytes.
 #include <unistd.h>
 
 #include <cstddef>
@@ -9,6 +10,7 @@
 
 #include "platform/qalc.hpp"
 #include "platform/qat.hpp"
+#include "platform/qat/checksum.hpp"
 
 namespace {
 
@@ -36,17 +38,37 @@ void readAll(QatFile* file) {
   qxFree(names);
 }
 
+void readFile() {
+  QatFile* file = qatOpen(scratchFile().c_str(), "r");
+  require(file != nullptr || *qatLastError() != '\0');
+  if (file == nullptr) return;
+  readAll(file);
+  require(qatClose(file) == 0);
+}
+
+/// One variable is added, one replaced and one deleted.
+void changeFile() {
+  QatFile* file = qatOpen(scratchFile().c_str(), "u");
+  require(file != nullptr || *qatLastError() != '\0');
+  if (file == nullptr) return;
+  qxArray* text = qxCreateString("new");
+  int count = 0;
+  char** names = qatGetVariableNames(file, &count);
+  qatPutVariable(file, "another", text);
+  if (names != nullptr && count > 0) qatPutVariable(file, names[0], text);
+  if (names != nullptr && count > 1) qatDeleteVariable(file, names[count - 1]);
+  qxFree(names);
+  qxDestroyArray(text);
+  qatClose(file);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::ofstream(scratchFile(), std::ios::binary)
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
-  QatFile* file = qatOpen(scratchFile().c_str(), "r");
-  require(file != nullptr || *qatLastError() != '\0');
-  if (file != nullptr) {
-    readAll(file);
-    require(qatClose(file) == 0);
-  }
+  readFile();
+  if (vtu::qat::metadataChecksum(data, size) % 4 == 0) changeFile();
   unlink(scratchFile().c_str());
   return 0;
 }

@@ -143,7 +143,7 @@ bool File::inspect() {
   const Superblock superblock = readSuperblock(descriptor.get(), bytes.size());
   if (superblock.markedAsOpen()) return true;
   source_.emplace(bytes);
-  integrity_.emplace(*source_);
+  integrity_.emplace(*source_, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
   integrity_->requireExtension(superblock.extension);
   integrity_->requireObject(superblock.rootAddress);
   return false;
@@ -159,7 +159,7 @@ void File::takeDescriptor(hid_t accessList) {
     source_->use(bytes_);
   } else {
     source_.emplace(bytes_);
-    integrity_.emplace(*source_);
+    integrity_.emplace(*source_, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
   }
   root_ = Handle(checked(H5Gopen2(file_.get(), "/", H5P_DEFAULT), kDamaged, "its root group cannot be opened"));
 }

@@ -46,6 +46,9 @@ list(APPEND VTIO_QAT_SOURCES
   qat/integrity/object_header.hpp
   qat/integrity/tree.cpp
   qat/integrity/tree.hpp
+  qat/integrity/file_source.cpp
+  qat/integrity/heap_free_space.cpp
+  qat/integrity/purpose.hpp
   qat/kit.cpp
   qat/kit.hpp
   qat/link_index_image.cpp

@@ -37,8 +37,8 @@ std::uint64_t identityAt(Cursor record, std::size_t bytes) { return record.numbe
 
 }  // namespace
 
-void checkDenseLinks(Blocks& blocks, const DenseInfo& info, std::vector<std::uint64_t>& targets) {
-  const Heap heap(blocks, info.heap, kLinkIdBytes);
+void checkDenseLinks(Blocks& blocks, const DenseInfo& info, Purpose purpose, std::vector<std::uint64_t>& targets) {
+  const Heap heap(blocks, info.heap, kLinkIdBytes, purpose);
   Identities byName, byOrder;
   std::uint32_t last = 0;
   readTree(blocks, info.nameIndex, TreeType::linkNames, kHashBytes + kLinkIdBytes, [&](Cursor record) {
@@ -56,8 +56,8 @@ void checkDenseLinks(Blocks& blocks, const DenseInfo& info, std::vector<std::uin
   requireSame({"tree header", info.orderIndex}, byName, byOrder);
 }
 
-void checkDenseAttributes(Blocks& blocks, const DenseInfo& info, const NamedTypes& named) {
-  const Heap heap(blocks, info.heap, kAttributeIdBytes);
+void checkDenseAttributes(Blocks& blocks, const DenseInfo& info, Purpose purpose, const NamedTypes& named) {
+  const Heap heap(blocks, info.heap, kAttributeIdBytes, purpose);
   constexpr std::size_t kRecord = kAttributeIdBytes + 1 + kAttributeOrderBytes;
   constexpr unsigned kShared = 2;
   Identities byName, byOrder;

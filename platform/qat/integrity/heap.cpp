@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <iterator>
 
 #include "platform/qat/checksum.hpp"
 #include "platform/qat/failure.hpp"
@@ -21,7 +22,7 @@ std::size_t bytesForLimit(std::uint64_t limit) { return log2Of(limit) / 8 + 1; }
 
 }  // namespace
 
-Heap::Heap(Blocks& blocks, std::uint64_t address, std::size_t idBytes)
+Heap::Heap(Blocks& blocks, std::uint64_t address, std::size_t idBytes, Purpose purpose)
     : blocks_(blocks), address_(address), idBytes_(idBytes) {
   const Block header = blocks_.take({"heap header", address}, kHeaderBytes);
   Cursor at = header.cursor();
@@ -34,7 +35,11 @@ Heap::Heap(Blocks& blocks, std::uint64_t address, std::size_t idBytes)
   const std::uint64_t largestObject = at.u32();
   at.skip(8);
   const std::uint64_t hugeTree = at.u64();
-  at.skip(5 * 8);  // free space and its manager, sizes, and where the next block goes
+  at.skip(8);
+  const std::uint64_t freeSpace = at.u64();
+  const std::uint64_t span = at.u64();
+  at.skip(8);
+  at.require(at.u64() <= span, "its next block would be outside it");
   at.skip(2 * 8);
   const std::uint64_t hugeCount = at.u64();
   at.skip(8);
@@ -53,6 +58,7 @@ Heap::Heap(Blocks& blocks, std::uint64_t address, std::size_t idBytes)
     }
   }
   readHuge(hugeTree, hugeCount);
+  if (purpose == Purpose::changing) checkFreeSpace(freeSpace);
 }
 
 void Heap::readShape(Cursor& at, std::uint64_t largestObject) {
@@ -137,6 +143,11 @@ void Heap::readHuge(std::uint64_t tree, std::uint64_t count) {
   if (found != count) throw Failure(kDamaged, inWords(place) + ": the number of its large objects is wrong");
 }
 
+std::map<std::uint64_t, Block>::const_iterator Heap::blockAt(std::uint64_t offset) const {
+  const auto after = direct_.upper_bound(offset);
+  return after == direct_.begin() ? direct_.end() : std::prev(after);
+}
+
 Cursor Heap::object(Cursor id) const {
   const unsigned kind = id.u8();
   id.require((kind & 0xC0U) == 0, "the identity of a heap object has an unknown version");
@@ -148,14 +159,13 @@ Cursor Heap::object(Cursor id) const {
   id.require(kind >> 4U == kManaged, "the identity of a heap object has an unknown kind");
   const std::uint64_t offset = id.number(shape_.offsetBytes);
   const std::uint64_t length = id.number(shape_.lengthBytes);
-  auto found = direct_.upper_bound(offset);
-  if (found == direct_.begin()) id.fail("a heap object is missing");
-  --found;
+  const auto found = blockAt(offset);
+  id.require(found != direct_.end(), "a heap object is missing");
   const Block& block = found->second;
   const std::uint64_t within = offset - found->first;
-  const std::uint64_t prefix = 5 + 8 + shape_.offsetBytes + (checksums_ ? 4 : 0);
-  id.require(length > 0 && within >= prefix && within < block.bytes.size() && length <= block.bytes.size() - within,
-             "a heap object is missing");
+  id.require(
+      length > 0 && within >= prefixBytes() && within < block.bytes.size() && length <= block.bytes.size() - within,
+      "a heap object is missing");
   return {block.bytes.data() + within, length, {"heap object", block.place.address + within}};
 }
 

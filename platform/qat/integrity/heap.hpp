@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/qat/integrity/blocks.hpp"
+#include "platform/qat/integrity/purpose.hpp"
 
 namespace vtu::qat {
 
@@ -15,7 +16,7 @@ class Heap final {
  public:
   /// Reads the heap at an address. @param idBytes What its users keep of an object's identity, in bytes.
   /// @throws Failure when anything in it contradicts itself.
-  Heap(Blocks& blocks, std::uint64_t address, std::size_t idBytes);
+  Heap(Blocks& blocks, std::uint64_t address, std::size_t idBytes, Purpose purpose);
 
   /// The bytes of the object with an identity; they live as long as the heap. @throws Failure when there is none.
   [[nodiscard]] Cursor object(Cursor id) const;
@@ -35,6 +36,15 @@ class Heap final {
   void readDirect(std::uint64_t address, std::uint64_t offset, std::uint64_t size);
   void readIndirect(std::uint64_t address, std::uint64_t offset, unsigned rows, int depth);
   void readHuge(std::uint64_t tree, std::uint64_t count);
+  [[nodiscard]] std::size_t prefixBytes() const { return 5 + 8 + shape_.offsetBytes + (checksums_ ? 4 : 0); }
+  [[nodiscard]] std::map<std::uint64_t, Block>::const_iterator blockAt(std::uint64_t offset) const;
+
+  struct FreeSections {
+    std::uint64_t address, count, largest;
+  };
+  void checkFreeSpace(std::uint64_t address);
+  void checkFreeSections(const FreeSections& sections, std::uint64_t size, std::uint64_t owner);
+  void checkFreeSection(Cursor& list, std::uint64_t bytes) const;
   void readPrefix(Cursor& at, std::string_view signature, std::uint64_t offset) const;
 
   Blocks& blocks_;

@@ -71,9 +71,10 @@ void Integrity::requireObject(std::uint64_t address) {
     const std::uint64_t next = open.back();
     open.pop_back();
     if (!seen.insert(next).second) continue;
-    const Verdict& verdict = check(next);
-    if (verdict.failure) throw Failure(*verdict.failure);
-    open.insert(open.end(), verdict.types.begin(), verdict.types.end());
+    const Verdict* verdict = check(next);
+    if (verdict == nullptr) continue;
+    if (verdict->failure) throw Failure(*verdict->failure);
+    open.insert(open.end(), verdict->types.begin(), verdict->types.end());
   }
 }
 
@@ -85,8 +86,9 @@ void Integrity::requireTree(std::uint64_t address) {
     open.pop_back();
     if (!seen.insert(next).second) continue;
     requireObject(next);
-    const auto& targets = verdicts_.at(next).targets;
-    open.insert(open.end(), targets.begin(), targets.end());
+    if (const Verdict* verdict = check(next)) {
+      open.insert(open.end(), verdict->targets.begin(), verdict->targets.end());
+    }
   }
 }
 
@@ -96,9 +98,9 @@ void Integrity::forget() {
   namedTypes_.clear();
 }
 
-const Integrity::Verdict& Integrity::check(std::uint64_t address) {
-  const auto found = verdicts_.find(address);
-  if (found != verdicts_.end()) return found->second;
+const Integrity::Verdict* Integrity::check(std::uint64_t address) {
+  const auto [found, isNew] = verdicts_.try_emplace(address);
+  if (!isNew) return found->second.get();
   Verdict verdict;
   usedTypes_.clear();
   try {
@@ -107,7 +109,11 @@ const Integrity::Verdict& Integrity::check(std::uint64_t address) {
     verdict.failure = failure;
   }
   verdict.types = std::move(usedTypes_);
-  return verdicts_.emplace(address, std::move(verdict)).first->second;
+  if (purpose_ == Purpose::reading) verdict.targets.clear();
+  if (!verdict.failure && verdict.targets.empty() && verdict.types.empty()) return nullptr;
+  std::unique_ptr<Verdict>& kept = verdicts_[address];
+  kept = std::make_unique<Verdict>(std::move(verdict));
+  return kept.get();
 }
 
 void Integrity::checkObject(std::uint64_t address, std::vector<std::uint64_t>& targets) {
@@ -128,12 +134,12 @@ void Integrity::checkMessage(const Message& message, std::vector<std::uint64_t>&
       break;
     case MessageType::linkInfo:
       if (const DenseInfo info = readLinkInfo(message.body); info.heap != kNoAddress) {
-        checkDenseLinks(blocks_, info, targets);
+        checkDenseLinks(blocks_, info, purpose_, targets);
       }
       break;
     case MessageType::attributeInfo:
       if (const DenseInfo info = readAttributeInfo(message.body); info.heap != kNoAddress) {
-        checkDenseAttributes(blocks_, info, named);
+        checkDenseAttributes(blocks_, info, purpose_, named);
       }
       break;
     case MessageType::link:
