@@ -1,6 +1,7 @@
 #include "control.h"
 
 #include <math.h>
+#include <stddef.h>
 #include <string.h>
 
 #include "vector_math.h"
@@ -72,7 +73,7 @@ static double clamp(double value, double limit) { return fmax(-limit, fmin(limit
 /// Opens, axis by axis, the thruster that works against a rate outside the deadband.
 static void dampWithThrusters(const ControlParameters* control, const SpacecraftState* state,
                               SpacecraftInputs* inputs) {
-  for (int axis = 0; axis < 3; ++axis) {
+  for (size_t axis = 0; axis < 3; ++axis) {
     inputs->valveOpen[2 * axis] = state->rate[axis] < -control->rateDeadband;
     inputs->valveOpen[2 * axis + 1] = state->rate[axis] > control->rateDeadband;
   }

@@ -1,4 +1,4 @@
-#define _POSIX_C_SOURCE 200809L  // fileno, isatty
+#define _POSIX_C_SOURCE 200809L  // NOLINT(bugprone-reserved-identifier): asks for fileno and isatty
 
 #include "progress.h"
 

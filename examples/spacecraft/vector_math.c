@@ -1,6 +1,7 @@
 #include "vector_math.h"
 
 #include <math.h>
+#include <stddef.h>
 
 double vectorDot(const double a[3], const double b[3]) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; }
 
@@ -26,7 +27,7 @@ void matrixTimesVector(const double matrix[9], const double a[3], double result[
 
 void matrixInverse(const double matrix[9], double result[9]) {
   double cofactors[9];  // column k: cross product of the two columns after column k
-  for (int column = 0; column < 3; ++column) {
+  for (size_t column = 0; column < 3; ++column) {
     vectorCross(matrix + 3 * ((column + 1) % 3), matrix + 3 * ((column + 2) % 3), cofactors + 3 * column);
   }
   const double determinant = vectorDot(matrix, cofactors);

@@ -64,7 +64,7 @@ class Arguments {
  public:
   explicit Arguments(char* list) {
     if constexpr (std::is_array_v<std::va_list>) {
-      va_copy(list_, *reinterpret_cast<std::va_list*>(list));
+      va_copy(list_, *reinterpret_cast<std::va_list*>(list));  // NOLINT(clang-analyzer-valist.Uninitialized)
     } else {
       va_copy(list_, reinterpret_cast<std::va_list&>(list));
     }

@@ -31,7 +31,7 @@ LeafIterator::LeafIterator(const Node& root, bool stopAtNVBus, bool loopArraysOf
   goToLeaf();
 }
 
-LeafIterator::LeafIterator(LeafIterator&& other)
+LeafIterator::LeafIterator(LeafIterator&& other)  // NOLINT(performance-noexcept-move-constructor)
     : pending_(std::move(other.pending_)),
       stopAtNVBus_(other.stopAtNVBus_),
       loopArraysOfBuses_(other.loopArraysOfBuses_) {}

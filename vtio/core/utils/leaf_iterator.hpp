@@ -28,7 +28,7 @@ class VTIO_EXPORT LeafIterator {
   ///   n < 1.
   LeafIterator(const Node& root, bool stopAtNVBus, bool loopArraysOfBuses);
 
-  LeafIterator(LeafIterator&& other);
+  LeafIterator(LeafIterator&& other);  // NOLINT(performance-noexcept-move-constructor): moving a deque may allocate
   LeafIterator(const LeafIterator&) = delete;
   LeafIterator& operator=(const LeafIterator&) = delete;
   LeafIterator& operator=(LeafIterator&&) = delete;

@@ -6,7 +6,8 @@ namespace vtio::core::utils {
 
 LeafNVBusIterator::LeafNVBusIterator(const Node& root) : LeafIterator(root, true, false) {}
 
-LeafNVBusIterator::LeafNVBusIterator(LeafNVBusIterator&& other) : LeafIterator(std::move(other)) {}
+LeafNVBusIterator::LeafNVBusIterator(LeafNVBusIterator&& other)  // NOLINT(performance-noexcept-move-constructor)
+    : LeafIterator(std::move(other)) {}
 
 LeafNVBusIterator::~LeafNVBusIterator() = default;
 

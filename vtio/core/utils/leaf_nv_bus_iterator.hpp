@@ -10,7 +10,7 @@ namespace vtio::core::utils {
 class VTIO_EXPORT LeafNVBusIterator : public LeafIterator {
  public:
   explicit LeafNVBusIterator(const Node& root);
-  LeafNVBusIterator(LeafNVBusIterator&& other);
+  LeafNVBusIterator(LeafNVBusIterator&& other);  // NOLINT(performance-noexcept-move-constructor): as the base
   ~LeafNVBusIterator() override;
 
   /// The current node whatever its class; null at the end.
