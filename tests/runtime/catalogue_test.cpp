@@ -77,6 +77,16 @@ TEST(CatalogueStartTest, sequenceNumbersCountFromOne) {
   EXPECT_EQ(catalogue.sequenceNumber(), 2u);
 }
 
+// What every overload passes through: the arguments 2, 30, 4, "name", "pro" and 5 in their order.
+void expectCommonArguments(const SignalDescriptor& made) {
+  EXPECT_EQ(made.numberOfInputPorts(), 2u);
+  EXPECT_EQ(made.maxPoints(), 30u);
+  EXPECT_EQ(made.decimation(), 4u);
+  EXPECT_EQ(made.signalName(), u"name");
+  EXPECT_EQ(made.propagatedName(), u"pro");
+  EXPECT_EQ(made.connectedPortIndex(), 5u);
+}
+
 TEST(CatalogueDescriptorTest, ordinarySignalWithoutForeach) {
   Catalogue catalogue;
   auto root = makeLeaf(u"leaf");
@@ -122,12 +132,7 @@ TEST(CatalogueDescriptorTest, outportWithoutForeach) {
   ASSERT_NE(port, nullptr);
   EXPECT_EQ(port->portType(), InportOutportSignalDescriptor::outport);
   EXPECT_EQ(port->inportOrder(), 0u);
-  EXPECT_EQ(made.numberOfInputPorts(), 2u);
-  EXPECT_EQ(made.maxPoints(), 30u);
-  EXPECT_EQ(made.decimation(), 4u);
-  EXPECT_EQ(made.signalName(), u"name");
-  EXPECT_EQ(made.propagatedName(), u"pro");
-  EXPECT_EQ(made.connectedPortIndex(), 5u);
+  expectCommonArguments(made);
   EXPECT_TRUE(made.foreachDimensions().empty());
 }
 
@@ -168,12 +173,7 @@ TEST(CatalogueDescriptorTest, inportWithItsOrder) {
   ASSERT_NE(port, nullptr);
   EXPECT_EQ(port->portType(), InportOutportSignalDescriptor::inport);
   EXPECT_EQ(port->inportOrder(), 6u);
-  EXPECT_EQ(made.numberOfInputPorts(), 2u);
-  EXPECT_EQ(made.maxPoints(), 30u);
-  EXPECT_EQ(made.decimation(), 4u);
-  EXPECT_EQ(made.signalName(), u"name");
-  EXPECT_EQ(made.propagatedName(), u"pro");
-  EXPECT_EQ(made.connectedPortIndex(), 5u);
+  expectCommonArguments(made);
   EXPECT_TRUE(made.foreachDimensions().empty());
 }
 
