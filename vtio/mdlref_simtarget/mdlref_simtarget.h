@@ -32,8 +32,14 @@
 #include <stdbool.h>
 #endif
 
-/* Called at every step: without the detour through the linker's stubs. */
-#define VTIO_ENTRY __attribute__((visibility("default"), noplt))
+#define VTIO_ENTRY __attribute__((visibility("default")))
+
+/* What is called at every step is called without the detour through the linker's stubs, where the compiler can do that. */
+#if defined(__GNUC__) && !defined(__clang__)
+#define VTIO_STEP_ENTRY VTIO_ENTRY __attribute__((noplt))
+#else
+#define VTIO_STEP_ENTRY VTIO_ENTRY
+#endif
 
 #ifdef __cplusplus
 namespace mdlref_simtarget {
@@ -142,7 +148,7 @@ VTIO_ENTRY void** zetGetAccessor(const void* descriptor, const void* loggingInte
 /// Hands one sample over. Does nothing for null data; failures are dropped.
 /// @param index Leaf position in a virtual bus; ignored otherwise.
 /// @param time Seconds.
-VTIO_ENTRY void zetVtioUpdateAccessor(void* accessorHandle, unsigned index, double time, const void* data);
+VTIO_STEP_ENTRY void zetVtioUpdateAccessor(void* accessorHandle, unsigned index, double time, const void* data);
 
 /// The raw pointer in the cell of a catalogue or accessor handle.
 VTIO_ENTRY void* zetGetPointerFromUniquePtr(void* handle);
@@ -158,7 +164,7 @@ VTIO_ENTRY bool zetLogRootOutport(const void* catalogue);
 /// numArgs >= 4, int index. Acts only for mode 1.
 /// @param args The platform's va_list, cast to char*.
 /// @return Null.
-VTIO_ENTRY void* rt_VtioAccessorUpdate(int mode, int numArgs, char* args);
+VTIO_STEP_ENTRY void* rt_VtioAccessorUpdate(int mode, int numArgs, char* args);
 
 /// Destroys the raw accessor that is the one argument in the list. Acts only for mode 1.
 /// @param args The platform's va_list, cast to char*.
