@@ -23,8 +23,10 @@ using core::utils::VtioClientSnapshotElement;
 std::shared_ptr<TimeBase> makeTimeBase() { return std::make_shared<TimeBase>(); }
 
 struct MemoryRecorder::State {
-  State(const SignalDescriptor& descriptor, std::shared_ptr<TimeBase> times)
-      : timeBase(std::move(times)), layout(readLayout(descriptor)), cursors(timeBase->cursors().take(layout.size())) {
+  State(const SignalDescriptor& descriptor, std::shared_ptr<TimeBase> times, SampleOrder order)
+      : timeBase(std::move(times)),
+        layout(readLayout(descriptor, order)),
+        cursors(timeBase->cursors().take(layout.size())) {
     streams.reserve(layout.size());
     for (std::size_t i = 0; i < layout.size(); ++i) {
       streams.emplace_back(layout[i], descriptor.maxPoints(), *timeBase, cursors[i]);
@@ -96,14 +98,15 @@ class MemoryRecorder::SnapshotHandler final : public vtsim::SnapshotHandler<Reco
   std::shared_ptr<State> state_;
 };
 
-MemoryRecorder::MemoryRecorder(const SignalDescriptor& descriptor)
-    : MemoryRecorder(defaultType(descriptor), descriptor) {}
+MemoryRecorder::MemoryRecorder(const SignalDescriptor& descriptor, SampleOrder order)
+    : MemoryRecorder(defaultType(descriptor), descriptor, nullptr, order) {}
 
-MemoryRecorder::MemoryRecorder(clientType type, const SignalDescriptor& descriptor, std::shared_ptr<TimeBase> times)
+MemoryRecorder::MemoryRecorder(clientType type, const SignalDescriptor& descriptor, std::shared_ptr<TimeBase> times,
+                               SampleOrder order)
     : Client(type, descriptor),
       cursors_(nullptr),
       positions_(0),
-      state_(std::make_shared<State>(descriptor, times != nullptr ? std::move(times) : makeTimeBase())) {
+      state_(std::make_shared<State>(descriptor, times != nullptr ? std::move(times) : makeTimeBase(), order)) {
   cursors_ = state_->cursors.get();
   positions_ = state_->streams.size();
 }

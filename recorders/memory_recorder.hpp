@@ -18,6 +18,7 @@
 #include "platform/qalc.hpp"
 #include "platform/snapshot.hpp"
 #include "recorders/export.hpp"
+#include "recorders/sample_order.hpp"
 #include "vtio/core/client/client.hpp"
 #include "vtio/core/utils/signal_descriptor.hpp"
 
@@ -37,7 +38,8 @@ class TimeBase;
 /// A descriptor with a limit of points N keeps the newest N samples of each leaf. Samples that several leaves, or several
 /// recorders with one time base, receive at the same times share the storage of these times.
 ///
-/// A sample's values are taken in the order in which they stand in memory, the last dimension fastest, as in C arrays.
+/// A sample's values are taken in the order in which they stand in memory, the last dimension fastest, as in C
+/// arrays. Those of a model that delivers the first dimension fastest are put in that order: SampleOrder::columnMajor.
 /// The text of a string leaf is copied when it is delivered: a leaf of its own delivers an address, inside a
 /// non-virtual bus the text itself stands at the leaf's offset. Offsets that the tree does not give (a virtual bus
 /// inside a non-virtual one, a nested bus of unknown size) follow each other without gaps.
@@ -48,12 +50,13 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
  public:
   /// A recorder with the type that belongs to the signal: OutportLogging for a root outport, else SignalLogging.
   /// @param descriptor Must outlive the recorder's use; its limit of points is read here.
+  /// @param order In which the elements of a matrix are delivered.
   /// @throws std::invalid_argument with the name of the leaf if the tree cannot be recorded.
-  explicit MemoryRecorder(const core::utils::SignalDescriptor& descriptor);
+  explicit MemoryRecorder(const core::utils::SignalDescriptor& descriptor, SampleOrder order = SampleOrder::rowMajor);
 
   /// @param times Shared with other recorders, which is why it is counted; null: one of its own.
   MemoryRecorder(clientType type, const core::utils::SignalDescriptor& descriptor,
-                 std::shared_ptr<TimeBase> times = nullptr);
+                 std::shared_ptr<TimeBase> times = nullptr, SampleOrder order = SampleOrder::rowMajor);
   ~MemoryRecorder() override;
 
   MemoryRecorder(const MemoryRecorder&) = delete;

@@ -39,6 +39,14 @@ extern "C" {
 /// Records the signals of one catalogue.
 typedef struct VtioRecordingSession VtioRecordingSession;
 
+/// The order in which a model delivers the elements of a matrix sample. It concerns leaves and arrays of buses of two
+/// or more dimensions above 1. What is recorded does not depend on it: element (n, i, j) of the data is sample n at
+/// (i, j).
+enum VtioSampleOrder {
+  VTIO_SAMPLES_ROW_MAJOR = 0,    ///< last index fastest, as in C arrays; so it is unless set otherwise
+  VTIO_SAMPLES_COLUMN_MAJOR = 1  ///< first index fastest
+};
+
 /// Makes a session.
 /// @param catalogue The raw catalogue.
 /// @return The session; null on failure.
@@ -46,6 +54,11 @@ VTIO_RECORDERS_EXPORT VtioRecordingSession* vtioRecordingCreate(void* catalogue)
 
 /// Releases a session. The recorders stay with the catalogue.
 VTIO_RECORDERS_EXPORT void vtioRecordingDestroy(VtioRecordingSession* session);
+
+/// Sets the order of the signals that are attached from now on.
+/// @param order VTIO_SAMPLES_ROW_MAJOR or VTIO_SAMPLES_COLUMN_MAJOR.
+/// @return 0, or -1 on failure, for example for any other order.
+VTIO_RECORDERS_EXPORT int vtioRecordingSampleOrder(VtioRecordingSession* session, int order);
 
 /// The logging interval to make accessors with: the one of the catalogue.
 /// @return Valid as long as the catalogue; null on failure.

@@ -12,6 +12,7 @@ using vtio::core::client::Catalogue;
 using vtio::core::utils::SignalDescriptor;
 using vtio::recorders::MemoryRecorder;
 using vtio::recorders::RecordingSession;
+using vtio::recorders::SampleOrder;
 
 struct VtioRecordingSession {
   explicit VtioRecordingSession(Catalogue& catalogue) : session(catalogue) {}
@@ -63,6 +64,17 @@ MemoryRecorder* attach(VtioRecordingSession* session, const void* descriptor, vo
                           dataset != nullptr ? vtu::to_ustring(dataset) : RecordingSession::defaultDataset(signal));
 }
 
+SampleOrder sampleOrderOf(int order) {
+  switch (order) {
+    case VTIO_SAMPLES_ROW_MAJOR:
+      return SampleOrder::rowMajor;
+    case VTIO_SAMPLES_COLUMN_MAJOR:
+      return SampleOrder::columnMajor;
+    default:
+      throw std::invalid_argument("there is no sample order " + std::to_string(order));
+  }
+}
+
 template <typename Operation>
 int onSession(const char* function, VtioRecordingSession* session, const Operation& operation) noexcept {
   return guarded(function, -1, [&] {
@@ -77,6 +89,10 @@ VtioRecordingSession* vtioRecordingCreate(void* catalogue) {
   return guarded(__func__, static_cast<VtioRecordingSession*>(nullptr), [catalogue] {
     return new VtioRecordingSession(require(static_cast<Catalogue*>(catalogue), "catalogue"));
   });
+}
+
+int vtioRecordingSampleOrder(VtioRecordingSession* session, int order) {
+  return onSession(__func__, session, [order](RecordingSession& s) { s.sampleOrder(sampleOrderOf(order)); });
 }
 
 void vtioRecordingDestroy(VtioRecordingSession* session) { delete session; }

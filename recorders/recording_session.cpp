@@ -45,8 +45,8 @@ void followDecimation(Accessor& accessor, unsigned long before, std::size_t posi
 
 }  // namespace
 
-RecordingSession::RecordingSession(core::client::Catalogue& catalogue)
-    : catalogue_(catalogue), times_(makeTimeBase()), recorders_(catalogue.getSnapshotInterface()) {}
+RecordingSession::RecordingSession(core::client::Catalogue& catalogue, SampleOrder order)
+    : catalogue_(catalogue), order_(order), times_(makeTimeBase()), recorders_(catalogue.getSnapshotInterface()) {}
 
 RecordingSession::~RecordingSession() = default;
 
@@ -60,6 +60,11 @@ MemoryRecorder* RecordingSession::attach(const SignalDescriptor& descriptor, Acc
 
 MemoryRecorder* RecordingSession::attach(const SignalDescriptor& descriptor, Accessor& accessor,
                                          const vtu::ustring& datasetName) {
+  return attach(descriptor, accessor, datasetName, order_);
+}
+
+MemoryRecorder* RecordingSession::attach(const SignalDescriptor& descriptor, Accessor& accessor,
+                                         const vtu::ustring& datasetName, SampleOrder order) {
   if (&accessor.signalDescriptor() != &descriptor) {
     throw std::invalid_argument("Cannot attach a recorder: the accessor belongs to the signal '" +
                                 vtu::to_string(accessor.signalDescriptor().signalName()) + "', the descriptor to '" +
@@ -67,15 +72,15 @@ MemoryRecorder* RecordingSession::attach(const SignalDescriptor& descriptor, Acc
   }
   const unsigned long decimation = descriptor.decimation();
   if (!catalogue_.signalLoggingOverride(descriptor)) return nullptr;
-  MemoryRecorder& recorder = add(descriptor, accessor, datasetName);
+  MemoryRecorder& recorder = add(descriptor, accessor, datasetName, order);
   followDecimation(accessor, decimation, recorder.positions());
   addAccessor(accessor);
   return &recorder;
 }
 
 MemoryRecorder& RecordingSession::add(const SignalDescriptor& descriptor, Accessor& accessor,
-                                      const vtu::ustring& datasetName) {
-  auto owned = std::make_unique<MemoryRecorder>(MemoryRecorder::defaultType(descriptor), descriptor, times_);
+                                      const vtu::ustring& datasetName, SampleOrder order) {
+  auto owned = std::make_unique<MemoryRecorder>(MemoryRecorder::defaultType(descriptor), descriptor, times_, order);
   MemoryRecorder& recorder = *owned;
   const std::size_t before = catalogue_.snapshotInterfaces().size();
   catalogue_.addClient(std::move(owned), datasetName);

@@ -17,6 +17,7 @@
 #include "platform/text.hpp"
 #include "recorders/export.hpp"
 #include "recorders/memory_recorder.hpp"
+#include "recorders/sample_order.hpp"
 #include "vtio/core/accessor/accessor.hpp"
 #include "vtio/core/client/catalogue.hpp"
 
@@ -34,7 +35,8 @@ namespace vtio::recorders {
 class VTIO_RECORDERS_EXPORT RecordingSession final {
  public:
   /// @param catalogue Must outlive the use of the session.
-  explicit RecordingSession(core::client::Catalogue& catalogue);
+  /// @param order In which the model delivers the elements of a matrix.
+  explicit RecordingSession(core::client::Catalogue& catalogue, SampleOrder order = SampleOrder::rowMajor);
   ~RecordingSession();
   RecordingSession(const RecordingSession&) = delete;
   RecordingSession& operator=(const RecordingSession&) = delete;
@@ -49,6 +51,16 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   /// The same under a dataset name.
   MemoryRecorder* attach(const core::utils::SignalDescriptor& descriptor, core::accessor::Accessor& accessor,
                          const vtu::ustring& datasetName);
+
+  /// The same for a signal whose matrices are delivered in another order than those of the rest of the model.
+  MemoryRecorder* attach(const core::utils::SignalDescriptor& descriptor, core::accessor::Accessor& accessor,
+                         const vtu::ustring& datasetName, SampleOrder order);
+
+  /// The order of signals that are attached without one.
+  [[nodiscard]] SampleOrder sampleOrder() const { return order_; }
+
+  /// Sets the order of the signals that are attached from now on.
+  void sampleOrder(SampleOrder order) { order_ = order; }
 
   /// Forgets the snapshots of an accessor that is about to be released. Unknown accessors are ignored.
   void detach(const core::accessor::Accessor& accessor);
@@ -95,7 +107,7 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   };
 
   MemoryRecorder& add(const core::utils::SignalDescriptor& descriptor, core::accessor::Accessor& accessor,
-                      const vtu::ustring& datasetName);
+                      const vtu::ustring& datasetName, SampleOrder order);
   void addAccessor(core::accessor::Accessor& accessor);
   void catchUp(vtsim::SnapshotInterface& late) const;
 
@@ -106,6 +118,7 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   }
 
   core::client::Catalogue& catalogue_;
+  SampleOrder order_;
   std::shared_ptr<TimeBase> times_;  // shared with the recorders, which the catalogue may keep longer than the session
   std::unique_ptr<vtsim::SnapshotInterface> recorders_;  // of all clients of the catalogue
   std::vector<AttachedAccessor> accessors_;

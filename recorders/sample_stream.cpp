@@ -35,6 +35,35 @@ std::u16string_view deliveredText(const LeafColumn& column, const std::byte* dat
   return {units, length};
 }
 
+template <std::size_t bytes>
+void gatherPiecesOf(const std::vector<std::size_t>& offsets, const std::byte* data, std::byte* out) {
+  for (const std::size_t offset : offsets) {
+    std::memcpy(out, data + offset, bytes);
+    out += bytes;
+  }
+}
+
+// Pieces of the usual sizes without a call for each.
+void gatherPieces(const LeafColumn& column, const std::byte* data, std::byte* out) {
+  switch (column.deliveredBytes) {
+    case 1:
+      return gatherPiecesOf<1>(column.offsets, data, out);
+    case 2:
+      return gatherPiecesOf<2>(column.offsets, data, out);
+    case 4:
+      return gatherPiecesOf<4>(column.offsets, data, out);
+    case 8:
+      return gatherPiecesOf<8>(column.offsets, data, out);
+    case 16:
+      return gatherPiecesOf<16>(column.offsets, data, out);
+    default:
+      for (const std::size_t offset : column.offsets) {
+        std::memcpy(out, data + offset, column.deliveredBytes);
+        out += column.deliveredBytes;
+      }
+  }
+}
+
 }  // namespace
 
 SampleStream::SampleStream(const LayoutPosition& position, std::uint64_t maxPoints, TimeBase& base, RowCursor& cursor)
@@ -211,10 +240,7 @@ void SampleStream::gather(const std::byte* data) {
     if (column.type.text != StoredType::Text::none) {
       gatherTexts(column, data, out);
     } else {
-      for (const std::size_t offset : column.offsets) {
-        std::memcpy(out, data + offset, column.deliveredBytes);
-        out += column.deliveredBytes;
-      }
+      gatherPieces(column, data, out);
     }
     columnData += bytes * rows;
   }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/text.hpp"
+#include "recorders/element_order.hpp"
 #include "recorders/row_chunk.hpp"
 #include "vtio/core/utils/bus_node.hpp"
 #include "vtio/core/utils/nv_bus_node.hpp"
@@ -99,15 +100,18 @@ class PositionReader {
  public:
   explicit PositionReader(LayoutPosition& position) : columns_(position.columns) {}
 
-  void read(const Node& node) {
+  void read(const Node& node, SampleOrder order) {
     insideNonVirtualBus_ = dynamic_cast<const LeafNode*>(&node) == nullptr;
     rootPolicy_ = visualizationOf(node);
-    std::vector<long long> busDimensions;
-    addColumns(node, busDimensions);
+    addColumns(node);
     if (const auto* top = dynamic_cast<const TopNVBusNode*>(&node); top != nullptr && top->parent() == nullptr) {
       placeRoot(*top);
     } else {
       place(node, 0);
+    }
+    for (std::size_t i = 0; i < columns_.size() && order == SampleOrder::columnMajor; ++i) {
+      checkElements(columns_[i]);
+      takeColumnMajor(columns_[i], arraysAbove_[i]);
     }
   }
 
@@ -117,30 +121,31 @@ class PositionReader {
     return dynamic_cast<const VisualizationMetadataPolicy*>(policy);
   }
 
-  void addColumns(const Node& node, std::vector<long long>& busDimensions) {
+  void addColumns(const Node& node) {
     if (const auto* bus = dynamic_cast<const BusNode*>(&node)) {
-      const std::size_t outer = busDimensions.size();
+      const std::size_t outer = arrays_.size();
       const auto* nonVirtual = dynamic_cast<const NVBusNode*>(bus);
       if (nonVirtual != nullptr && nonVirtual->getSignalType() == core::utils::arrayOfNonVirtualBuses) {
         elementsOf(*nonVirtual);
-        const std::vector<long long>& own = nonVirtual->arrayOfBusDimensions();
-        busDimensions.insert(busDimensions.end(), own.begin(), own.end());
+        arrays_.push_back(nonVirtual->arrayOfBusDimensions());
       }
-      for (const auto& child : bus->children()) addColumns(*child, busDimensions);
-      busDimensions.resize(outer);
+      for (const auto& child : bus->children()) addColumns(*child);
+      arrays_.resize(outer);
       return;
     }
     const auto* leaf = dynamic_cast<const LeafNode*>(&node);
     if (leaf == nullptr) refuse(node, "it is neither a bus nor a leaf");
-    addColumn(*leaf, busDimensions);
+    addColumn(*leaf);
   }
 
-  void addColumn(const LeafNode& leaf, const std::vector<long long>& busDimensions) {
+  void addColumn(const LeafNode& leaf) {
     LeafColumn column;
     column.leaf = &leaf;
     column.visualization = visualizationOf(leaf) != nullptr ? visualizationOf(leaf) : rootPolicy_;
     column.type = storedType(leaf, insideNonVirtualBus_);
-    column.busDimensions = busDimensions;
+    for (const std::vector<long long>& array : arrays_) {
+      column.busDimensions.insert(column.busDimensions.end(), array.begin(), array.end());
+    }
     column.deliveredBytes = leaf.bytesPerSample();
     if (column.type.text == StoredType::Text::address) {
       const unsigned long held = static_cast<const StringLeafNode&>(leaf).maxBytes();
@@ -152,6 +157,7 @@ class PositionReader {
     }
     indices_.emplace(&leaf, columns_.size());
     columns_.push_back(std::move(column));
+    arraysAbove_.push_back(arrays_);
   }
 
   static void checkDimensions(const LeafNode& leaf, const StoredType& type) {
@@ -162,6 +168,15 @@ class PositionReader {
         refuse(leaf, "its dimensions are too large");
       }
     }
+  }
+
+  // One by one, an element costs an offset.
+  static void checkElements(const LeafColumn& column) {
+    if (column.type.text != StoredType::Text::none || column.offsets.empty()) return;
+    std::size_t elements = 1;
+    for (const long long dimension : column.leaf->dataDimensions()) elements *= static_cast<std::size_t>(dimension);
+    if (elements <= static_cast<std::size_t>(kMostElements) / column.offsets.size()) return;
+    refuse(*column.leaf, "its " + std::to_string(elements) + " elements are too many to be put in row-major order");
   }
 
   // The offsets that the root carries are those of one root element, arrays below it unrolled.
@@ -233,17 +248,19 @@ class PositionReader {
 
   std::vector<LeafColumn>& columns_;
   std::unordered_map<const LeafNode*, std::size_t> indices_;
+  std::vector<std::vector<long long>> arrays_;  // dimensions of the arrays of buses above the node that is being read
+  std::vector<std::vector<std::vector<long long>>> arraysAbove_;  // above each column
   const VisualizationMetadataPolicy* rootPolicy_ = nullptr;
   bool insideNonVirtualBus_ = false;
 };
 
-void addPositions(const Node& node, std::vector<LayoutPosition>& positions) {
+void addPositions(const Node& node, SampleOrder order, std::vector<LayoutPosition>& positions) {
   if (!isOnePosition(node)) {
-    for (const auto& child : static_cast<const BusNode&>(node).children()) addPositions(*child, positions);
+    for (const auto& child : static_cast<const BusNode&>(node).children()) addPositions(*child, order, positions);
     return;
   }
   positions.emplace_back();
-  PositionReader(positions.back()).read(node);
+  PositionReader(positions.back()).read(node, order);
 }
 
 }  // namespace
@@ -259,9 +276,9 @@ bool isOnePosition(const Node& node) {
          node.getSignalType() == core::utils::arrayOfNonVirtualBuses;
 }
 
-std::vector<LayoutPosition> readLayout(const core::utils::SignalDescriptor& descriptor) {
+std::vector<LayoutPosition> readLayout(const core::utils::SignalDescriptor& descriptor, SampleOrder order) {
   std::vector<LayoutPosition> positions;
-  addPositions(*descriptor.root(), positions);
+  addPositions(*descriptor.root(), order, positions);
   // Positions delivered at once follow each other without gaps.
   std::size_t offset = 0;
   for (LayoutPosition& position : positions) {

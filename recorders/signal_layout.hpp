@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/qalc.hpp"
+#include "recorders/sample_order.hpp"
 #include "vtio/core/utils/leaf_node.hpp"
 #include "vtio/core/utils/signal_descriptor.hpp"
 #include "vtio/core/utils/visualization_metadata_policy.hpp"
@@ -35,8 +36,8 @@ struct LeafColumn {
   const core::utils::VisualizationMetadataPolicy* visualization = nullptr;  ///< the leaf's, else its root's; or null
   StoredType type;
   std::vector<long long> busDimensions;  ///< of the arrays of buses above the leaf, outermost first
-  std::vector<std::size_t> offsets;      ///< into the delivered bytes, one per bus element, last dimension fastest
-  std::size_t deliveredBytes = 0;        ///< bytes of the leaf in one bus element
+  std::vector<std::size_t> offsets;      ///< into the delivered bytes: of each piece of a row, in the row's order
+  std::size_t deliveredBytes = 0;        ///< bytes of a piece: the leaf in one bus element, or one element of the leaf
 
   /// Bytes that one sample takes in memory: the delivered values, or a TextCell per text.
   [[nodiscard]] std::size_t bytesPerRow() const;
@@ -53,8 +54,10 @@ struct LayoutPosition {
 /// A non-virtual bus root has the offsets that its tree carries; a non-virtual bus below a virtual one those of its own
 /// children. Where no offsets are given, leaves follow each other without gaps: in a virtual bus that lies inside a
 /// non-virtual one (which has one offset for all of it) and in a nested bus of unknown size.
+/// @param order Of the delivered elements; rows are row-major whatever it is.
 /// @throws std::invalid_argument with the signal and the leaf if the tree cannot be recorded.
-[[nodiscard]] std::vector<LayoutPosition> readLayout(const core::utils::SignalDescriptor& descriptor);
+[[nodiscard]] std::vector<LayoutPosition> readLayout(const core::utils::SignalDescriptor& descriptor,
+                                                     SampleOrder order);
 
 /// True for a bus that takes one position as a whole.
 [[nodiscard]] bool isOnePosition(const core::utils::Node& node);

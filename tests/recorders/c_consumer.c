@@ -33,6 +33,27 @@ int consumeRecord(void* catalogue) {
   return failed;
 }
 
+int consumeSampleOrder(void* catalogue) {
+  VtioRecordingSession* session = vtioRecordingCreate(catalogue);
+  const int orders[] = {VTIO_SAMPLES_COLUMN_MAJOR, VTIO_SAMPLES_ROW_MAJOR};
+  const unsigned dims[] = {2, 3};
+  const double sample[] = {1, 2, 3, 4, 5, 6};
+  int failed = 0;
+  for (int i = 0; i < 2; ++i) {
+    void* tree = zetGetTreeVector();
+    zetAddLeafNode(0, "m", "linear", 0, dims, 2, "double", "m", "0.1", 0.1, 1.0, tree);
+    const void* descriptor = zetGetSignalDescriptor(tree, 1, 3, 0, 1, i == 0 ? "columns" : "rows", "", "",
+                                                    "model/block", 0, 0, catalogue, NULL, 0, NULL, 0);
+    void** accessor = zetGetAccessor(descriptor, vtioRecordingLoggingInterval(session));
+    failed |= vtioRecordingSampleOrder(session, orders[i]) != 0;
+    failed |= vtioRecordingAttach(session, descriptor, accessor, i == 0 ? "columns" : "rows") != 1;
+    zetVtioUpdateAccessor(accessor, 0, 0.0, sample);
+    zetDestructAccessorPointer(accessor);
+  }
+  vtioRecordingDestroy(session);
+  return failed;
+}
+
 int consumeForEach(void* catalogue) {
   VtioRecordingSession* session = vtioRecordingCreate(catalogue);
   const unsigned dims[] = {2};

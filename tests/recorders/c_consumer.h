@@ -9,6 +9,7 @@ extern "C" {
 
 int consumeRecord(void* catalogue);
 int consumeForEach(void* catalogue);
+int consumeSampleOrder(void* catalogue);
 int consumeAllCommands(void* catalogue);
 
 #ifdef __cplusplus

@@ -31,6 +31,17 @@ TEST(CInterface, MergesIterations) {
   EXPECT_EQ(numbers<double>(field(qxGetCell(field(element, "Values"), 1), "Data")), std::vector<double>{1.0});
 }
 
+TEST(CInterface, TakesMatricesInTheOrderThatIsSet) {
+  Catalogue catalogue;
+  ASSERT_EQ(consumeSampleOrder(&catalogue), 0) << vtioRecordingLastError();
+  const vtu::qxArrayWrapper columns = catalogue.datasetArray(u"columns");
+  const vtu::qxArrayWrapper rows = catalogue.datasetArray(u"rows");
+  EXPECT_EQ(numbers<double>(field(field(onlyElement(columns), "Values"), "Data")),
+            (std::vector<double>{1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(numbers<double>(field(field(onlyElement(rows), "Values"), "Data")),
+            (std::vector<double>{1, 4, 2, 5, 3, 6}));
+}
+
 TEST(CInterface, CommandsReachEverySnapshot) {
   Catalogue catalogue;
   EXPECT_EQ(consumeAllCommands(&catalogue), 0) << vtioRecordingLastError();
@@ -56,6 +67,9 @@ TEST(CInterface, NullsAreFailuresWithAReason) {
   EXPECT_EQ(vtioRecordingRollBack(session), -1);
   EXPECT_STREQ(vtioRecordingLastError(), "vtioRecordingRollBack: Cannot roll back: no snapshot was taken");
   EXPECT_EQ(vtioRecordingReset(session), -1);
+  EXPECT_EQ(vtioRecordingSampleOrder(session, 2), -1);
+  EXPECT_STREQ(vtioRecordingLastError(), "vtioRecordingSampleOrder: there is no sample order 2");
+  EXPECT_EQ(vtioRecordingSampleOrder(nullptr, VTIO_SAMPLES_ROW_MAJOR), -1);
   EXPECT_EQ(vtioRecordingDetach(session, nullptr), -1);
   vtioRecordingDestroy(session);
 }

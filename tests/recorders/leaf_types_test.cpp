@@ -74,6 +74,29 @@ TYPED_TEST(BuiltInLeaf, MatrixSampleIsRowMajorAndReadsAtItsIndices) {
   }
 }
 
+TYPED_TEST(BuiltInLeaf, MatrixDeliveredColumnMajorReadsAtTheSameIndices) {
+  this->session_.sampleOrder(vtio::recorders::SampleOrder::columnMajor);
+  Recorded r = this->record(leaf(u"x", TypeInfo<TypeParam>::kName, {2, 3}));
+  for (int n = 0; n < 4; ++n) {
+    TypeParam sample[3][2];
+    for (int i = 0; i < 2; ++i) {
+      for (int j = 0; j < 3; ++j) sample[j][i] = static_cast<TypeParam>(10 * n + 3 * i + j);
+    }
+    r.add(n, sample);
+  }
+  const vtu::qxArrayWrapper element = r.element();
+  const qxArray* data = values(element, "Data");
+  ASSERT_EQ(dimensions(data), (std::vector<std::size_t>{4, 2, 3}));
+  const std::vector<TypeParam> columnMajor = numbers<TypeParam>(data);
+  for (std::size_t n = 0; n < 4; ++n) {
+    for (std::size_t i = 0; i < 2; ++i) {
+      for (std::size_t j = 0; j < 3; ++j) {
+        EXPECT_EQ(columnMajor[n + 4 * i + 8 * j], static_cast<TypeParam>(10 * n + 3 * i + j));
+      }
+    }
+  }
+}
+
 TYPED_TEST(BuiltInLeaf, ComplexIsInterleaved) {
   Recorded r = this->record(leaf(u"x", TypeInfo<TypeParam>::kName, {2}, true));
   r.add(0.0, std::array<TypeParam, 4>{1, 2, 3, 4});

@@ -107,6 +107,23 @@ TEST_F(MemoryUse, AllocatesOnlyAChunkNowAndThen) {
   EXPECT_LE(allocations - before, 1000U);
 }
 
+TEST_F(MemoryUse, ReorderingAllocatesNothingPerSample) {
+  session_.sampleOrder(vtio::recorders::SampleOrder::columnMajor);
+  Recorded matrix = record(leaf(u"m", "double", {3, 4}), 100);
+  Recorded buses = record(with(topNvBus(u"b", {2, 2}, {0, 8}, 24), leaf(u"x"), leaf(u"y", "int32", {2, 2})), 100);
+  const double sample[12] = {};
+  const auto add = [&](int from, int to) {
+    for (int i = from; i < to; ++i) {
+      matrix.add(i, sample);
+      buses.add(i, sample);
+    }
+  };
+  add(0, 1000);
+  const std::size_t before = allocations;
+  add(1000, 21000);
+  EXPECT_EQ(allocations - before, 0U);
+}
+
 TEST_F(MemoryUse, LimitedSignalUsesItsChunksAgain) {
   for (const unsigned long most : {1UL, 100UL, 5000UL}) {
     Recorded r = record(leaf(u"x"), most);

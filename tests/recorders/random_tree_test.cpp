@@ -4,20 +4,30 @@
 #include <cstdint>
 #include <deque>
 #include <random>
+#include <tuple>
 
 #include "tests/recorders/recording_fixture.hpp"
 
 namespace {
 
 using namespace recording;
+using vtio::recorders::SampleOrder;
 
 using Bytes = std::vector<std::byte>;
 
-// What the test knows about one leaf: the element size, and where each bus element of it stands.
+// An array whose elements stand `stride` bytes apart.
+struct Level {
+  Dims dims;
+  std::size_t stride = 0;
+};
+
+// What the test knows about one leaf: where its first element stands, and the arrays that it is in, from the outermost
+// one to the leaf itself.
 struct ExpectedLeaf {
   std::vector<std::string> path;
-  std::vector<std::size_t> offsets;
-  std::size_t bytes = 0;
+  std::size_t offset = 0;
+  std::vector<Level> levels;
+  std::size_t elementBytes = 0;
 };
 
 struct ExpectedPosition {
@@ -37,7 +47,7 @@ class RandomTree {
     switch (below(3)) {
       case 0: {
         positions.emplace_back();
-        return plainLeaf(u"root", {}, {0}, positions.back());
+        return plainLeaf(u"root", {}, 0, positions.back());
       }
       case 1: {
         positions.emplace_back();
@@ -74,21 +84,21 @@ class RandomTree {
   }
 
   Dims someDims() {
-    static const std::vector<Dims> kChoices{{1}, {1}, {2}, {3}, {2, 2}, {1, 1}};
+    static const std::vector<Dims> kChoices{{1}, {1}, {2}, {3}, {2, 2}, {1, 1}, {2, 3}};
     return kChoices[below(kChoices.size())];
   }
 
-  NodePtr plainLeaf(const std::u16string& name, std::vector<std::string> path, std::vector<std::size_t> offsets,
+  NodePtr plainLeaf(const std::u16string& name, std::vector<std::string> path, std::size_t offset,
                     ExpectedPosition& position) {
     static const std::vector<std::pair<const char*, std::size_t>> kTypes{{"uint8", 1},  {"int16", 2},  {"uint32", 4},
                                                                          {"double", 8}, {"single", 4}, {"int64", 8}};
-    static const std::vector<Dims> kDims{{}, {}, {1}, {3}, {2, 2}};
+    static const std::vector<Dims> kDims{{}, {}, {1}, {3}, {2, 2}, {3, 2}, {2, 1, 3}};
     const auto& [type, size] = kTypes[below(kTypes.size())];
     const Dims& dims = kDims[below(kDims.size())];
     const bool isComplex = below(4) == 0;
-    ExpectedLeaf expected{std::move(path), std::move(offsets), size * elements(dims) * (isComplex ? 2 : 1)};
-    position.bytes = std::max(position.bytes, expected.bytes);
-    position.leaves.push_back(std::move(expected));
+    const std::size_t elementBytes = size * (isComplex ? 2 : 1);
+    position.bytes = std::max(position.bytes, elementBytes * elements(dims));
+    position.leaves.push_back({std::move(path), offset, {{dims, elementBytes}}, elementBytes});
     return leaf(name.c_str(), type, dims, isComplex);
   }
 
@@ -110,24 +120,22 @@ class RandomTree {
         const std::size_t firstInner = position.leaves.size();
         const std::size_t size = structure(innerChildren, innerOffsets, depth + 1, childPath, innerDims, position);
         for (std::size_t l = firstInner; l < position.leaves.size(); ++l) {
-          for (std::size_t& offset : position.leaves[l].offsets) offset += at;
+          position.leaves[l].offset += at;
         }
         auto inner = std::make_unique<NVBusNode>(-1, name, innerChildren.size(), innerDims, innerOffsets, size);
         for (NodePtr& child : innerChildren) inner->addChild(std::move(child));
         children.push_back(std::move(inner));
         at += size * elements(innerDims);
       } else {
-        children.push_back(plainLeaf(name, childPath, {at}, position));
-        at += position.leaves.back().bytes;
+        children.push_back(plainLeaf(name, childPath, at, position));
+        const Level& own = position.leaves.back().levels.back();
+        at += own.stride * elements(own.dims);
       }
     }
     const std::size_t size = at + below(4);
     for (std::size_t l = firstLeaf; l < position.leaves.size(); ++l) {
-      const std::vector<std::size_t> one = position.leaves[l].offsets;
-      position.leaves[l].offsets.clear();
-      for (std::size_t k = 0; k < elements(dims); ++k) {
-        for (const std::size_t offset : one) position.leaves[l].offsets.push_back(offset + k * size);
-      }
+      std::vector<Level>& levels = position.leaves[l].levels;
+      levels.insert(levels.begin(), Level{dims, size});
     }
     position.bytes = std::max(position.bytes, size * elements(dims));
     return size;
@@ -155,7 +163,7 @@ class RandomTree {
         parent.addChild(std::move(nested));
       } else {
         positions.emplace_back();
-        parent.addChild(plainLeaf(name, childPath, {0}, positions.back()));
+        parent.addChild(plainLeaf(name, childPath, 0, positions.back()));
       }
     }
     parent.overrideNumberOfChildren();
@@ -165,15 +173,41 @@ class RandomTree {
 };
 
 // The row-major bytes of an array whose samples are the fastest index of a column-major array.
-Bytes rowMajorBytes(const qxArray* array, std::size_t samples, std::size_t bytesPerSample) {
-  Bytes bytes;
-  if (samples == 0 || bytesPerSample == 0) return bytes;
+Bytes rowMajorBytes(const qxArray* array, std::size_t count) {
+  if (count == 0) return {};
   vtu::qxArrayWrapper own(qxShareArray(array));
   const auto* data = static_cast<const std::byte*>(qxGetRowMajorData(own.get()));
-  return {data, data + samples * bytesPerSample};
+  return {data, data + count};
 }
 
-void expectLeaf(const vtu::qxArrayWrapper& element, const ExpectedPosition& position, const ExpectedLeaf& leaf) {
+// The offset of an element in memory, from its indices one by one.
+std::size_t offsetOf(const Level& level, const std::vector<long long>& indices, SampleOrder order) {
+  const std::size_t n = level.dims.size();
+  std::size_t place = 0;
+  for (std::size_t d = 0; d < n; ++d) {
+    const std::size_t slowestFirst = order == SampleOrder::rowMajor ? d : n - 1 - d;
+    place =
+        place * static_cast<std::size_t>(level.dims[slowestFirst]) + static_cast<std::size_t>(indices[slowestFirst]);
+  }
+  return place * level.stride;
+}
+
+// Visits every element of nested arrays, the last index of the innermost one fastest.
+template <typename Use>
+void forEachElement(const std::vector<Level>& levels, std::size_t level, std::size_t offset, SampleOrder order,
+                    const Use& use) {
+  if (level == levels.size()) return use(offset);
+  std::vector<long long> indices(levels[level].dims.size(), 0);
+  for (bool more = true; more;) {
+    forEachElement(levels, level + 1, offset + offsetOf(levels[level], indices, order), order, use);
+    std::size_t d = indices.size();
+    while (d > 0 && ++indices[d - 1] == levels[level].dims[d - 1]) indices[--d] = 0;
+    more = d > 0;
+  }
+}
+
+void expectLeaf(const vtu::qxArrayWrapper& element, const ExpectedPosition& position, const ExpectedLeaf& leaf,
+                SampleOrder order) {
   const qxArray* node = values(element);
   std::string where = "root";
   for (const std::string& name : leaf.path) {
@@ -184,20 +218,22 @@ void expectLeaf(const vtu::qxArrayWrapper& element, const ExpectedPosition& posi
       << where;
   Bytes expected;
   for (const Bytes& sample : position.samples) {
-    for (const std::size_t offset : leaf.offsets) {
+    forEachElement(leaf.levels, 0, leaf.offset, order, [&](std::size_t offset) {
       const auto begin = sample.begin() + static_cast<std::ptrdiff_t>(offset);
-      expected.insert(expected.end(), begin, begin + static_cast<std::ptrdiff_t>(leaf.bytes));
-    }
+      expected.insert(expected.end(), begin, begin + static_cast<std::ptrdiff_t>(leaf.elementBytes));
+    });
   }
   EXPECT_EQ(qxGetDimensions(field(node, "Data"))[0], position.samples.size()) << where;
-  const Bytes held = rowMajorBytes(field(node, "Data"), position.samples.size(), leaf.bytes * leaf.offsets.size());
+  const Bytes held = rowMajorBytes(field(node, "Data"), expected.size());
   EXPECT_TRUE(held == expected) << where;
 }
 
-class RandomTrees : public Recording, public ::testing::WithParamInterface<unsigned> {};
+class RandomTrees : public Recording, public ::testing::WithParamInterface<std::tuple<unsigned, SampleOrder>> {};
 
 TEST_P(RandomTrees, HoldWhatAPlainListHolds) {
-  RandomTree random(GetParam());
+  const auto [seed, order] = GetParam();
+  RandomTree random(seed);
+  session_.sampleOrder(order);
   std::vector<ExpectedPosition> positions;
   NodePtr root = random.root(positions);
   const std::size_t limits[] = {0, 0, 1, 3, 50, 400};
@@ -222,10 +258,12 @@ TEST_P(RandomTrees, HoldWhatAPlainListHolds) {
   }
   const vtu::qxArrayWrapper element = r.element();
   for (const ExpectedPosition& position : positions) {
-    for (const ExpectedLeaf& leaf : position.leaves) expectLeaf(element, position, leaf);
+    for (const ExpectedLeaf& leaf : position.leaves) expectLeaf(element, position, leaf, order);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, RandomTrees, ::testing::Range(0U, 150U));
+INSTANTIATE_TEST_SUITE_P(Seeds, RandomTrees,
+                         ::testing::Combine(::testing::Range(0U, 150U),
+                                            ::testing::Values(SampleOrder::rowMajor, SampleOrder::columnMajor)));
 
 }  // namespace

@@ -1,0 +1,16 @@
+/// @file
+/// Puts the elements of a leaf in row-major order where a model delivers them first index fastest.
+#pragma once
+
+#include <vector>
+
+#include "recorders/signal_layout.hpp"
+
+namespace vtio::recorders {
+
+/// Reorders a column whose offsets are listed as its elements stand in memory, which is first index fastest in each
+/// array. Then they are listed last index fastest; a leaf of several dimensions is taken element by element.
+/// @param arrays Dimensions of each array of buses above the leaf, outermost first.
+void takeColumnMajor(LeafColumn& column, const std::vector<std::vector<long long>>& arrays);
+
+}  // namespace vtio::recorders
