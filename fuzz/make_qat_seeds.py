@@ -3,6 +3,7 @@
 types, and attributes and links that are too many for the header of their object."""
 
 import pathlib
+import zlib
 
 import h5py
 import numpy as np
@@ -22,8 +23,13 @@ def chunks(name, **filters):
         table = np.arange(48.0).reshape(6, 8)
         file.create_dataset("single", data=np.arange(8.0), chunks=(8,), **filters)
         file.create_dataset("fixed", data=np.arange(24.0), chunks=(4,), **filters)
-        file.create_dataset("growing", data=np.arange(40.0), chunks=(2,), maxshape=(None,), **filters)
+        file.create_dataset("growing", data=np.arange(300, dtype="f4"), chunks=(1,), maxshape=(None,), **filters)
         file.create_dataset("tree", data=table, chunks=(2, 3), maxshape=(None, None), **filters)
+
+
+def paged(name):
+    with seed(name) as file:
+        file.create_dataset("paged", data=np.arange(1100) % 251, dtype="u1", chunks=(1,))
 
 
 def implicit(name):
@@ -33,6 +39,13 @@ def implicit(name):
         plist.set_chunk((4,))
         plist.set_alloc_time(h5py.h5d.ALLOC_TIME_EARLY)
         h5py.h5d.create(file.id, b"implicit", h5py.h5t.IEEE_F64LE, space, dcpl=plist)
+
+
+def short_chunk(name):
+    """A deflated chunk that gives fewer bytes than it should."""
+    with seed(name) as file:
+        data = file.create_dataset("short", shape=(2000,), dtype="f8", chunks=(2000,), compression="gzip")
+        data.id.write_direct_chunk((0,), zlib.compress(bytes(i * i % 251 for i in range(4000))))
 
 
 def types(name):
@@ -64,6 +77,8 @@ def links(name):
 if __name__ == "__main__":
     chunks("chunks.qat")
     chunks("filtered_chunks.qat", compression="gzip", shuffle=True, fletcher32=True)
+    paged("paged_chunks.qat")
     implicit("implicit_chunks.qat")
+    short_chunk("short_chunk.qat")
     types("types.qat")
     links("many_links.qat")

@@ -33,9 +33,11 @@ list(APPEND VTIO_QAT_SOURCES
   qat/integrity/datatype.hpp
   qat/integrity/dense.cpp
   qat/integrity/dense.hpp
+  qat/integrity/file_source.cpp
   qat/integrity/file_source.hpp
   qat/integrity/heap.cpp
   qat/integrity/heap.hpp
+  qat/integrity/heap_free_space.cpp
   qat/integrity/integrity.cpp
   qat/integrity/integrity.hpp
   qat/integrity/layout.cpp
@@ -44,11 +46,9 @@ list(APPEND VTIO_QAT_SOURCES
   qat/integrity/messages.hpp
   qat/integrity/object_header.cpp
   qat/integrity/object_header.hpp
+  qat/integrity/purpose.hpp
   qat/integrity/tree.cpp
   qat/integrity/tree.hpp
-  qat/integrity/file_source.cpp
-  qat/integrity/heap_free_space.cpp
-  qat/integrity/purpose.hpp
   qat/kit.cpp
   qat/kit.hpp
   qat/link_index_image.cpp

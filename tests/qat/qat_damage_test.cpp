@@ -1,9 +1,7 @@
 // Damaged files: an answer or an error in words, never a crash, an endless loop or memory that the file does not justify.
-#include <sys/resource.h>
-#include <sys/wait.h>
-
 #include <random>
 
+#include "guarded.hpp"
 #include "qat_fixture.hpp"
 
 namespace vtio::tests {
@@ -59,34 +57,6 @@ class QatDamage : public QatTest {
     }
     qxFree(list);
     return {good, bad};
-  }
-
-  /// Runs `work` in a process that may use 400 MB beyond what it has, and 100 s of time.
-  template <typename Work>
-  void guarded(Work&& work) {
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-      limitMemory();
-      alarm(100);
-      work();
-      std::_Exit(HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status)) << "killed by signal " << WTERMSIG(status);
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-  }
-
-  static void limitMemory() {
-#if !defined(__SANITIZE_ADDRESS__)
-    std::ifstream statistics("/proc/self/statm");
-    rlim_t pages = 0;
-    statistics >> pages;
-    const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (400U << 20U);
-    const rlimit limit{bytes, bytes};
-    setrlimit(RLIMIT_AS, &limit);
-#endif
   }
 };
 

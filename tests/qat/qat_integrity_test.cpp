@@ -1,0 +1,404 @@
+// Damage that checksums tell, and values that contradict each other under right checksums: both are met before HDF5 reads
+// the file, and named.
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <map>
+
+#include "damaged_bytes.hpp"
+#include "guarded.hpp"
+#include "qat_fixture.hpp"
+
+namespace vtio::tests {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+
+constexpr unsigned kDataspace = 1, kDatatype = 3, kLayout = 8;
+
+class QatIntegrity : public QatTest {
+ protected:
+  static void put(QatFile* file, const std::string& name, const Array& array) {
+    ASSERT_EQ(qatPutVariable(file, name.c_str(), array.get()), 0) << qatLastError();
+  }
+
+  /// A small file with an array of every kind.
+  std::string everyKind() {
+    OpenFile file = open("w");
+    std::vector<Array> rows, mixed;
+    for (int i = 0; i < 3; ++i) rows.push_back(structure({{"Name", text("a")}, {"Data", doubles({2, 1}, {1, 2})}}));
+    mixed.push_back(text("two"));
+    mixed.push_back(doubles({2, 1}, {1, 2}));
+    mixed.emplace_back();
+    const std::size_t dims[] = {2, 1};
+    put(file.get(), "complex", Array(qxCreateNumericArray(2, dims, qxSINGLE, true)));
+    put(file.get(), "logical", Array(qxCreateLogicalScalar(true)));
+    put(file.get(), "text", text("plain"));
+    put(file.get(), "units", units(u"a\xd83d"));
+    put(file.get(), "mixed", cells({1, 3}, std::move(mixed)));
+    put(file.get(), "structure", structure({{"Unit", text("m")}, {"Gain", Array(qxCreateDoubleScalar(2.5))}}));
+    put(file.get(), "table", cells({3, 1}, std::move(rows)));
+    put(file.get(), "matrix", doubles({3, 4}, std::vector<double>(12, 1.5)));
+    EXPECT_EQ(qatClose(file.release()), 0);
+    return bytes();
+  }
+
+  /// A file with more variables than its root group's header takes.
+  std::string manyVariables() {
+    OpenFile file = open("w");
+    for (int i = 0; i < 40; ++i) {
+      put(file.get(), "variable " + std::to_string(i), Array(qxCreateDoubleScalar(i)));
+    }
+    EXPECT_EQ(qatClose(file.release()), 0);
+    return bytes();
+  }
+
+  void overwrite(const std::string& content) const { std::ofstream(path_, std::ios::binary) << content; }
+
+  /// What opening these bytes says.
+  std::string openError(const std::string& content, const char* mode = "r") const {
+    overwrite(content);
+    const OpenFile file = open(mode);
+    EXPECT_EQ(file, nullptr);
+    return file == nullptr ? qatLastError() : "";
+  }
+
+  /// What reading a variable of these bytes says.
+  std::string readError(const std::string& content, const char* name) const {
+    overwrite(content);
+    const OpenFile file = open("r");
+    EXPECT_NE(file, nullptr) << qatLastError();
+    const Array array(qatGetVariable(file.get(), name));
+    EXPECT_FALSE(array);
+    return array ? "" : qatLastError();
+  }
+
+  /// The header of the dataset that holds the variable "matrix": the last object of everyKind().
+  static std::size_t matrixHeader(const DamagedBytes& file) { return file.headerAround(file.bytes().size()); }
+};
+
+TEST_F(QatIntegrity, EveryByteDamagedOnce) {
+  const std::string whole = everyKind();
+  ASSERT_LT(whole.size(), 20000U);
+  const auto matrixAt =
+      DamagedBytes(whole).number(DamagedBytes(whole).message(matrixHeader(DamagedBytes(whole)), kLayout) + 2, 8);
+  guarded([&] {
+    int damaged = 0, matrixLost = 0;
+    const int descriptor = ::open(path_.c_str(), O_RDWR | O_CLOEXEC);
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+      const char wrong = static_cast<char>(whole[at] ^ (at % 2 == 0 ? 0x01 : 0xA5));
+      ASSERT_EQ(pwrite(descriptor, &wrong, 1, static_cast<off_t>(at)), 1);
+      int failures = 0;
+      if (const OpenFile file = open("r")) {
+        for (const char* name : {"complex", "logical", "text", "units", "mixed", "structure", "table"}) {
+          failures += Array(qatGetVariable(file.get(), name)) ? 0 : 1;
+        }
+        const Array matrix(qatGetVariable(file.get(), "matrix"));
+        if (matrix && (at < matrixAt || at >= matrixAt + 96)) {
+          EXPECT_EQ(qxGetScalar(matrix.get()), 1.5) << at;
+        }
+        matrixLost += matrix ? 0 : 1;
+      } else {
+        failures = 8;
+      }
+      damaged += failures > 0 ? 1 : 0;
+      ASSERT_EQ(pwrite(descriptor, &whole[at], 1, static_cast<off_t>(at)), 1);
+    }
+    ::close(descriptor);
+    EXPECT_GT(damaged, 1500);
+    EXPECT_LT(matrixLost, 400) << "damage elsewhere takes the variable \"matrix\" along";
+  });
+}
+
+TEST_F(QatIntegrity, TruncationAtEveryLength) {
+  const std::string whole = everyKind();
+  guarded([&] {
+    for (std::size_t size = whole.size(); size-- > 0;) {
+      ASSERT_EQ(truncate(path_.c_str(), static_cast<off_t>(size)), 0);
+      EXPECT_EQ(open("r"), nullptr) << size;
+      if (size % 97 == 0) {
+        EXPECT_EQ(open("u"), nullptr) << size;
+      }
+      EXPECT_THAT(qatLastError(), HasSubstr(size < 48 ? "is not a Qat file" : "is truncated"));
+    }
+  });
+}
+
+TEST_F(QatIntegrity, NewerVersionIsRefused) {
+  DamagedBytes file(everyKind());
+  const std::size_t name = file.find("qat.version");
+  const std::size_t header = file.headerAround(name);
+  const std::size_t version = file.bytes().find(std::string("\x01\x00\x00\x00", 4), name + 12 + 12);
+  ASSERT_LT(version, name + 60);
+  file.setNumber(version, 4, 2);
+  file.sealHeader(header);
+  for (const char* mode : {"r", "u"}) {
+    EXPECT_THAT(openError(file.bytes(), mode), HasSubstr("has format version 2; this library reads up to 1"));
+  }
+}
+
+TEST_F(QatIntegrity, StaleOpenMarkIsTakenOff) {
+  const std::string whole = everyKind();
+  for (const char* mode : {"r", "u"}) {
+    for (const std::uint64_t end : {whole.size(), whole.size() - 200, whole.size() + 5000}) {
+      DamagedBytes file(whole);
+      file.setNumber(11, 1, 1);
+      file.setNumber(28, 8, end);
+      file.sealSuperblock();
+      overwrite(file.bytes());
+      OpenFile opened = open(mode);
+      ASSERT_NE(opened, nullptr) << qatLastError();
+      EXPECT_TRUE(Array(qatGetVariable(opened.get(), "matrix"))) << qatLastError();
+      EXPECT_EQ(qatClose(opened.release()), 0);
+      EXPECT_EQ(bytes(), whole) << "the mark is off, and the end of the file is known again";
+    }
+  }
+}
+
+TEST_F(QatIntegrity, OpenMarkOfAWriterThatLivesStands) {
+  DamagedBytes file(everyKind());
+  file.setNumber(11, 1, 1);
+  file.sealSuperblock();
+  overwrite(file.bytes());
+  const int writer = ::open(path_.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(writer, LOCK_EX | LOCK_NB), 0);
+  EXPECT_EQ(open("r"), nullptr);
+  EXPECT_THAT(qatLastError(), HasSubstr("is being written by another program"));
+  ::close(writer);
+  EXPECT_NE(open("r"), nullptr) << qatLastError();
+}
+
+TEST_F(QatIntegrity, EveryByteOfTheIndexOfVariables) {
+  const std::string whole = manyVariables();
+  const DamagedBytes file(whole);
+  const std::map<std::string, std::size_t> structures = {{"FRHP", 146}, {"FHDB", 512}, {"BTHD", 38}, {"BTLF", 200}};
+  guarded([&] {
+    for (const auto& [signature, size] : structures) {
+      for (std::size_t i = 0; i < size; ++i) {
+        std::string content = whole;
+        const std::size_t at = file.find(signature) + i;
+        content[at] = static_cast<char>(content[at] ^ 0x10);
+        EXPECT_THAT(openError(content), HasSubstr(" at address ")) << signature << " byte " << i;
+      }
+    }
+  });
+}
+
+TEST_F(QatIntegrity, CountsOfLinksThatContradictEachOther) {
+  const std::string whole = manyVariables();
+  for (std::size_t tree : {0U, 1U}) {
+    for (const std::uint64_t records : {39U, 41U}) {
+      DamagedBytes file(whole);
+      const std::size_t header = file.find("BTHD", tree);
+      ASSERT_EQ(file.number(header + 26, 8), 40U);
+      file.setNumber(header + 26, 8, records);
+      file.seal(header, 34);
+      EXPECT_THAT(openError(file.bytes()), HasSubstr("the numbers of records contradict each other"));
+      EXPECT_THAT(openError(file.bytes(), "u"), HasSubstr(" of a tree at address "));
+    }
+  }
+}
+
+TEST_F(QatIntegrity, ExtentsBeyondTheData) {
+  DamagedBytes file(everyKind());
+  const std::size_t header = matrixHeader(file);
+  for (const std::size_t at : {4U, 20U}) file.setNumber(file.message(header, kDataspace) + at, 8, 3000);  // and limit
+  file.sealHeader(header);
+  EXPECT_THAT(
+      readError(file.bytes(), "matrix"),
+      AllOf(HasSubstr("variable \"matrix\": at /matrix: the object header at address " + std::to_string(header)),
+            HasSubstr("fewer bytes than its type and extents ask for")));
+}
+
+TEST_F(QatIntegrity, ExtentsWhoseProductOverflows) {
+  DamagedBytes file(everyKind());
+  const std::size_t header = matrixHeader(file);
+  for (const std::size_t at : {4U, 12U, 20U, 28U}) {
+    file.setNumber(file.message(header, kDataspace) + at, 8, std::uint64_t{1} << 62);
+  }
+  file.sealHeader(header);
+  EXPECT_THAT(readError(file.bytes(), "matrix"), HasSubstr("more elements than can be counted"));
+}
+
+TEST_F(QatIntegrity, DataOutsideTheFile) {
+  DamagedBytes file(everyKind());
+  const std::size_t header = matrixHeader(file);
+  const std::size_t layout = file.message(header, kLayout);
+  ASSERT_EQ(file.number(layout + 10, 8), 96U);
+  file.setNumber(layout + 2, 8, file.bytes().size() - 50);
+  file.sealHeader(header);
+  EXPECT_THAT(readError(file.bytes(), "matrix"), HasSubstr("its 96 bytes do not lie in the file"));
+}
+
+TEST_F(QatIntegrity, TypesWithBitsOutsideThem) {
+  const std::string whole = everyKind();
+  // Offset, precision, exponent and mantissa of a double, and the size of the type.
+  const std::vector<std::pair<std::size_t, std::uint64_t>> changes = {{8, 200}, {10, 65}, {12, 60}, {15, 63}, {4, 0}};
+  for (const auto& [at, value] : changes) {
+    DamagedBytes file(whole);
+    const std::size_t header = matrixHeader(file);
+    file.setNumber(file.message(header, kDatatype) + at, at < 12 ? 2 : 1, value);
+    file.sealHeader(header);
+    EXPECT_THAT(readError(file.bytes(), "matrix"), HasSubstr("its datatype")) << at;
+  }
+}
+
+TEST_F(QatIntegrity, VariableThatIsNoObject) {
+  DamagedBytes file(everyKind());
+  const std::size_t chunk = file.find("OCHK");  // more links than the root group's header takes at first
+  const std::size_t name = file.bytes().find("complex", chunk);
+  ASSERT_NE(name, std::string::npos);
+  const std::uint64_t target = file.number(name + 7, 8);
+  ASSERT_EQ(file.bytes().substr(target, 4), "OHDR");
+  for (const std::uint64_t wrong : {target + 1, std::uint64_t{1} << 40}) {
+    file.setNumber(name + 7, 8, wrong);
+    file.sealContinuation(chunk);
+    EXPECT_THAT(readError(file.bytes(), "complex"), HasSubstr("no object begins at address " + std::to_string(wrong)));
+  }
+}
+
+TEST_F(QatIntegrity, AttributeThatIsTooLong) {
+  DamagedBytes file(everyKind());
+  const std::size_t name = file.find("Gain", 1);
+  const std::size_t header = file.headerAround(name);
+  std::size_t attribute = name;
+  while (attribute > header && !(file.number(attribute, 1) == 3 && file.number(attribute + 2, 2) == 5)) --attribute;
+  ASSERT_EQ(file.number(attribute + 2, 2), 5U) << "the length of the name";
+  file.setNumber(attribute + 4, 2, 4000);
+  file.sealHeader(header);
+  EXPECT_THAT(readError(file.bytes(), "structure"), HasSubstr("it ends too early"));
+}
+
+TEST_F(QatIntegrity, FieldNameThatIsAPath) {
+  std::string content = everyKind();
+  const std::size_t heap = content.find("GCOL");
+  ASSERT_NE(heap, std::string::npos);
+  const std::size_t name = content.find("Gain", heap);
+  ASSERT_NE(name, std::string::npos);
+  content.replace(name, 4, "../x");
+  EXPECT_THAT(readError(content, "structure"), HasSubstr("a name that is a path"));
+}
+
+TEST_F(QatIntegrity, UpdateOfADamagedFileLeavesItAlone) {
+  std::string content = manyVariables();
+  content[content.find("FHDB") + 40] ^= 1;
+  EXPECT_THAT(openError(content, "u"), HasSubstr("the heap block at address"));
+  EXPECT_EQ(bytes(), content);
+}
+
+TEST_F(QatIntegrity, DamagedVariableIsNeitherReplacedNorDeleted) {
+  std::string content = everyKind();
+  const DamagedBytes file(content);
+  const std::size_t table = file.number(file.find(std::string("\x04Name", 5)) + 5, 8);  // a column of it
+  ASSERT_EQ(content.substr(table, 4), "OHDR");
+  content[table + 12] ^= 1;
+  overwrite(content);
+  const OpenFile opened = open("u");
+  ASSERT_NE(opened, nullptr) << qatLastError();
+  const Array value = text("new");
+  EXPECT_NE(qatPutVariable(opened.get(), "table", value.get()), 0);
+  EXPECT_THAT(qatLastError(), HasSubstr("the object header at address " + std::to_string(table)));
+  EXPECT_NE(qatDeleteVariable(opened.get(), "table"), 0);
+  EXPECT_EQ(qatPutVariable(opened.get(), "text", value.get()), 0) << qatLastError();
+  EXPECT_EQ(qatDeleteVariable(opened.get(), "structure"), 0) << qatLastError();
+  EXPECT_TRUE(Array(qatGetVariable(opened.get(), "matrix"))) << qatLastError();
+}
+
+class QatForeign : public QatIntegrity {
+ protected:
+  static std::string seed(const char* name) {
+    std::ifstream stream(std::string(VTIO_QAT_SEEDS) + "/" + name, std::ios::binary);
+    EXPECT_TRUE(stream.good()) << name;
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  /// Elements of a variable in storage order of a line, or row by row.
+  template <typename Value = double>
+  static Value at(QatFile* file, const char* name, std::size_t index) {
+    const Array array(qatGetVariable(file, name));
+    EXPECT_TRUE(array) << qatLastError();
+    return array ? static_cast<const Value*>(qxGetConstData(array.get()))[index] : Value{};
+  }
+};
+
+TEST_F(QatForeign, ChunksOfEveryIndexAreRead) {
+  for (const char* name : {"chunks.qat", "filtered_chunks.qat"}) {
+    overwrite(seed(name));
+    const OpenFile file = open("r");
+    ASSERT_NE(file, nullptr) << qatLastError();
+    EXPECT_EQ(at(file.get(), "single", 7), 7.0);
+    EXPECT_EQ(at(file.get(), "fixed", 23), 23.0);
+    EXPECT_EQ(at<float>(file.get(), "growing", 299), 299.0F);
+    EXPECT_EQ(at(file.get(), "tree", 6), 1.0);
+    EXPECT_EQ(at(file.get(), "tree", 47), 47.0);
+  }
+  overwrite(seed("paged_chunks.qat"));
+  EXPECT_EQ(at<unsigned char>(open("r").get(), "paged", 1099), 1099 % 251);
+  overwrite(seed("implicit_chunks.qat"));
+  EXPECT_EQ(at(open("r").get(), "implicit", 11), 0.0);
+}
+
+TEST_F(QatForeign, TypesOfEveryKindAreReadOrRefused) {
+  overwrite(seed("types.qat"));
+  const OpenFile file = open("r");
+  ASSERT_NE(file, nullptr) << qatLastError();
+  for (const char* name : {"complex", "half", "big", "texts", "many"}) {
+    EXPECT_TRUE(Array(qatGetVariable(file.get(), name))) << qatLastError();
+  }
+  EXPECT_EQ(qatGetVariable(file.get(), "opaque"), nullptr);
+  EXPECT_THAT(qatLastError(), HasSubstr("a type that arrays do not have"));
+}
+
+TEST_F(QatForeign, DamagedIndexOfChunksIsNamed) {
+  const std::string whole = seed("chunks.qat");
+  const DamagedBytes file(whole);
+  const std::map<std::string, const char*> indexes = {{"FAHD", "fixed"},   {"FADB", "fixed"},   {"EAHD", "growing"},
+                                                      {"EAIB", "growing"}, {"EADB", "growing"}, {"EASB", "growing"},
+                                                      {"BTHD", "tree"},    {"BTLF", "tree"}};
+  for (const auto& [signature, variable] : indexes) {
+    std::string content = whole;
+    content[file.find(signature) + 10] ^= 1;
+    EXPECT_THAT(readError(content, variable), HasSubstr(" at address " + std::to_string(file.find(signature))))
+        << signature;
+    EXPECT_EQ(at(open("r").get(), "single", 7), 7.0) << "what is not damaged stays readable";
+  }
+}
+
+TEST_F(QatForeign, ChunkThatInflatesToTooLittle) {
+  EXPECT_THAT(readError(seed("short_chunk.qat"), "short"), HasSubstr("it does not hold 16000 bytes"));
+}
+
+TEST_F(QatForeign, BytesOfChunksAndTypesDamagedOneByOne) {
+  const std::map<const char*, std::size_t> files = {{"filtered_chunks.qat", 3}, {"types.qat", 7}};
+  for (const auto& [name, step] : files) {
+    const std::string whole = seed(name);
+    overwrite(whole);
+    guarded([&, step = step] {
+      int failures = 0;
+      const int descriptor = ::open(path_.c_str(), O_RDWR | O_CLOEXEC);
+      for (std::size_t at = 0; at < whole.size(); at += step) {
+        const char wrong = static_cast<char>(whole[at] ^ 0x5A);
+        ASSERT_EQ(pwrite(descriptor, &wrong, 1, static_cast<off_t>(at)), 1);
+        if (const OpenFile file = open("r")) {
+          for (const std::string& variable : names(file.get())) {
+            failures += Array(qatGetVariable(file.get(), variable.c_str())) ? 0 : 1;
+          }
+        } else {
+          ++failures;
+        }
+        ASSERT_EQ(pwrite(descriptor, &whole[at], 1, static_cast<off_t>(at)), 1);
+      }
+      ::close(descriptor);
+      EXPECT_GT(failures, 300);
+    });
+  }
+}
+
+/// What fuzzing found once: a table of links that HDF5 would take on trust, and crash.
+TEST_F(QatForeign, DamagedTableOfLinks) {
+  guarded([&] { EXPECT_THAT(openError(seed("crash_dense_links.qat")), HasSubstr("the heap block at address 13463")); });
+}
+
+}  // namespace
+}  // namespace vtio::tests
