@@ -61,7 +61,7 @@ std::vector<ArrayPtr> sharedCopies(const std::vector<ArrayPtr>& values) {
 /// Gives the array storage of its own, so that writing it leaves its shared copies alone.
 Storage& unshare(qxArray& array) {
   if (array.storage.use_count() > 1) {
-    auto own = std::make_shared<Storage>(array.storage->values);
+    auto own = std::make_shared<Storage>(array.storage->flat());
     own->rowMajor = array.storage->rowMajor;
     own->cells = sharedCopies(array.storage->cells);
     own->fields.reserve(array.storage->fields.size());
@@ -73,8 +73,12 @@ Storage& unshare(qxArray& array) {
   return *array.storage;
 }
 
-/// Brings the values of unshared storage into the wanted order.
+/// Brings the values of unshared storage into one run of its own, in the wanted order.
 void setOrder(Storage& storage, const qxArray& array, bool rowMajor) {
+  if (storage.pieces) {
+    storage.values.swap(storage.pieces->flat());
+    storage.pieces.reset();
+  }
   if (storage.rowMajor != rowMajor && !array.dims.isLine()) {
     Buffer reordered(storage.values.size());
     reorder(storage.values.data(), reordered.data(), array.dims, elementBytes(array), !rowMajor);
@@ -87,13 +91,14 @@ void setOrder(Storage& storage, const qxArray& array, bool rowMajor) {
 /// The column-major values. The first reader of row-major storage converts them; readers may race for that.
 const std::byte* columnMajorValues(const qxArray& array) {
   const Storage& storage = *array.storage;
+  const Buffer& values = storage.flat();
   if (!storage.rowMajor) {
-    return storage.values.data();
+    return values.data();
   }
   const Buffer* known = storage.columnMajorCopy.load();
   if (known == nullptr) {
-    auto converted = std::make_unique<Buffer>(storage.values.size());
-    reorder(storage.values.data(), converted->data(), array.dims, elementBytes(array), true);
+    auto converted = std::make_unique<Buffer>(values.size());
+    reorder(values.data(), converted->data(), array.dims, elementBytes(array), true);
     if (storage.columnMajorCopy.compare_exchange_strong(known, converted.get())) {
       known = converted.release();
     }
@@ -155,7 +160,7 @@ const void* qxGetConstData(const qxArray* array) {
 
 double qxGetScalar(const qxArray* array) {
   const qxArray& checked = vtu::qalc::notEmpty(__func__, vtu::qalc::withValues(__func__, array));
-  const std::byte* data = checked.storage->values.data();
+  const std::byte* data = checked.storage->flat().data();
   switch (checked.id) {
     case qxSINGLE:
       return vtu::qalc::firstAs<float>(data);

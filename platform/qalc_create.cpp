@@ -16,23 +16,38 @@ ArrayPtr makeArray(std::size_t ndim, const std::size_t* dims, qxClassID id, bool
   return ArrayPtr(new qxArray(ndim, dims, id, isComplex));
 }
 
-/// A zero-filled array of values.
-ArrayPtr makeValues(const char* function, std::size_t ndim, const std::size_t* dims, qxClassID id, bool isComplex) {
-  const std::size_t realSize = elementSize(id);
-  if (realSize == 0) {
+/// An array of values without its storage.
+ArrayPtr makeShape(const char* function, std::size_t ndim, const std::size_t* dims, qxClassID id, bool isComplex) {
+  if (elementSize(id) == 0) {
     fail("WrongClass", {function, className(id), "a numeric, logical or char class"});
   }
   if (isComplex && (id == qxLOGICAL || id == qxCHAR)) {
     fail("WrongClass", {function, std::string("complex ") + className(id), "a numeric class"});
   }
-  ArrayPtr array = makeArray(ndim, dims, id, isComplex);
+  return makeArray(ndim, dims, id, isComplex);
+}
+
+/// Bytes of all values.
+std::size_t valueBytes(const char* function, const qxArray& array) {
   std::size_t bytes = 0;
-  if (__builtin_mul_overflow(array->dims.elements(), realSize * (isComplex ? 2 : 1), &bytes)) {
-    throw std::length_error(std::string(function) + ": " + std::to_string(array->dims.elements()) +
+  if (__builtin_mul_overflow(array.dims.elements(), elementSize(array.id) * (array.complex ? 2 : 1), &bytes)) {
+    throw std::length_error(std::string(function) + ": " + std::to_string(array.dims.elements()) +
                             " elements are too many");
   }
-  array->storage = std::make_shared<Storage>(bytes);
+  return bytes;
+}
+
+/// A zero-filled array of values.
+ArrayPtr makeValues(const char* function, std::size_t ndim, const std::size_t* dims, qxClassID id, bool isComplex) {
+  ArrayPtr array = makeShape(function, ndim, dims, id, isComplex);
+  array->storage = std::make_shared<Storage>(valueBytes(function, *array));
   return array;
+}
+
+/// Marks the array as made row-major.
+void setRowMajor(qxArray& array) {
+  array.madeRowMajor = true;
+  array.storage->rowMajor = !array.dims.isLine();
 }
 
 ArrayPtr makeScalar(const char* function, qxClassID id) {
@@ -122,8 +137,32 @@ qxArray* qxCreateNumericArray(std::size_t ndim, const std::size_t* dims, qxClass
 
 qxArray* qxCreateNumericArrayRowMajor(std::size_t ndim, const std::size_t* dims, qxClassID id, bool isComplex) {
   ArrayPtr array = vtu::qalc::makeValues(__func__, ndim, dims, id, isComplex);
-  array->madeRowMajor = true;
-  array->storage->rowMajor = !array->dims.isLine();
+  vtu::qalc::setRowMajor(*array);
+  return array.release();
+}
+
+qxArray* qxCreateNumericArrayOfPieces(std::size_t ndim, const std::size_t* dims, qxClassID id, bool isComplex,
+                                      const qxPiece* pieces, std::size_t count, void* owner,
+                                      void (*release)(void* owner)) {
+  ArrayPtr array = vtu::qalc::makeShape(__func__, ndim, dims, id, isComplex);
+  const std::size_t expected = vtu::qalc::valueBytes(__func__, *array);
+  if (pieces == nullptr && count != 0) {
+    throw std::invalid_argument(std::string(__func__) + ": no list given for " + std::to_string(count) + " pieces");
+  }
+  std::size_t given = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (pieces[i].values == nullptr || __builtin_add_overflow(given, pieces[i].bytes, &given)) {
+      throw std::invalid_argument(std::string(__func__) + ": piece " + std::to_string(i) + " is null or too large");
+    }
+  }
+  if (given != expected) {
+    throw std::invalid_argument(std::string(__func__) + ": the pieces have " + std::to_string(given) + " bytes, the " +
+                                std::to_string(array->dims.elements()) + " elements " + std::to_string(expected));
+  }
+  array->storage = std::make_shared<Storage>();
+  array->storage->pieces = std::make_unique<vtu::qalc::Pieces>(pieces, count, expected);
+  vtu::qalc::setRowMajor(*array);
+  array->storage->pieces->take(owner, release);  // last: nothing throws from here on
   return array.release();
 }
 
@@ -189,7 +228,7 @@ qxArray* qxDuplicateArray(const qxArray* array) {
     fail("NullArray", {__func__});
   }
   ArrayPtr copy(new qxArray(*array));
-  auto storage = std::make_shared<Storage>(array->storage->values);
+  auto storage = std::make_shared<Storage>(array->storage->flat());
   storage->rowMajor = array->storage->rowMajor;
   storage->cells = vtu::qalc::duplicates(array->storage->cells);
   for (const vtu::qalc::Field& field : array->storage->fields) {

@@ -11,11 +11,13 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/qalc.hpp"
+#include "platform/qalc_pieces.hpp"
 
 namespace vtu::qalc {
 
@@ -82,6 +84,37 @@ struct Field {
   std::vector<ArrayPtr> values;
 };
 
+/// Values that stand in several runs in somebody else's memory.
+class Pieces final {
+ public:
+  /// @param size Bytes of all pieces together.
+  Pieces(const qxPiece* pieces, std::size_t count, std::size_t size) : list_(pieces, pieces + count), size_(size) {}
+  Pieces(const Pieces&) = delete;
+  Pieces& operator=(const Pieces&) = delete;
+  ~Pieces() {
+    if (release_ != nullptr) release_(owner_);
+  }
+
+  /// From here on the owner is released with this object.
+  void take(void* owner, void (*release)(void*)) {
+    owner_ = owner;
+    release_ = release;
+  }
+
+  [[nodiscard]] const std::vector<qxPiece>& list() const { return list_; }
+
+  /// All values in one run. The first caller copies them; callers may race for that.
+  [[nodiscard]] Buffer& flat() const;
+
+ private:
+  std::vector<qxPiece> list_;
+  std::size_t size_;
+  void* owner_ = nullptr;
+  void (*release_)(void*) = nullptr;
+  mutable std::once_flag flattened_;
+  mutable Buffer flat_;
+};
+
 /// What shared copies of an array have in common.
 struct Storage {
   Storage() = default;
@@ -91,7 +124,11 @@ struct Storage {
   Storage& operator=(const Storage&) = delete;
   ~Storage() { delete columnMajorCopy.load(); }
 
+  /// The values in one run.
+  [[nodiscard]] const Buffer& flat() const { return pieces ? pieces->flat() : values; }
+
   Buffer values;                                                // numeric, logical and char arrays
+  std::unique_ptr<Pieces> pieces;                               // instead of values
   bool rowMajor = false;                                        // order of values; false where both orders are the same
   mutable std::atomic<const Buffer*> columnMajorCopy{nullptr};  // made by the first reader; owned; only if rowMajor
   std::vector<ArrayPtr> cells;
@@ -145,7 +182,7 @@ struct qxArray {
 namespace vtu::qalc {
 
 inline ValueView storedValues(const qxArray& array) {
-  return {array.storage->values.data(), elementSize(array.id) * (array.complex ? 2 : 1), array.storage->rowMajor};
+  return {array.storage->flat().data(), elementSize(array.id) * (array.complex ? 2 : 1), array.storage->rowMajor};
 }
 
 inline const void* storageIdentity(const qxArray& array) { return array.storage.get(); }

@@ -3,10 +3,14 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "platform/qalc_pieces.hpp"
 #include "recorders/dataset_element.hpp"
+#include "recorders/row_chunk.hpp"
 
 namespace vtio::recorders {
 namespace {
@@ -43,9 +47,37 @@ void interleaveWords(std::uint64_t* values, std::size_t count, std::size_t words
   }
 }
 
+using ChunkShares = std::vector<Ref<RowChunk>>;
+
+void releaseShares(void* shares) { delete static_cast<ChunkShares*>(shares); }
+
+// Values that the array takes as they were recorded need no copy: the array holds shares of the chunks. What is recorded
+// later goes behind the rows that are in use, or into copies.
+bool canShare(const StoredType& type, std::size_t bytes) {
+  constexpr std::size_t kWorthwhile = 2048;
+  return bytes >= kWorthwhile && type.id != qxLOGICAL && (!type.isComplex || type.words == 1);
+}
+
+vtu::qxArrayWrapper sharedColumn(const SampleStream& stream, std::size_t index, const LeafColumn& column,
+                                 const std::vector<std::size_t>& dimensions) {
+  auto shares = std::make_unique<ChunkShares>();
+  std::vector<qxPiece> pieces;
+  const std::size_t rowBytes = column.bytesPerRow();
+  stream.visit(index, [&](const std::byte* rows, std::size_t count, RowChunk& chunk) {
+    pieces.push_back({rows, count * rowBytes});
+    shares->emplace_back(&chunk);
+  });
+  vtu::qxArrayWrapper array(qxCreateNumericArrayOfPieces(dimensions.size(), dimensions.data(), column.type.id,
+                                                         column.type.isComplex, pieces.data(), pieces.size(),
+                                                         shares.get(), releaseShares));
+  static_cast<void>(shares.release());
+  return array;
+}
+
 vtu::qxArrayWrapper numericColumn(const SampleStream& stream, std::size_t index, const LeafColumn& column) {
   const std::vector<std::size_t> dimensions = dimensionsOf(stream, column);
   const StoredType& type = column.type;
+  if (canShare(type, dimensions.front() * column.bytesPerRow())) return sharedColumn(stream, index, column, dimensions);
   vtu::qxArrayWrapper array(
       qxCreateNumericArrayRowMajor(dimensions.size(), dimensions.data(), type.id, type.isComplex));
   const std::size_t elements = qxGetNumberOfElements(array.get());

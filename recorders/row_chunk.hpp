@@ -2,6 +2,7 @@
 /// Sample data of one stream: a run of rows, column by column, and the texts that cells refer to.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -44,7 +45,7 @@ struct TextCell {
 /// values of a column are contiguous. Several holders may share a chunk: the one whose rows end at `used` may add to
 /// it, any other copies it first.
 struct RowChunk {
-  std::uint32_t refs = 0;
+  std::atomic<std::uint32_t> refs = 0;  // arrays that hold a share may be destroyed on any thread
   std::uint32_t used = 0;  // rows that some holder may refer to; brought up to date when a holder is added or leaves
   std::uint32_t rows = 0;  // capacity
   std::uint32_t hasText = 0;

@@ -5,6 +5,7 @@
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
+#include "platform/qat/gathered_write.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -114,12 +115,10 @@ Handle DatasetWriter::writeElements(hid_t group, const std::string& link, const 
   Handle dataset = create(group, link, kit_.elementType({array.id, array.complex}), extents);
   if (extents.size() == 1 && array.dims.size() > H5S_MAX_RANK) writeDimsAttribute(dataset.get(), array.dims);
   if (array.id == qxCHAR) writeTextAttribute(kit_, dataset.get(), kKindAttribute, "char");
-  const qalc::ValueView view = qalc::storedValues(array);
-  if (view.rowMajor || array.dims.isLine()) {
-    fill(dataset, view.data, array.dims.elements() * view.elementBytes);
-  } else if (array.dims.elements() > 0) {
-    writeTransposed(bytes_, addressOf(dataset), array);
-  }
+  if (array.dims.elements() == 0) return dataset;
+  GatheredWrite values(bytes_);
+  values.addValues(addressOf(dataset), array);
+  values.finish();
   return dataset;
 }
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 
 #include "platform/qat/failure.hpp"
@@ -43,25 +42,6 @@ void FileBytes::write(std::uint64_t address, const void* source, std::size_t siz
     at += count;
     address += static_cast<std::uint64_t>(count);
     size -= static_cast<std::size_t>(count);
-  }
-}
-
-void FileBytes::writeGathered(std::uint64_t address, std::span<iovec> pieces) const {
-  while (!pieces.empty()) {
-    const int most = static_cast<int>(std::min<std::size_t>(pieces.size(), IOV_MAX));
-    const ssize_t written = pwritev(descriptor_, pieces.data(), most, static_cast<off_t>(address));
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw Failure(kStorage, std::string("cannot be written: ") + std::strerror(errno));
-    address += static_cast<std::uint64_t>(written);
-    auto left = static_cast<std::size_t>(written);
-    while (!pieces.empty() && left >= pieces.front().iov_len) {
-      left -= pieces.front().iov_len;
-      pieces = pieces.subspan(1);
-    }
-    if (left != 0) {
-      pieces.front().iov_base = static_cast<char*>(pieces.front().iov_base) + left;
-      pieces.front().iov_len -= left;
-    }
   }
 }
 

@@ -2,11 +2,8 @@
 /// Plain reads and writes at addresses of an open Qat file, beside HDF5 and through the same descriptor.
 #pragma once
 
-#include <sys/uio.h>
-
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 #include "platform/qat/hdf5.hpp"
 
@@ -27,9 +24,6 @@ class FileBytes final {
 
   /// Writes all bytes. @throws Failure in the system's words, for example when the disk is full.
   void write(std::uint64_t address, const void* source, std::size_t size) const;
-
-  /// Writes pieces that lie apart in memory one after another. @param pieces Used up.
-  void writeGathered(std::uint64_t address, std::span<iovec> pieces) const;
 
   /// Checks that a checksummed object header begins at the address, before HDF5 is let near it: a header that has lost its
   /// signature would be taken for one of the old, unchecked form. @throws Failure

@@ -1,16 +1,17 @@
 /// @file
-/// Writes values of many arrays, which stand one after another in the file, with few system calls and without a copy.
+/// Writes values of many arrays, which stand one after another in the file, with few system calls.
 #pragma once
 
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "platform/qalc_internal.hpp"
 #include "platform/qat/file_bytes.hpp"
 
 namespace vtu::qat {
 
-/// Collects pieces of memory that are to be written, and writes them a few megabytes at a time.
+/// Collects small pieces of memory in a buffer that stays in the cache, and writes a megabyte at a time; large pieces go to
+/// the file as they are.
 class GatheredWrite final {
  public:
   explicit GatheredWrite(const FileBytes& bytes) : bytes_(bytes) {}
@@ -25,9 +26,9 @@ class GatheredWrite final {
   void add(std::uint64_t address, const void* data, std::size_t size);
 
   FileBytes bytes_;
-  std::vector<iovec> pieces_;
-  std::uint64_t address_ = 0;  // of the first piece
-  std::uint64_t size_ = 0;     // of all pieces
+  std::unique_ptr<std::byte[]> buffer_;
+  std::uint64_t address_ = 0;  // of what is in the buffer
+  std::size_t size_ = 0;       // of it
 };
 
 }  // namespace vtu::qat

@@ -23,7 +23,9 @@ bool isPlainDataset(const qxArray& array) {
          (array.dims.size() > 2 || array.dims.elements() != 1);
 }
 
-std::uint64_t bytesOf(const qxArray& array) { return array.dims.elements() * qalc::storedValues(array).elementBytes; }
+std::uint64_t bytesOf(const qxArray& array) {
+  return array.dims.elements() * qalc::elementSize(array.id) * (array.complex ? 2 : 1);
+}
 
 }  // namespace
 
