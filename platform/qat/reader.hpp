@@ -73,6 +73,7 @@ class Reader final {
   TextReader texts_;
   std::unordered_map<haddr_t, qalc::ArrayPtr> done_;  // null while the object is being read
   std::unordered_set<haddr_t> columnGroups_;
+  std::uint64_t tableValues_ = 0;  // fields of the table that is being read, nested ones included
   int depth_ = 0;
 };
 

@@ -50,6 +50,7 @@ void requireOffsets(const TableColumn& column, std::size_t rows) {
 qalc::ArrayPtr Reader::readTable(hid_t group) {
   const auto dims = dimsAttribute(group);
   const std::size_t rows = checkedElements(dims, fileSize_);
+  tableValues_ = 0;
   const auto columns = readColumns(group, rows);
   const bool hasRows = hasMember(group, "0");
   H5G_info_t info;
@@ -71,7 +72,12 @@ qalc::ArrayPtr Reader::readTable(hid_t group) {
 
 std::vector<TableColumn> Reader::readColumns(hid_t group, std::size_t rows) {
   std::vector<TableColumn> columns;
-  for (const std::string& link : fieldLinks(group)) {
+  const auto links = fieldLinks(group);
+  tableValues_ += links.size();
+  if (rows > 0 && tableValues_ > 64 * fileSize_ / rows) {
+    throw Failure(kDamaged, std::to_string(links.size()) + " fields for " + std::to_string(rows) + " rows");
+  }
+  for (const std::string& link : links) {
     columns.push_back(atPlace(link, [&] { return readColumn(group, link, rows); }));
   }
   return columns;

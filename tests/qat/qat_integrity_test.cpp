@@ -305,6 +305,47 @@ TEST_F(QatIntegrity, DamagedVariableIsNeitherReplacedNorDeleted) {
   EXPECT_TRUE(Array(qatGetVariable(opened.get(), "matrix"))) << qatLastError();
 }
 
+/// A group that does nothing but link to an object.
+std::string groupWithLink(std::uint64_t target) {
+  std::string group("OHDR\x02\x00\x26\x02\x12\x00\x00\x00\x00", 13);
+  group.append(16, '\xFF');
+  group.append("\x06\x0C\x00\x00\x01\x00\x01x", 8);
+  group.append(reinterpret_cast<const char*>(&target), sizeof target);
+  const std::size_t size = group.size();
+  group.append(4, '\0');
+  DamagedBytes sealed(std::move(group));
+  sealed.seal(0, size);
+  return sealed.bytes();
+}
+
+TEST_F(QatIntegrity, ChainOfGroupsTooDeepToBeDeleted) {
+  const std::string start = everyKind();
+  const DamagedBytes whole(start);
+  const std::size_t chunk = whole.find("OCHK");
+  const std::size_t name = whole.bytes().find("complex", chunk);
+  for (const std::size_t levels : {500U, 20000U}) {
+    std::string content = start;
+    std::uint64_t target = whole.number(name + 7, 8);
+    for (std::size_t i = 0; i < levels; ++i) {
+      const std::uint64_t place = content.size();
+      content += groupWithLink(target);
+      target = place;
+    }
+    DamagedBytes file(content);
+    file.setNumber(name + 7, 8, target);
+    file.sealContinuation(chunk);
+    file.setNumber(28, 8, content.size());
+    file.sealSuperblock();
+    overwrite(file.bytes());
+    guarded([&] {
+      const OpenFile opened = open("u");
+      ASSERT_NE(opened, nullptr) << qatLastError();
+      EXPECT_EQ(qatDeleteVariable(opened.get(), "complex") == 0, levels == 500) << levels;
+      EXPECT_TRUE(levels == 500 || std::string(qatLastError()).ends_with("nested deeper than any Qat file"));
+    });
+  }
+}
+
 class QatForeign : public QatIntegrity {
  protected:
   static std::string seed(const char* name) {

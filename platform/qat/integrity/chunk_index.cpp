@@ -67,6 +67,10 @@ ChunkWalk::ChunkWalk(Blocks& blocks, const Cursor& at, const DatasetInfo& datase
   }
   at.require(!index.chunk.empty() && index.chunk.size() > 1, "chunks of a single value");
   at.require(index.chunk.back() == dataset.type.size, "its chunks have elements of another size than its dataset");
+  // HDF5 makes something of every chunk of the extents, stored or not.
+  constexpr std::uint64_t kAlwaysFine = 4096;
+  at.require(chunksWithin(dataset.space.extents) <= kAlwaysFine + blocks.fileSize(),
+             "more chunks than the file has bytes");
   for (const Filter& filter : dataset.filters) {
     if (filter.id < Filter::kDeflate || filter.id > Filter::kChecksum) {
       throw Failure(kUnsupported, inWords(at.place()) + ": a filter of number " + std::to_string(filter.id));
@@ -74,10 +78,10 @@ ChunkWalk::ChunkWalk(Blocks& blocks, const Cursor& at, const DatasetInfo& datase
   }
 }
 
-std::uint64_t ChunkWalk::mostChunks() const {
+std::uint64_t ChunkWalk::chunksWithin(const std::vector<std::uint64_t>& extents) const {
   std::uint64_t count = 1;
   for (std::size_t i = 0; i < rank(); ++i) {
-    const std::uint64_t limit = dataset_.space.limits[i];
+    const std::uint64_t limit = extents[i];
     if (limit == SpaceInfo::kUnlimited) return kNoAddress;
     const std::uint64_t along = limit / index_.chunk[i] + (limit % index_.chunk[i] != 0 ? 1 : 0);
     if (__builtin_mul_overflow(count, along, &count)) return kNoAddress;

@@ -21,7 +21,7 @@ class ChunkWalk final {
   [[nodiscard]] std::size_t rank() const { return dataset_.space.extents.size(); }
 
   /// Chunks up to the limits of the extents; kNoAddress when there is no such number.
-  [[nodiscard]] std::uint64_t mostChunks() const;
+  [[nodiscard]] std::uint64_t mostChunks() const { return chunksWithin(dataset_.space.limits); }
 
   /// Bytes of the size of a filtered chunk in an index.
   [[nodiscard]] std::size_t sizeBytes() const;
@@ -36,6 +36,7 @@ class ChunkWalk final {
   void checkChunk(const StoredChunk& chunk);
 
  private:
+  [[nodiscard]] std::uint64_t chunksWithin(const std::vector<std::uint64_t>& extents) const;
   [[nodiscard]] std::uint64_t unfilteredBytes(const StoredChunk& chunk) const;
 
   Blocks& blocks_;

@@ -79,17 +79,36 @@ void Integrity::requireObject(std::uint64_t address) {
 }
 
 void Integrity::requireTree(std::uint64_t address) {
+  constexpr std::size_t kDeepest = 1000;                 // two objects for each level of nesting, and some
+  std::unordered_map<std::uint64_t, std::size_t> links;  // to each object, from those below the first
   std::vector<std::uint64_t> open{address};
-  std::unordered_set<std::uint64_t> seen;
+  links[address] = 0;
   while (!open.empty()) {
     const std::uint64_t next = open.back();
     open.pop_back();
-    if (!seen.insert(next).second) continue;
     requireObject(next);
-    if (const Verdict* verdict = check(next)) {
-      open.insert(open.end(), verdict->targets.begin(), verdict->targets.end());
+    for (const std::uint64_t target : targetsOf(next)) {
+      if (links[target]++ == 0 && target != address) open.push_back(target);
     }
   }
+  // Level by level: an object is deleted with the last link to it. What links to itself is never deleted.
+  open.assign(1, address);
+  for (std::size_t depth = 0; !open.empty(); ++depth) {
+    if (depth > kDeepest) throw Failure(kDamaged, "nested deeper than any Qat file");
+    std::vector<std::uint64_t> below;
+    for (const std::uint64_t object : open) {
+      for (const std::uint64_t target : targetsOf(object)) {
+        if (--links[target] == 0) below.push_back(target);
+      }
+    }
+    open = std::move(below);
+  }
+}
+
+const std::vector<std::uint64_t>& Integrity::targetsOf(std::uint64_t address) {
+  static const std::vector<std::uint64_t> none;
+  const Verdict* verdict = check(address);
+  return verdict == nullptr ? none : verdict->targets;
 }
 
 void Integrity::forget() {

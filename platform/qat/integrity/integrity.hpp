@@ -36,7 +36,8 @@ class Integrity final {
   /// Checks one object. @throws Failure saying what is wrong and at which address
   void requireObject(std::uint64_t address);
 
-  /// Checks an object and everything that hangs below it, as deleting it goes there.
+  /// Checks an object and everything that hangs below it, as deleting it goes there, and that it is nested no deeper than
+  /// HDF5 can follow. For Purpose::changing.
   void requireTree(std::uint64_t address);
 
   /// Forgets what has been checked; to be called when the file has changed.
@@ -50,6 +51,7 @@ class Integrity final {
   };
 
   const Verdict* check(std::uint64_t address);
+  const std::vector<std::uint64_t>& targetsOf(std::uint64_t address);
   void checkObject(std::uint64_t address, std::vector<std::uint64_t>& targets);
   void checkMessage(const Message& message, std::vector<std::uint64_t>& targets);
   void checkDataset(const ObjectHeader& header);
