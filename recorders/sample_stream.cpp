@@ -72,9 +72,10 @@ SampleStream::SampleStream(const LayoutPosition& position, std::uint64_t maxPoin
     rowBytes_ += column.bytesPerRow();
     hasText_ = hasText_ || column.type.text != StoredType::Text::none;
   }
-  const LeafColumn& first = position.columns.front();
-  isBlock_ = position.columns.size() == 1 && first.offsets.size() == 1 && first.offsets.front() == 0 && !hasText_ &&
-             rowBytes_ != 0;
+  if (position.columns.size() == 1 && rowBytes_ != 0 && !hasText_) {
+    const std::vector<std::size_t>& offsets = position.columns.front().offsets;
+    isBlock_ = offsets.size() == 1 && offsets.front() == 0;
+  }
   const bool isPlain = rowBytes_ == 1 || rowBytes_ == 2 || rowBytes_ == 4 || rowBytes_ == 8;
   cursor_.bytes = isBlock_ && isPlain ? static_cast<std::uint32_t>(rowBytes_) : 0;
   cursor_.times = &kNoTime;

@@ -156,6 +156,32 @@ TEST_F(Session, SnapshotsOfADeletedRecorderDoNothing) {
   EXPECT_TRUE(catalogue_.clientCollection(u"logsout").empty());
 }
 
+TEST_F(Session, RecordersThatTakeThePlaceOfDeletedOnesBeginAnew) {
+  std::vector<Recorded> signals;
+  const auto remove = [this](Recorded& r) {
+    r.accessor->removeClient(*r.recorder);
+    catalogue_.deleteClient(*r.recorder);
+  };
+  for (int i = 0; i < 300; ++i) {
+    signals.push_back(record(leaf(u"x", i % 2 == 0 ? "double" : "int32")));
+    signals.back().add(0.0, 1.0 + i);
+  }
+  for (std::size_t i = 0; i < 300; i += 3) {
+    remove(signals[i]);
+    signals[i] = record(leaf(u"x"));
+    EXPECT_TRUE(dataOf(signals[i]).empty());
+  }
+  for (int step = 1; step < 300; ++step) {
+    for (std::size_t i = 0; i < 300; i += 3) signals[i].add(step, static_cast<double>(i) + step);
+  }
+  for (std::size_t i = 0; i < 300; i += 3) {
+    ASSERT_EQ(signals[i].recorder->heldSamples(), 299U);
+    EXPECT_EQ(dataOf(signals[i]).back(), static_cast<double>(i) + 299);
+  }
+  for (std::size_t i = 2; i < 300; i += 6)
+    EXPECT_EQ(dataOf(signals[i]), std::vector<double>{1.0 + static_cast<double>(i)});
+}
+
 TEST(SessionLifetime, SessionMayGoBeforeOrAfterTheCatalogue) {
   auto catalogue = std::make_unique<Catalogue>();
   auto session = std::make_unique<RecordingSession>(*catalogue);
