@@ -30,7 +30,7 @@ std::uint64_t bytesOf(const qxArray& array) {
 }  // namespace
 
 bool RowImages::isPlain(const std::vector<FieldPlan>& fields, std::size_t row, int levels) {
-  if (levels <= 0) return false;
+  if (levels < 2) return false;  // the group and what is in it
   const auto links =
       std::count_if(fields.begin(), fields.end(), [row](const auto& field) { return isMember(field, row); });
   return links <= kMostLinksOfGroup && std::all_of(fields.begin(), fields.end(), [row, levels](const FieldPlan& field) {

@@ -1,5 +1,6 @@
 """Reads the file of write_every_kind.cpp through h5py and compares values, shapes and types."""
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -110,6 +111,39 @@ class EveryKind(unittest.TestCase):
         self.assertEqual(elements["17/Values/Data"][()].tolist(), [[17, 1], [2, 3], [4, 5]])
         self.assertEqual(elements["17/Values/Time"][()].tolist(), [0.0, 0.1, 0.2])
         self.assertEqual(elements["17/Values/Time"], elements["3/Values/Time"])
+
+    def test_many_rows(self):
+        rows = self.file["many rows"]
+        self.assertEqual(len(rows), 3001)
+        self.assertEqual(sorted(rows), sorted(["Number", *(str(i) for i in range(3000))]))
+        for i in (0, 9, 371, 1500, 2999):
+            self.assertEqual(rows[f"{i}/Data"][()].tolist(), [i, 1, 2])
+            self.assertEqual(rows[f"{i}/Time"], rows["7/Time"])
+        self.assertEqual(h5py.h5o.get_info(rows["7/Time"].id).rc, 3000)
+        self.assertEqual(h5py.h5o.get_info(rows["7"].id).rc, 1)
+        self.assertEqual(h5py.h5o.get_info(rows["Number"].id).rc, 1)
+
+    def test_rows_can_be_changed_by_hdf5(self):
+        path = PATH + ".changed"
+        shutil.copyfile(PATH, path)
+        with h5py.File(path, "r+") as file:
+            rows = file["many rows"]
+            for i in range(0, 3000, 3):
+                del rows[str(i)]
+            for i in range(400):
+                rows.create_group(f"new {i}")["value"] = [i]
+            rows["1/more"] = [1.5]
+            del rows["2/Time"]
+        with h5py.File(path, "r") as file:
+            rows = file["many rows"]
+            self.assertEqual(len(rows), 2001 + 400)
+            self.assertNotIn("2997", rows)
+            self.assertEqual(rows["new 399/value"][()].tolist(), [399])
+            self.assertEqual(rows["1/more"][()].tolist(), [1.5])
+            self.assertEqual(list(rows["2"]), ["Data"])
+            for i in range(1, 3000, 3):
+                self.assertEqual(rows[f"{i}/Data"][0], i)
+            self.assertEqual(h5py.h5o.get_info(rows["7/Time"].id).rc, 1999)
 
 
 if __name__ == "__main__":

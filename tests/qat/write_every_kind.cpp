@@ -79,6 +79,18 @@ Array dataset() {
   return structure({{"Name", text("logsout")}, {"Elements", cells({20, 1}, std::move(elements))}});
 }
 
+/// More rows than one node of an index holds.
+Array manyRows() {
+  const Array time = doubles({3, 1}, {0.0, 0.1, 0.2});
+  std::vector<Array> rows;
+  for (int i = 0; i < 3000; ++i) {
+    rows.push_back(structure({{"Number", doubles({1, 1}, {1.0 * i})},
+                              {"Time", Array(qxShareArray(time.get()))},
+                              {"Data", doubles({3, 1}, {1.0 * i, 1, 2})}}));
+  }
+  return cells({3000, 1}, std::move(rows));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -118,6 +130,7 @@ int main(int argc, char** argv) {
                               {"Data", doubles({2, 1}, {7, 8})}}));
   put("structures", structArray());
   put("logsout", dataset());
+  put("many rows", manyRows());
   put("", text("no name"));
   put("a/b", text("slash"));
   if (qatClose(file) != 0) return std::fprintf(stderr, "%s\n", qatLastError()), 1;
