@@ -278,7 +278,10 @@ void SampleStream::visit(std::size_t column,
   for (std::size_t i = 0; i < column; ++i) columnStart += position_.columns[i].bytesPerRow();
   const std::size_t bytes = position_.columns[column].bytesPerRow();
   std::uint64_t start = state_.frontRow;
-  for (const Ref<RowChunk>& chunk : state_.rows) {
+  constexpr std::size_t kAhead = 16;  // chunks of one stream stand far apart in memory: asked for in time
+  for (std::size_t i = 0; i < state_.rows.size(); ++i) {
+    if (i + kAhead < state_.rows.size()) __builtin_prefetch(state_.rows[i + kAhead].get());
+    const Ref<RowChunk>& chunk = state_.rows[i];
     const std::uint64_t end = std::min(start + chunk->rows, count());
     const std::uint64_t begin = std::max(start, first());
     if (begin < end) use(chunk->data() + columnStart * chunk->rows + bytes * (begin - start), end - begin, *chunk);
