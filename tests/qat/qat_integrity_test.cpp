@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <algorithm>
 #include <map>
 
 #include "damaged_bytes.hpp"
@@ -307,14 +308,15 @@ TEST_F(QatIntegrity, DamagedVariableIsNeitherReplacedNorDeleted) {
 
 /// A group that does nothing but link to an object.
 std::string groupWithLink(std::uint64_t target) {
-  std::string group("OHDR\x02\x00\x26\x02\x12\x00\x00\x00\x00", 13);
-  group.append(16, '\xFF');
-  group.append("\x06\x0C\x00\x00\x01\x00\x01x", 8);
-  group.append(reinterpret_cast<const char*>(&target), sizeof target);
-  const std::size_t size = group.size();
-  group.append(4, '\0');
+  constexpr unsigned char kStart[] = {'O', 'H', 'D', 'R', 2, 0, 38, 2, 18, 0, 0, 0, 0};  // up to the heap's address
+  constexpr unsigned char kLink[] = {6, 12, 0, 0, 1, 0, 1, 'x'};
+  constexpr std::size_t kSize = sizeof kStart + 16 + sizeof kLink + sizeof target;
+  std::string group(kSize + 4, '\xFF');
+  std::copy(std::begin(kStart), std::end(kStart), group.begin());
+  std::copy(std::begin(kLink), std::end(kLink), group.begin() + sizeof kStart + 16);
   DamagedBytes sealed(std::move(group));
-  sealed.seal(0, size);
+  sealed.setNumber(kSize - sizeof target, sizeof target, target);
+  sealed.seal(0, kSize);
   return sealed.bytes();
 }
 
