@@ -72,6 +72,8 @@ list(APPEND VTIO_QAT_SOURCES
   qat/table_plan.hpp
   qat/table_reader.cpp
   qat/table_writer.cpp
+  qat/text_heap_image.cpp
+  qat/text_heap_image.hpp
   qat/text_reader.cpp
   qat/text_reader.hpp
   qat/utf8_rows.cpp

@@ -66,7 +66,11 @@ TableImages::TableImages(Kit& kit, SharedObjects& shared, const std::vector<Fiel
 
 std::size_t TableImages::headerBytes() const {
   const bool inHeader = layout_.links() <= kMostLinksInHeader;
-  return groupHeaderBytes(inHeader ? layout_.linksBytes() : 0, inHeader ? layout_.links() : 0, kRoomForAttributes);
+  GroupShape shape;
+  shape.linkBytes = inHeader ? layout_.linksBytes() : 0;
+  shape.links = inHeader ? layout_.links() : 0;
+  shape.spare = kRoomForAttributes;
+  return groupHeaderBytes(shape);
 }
 
 void TableImages::writeRows(hid_t file, hid_t parts, const FileBytes& bytes) {
@@ -101,19 +105,22 @@ Handle TableImages::writeTable(hid_t file, hid_t parts, hid_t group, const std::
   const std::vector<std::string> members = membersOf(parts);
   const std::vector<LinkImage> links = linksWith(parts, members);
   if (links.size() != layout_.links()) throw std::logic_error("a table has other members than planned");
-  ByteImage image;
+  GroupImage header;
+  header.spare = kRoomForAttributes;
+  ByteImage index;
   if (links.size() <= kMostLinksInHeader) {
-    putGroupHeader(image, links, {}, kRoomForAttributes);
+    header.links = links;
   } else {
-    ByteImage index;
-    const LinkIndexPlace place = putLinkIndex(index, layout_, links, address_ + headerBytes());
-    putGroupHeader(image, {}, place, kRoomForAttributes);
-    image.putBytes({index.data(), index.size()});
+    header.index = putLinkIndex(index, layout_, links, address_ + headerBytes());
   }
+  ByteImage image;
+  putGroupHeader(image, header);
+  image.putBytes({index.data(), index.size()});
   bytes.write(address_, image.data(), image.size());
   Handle table(checked(H5Oopen_by_addr(file, address_), kStorage, "cannot open a new table"));
   checked(H5Olink(table.get(), group, link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage, "cannot link a new table");
-  checked(H5Odecr_refcount(table.get()), kStorage, "cannot count the links to a new table");  // it began with one
+  checked(H5Odecr_refcount(table.get()), kStorage,
+          "cannot count the links to a new table");  // it began with one
   return table;
 }
 

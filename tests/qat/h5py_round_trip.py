@@ -123,6 +123,17 @@ class EveryKind(unittest.TestCase):
         self.assertEqual(h5py.h5o.get_info(rows["7"].id).rc, 1)
         self.assertEqual(h5py.h5o.get_info(rows["Number"].id).rc, 1)
 
+    def test_structures_in_rows(self):
+        rows = self.file["many rows"]
+        info = rows["7/Info"]
+        found = {name: info.attrs[name] for name in ("Unit", "Gain", "qat.kind")}
+        self.assertEqual(found, {"Unit": "m/s\u00b2", "Gain": 3.5, "qat.kind": "struct"})
+        self.assertEqual(info.attrs["qat.fields"].tolist(), ["Unit", "Gain"])
+        self.assertEqual(len(info), 0)
+        self.assertEqual(rows["8/Info"].attrs["Label"], "")
+        self.assertEqual(rows["8/Info/Data"][()].tolist(), [7, 8])
+        self.assertTrue(info.id.get_create_plist().get_link_creation_order())
+
     def test_rows_can_be_changed_by_hdf5(self):
         path = PATH + ".changed"
         shutil.copyfile(PATH, path)
@@ -134,13 +145,25 @@ class EveryKind(unittest.TestCase):
                 rows.create_group(f"new {i}")["value"] = [i]
             rows["1/more"] = [1.5]
             del rows["2/Time"]
+            info = rows["8/Info"]
+            info.attrs["Label"] = "a longer text"
+            for i in range(20):
+                info.attrs[f"attribute {i}"] = str(i)
+                info[f"member {i}"] = [i]
+            del info["Data"]
+            del rows["11/Info"].attrs["Unit"]
         with h5py.File(path, "r") as file:
             rows = file["many rows"]
             self.assertEqual(len(rows), 2001 + 400)
             self.assertNotIn("2997", rows)
             self.assertEqual(rows["new 399/value"][()].tolist(), [399])
             self.assertEqual(rows["1/more"][()].tolist(), [1.5])
-            self.assertEqual(list(rows["2"]), ["Data"])
+            self.assertEqual(list(rows["2"]), ["Data", "Info"])
+            self.assertEqual(rows["8/Info"].attrs["Label"], "a longer text")
+            self.assertEqual(rows["8/Info"].attrs["attribute 19"], "19")
+            self.assertEqual(list(rows["8/Info"]), [f"member {i}" for i in range(20)])
+            self.assertEqual(sorted(rows["11/Info"].attrs), ["Gain", "qat.fields", "qat.kind"])
+            self.assertEqual(rows["14/Info"].attrs["Unit"], "m/s\u00b2")
             for i in range(1, 3000, 3):
                 self.assertEqual(rows[f"{i}/Data"][0], i)
             self.assertEqual(h5py.h5o.get_info(rows["7/Time"].id).rc, 1999)

@@ -104,6 +104,70 @@ TEST_F(QatTable, RowsWithMoreThanNumbersStandAmongOthers) {
   EXPECT_EQ(changeByRoundTrip(column(std::move(rows)).get()), "");
 }
 
+/// The same structure in every row but a few, which makes `Value` no group of columns.
+Array unlike(std::vector<Array> values) {
+  std::vector<Array> rows;
+  for (Array& value : values) rows.push_back(structure({{"Value", std::move(value)}}));
+  rows.push_back(structure({{"Value", structure({{"Other", series(0)}})}}));
+  return column(std::move(rows));
+}
+
+TEST_F(QatTable, UnlikeStructuresInRowsComeBack) {
+  std::vector<Array> values;
+  for (int i = 0; i < 500; ++i) {
+    Array complexScalar(qxCreateNumericArray(0, nullptr, qxSINGLE, true));
+    static_cast<float*>(qxGetData(complexScalar.get()))[1] = static_cast<float>(i);
+    Array inner = structure({{"Deep", series(i)}, {"Text", text("")}, {"Number", doubles({1, 1}, {0.5 * i})}});
+    values.push_back(structure({{"Kind", text("leaf")},
+                                {"", text("caf\xc3\xa9")},
+                                {"a/b", doubles({2, 2}, {1, 2, 3, 1.0 * i})},
+                                {"On", Array(qxCreateLogicalScalar(i % 2 == 0))},
+                                {"Complex", std::move(complexScalar)},
+                                {"Never", Array()},
+                                {"Empty", doubles({0, 3}, {})},
+                                {"Inner", std::move(inner)},
+                                {"Words", text(std::string(static_cast<std::size_t>(i), 'w').c_str())}}));
+  }
+  EXPECT_EQ(changeByRoundTrip(unlike(std::move(values)).get()), "");
+}
+
+TEST_F(QatTable, StructuresThatNeedMoreStandAmongOthers) {
+  std::vector<Array> values;
+  for (int i = 0; i < 24; ++i) {
+    Array special = series(i);
+    if (i % 4 == 1) special = text(std::string(5000, 'l').c_str());
+    if (i % 4 == 2) special = units(u"\xD800");
+    if (i % 4 == 3)
+      special = column([] {
+        std::vector<Array> labels;
+        labels.push_back(text("off"));
+        labels.push_back(text("on"));
+        return labels;
+      }());
+    values.push_back(structure({{"Special", std::move(special)}, {"Plain", text("x")}}));
+  }
+  values.push_back(structure(std::span<const FieldValue>()));
+  EXPECT_EQ(changeByRoundTrip(unlike(std::move(values)).get()), "");
+}
+
+TEST_F(QatTable, StructureInManyRowsIsStoredOnce) {
+  const Array one = structure({{"Data", series(0, 10000)}, {"Unit", text("m")}});
+  const OpenFile file = open("w");
+  std::vector<Array> values;
+  for (int i = 0; i < 20; ++i) values.push_back(shared(one));
+  const Array table = unlike(std::move(values));
+  ASSERT_EQ(qatPutVariable(file.get(), "first", table.get()), 0) << qatLastError();
+  ASSERT_EQ(qatPutVariable(file.get(), "again", one.get()), 0) << qatLastError();
+  std::vector<Array> more;
+  for (int i = 0; i < 20; ++i) more.push_back(shared(one));
+  ASSERT_EQ(qatPutVariable(file.get(), "second", unlike(std::move(more)).get()), 0) << qatLastError();
+  EXPECT_LT(sizeOf(path_), 80000U + 60000U);
+  for (const char* gone : {"first", "again"}) ASSERT_EQ(qatDeleteVariable(file.get(), gone), 0) << qatLastError();
+  const Array left(qatGetVariable(file.get(), "second"));
+  ASSERT_TRUE(left) << qatLastError();
+  EXPECT_EQ(difference(table.get(), left.get()), "");
+}
+
 TEST_F(QatTable, ArraySharedByAllRowsIsStoredOnce) {
   const Array time = series(0, 10000);
   const Array other = series(5, 10000);

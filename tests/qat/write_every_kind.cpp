@@ -84,7 +84,10 @@ Array manyRows() {
   const Array time = doubles({3, 1}, {0.0, 0.1, 0.2});
   std::vector<Array> rows;
   for (int i = 0; i < 3000; ++i) {
+    Array info = structure({{"Unit", text("m/s\xc2\xb2")}, {"Gain", Array(qxCreateDoubleScalar(0.5 * i))}});
+    if (i == 8) info = structure({{"Label", text("")}, {"Data", doubles({2, 1}, {7, 8})}});
     rows.push_back(structure({{"Number", doubles({1, 1}, {1.0 * i})},
+                              {"Info", std::move(info)},
                               {"Time", Array(qxShareArray(time.get()))},
                               {"Data", doubles({3, 1}, {1.0 * i, 1, 2})}}));
   }
