@@ -2,7 +2,9 @@
 
 #include <stdexcept>
 #include <string>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "platform/text.hpp"
 #include "recorders/dataset_element.hpp"
@@ -73,6 +75,16 @@ VtioClientSnapshotElement figuresOf(const std::vector<SampleStream>& streams) {
   return {std::move(samples), std::move(lastTimes), std::move(duplicates), std::move(latestDuplicates)};
 }
 
+// Every member once: the catalogue adds them anew each time it builds the dataset.
+std::vector<core::client::Client*> distinct(const std::vector<core::client::Client*>& members) {
+  std::vector<core::client::Client*> result;
+  std::unordered_set<const core::client::Client*> seen;
+  for (core::client::Client* member : members) {
+    if (seen.insert(member).second) result.push_back(member);
+  }
+  return result;
+}
+
 }  // namespace
 
 class MemoryRecorder::SnapshotHandler final : public vtsim::SnapshotHandler<RecorderSnapshot> {
@@ -136,11 +148,12 @@ std::unique_ptr<vtsim::SnapshotInterface> MemoryRecorder::getSnapshotInterface()
 vtu::qxArrayWrapper MemoryRecorder::datasetElement() {
   vtu::qxArrayWrapper values = nodeStructure(*signalDescriptor().root(), state_->streams);
   std::vector<std::uint64_t> iterations{foreachIteration()};
-  if (!foreachMembers().empty()) {
-    vtu::qxCellArrayWrapper nodes(1, foreachMembers().size() + 1);
+  const std::vector<Client*> members = distinct(foreachMembers());
+  if (!members.empty()) {
+    vtu::qxCellArrayWrapper nodes(1, members.size() + 1);
     nodes.set(0, std::move(values));
-    for (std::size_t i = 0; i < foreachMembers().size(); ++i) {
-      Client& member = *foreachMembers()[i];
+    for (std::size_t i = 0; i < members.size(); ++i) {
+      Client& member = *members[i];
       const SignalDescriptor& signal = member.signalDescriptor();
       if (const auto* recorder = dynamic_cast<const MemoryRecorder*>(&member)) {
         iterations.push_back(recorder->foreachIteration());

@@ -114,6 +114,9 @@ TEST_F(DatasetElement, MemberValuesFollowTheLeaders) {
     EXPECT_EQ(text(field(qxGetCell(nodes, i), "Kind")), "leaf");
     EXPECT_EQ(numbers<double>(field(qxGetCell(nodes, i), "Data")), std::vector<double>{10.0 * static_cast<double>(i)});
   }
+  const vtu::qxArrayWrapper again = catalogue_.datasetArray(u"logsout");
+  const qxArray* sameElement = qxGetCell(field(field(again.get(), "Dataset"), "Elements"), 0);
+  EXPECT_EQ(qxGetNumberOfElements(field(sameElement, "Values")), 3U) << "members are listed anew each time";
 }
 
 // A client of another kind as a for-each member.
