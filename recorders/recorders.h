@@ -37,7 +37,7 @@ extern "C" {
 #endif
 
 /// Records the signals of one catalogue.
-typedef struct VtioRecordingSession VtioRecordingSession;
+typedef struct VtioRecordingSession VtioRecordingSession;  // NOLINT(modernize-use-using): read by C
 
 /// The order in which a model delivers the elements of a matrix sample. It concerns leaves and arrays of buses of two
 /// or more dimensions above 1. What is recorded does not depend on it: element (n, i, j) of the data is sample n at

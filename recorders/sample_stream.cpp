@@ -24,7 +24,7 @@ void pushTight(std::vector<T>& list, T value) {
 std::u16string_view deliveredText(const LeafColumn& column, const std::byte* data) {
   if (column.type.text == StoredType::Text::address) {
     const std::u16string* text = nullptr;
-    std::memcpy(&text, data, sizeof text);
+    std::memcpy(&text, data, sizeof(void*));
     return text != nullptr ? std::u16string_view(*text) : std::u16string_view();
   }
   // In place: up to the terminator or the end of the leaf's bytes. Structures align 16-bit characters.
