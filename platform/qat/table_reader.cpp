@@ -77,6 +77,7 @@ std::vector<TableColumn> Reader::readColumns(hid_t group, std::size_t rows) {
   if (rows > 0 && tableValues_ > 64 * fileSize_ / rows) {
     throw Failure(kDamaged, std::to_string(links.size()) + " fields for " + std::to_string(rows) + " rows");
   }
+  columns.reserve(links.size());
   for (const std::string& link : links) {
     columns.push_back(atPlace(link, [&] { return readColumn(group, link, rows); }));
   }

@@ -192,7 +192,7 @@ void checkExtensibleArray(ChunkWalk& walk) {
   Cursor at = header.cursor();
   expectPart(at, "EAHD", walk);
   const Growth growth = readGrowth(at, walk);
-  at.skip(4 * 8);
+  at.skip(32);  // statistics
   const std::uint64_t highest = at.u64();
   at.skip(8);
   at.require(highest <= std::uint64_t{1} << growth.bits, "it has more elements than it can have");

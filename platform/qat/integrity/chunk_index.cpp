@@ -129,7 +129,7 @@ std::uint64_t ChunkWalk::unfilteredBytes(const StoredChunk& chunk) const {
   return bytes;
 }
 
-void checkChunks(Blocks& blocks, const Cursor& at, const DatasetInfo& dataset, ChunkIndex index) {
+void checkChunks(Blocks& blocks, const Cursor& at, const DatasetInfo& dataset, const ChunkIndex& index) {
   ChunkWalk walk(blocks, at, dataset, index);
   if (index.address == kNoAddress) return;
   switch (index.form) {

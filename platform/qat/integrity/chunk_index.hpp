@@ -37,6 +37,6 @@ struct ChunkIndex {
 };
 
 /// Checks the index and every chunk in it. @throws Failure
-void checkChunks(Blocks& blocks, const Cursor& at, const DatasetInfo& dataset, ChunkIndex index);
+void checkChunks(Blocks& blocks, const Cursor& at, const DatasetInfo& dataset, const ChunkIndex& index);
 
 }  // namespace vtu::qat

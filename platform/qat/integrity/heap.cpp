@@ -40,7 +40,8 @@ Heap::Heap(Blocks& blocks, std::uint64_t address, std::size_t idBytes, Purpose p
   const std::uint64_t span = at.u64();
   at.skip(8);
   at.require(at.u64() <= span, "its next block would be outside it");
-  at.skip(2 * 8);
+  at.skip(8);
+  at.skip(8);
   const std::uint64_t hugeCount = at.u64();
   at.skip(8);
   at.require(at.u64() == 0, "it has objects within identities");

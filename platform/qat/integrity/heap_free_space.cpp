@@ -26,7 +26,7 @@ void Heap::checkFreeSpace(std::uint64_t address) {
   sections.count = at.u64();
   at.require(at.u64() == total - sections.count && sections.count <= total, "its counts contradict each other");
   at.require(at.u16() == 4, "it has unknown kinds of free space");
-  at.skip(2 * 2);
+  at.skip(4);  // thresholds
   at.require(at.u16() == shape_.bits, "it is of another heap");
   sections.largest = at.u64();
   at.require(sections.largest > 0 && sections.largest <= std::uint64_t{1} << shape_.bits, "it has impossible sizes");

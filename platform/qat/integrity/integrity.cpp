@@ -138,7 +138,7 @@ const Integrity::Verdict* Integrity::check(std::uint64_t address) {
 void Integrity::checkObject(std::uint64_t address, std::vector<std::uint64_t>& targets) {
   const ObjectHeader header = readObjectHeader(blocks_, address);
   for (const Message& message : header.messages) checkMessage(message, targets);
-  if (header.find(MessageType::layout) != nullptr) checkDataset(header);
+  if (const Message* layout = header.find(MessageType::layout)) checkDataset(header, *layout);
 }
 
 void Integrity::checkMessage(const Message& message, std::vector<std::uint64_t>& targets) {
@@ -195,11 +195,10 @@ void Integrity::checkMessage(const Message& message, std::vector<std::uint64_t>&
   }
 }
 
-void Integrity::checkDataset(const ObjectHeader& header) {
-  const Message& layout = *header.find(MessageType::layout);
+void Integrity::checkDataset(const ObjectHeader& header, const Message& layout) {
   const Message* space = header.find(MessageType::dataspace);
   const Message* type = header.find(MessageType::datatype);
-  layout.body.require(space != nullptr && type != nullptr, "a dataset without type or extents");
+  if (space == nullptr || type == nullptr) layout.body.fail("a dataset without type or extents");
   DatasetInfo dataset;
   dataset.space = readDataspace(space->body);
   dataset.type =

@@ -54,7 +54,7 @@ class Integrity final {
   const std::vector<std::uint64_t>& targetsOf(std::uint64_t address);
   void checkObject(std::uint64_t address, std::vector<std::uint64_t>& targets);
   void checkMessage(const Message& message, std::vector<std::uint64_t>& targets);
-  void checkDataset(const ObjectHeader& header);
+  void checkDataset(const ObjectHeader& header, const Message& layout);
   TypeInfo namedType(std::uint64_t address);
 
   Blocks blocks_;

@@ -33,7 +33,7 @@ void checkOldChunks(Blocks& blocks, Cursor at, const DatasetInfo& dataset) {
   index.address = at.u64();
   at.require(axes == dataset.space.extents.size() + 1, "its chunks have other dimensions than its dataset");
   for (std::size_t i = 0; i < axes; ++i) index.chunk.push_back(at.u32());
-  checkChunks(blocks, at, dataset, std::move(index));
+  checkChunks(blocks, at, dataset, index);
 }
 
 void readIndexForm(Cursor& at, unsigned flags, ChunkIndex& index) {
@@ -78,7 +78,7 @@ void checkNewChunks(Blocks& blocks, Cursor at, const DatasetInfo& dataset) {
   at.require(index.form != ChunkIndexForm::single || filteredSingle == !dataset.filters.empty(),
              "its filters and its chunk contradict each other");
   index.address = at.u64();
-  checkChunks(blocks, at, dataset, std::move(index));
+  checkChunks(blocks, at, dataset, index);
 }
 
 }  // namespace
