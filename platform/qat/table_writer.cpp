@@ -12,6 +12,7 @@ namespace {
 
 std::vector<std::string> linksOf(const std::vector<FieldPlan>& fields) {
   std::vector<std::string> links;
+  links.reserve(fields.size());
   for (const FieldPlan& field : fields) links.push_back(field.link);
   return links;
 }

@@ -37,7 +37,7 @@ class QatTable : public QatTest {};
 
 /// Around the numbers of links at which a group changes its form: in the header, one leaf, two levels.
 TEST_F(QatTable, AnyNumberOfRowsComesBack) {
-  for (const std::size_t count : {1, 5, 6, 7, 9, 368, 369, 370, 371, 740, 745, 20000}) {
+  for (const std::size_t count : {1U, 5U, 6U, 7U, 9U, 368U, 369U, 370U, 371U, 740U, 745U, 20000U}) {
     EXPECT_EQ(changeByRoundTrip(recorded(count, series(0)).get()), "") << count << " rows";
   }
 }
