@@ -18,14 +18,14 @@ struct alignas(32) RowCursor {
   std::uint32_t row = 0;          // the next one in the chunk of rows
   std::uint32_t end = 0;          // rows that may be written without looking further
   std::int32_t timeShift = 0;     // from `row` to the next one in the chunk of times
-  std::uint32_t bytes = 0;        // of a row that is one value of 1, 2, 4 or 8 bytes as delivered; any other row: 0
+  std::uint32_t bytes = 0;  // of a row that is the beginning of the delivered bytes as it stands; any other row: 0
 
   /// Does the time of the next row stand there already, and is it this one?
   [[nodiscard]] bool standsAt(double time) const {
     return row != end && times[static_cast<std::int32_t>(row) + timeShift] == time;
   }
 
-  /// Appends a plain value whose time another stream has recorded before.
+  /// Appends a row as delivered whose time another stream has recorded before.
   /// @return False if that is not the case; nothing has changed then.
   bool append(double time, const void* data) {
     if (!standsAt(time)) [[unlikely]]
@@ -44,8 +44,10 @@ struct alignas(32) RowCursor {
       case 1:
         std::memcpy(out, data, 1);
         break;
-      default:
+      case 0:
         return false;
+      default:
+        std::memcpy(out, data, bytes);
     }
     ++row;
     return true;

@@ -72,20 +72,22 @@ SampleStream::SampleStream(const LayoutPosition& position, std::uint64_t maxPoin
     rowBytes_ += column.bytesPerRow();
     hasText_ = hasText_ || column.type.text != StoredType::Text::none;
   }
-  if (position.columns.size() == 1 && rowBytes_ != 0 && !hasText_) {
-    const std::vector<std::size_t>& offsets = position.columns.front().offsets;
-    isBlock_ = offsets.size() == 1 && offsets.front() == 0;
-  }
-  const bool isPlain = rowBytes_ == 1 || rowBytes_ == 2 || rowBytes_ == 4 || rowBytes_ == 8;
-  cursor_.bytes = isBlock_ && isPlain ? static_cast<std::uint32_t>(rowBytes_) : 0;
+  if (isBlock()) cursor_.bytes = static_cast<std::uint32_t>(rowBytes_);
   cursor_.times = &kNoTime;
   base_.addWindow(maxPoints);
+}
+
+// Is a row the beginning of the delivered bytes as it stands?
+bool SampleStream::isBlock() const {
+  if (position_.columns.size() != 1 || hasText_ || rowBytes_ > std::numeric_limits<std::uint32_t>::max()) return false;
+  const std::vector<std::size_t>& offsets = position_.columns.front().offsets;
+  return offsets.size() == 1 && offsets.front() == 0;
 }
 
 void SampleStream::append(double time, const void* data) {
   if (!cursor_.standsAt(time)) findTime(time);
   const auto* bytes = static_cast<const std::byte*>(data);
-  if (isBlock_) {
+  if (cursor_.bytes != 0) {
     std::memcpy(cursor_.rows + std::size_t{cursor_.row} * rowBytes_, bytes, rowBytes_);
   } else if (rowBytes_ != 0) {
     gather(bytes);

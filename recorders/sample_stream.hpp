@@ -69,6 +69,7 @@ class SampleStream final {
   void restore(const StreamState& state);
 
  private:
+  [[nodiscard]] bool isBlock() const;
   void findTime(double time);
   void enterTimeChunk(Ref<TimeChunk> chunk, bool replacesTail);
   void standIn(const TimeChunk& chunk);
@@ -85,7 +86,6 @@ class SampleStream final {
   RowCursor& cursor_;
   std::size_t rowBytes_ = 0;  // of all columns
   bool hasText_ = false;
-  bool isBlock_ = false;  // a row is the beginning of the delivered bytes as it stands
   std::uint64_t maxPoints_;
   StreamState state_;  // its `row` is kept in the cursor
   const LayoutPosition& position_;
