@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -42,14 +41,6 @@ void FileBytes::write(std::uint64_t address, const void* source, std::size_t siz
     at += count;
     address += static_cast<std::uint64_t>(count);
     size -= static_cast<std::size_t>(count);
-  }
-}
-
-void FileBytes::requireObjectHeader(haddr_t address) const {
-  std::array<char, 5> start{};
-  read(address, start.data(), start.size());
-  if (std::memcmp(start.data(), "OHDR\x02", start.size()) != 0) {
-    throw Failure(kDamaged, "no object begins at address " + std::to_string(address));
   }
 }
 

@@ -25,10 +25,6 @@ class FileBytes final {
   /// Writes all bytes. @throws Failure in the system's words, for example when the disk is full.
   void write(std::uint64_t address, const void* source, std::size_t size) const;
 
-  /// Checks that a checksummed object header begins at the address, before HDF5 is let near it: a header that has lost its
-  /// signature would be taken for one of the old, unchecked form. @throws Failure
-  void requireObjectHeader(haddr_t address) const;
-
  private:
   int descriptor_;
 };
