@@ -14,6 +14,7 @@ namespace {
 using Interval = std::pair<double, double>;
 
 constexpr double kForever = std::numeric_limits<double>::infinity();
+constexpr Interval kEmpty{kForever, -kForever};
 
 double justBefore(double time) { return std::nextafter(time, -kForever); }
 double justAfter(double time) { return std::nextafter(time, kForever); }
@@ -103,20 +104,22 @@ bool LoggingInterval::seek(double time) const {
   if (!isRestricted_) return true;
   if (std::isnan(time)) return false;
   cursor_ = firstNotBefore(logged_, time, cursor_);
-  windowIsLogged_ = cursor_ < logged_.size() && logged_[cursor_].first <= time;
-  if (windowIsLogged_) {
-    std::tie(windowStart_, windowStop_) = logged_[cursor_];
-  } else {
-    windowStart_ = cursor_ > 0 ? justAfter(logged_[cursor_ - 1].second) : -kForever;
-    windowStop_ = cursor_ < logged_.size() ? justBefore(logged_[cursor_].first) : kForever;
-  }
-  return windowIsLogged_;
+  const bool isLogged = cursor_ < logged_.size() && logged_[cursor_].first <= time;
+  std::tie(loggedStart_, loggedStop_) = isLogged ? logged_[cursor_] : kEmpty;
+  std::tie(gapStart_, gapStop_) = isLogged ? kEmpty : gapBefore(cursor_);
+  return isLogged;
 }
 
-// Makes the window empty, so that the next question looks.
+// The times between the logged interval of this number and the one before.
+std::pair<double, double> LoggingInterval::gapBefore(std::size_t number) const {
+  return {number > 0 ? justAfter(logged_[number - 1].second) : -kForever,
+          number < logged_.size() ? justBefore(logged_[number].first) : kForever};
+}
+
+// The next question looks.
 void LoggingInterval::forget() {
-  windowStart_ = kForever;
-  windowStop_ = -kForever;
+  std::tie(loggedStart_, loggedStop_) = kEmpty;
+  std::tie(gapStart_, gapStop_) = kEmpty;
   cursor_ = 0;
 }
 

@@ -32,28 +32,29 @@ class VTIO_PLATFORM_EXPORT LoggingInterval {
   /// Is a sample of this time logged? Always true when nothing is set; otherwise false for not a number. Costs two
   /// comparisons where the answer is that of the last time, amortised O(1) while times only grow, O(log n) at most.
   [[nodiscard]] bool timeInLoggingInterval(double time) const {
-    if (time >= windowStart_ && time <= windowStop_) [[likely]] {
-      return windowIsLogged_;
+    if (isLoggedAsLastTime(time)) [[likely]] {
+      return true;
     }
-    return seek(time);
+    return !(time >= gapStart_ && time <= gapStop_) && seek(time);
   }
 
   /// True where the last answer was found and it was that the time is logged; false where it takes a look.
-  [[nodiscard]] bool isLoggedAsLastTime(double time) const {
-    return time >= windowStart_ && time <= windowStop_ && windowIsLogged_;
-  }
+  [[nodiscard]] bool isLoggedAsLastTime(double time) const { return time >= loggedStart_ && time <= loggedStop_; }
 
  private:
   [[nodiscard]] bool seek(double time) const;
+  [[nodiscard]] std::pair<double, double> gapBefore(std::size_t number) const;
   void forget();
 
   std::vector<std::pair<double, double>> logged_;  // closed, sorted, disjoint; not used while nothing is set
   bool isRestricted_ = false;                      // something is set
 
-  // The stretch of times around the last one asked for that all have its answer, bounds included.
-  mutable bool windowIsLogged_ = true;
-  mutable double windowStart_ = -std::numeric_limits<double>::infinity();
-  mutable double windowStop_ = std::numeric_limits<double>::infinity();
+  // The stretch of times around the last one asked for that all have its answer, bounds included: logged or not, one of
+  // the two. The other one is empty.
+  mutable double loggedStart_ = -std::numeric_limits<double>::infinity();
+  mutable double loggedStop_ = std::numeric_limits<double>::infinity();
+  mutable double gapStart_ = std::numeric_limits<double>::infinity();
+  mutable double gapStop_ = -std::numeric_limits<double>::infinity();
   mutable std::size_t cursor_ = 0;  // the first of `logged_` that ends at or after that time
 };
 

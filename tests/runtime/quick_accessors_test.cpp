@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <random>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -249,6 +250,89 @@ TEST_P(QuickAccessorsTest, oneClientIsServedWithTheOthersLeftOut) {
   scalar.update(&time, &value_, 0, &second);
   EXPECT_TRUE(client_->samples.empty());
   EXPECT_THAT(second.times(), ElementsAre(3.0));
+}
+
+/// An accessor of the core and one of generated code, driven alike.
+template <typename AccessorClass>
+struct Twins {
+  Twins(std::unique_ptr<Node> root, unsigned long leaves) {
+    SignalSetup setup;
+    setup.inputs = leaves;
+    descriptor = makeDescriptor(std::move(root), setup);
+    own = std::make_unique<AccessorClass>(*descriptor, interval);
+    handle = mdlref_simtarget::zetGetAccessor(descriptor.get(), &interval);
+    generated = static_cast<Accessor*>(mdlref_simtarget::zetGetPointerFromUniquePtr(handle));
+    for (int i = 0; i < 3; ++i) {
+      ownClients.push_back(std::make_unique<RecordingClient>(*descriptor));
+      generatedClients.push_back(std::make_unique<RecordingClient>(*descriptor));
+    }
+  }
+  Twins(const Twins&) = delete;
+  Twins& operator=(const Twins&) = delete;
+  ~Twins() { mdlref_simtarget::zetDestructAccessorPointer(handle); }
+
+  void step(double time, unsigned long leaf) {
+    own->update(&time, &value, leaf);
+    mdlref_simtarget::zetVtioUpdateAccessor(handle, static_cast<unsigned>(leaf), time, &value);
+  }
+  void subscribe(std::size_t client, bool on) {
+    if (subscribed[client] == on) return;
+    subscribed[client] = on;
+    if (on) {
+      own->addClient(*ownClients[client]);
+      generated->addClient(*generatedClients[client]);
+    } else {
+      own->removeClient(*ownClients[client]);
+      generated->removeClient(*generatedClients[client]);
+    }
+  }
+
+  smartlog::LoggingInterval interval;
+  std::unique_ptr<core::utils::SignalDescriptor> descriptor;
+  std::unique_ptr<AccessorClass> own;
+  void** handle = nullptr;
+  Accessor* generated = nullptr;
+  std::vector<std::unique_ptr<RecordingClient>> ownClients, generatedClients;
+  std::vector<bool> subscribed = std::vector<bool>(3);
+  double value = 1.5;
+};
+
+template <typename AccessorClass>
+void driveAlike(Twins<AccessorClass>& twins, unsigned long leaves, unsigned seed) {
+  std::mt19937 random(seed);
+  double time = 0;
+  for (int i = 0; i < 2000; ++i) {
+    switch (random() % 40) {
+      case 0:
+        setDecimation(*twins.descriptor, 1 + random() % 4);
+        break;
+      case 1:
+        twins.interval.disable(time + 1, time + 1 + static_cast<double>(random() % 20));
+        break;
+      case 2:
+      case 3:
+        twins.subscribe(random() % 3, random() % 2 == 0);
+        break;
+      default:
+        time += static_cast<double>(random() % 2);
+        twins.step(time, random() % leaves);
+    }
+  }
+  for (std::size_t c = 0; c < 3; ++c) {
+    ASSERT_EQ(twins.ownClients[c]->times(), twins.generatedClients[c]->times()) << "seed " << seed << ", client " << c;
+  }
+}
+
+TEST(TwinsTest, accessorsOfGeneratedCodeDeliverAsThoseOfTheCore) {
+  std::size_t delivered = 0;
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    Twins<Scalar> scalars(makeLeaf(), 1);
+    driveAlike(scalars, 1, seed);
+    Twins<VirtualBus> buses(makeTopBus(3), 3);
+    driveAlike(buses, 3, seed);
+    delivered += scalars.ownClients[0]->samples.size() + buses.ownClients[0]->samples.size();
+  }
+  EXPECT_GT(delivered, 1000U);
 }
 
 /// An accessor of somebody else, which hands over the first two steps only.

@@ -30,10 +30,11 @@ bool givesNotice(const utils::Node& node) {
 void PlainSignal::look(const utils::SignalDescriptor& descriptor, const utils::Node* const* nodes, std::size_t count) {
   const std::uint32_t now = utils::DeliveryEpoch::now();
   if (lookedAt_ == now) return;
-  const bool isPlain = descriptor.decimation() == 1 && std::all_of(nodes, nodes + count, [](const utils::Node* node) {
-                         return givesNotice(*node) && node->transformationPolicies() == nullptr;
-                       });
-  plainAt_ = isPlain ? now : 0;
+  const bool isPlain = std::all_of(nodes, nodes + count, [](const utils::Node* node) {
+    return givesNotice(*node) && node->transformationPolicies() == nullptr;
+  });
+  const unsigned long decimation = std::min<unsigned long>(descriptor.decimation(), kNotPlain);
+  decimation_ = isPlain ? static_cast<std::uint32_t>(decimation) : kNotPlain;
   lookedAt_ = now;
 }
 
@@ -43,9 +44,17 @@ void QuickScalar::updateAtLength(const double* time, const void* data, unsigned 
   Scalar::update(time, data, index);
 }
 
+void QuickScalar::deliverToAll(const double* time, const void* data) const {
+  for (Client* each : clients()) each->update(time, data);
+}
+
 void QuickVirtualBus::updateAtLength(const double* time, const void* data, unsigned long leafIndex) {
   signal_.look(signalDescriptor(), leaves_.data(), leaves_.size());
   VirtualBus::update(time, data, leafIndex);
+}
+
+void QuickVirtualBus::deliverToAll(unsigned long leafIndex, const double* time, const void* data) const {
+  for (Client* each : clients()) each->update(leafIndex, time, data);
 }
 
 std::unique_ptr<accessor::Accessor> makeAccessor(const utils::SignalDescriptor& descriptor,

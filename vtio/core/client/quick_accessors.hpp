@@ -16,24 +16,29 @@
 
 namespace vtio::core::client {
 
-/// Whether a signal is plain: every sample inside the logging interval goes to the clients as it is, because its decimation
-/// is 1 and none of its nodes transforms data. Most signals are. Remembering it spares each step the way to the descriptor
-/// and to the nodes, which is most of what a step costs in a model of a thousand signals.
+/// Whether a signal is plain, which is to say that none of its nodes transforms data, and its decimation. Most signals are.
+/// Remembering it spares each step the way to the descriptor and to the nodes, which is most of what a step costs in a
+/// model of a thousand signals.
 class PlainSignal final {
  public:
-  /// True if it was plain when last looked at and nothing has changed since.
-  [[nodiscard]] bool isKnown() const { return plainAt_ == utils::DeliveryEpoch::now(); }
+  /// True if the signal was plain when last looked at and nothing has changed since.
+  [[nodiscard]] bool isKnown() const { return lookedAt_ == utils::DeliveryEpoch::now() && decimation_ != kNotPlain; }
+
+  /// Of a signal that is known to be plain.
+  [[nodiscard]] unsigned long decimation() const { return decimation_; }
 
   /// Looks, if something has changed since it last did.
   /// @param nodes The nodes that the accessor delivers.
   void look(const utils::SignalDescriptor& descriptor, const utils::Node* const* nodes, std::size_t count);
 
  private:
-  std::uint32_t plainAt_ = 0;   // when it was found to be plain; 0 for never
-  std::uint32_t lookedAt_ = 0;  // when it was looked at
+  static constexpr std::uint32_t kNotPlain = 0xFFFFFFFF;  // and decimations from there on, which are no matter of speed
+
+  std::uint32_t lookedAt_ = 0;
+  std::uint32_t decimation_ = kNotPlain;
 };
 
-/// Scalar, short where a plain signal has one client and the time is logged as the last one was.
+/// Scalar, short where the signal is plain and the time is logged as the last one was.
 class QuickScalar final : public accessor::Scalar {
  public:
   QuickScalar(const utils::SignalDescriptor& descriptor, const smartlog::LoggingInterval& interval)
@@ -42,19 +47,21 @@ class QuickScalar final : public accessor::Scalar {
   using Scalar::update;
 
   void update(const double* time, const void* data, unsigned long index) override {
-    if (!isShort(*time)) return updateAtLength(time, data, index);
-    decimationCounter_ = 0;
-    clients().front()->update(time, data);
+    if (!loggingInterval().isLoggedAsLastTime(*time) || !signal_.isKnown()) return updateAtLength(time, data, index);
+    if (decimationCounter_ == signal_.decimation()) {
+      decimationCounter_ = 0;
+      if (clients().size() == 1) [[likely]] {
+        clients().front()->update(time, data);
+      } else {
+        deliverToAll(time, data);
+      }
+    }
     ++decimationCounter_;
   }
 
  private:
-  [[nodiscard]] bool isShort(double time) const {
-    return loggingInterval().isLoggedAsLastTime(time) && signal_.isKnown() && clients().size() == 1 &&
-           decimationCounter_ == 1;
-  }
-
   void updateAtLength(const double* time, const void* data, unsigned long index);
+  void deliverToAll(const double* time, const void* data) const;
 
   PlainSignal signal_;
 };
@@ -68,20 +75,24 @@ class QuickVirtualBus final : public accessor::VirtualBus {
   using VirtualBus::update;
 
   void update(const double* time, const void* data, unsigned long leafIndex) override {
-    if (!isShort(*time, leafIndex)) return updateAtLength(time, data, leafIndex);
+    if (!loggingInterval().isLoggedAsLastTime(*time) || !signal_.isKnown()) {
+      return updateAtLength(time, data, leafIndex);
+    }
     unsigned long& counter = decimationCounters_[leafIndex];
-    counter = 0;
-    clients().front()->update(leafIndex, time, data);
+    if (counter == signal_.decimation()) {
+      counter = 0;
+      if (clients().size() == 1) [[likely]] {
+        clients().front()->update(leafIndex, time, data);
+      } else {
+        deliverToAll(leafIndex, time, data);
+      }
+    }
     ++counter;
   }
 
  private:
-  [[nodiscard]] bool isShort(double time, unsigned long leafIndex) const {
-    return loggingInterval().isLoggedAsLastTime(time) && signal_.isKnown() && clients().size() == 1 &&
-           decimationCounters_[leafIndex] == 1;
-  }
-
   void updateAtLength(const double* time, const void* data, unsigned long leafIndex);
+  void deliverToAll(unsigned long leafIndex, const double* time, const void* data) const;
 
   PlainSignal signal_;
 };
