@@ -10,7 +10,7 @@ export JOBS
 
 help:
 	@echo "make demo     build everything, run the spacecraft target, print what it logged (OUT=$(OUT))"
-	@echo "make test     every check of this project: GCC, sanitizers, Clang, format, fuzzers"
+	@echo "make test     every check of this project: GCC, sanitizers, Clang, lint, format, fuzzers"
 	@echo "make lint     clang-tidy over the sources of the libraries and examples"
 	@echo "make bench    run the benchmarks, print each ratio to its floor"
 	@echo "make format   rewrite the sources in the project's format"

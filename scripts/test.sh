@@ -43,6 +43,7 @@ check "format" scripts/format.sh --check
 build_and_test "GCC, release" release
 build_and_test "GCC, ASan and UBSan" asan
 build_and_test "Clang" clang
+check "Clang: lint" scripts/lint.sh build/clang
 check "Clang: every header compiled alone" cmake --build build/clang -j "$jobs" --target all_verify_interface_header_sets
 check "fuzzers: build" build fuzz fuzzers
 check "fuzzers: 30 s each" fuzz/smoke.sh build/fuzz 30

@@ -42,6 +42,7 @@ static const char* stepBackAndReplay(Simulation* simulation, Telemetry* telemetr
     return "stepping back the logging state failed";
   }
   logAndAdvance(simulation, telemetry, plan.to, progress);
+  // Bit for bit, and there is nothing but doubles to compare. NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
   return memcmp(&first, &simulation->state, sizeof first) == 0 ? NULL : "the replay did not repeat the first pass";
 }
 
