@@ -47,8 +47,10 @@ class QuickScalar final : public accessor::Scalar {
   using Scalar::update;
 
   void update(const double* time, const void* data, unsigned long index) override {
-    if (!loggingInterval().isLoggedAsLastTime(*time) || !signal_.isKnown()) return updateAtLength(time, data, index);
-    if (decimationCounter_ == signal_.decimation()) {
+    if (!loggingInterval().isLoggedAsLastTime(*time) || !signal_.isKnown()) [[unlikely]] {
+      return updateAtLength(time, data, index);
+    }
+    if (decimationCounter_ == signal_.decimation()) [[likely]] {
       decimationCounter_ = 0;
       if (clients().size() == 1) [[likely]] {
         clients().front()->update(time, data);
@@ -75,11 +77,11 @@ class QuickVirtualBus final : public accessor::VirtualBus {
   using VirtualBus::update;
 
   void update(const double* time, const void* data, unsigned long leafIndex) override {
-    if (!loggingInterval().isLoggedAsLastTime(*time) || !signal_.isKnown()) {
+    if (!loggingInterval().isLoggedAsLastTime(*time) || !signal_.isKnown()) [[unlikely]] {
       return updateAtLength(time, data, leafIndex);
     }
     unsigned long& counter = decimationCounters_[leafIndex];
-    if (counter == signal_.decimation()) {
+    if (counter == signal_.decimation()) [[likely]] {
       counter = 0;
       if (clients().size() == 1) [[likely]] {
         clients().front()->update(leafIndex, time, data);
@@ -105,9 +107,9 @@ class QuickVirtualBus final : public accessor::VirtualBus {
 /// accessor.update(time, data, index), without a virtual call for what makeAccessor() makes.
 inline void updateAccessor(accessor::Accessor& accessor, const double* time, const void* data, unsigned long index) {
   const std::type_info* type = &typeid(accessor);
-  if (type == &typeid(QuickScalar)) {
+  if (type == &typeid(QuickScalar)) [[likely]] {
     static_cast<QuickScalar&>(accessor).update(time, data, index);
-  } else if (type == &typeid(QuickVirtualBus)) {
+  } else if (type == &typeid(QuickVirtualBus)) [[likely]] {
     static_cast<QuickVirtualBus&>(accessor).update(time, data, index);
   } else {
     accessor.update(time, data, index);
