@@ -67,16 +67,6 @@ std::string switchesProblem(const std::string& fileName) {
   return {};
 }
 
-/// What is wrong with the logging selection; empty if nothing is.
-std::string selectionProblem(const std::string& fileName) {
-  try {
-    sigstg::ModelLoggingInfo().populateFromQatFile(vtu::to_ustring(fileName));
-    return {};
-  } catch (const std::exception& error) {
-    return std::string("has an unfit logging selection: ") + error.what();
-  }
-}
-
 bool holds(QatFile* file, std::string_view variable) {
   int count = 0;
   const std::unique_ptr<char*, void (*)(void*)> names(qatGetVariableNames(file, &count), qxFree);
@@ -86,6 +76,21 @@ bool holds(QatFile* file, std::string_view variable) {
     }
   }
   return false;
+}
+
+/// What is wrong with the logging selection; empty if nothing is.
+std::string selectionProblem(const std::string& fileName) {
+  constexpr const char* kSelection = "loggingSelection";
+  const OpenFile file(qatOpen(fileName.c_str(), "r"));
+  if (holds(file.get(), kSelection) && !vtu::qxArrayWrapper(qatGetVariable(file.get(), kSelection))) {
+    return std::string("has no readable variable '") + kSelection + "': " + qatLastError();
+  }
+  try {
+    sigstg::ModelLoggingInfo().populateFromQatFile(vtu::to_ustring(fileName));
+    return {};
+  } catch (const std::exception& error) {
+    return std::string("has an unfit logging selection: ") + error.what();
+  }
 }
 
 bool tell(const std::string& text, char* message, std::size_t size) {

@@ -3,6 +3,10 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <iterator>
+#include <string>
+
 #include "configuration.hpp"
 #include "qat_fixture.hpp"
 
@@ -10,6 +14,7 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 class FileProblems : public spacecraft_test::QatFolder {
  protected:
@@ -51,6 +56,22 @@ TEST_F(FileProblems, MalformedSelection) {
   spacecraft::writeConfiguration(file_);
   replace(file_, "loggingSelection", qxCreateDoubleScalar(3.0));
   EXPECT_THAT(configurationProblem(file_), HasSubstr("unfit logging selection"));
+}
+
+TEST_F(FileProblems, DamagedSelection) {
+  spacecraft::writeConfiguration(file_);
+  std::ifstream in(file_, std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::size_t named = 0;
+  for (std::size_t at = 0; at < bytes.size(); at += 16) {
+    std::string damaged = bytes;
+    damaged[at] = static_cast<char>(damaged[at] ^ 0x55);
+    writeText(file_, damaged);
+    const std::string problem = configurationProblem(file_);
+    EXPECT_THAT(problem, Not(HasSubstr("cannot be opened or closed"))) << "byte " << at;
+    if (problem.find("no readable variable 'loggingSelection': ") != std::string::npos) ++named;
+  }
+  EXPECT_GT(named, 10U);
 }
 
 TEST_F(FileProblems, ResultsMustHoldTheDatasets) {
