@@ -52,6 +52,20 @@ TYPED_TEST(BuiltInLeaf, ScalarGivesNByOne) {
   EXPECT_EQ(text(values(element, "DataType")), TypeInfo<TypeParam>::kName);
 }
 
+// Four samples of 2 by 3 elements: element (n, i, j) is 10 n + 3 i + j.
+template <typename T>
+void expectMatrixSamples(const qxArray* data) {
+  ASSERT_EQ(dimensions(data), (std::vector<std::size_t>{4, 2, 3}));
+  const std::vector<T> columnMajor = numbers<T>(data);
+  for (std::size_t n = 0; n < 4; ++n) {
+    for (std::size_t i = 0; i < 2; ++i) {
+      for (std::size_t j = 0; j < 3; ++j) {
+        EXPECT_EQ(columnMajor[n + 4 * i + 8 * j], static_cast<T>(10 * n + 3 * i + j));
+      }
+    }
+  }
+}
+
 TYPED_TEST(BuiltInLeaf, MatrixSampleIsRowMajorAndReadsAtItsIndices) {
   Recorded r = this->record(leaf(u"x", TypeInfo<TypeParam>::kName, {2, 3}));
   for (int n = 0; n < 4; ++n) {
@@ -62,16 +76,7 @@ TYPED_TEST(BuiltInLeaf, MatrixSampleIsRowMajorAndReadsAtItsIndices) {
     r.add(n, sample);
   }
   const vtu::qxArrayWrapper element = r.element();
-  const qxArray* data = values(element, "Data");
-  ASSERT_EQ(dimensions(data), (std::vector<std::size_t>{4, 2, 3}));
-  const std::vector<TypeParam> columnMajor = numbers<TypeParam>(data);
-  for (std::size_t n = 0; n < 4; ++n) {
-    for (std::size_t i = 0; i < 2; ++i) {
-      for (std::size_t j = 0; j < 3; ++j) {
-        EXPECT_EQ(columnMajor[n + 4 * i + 8 * j], static_cast<TypeParam>(10 * n + 3 * i + j));
-      }
-    }
-  }
+  expectMatrixSamples<TypeParam>(values(element, "Data"));
 }
 
 TYPED_TEST(BuiltInLeaf, MatrixDeliveredColumnMajorReadsAtTheSameIndices) {
@@ -85,16 +90,7 @@ TYPED_TEST(BuiltInLeaf, MatrixDeliveredColumnMajorReadsAtTheSameIndices) {
     r.add(n, sample);
   }
   const vtu::qxArrayWrapper element = r.element();
-  const qxArray* data = values(element, "Data");
-  ASSERT_EQ(dimensions(data), (std::vector<std::size_t>{4, 2, 3}));
-  const std::vector<TypeParam> columnMajor = numbers<TypeParam>(data);
-  for (std::size_t n = 0; n < 4; ++n) {
-    for (std::size_t i = 0; i < 2; ++i) {
-      for (std::size_t j = 0; j < 3; ++j) {
-        EXPECT_EQ(columnMajor[n + 4 * i + 8 * j], static_cast<TypeParam>(10 * n + 3 * i + j));
-      }
-    }
-  }
+  expectMatrixSamples<TypeParam>(values(element, "Data"));
 }
 
 TYPED_TEST(BuiltInLeaf, ComplexIsInterleaved) {

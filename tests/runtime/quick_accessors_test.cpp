@@ -79,6 +79,23 @@ class QuickAccessorsTest : public ::testing::TestWithParam<Way> {
         ->decimationCounter(leaf);
   }
 
+  /// One step in which the client fails: the counter is 0 during it and afterwards.
+  template <typename Counter>
+  void expectZeroAtAFailure(const Counter& counter) {
+    unsigned long during = 99;
+    client_->onUpdate = [&] {
+      during = counter();
+      throw std::runtime_error("disk full");
+    };
+    if (GetParam() == Way::entryFunction) {
+      EXPECT_NO_THROW(step(3));
+    } else {
+      EXPECT_THROW(step(3), std::runtime_error);
+    }
+    EXPECT_EQ(during, 0u);
+    EXPECT_EQ(counter(), 0u);
+  }
+
   smartlog::LoggingInterval interval_;
   std::unique_ptr<core::utils::SignalDescriptor> descriptor_;
   std::unique_ptr<RecordingClient> client_;
@@ -209,35 +226,13 @@ TEST_P(QuickAccessorsTest, anIntervalSetLaterHolds) {
 TEST_P(QuickAccessorsTest, theCounterIsZeroDuringADeliveryAndAfterAFailure) {
   start<Scalar>(makeLeaf());
   warmUp();
-  unsigned long during = 99;
-  client_->onUpdate = [&] {
-    during = scalarCounter();
-    throw std::runtime_error("disk full");
-  };
-  if (GetParam() == Way::entryFunction) {
-    EXPECT_NO_THROW(step(3));
-  } else {
-    EXPECT_THROW(step(3), std::runtime_error);
-  }
-  EXPECT_EQ(during, 0u);
-  EXPECT_EQ(scalarCounter(), 0u);
+  expectZeroAtAFailure([this] { return scalarCounter(); });
 }
 
 TEST_P(QuickAccessorsTest, theLeafsCounterIsZeroDuringADeliveryAndAfterAFailure) {
   start<VirtualBus>(makeTopBus(1));
   warmUp();
-  unsigned long during = 99;
-  client_->onUpdate = [&] {
-    during = busCounter(0);
-    throw std::runtime_error("disk full");
-  };
-  if (GetParam() == Way::entryFunction) {
-    EXPECT_NO_THROW(step(3));
-  } else {
-    EXPECT_THROW(step(3), std::runtime_error);
-  }
-  EXPECT_EQ(during, 0u);
-  EXPECT_EQ(busCounter(0), 0u);
+  expectZeroAtAFailure([this] { return busCounter(0); });
 }
 
 TEST_P(QuickAccessorsTest, oneClientIsServedWithTheOthersLeftOut) {
