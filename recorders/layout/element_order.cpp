@@ -1,4 +1,4 @@
-#include "recorders/element_order.hpp"
+#include "recorders/layout/element_order.hpp"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,4 +1,4 @@
-#include "recorders/signal_layout.hpp"
+#include "recorders/layout/signal_layout.hpp"
 
 #include <algorithm>
 #include <stdexcept>
@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "platform/text.hpp"
-#include "recorders/element_order.hpp"
-#include "recorders/row_chunk.hpp"
+#include "recorders/layout/element_order.hpp"
+#include "recorders/table/row_chunk.hpp"
 #include "vtio/core/utils/bus_node.hpp"
 #include "vtio/core/utils/nv_bus_node.hpp"
 #include "vtio/core/utils/string_leaf_node.hpp"

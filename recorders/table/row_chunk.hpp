@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "recorders/ref.hpp"
+#include "recorders/table/ref.hpp"
 
 namespace vtio::recorders {
 

@@ -13,8 +13,8 @@
 #include <unordered_map>
 
 #include "platform/qalc.hpp"
-#include "recorders/ref.hpp"
-#include "recorders/row_cursor.hpp"
+#include "recorders/table/ref.hpp"
+#include "recorders/table/row_cursor.hpp"
 
 namespace vtio::recorders {
 

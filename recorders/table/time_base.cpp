@@ -1,4 +1,4 @@
-#include "recorders/time_base.hpp"
+#include "recorders/table/time_base.hpp"
 
 #include <algorithm>
 #include <bit>
@@ -7,7 +7,7 @@
 #include <new>
 #include <utility>
 
-#include "recorders/chunk_size.hpp"
+#include "recorders/table/chunk_size.hpp"
 
 namespace vtio::recorders {
 

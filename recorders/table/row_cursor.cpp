@@ -1,4 +1,4 @@
-#include "recorders/row_cursor.hpp"
+#include "recorders/table/row_cursor.hpp"
 
 #include <algorithm>
 

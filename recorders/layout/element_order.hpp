@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "recorders/signal_layout.hpp"
+#include "recorders/layout/signal_layout.hpp"
 
 namespace vtio::recorders {
 

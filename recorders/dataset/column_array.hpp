@@ -5,7 +5,7 @@
 #include <cstddef>
 
 #include "platform/qalc.hpp"
-#include "recorders/sample_stream.hpp"
+#include "recorders/table/sample_stream.hpp"
 
 namespace vtio::recorders {
 

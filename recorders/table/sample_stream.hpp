@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "platform/qalc.hpp"
-#include "recorders/ref.hpp"
-#include "recorders/row_chunk.hpp"
-#include "recorders/row_cursor.hpp"
-#include "recorders/signal_layout.hpp"
-#include "recorders/time_base.hpp"
+#include "recorders/layout/signal_layout.hpp"
+#include "recorders/table/ref.hpp"
+#include "recorders/table/row_chunk.hpp"
+#include "recorders/table/row_cursor.hpp"
+#include "recorders/table/time_base.hpp"
 
 namespace vtio::recorders {
 

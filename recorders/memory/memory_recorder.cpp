@@ -1,4 +1,4 @@
-#include "recorders/memory_recorder.hpp"
+#include "recorders/memory/memory_recorder.hpp"
 
 #include <stdexcept>
 #include <string>
@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "platform/text.hpp"
-#include "recorders/dataset_element.hpp"
-#include "recorders/node_structure.hpp"
-#include "recorders/row_cursor.hpp"
-#include "recorders/sample_stream.hpp"
-#include "recorders/signal_layout.hpp"
-#include "recorders/time_base.hpp"
+#include "recorders/dataset/dataset_element.hpp"
+#include "recorders/dataset/node_structure.hpp"
+#include "recorders/layout/signal_layout.hpp"
+#include "recorders/table/row_cursor.hpp"
+#include "recorders/table/sample_stream.hpp"
+#include "recorders/table/time_base.hpp"
 #include "vtio/core/utils/inport_outport_signal_descriptor.hpp"
 #include "vtio/core/utils/vtio_client_snapshot_element.hpp"
 

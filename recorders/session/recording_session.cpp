@@ -1,4 +1,4 @@
-#include "recorders/recording_session.hpp"
+#include "recorders/session/recording_session.hpp"
 
 #include <algorithm>
 #include <stdexcept>

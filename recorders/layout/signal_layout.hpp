@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/qalc.hpp"
-#include "recorders/sample_order.hpp"
+#include "recorders/layout/sample_order.hpp"
 #include "vtio/core/utils/leaf_node.hpp"
 #include "vtio/core/utils/signal_descriptor.hpp"
 #include "vtio/core/utils/visualization_metadata_policy.hpp"

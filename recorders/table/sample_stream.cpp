@@ -1,4 +1,4 @@
-#include "recorders/sample_stream.hpp"
+#include "recorders/table/sample_stream.hpp"
 
 #include <algorithm>
 #include <limits>
@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "recorders/chunk_size.hpp"
+#include "recorders/table/chunk_size.hpp"
 
 namespace vtio::recorders {
 namespace {

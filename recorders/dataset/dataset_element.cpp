@@ -1,4 +1,4 @@
-#include "recorders/dataset_element.hpp"
+#include "recorders/dataset/dataset_element.hpp"
 
 #include <algorithm>
 #include <utility>

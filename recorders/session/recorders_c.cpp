@@ -3,8 +3,8 @@
 #include <string>
 
 #include "platform/text.hpp"
-#include "recorders/recorders.h"
-#include "recorders/recording_session.hpp"
+#include "recorders/session/recorders.h"
+#include "recorders/session/recording_session.hpp"
 #include "vtio/mdlref_simtarget/mdlref_simtarget.h"
 
 using vtio::core::accessor::Accessor;

@@ -1,4 +1,4 @@
-#include "recorders/row_chunk.hpp"
+#include "recorders/table/row_chunk.hpp"
 
 #include <algorithm>
 #include <new>

@@ -1,4 +1,4 @@
-#include "recorders/column_array.hpp"
+#include "recorders/dataset/column_array.hpp"
 
 #include <algorithm>
 #include <cstdint>
@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/qalc_pieces.hpp"
-#include "recorders/dataset_element.hpp"
-#include "recorders/row_chunk.hpp"
+#include "recorders/dataset/dataset_element.hpp"
+#include "recorders/table/row_chunk.hpp"
 
 namespace vtio::recorders {
 namespace {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "platform/qalc.hpp"
-#include "recorders/sample_stream.hpp"
+#include "recorders/table/sample_stream.hpp"
 #include "vtio/core/utils/node.hpp"
 
 namespace vtio::recorders {

@@ -1,4 +1,4 @@
-#include "recorders/node_structure.hpp"
+#include "recorders/dataset/node_structure.hpp"
 
 #include <algorithm>
 #include <set>
@@ -6,9 +6,9 @@
 #include <utility>
 
 #include "platform/text.hpp"
-#include "recorders/column_array.hpp"
-#include "recorders/dataset_element.hpp"
-#include "recorders/signal_layout.hpp"
+#include "recorders/dataset/column_array.hpp"
+#include "recorders/dataset/dataset_element.hpp"
+#include "recorders/layout/signal_layout.hpp"
 #include "vtio/core/utils/bus_node.hpp"
 #include "vtio/core/utils/date_time_leaf_node.hpp"
 #include "vtio/core/utils/enum_leaf_node.hpp"

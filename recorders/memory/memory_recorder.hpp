@@ -1,0 +1,113 @@
+/// @file
+/// The client that keeps a signal in memory. Usually made by RecordingSession::attach().
+///
+///     auto recorder = std::make_unique<vtio::recorders::MemoryRecorder>(descriptor);
+///     vtio::recorders::MemoryRecorder& r = *recorder;
+///     catalogue.addClient(std::move(recorder), u"logsout");
+///     accessor.addClient(r);
+///
+/// See also recording_session.hpp, and recorders.h for C.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "platform/qalc.hpp"
+#include "platform/snapshot.hpp"
+#include "recorders/export.hpp"
+#include "recorders/layout/sample_order.hpp"
+#include "vtio/core/client/client.hpp"
+#include "vtio/core/utils/signal_descriptor.hpp"
+
+namespace vtio::recorders {
+
+class SampleStream;
+struct RowCursor;
+class TimeBase;
+
+/// Makes a store of sample times that several recorders may share.
+[[nodiscard]] VTIO_RECORDERS_EXPORT std::shared_ptr<TimeBase> makeTimeBase();
+
+/// Records one signal of any tree: a leaf, a virtual bus leaf by leaf, a non-virtual bus as one block, arrays of buses at
+/// any depth.
+///
+/// Samples are kept by column in chunks: appending never moves what is there, and allocates only when a chunk is full.
+/// A descriptor with a limit of points N keeps the newest N samples of each leaf. Samples that several leaves, or several
+/// recorders with one time base, receive at the same times share the storage of these times.
+///
+/// A sample's values are taken in the order in which they stand in memory, the last dimension fastest, as in C
+/// arrays. Those of a model that delivers the first dimension fastest are put in that order: SampleOrder::columnMajor.
+/// The text of a string leaf is copied when it is delivered: a leaf of its own delivers an address, inside a
+/// non-virtual bus the text itself stands at the leaf's offset. Offsets that the tree does not give (a virtual bus
+/// inside a non-virtual one, a nested bus of unknown size) follow each other without gaps.
+///
+/// Snapshots give back the exact state, samples that maxPoints has dropped since included; they hold on to the chunks that
+/// they need. Used from one thread, that of the simulation.
+class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
+ public:
+  /// A recorder with the type that belongs to the signal: OutportLogging for a root outport, else SignalLogging.
+  /// @param descriptor Must outlive the recorder's use; its limit of points is read here.
+  /// @param order In which the elements of a matrix are delivered.
+  /// @throws std::invalid_argument with the name of the leaf if the tree cannot be recorded.
+  explicit MemoryRecorder(const core::utils::SignalDescriptor& descriptor, SampleOrder order = SampleOrder::rowMajor);
+
+  /// @param times Shared with other recorders, which is why it is counted; null: one of its own.
+  MemoryRecorder(clientType type, const core::utils::SignalDescriptor& descriptor,
+                 std::shared_ptr<TimeBase> times = nullptr, SampleOrder order = SampleOrder::rowMajor);
+  ~MemoryRecorder() override;
+
+  MemoryRecorder(const MemoryRecorder&) = delete;
+  MemoryRecorder& operator=(const MemoryRecorder&) = delete;
+
+  /// Appends one sample of the whole signal.
+  /// @param time In seconds.
+  /// @param data As the descriptor's root describes it; copied.
+  void update(const double* time, const void* data) override;
+
+  /// Appends one sample of one leaf position.
+  /// @throws std::out_of_range for a position that the signal does not have.
+  void update(unsigned long leafIndex, const double* time, const void* data) override;
+
+  /// Snapshots of this recorder. They stay safe to use after the recorder is gone, without an effect then.
+  [[nodiscard]] std::unique_ptr<vtsim::SnapshotInterface> getSnapshotInterface() override;
+
+  /// The recorded data as a 1-by-1 structure, for-each members merged into it.
+  [[nodiscard]] vtu::qxArrayWrapper datasetElement() override;
+
+  /// The type that a recorder of this signal has by default.
+  [[nodiscard]] static clientType defaultType(const core::utils::SignalDescriptor& descriptor);
+
+  /// Number of leaf positions: one, or those of a virtual bus.
+  [[nodiscard]] std::size_t positions() const;
+
+  /// Samples recorded at a position, those included that the limit of points has dropped since.
+  /// @throws std::out_of_range for a position that the signal does not have.
+  [[nodiscard]] std::uint64_t recordedSamples(std::size_t position = 0) const;
+
+  /// Samples that a position holds now.
+  /// @throws std::out_of_range for a position that the signal does not have.
+  [[nodiscard]] std::uint64_t heldSamples(std::size_t position = 0) const;
+
+  /// States which iteration of a for-each this recorder stands for, where the descriptor does not.
+  void foreachIteration(std::uint64_t iteration) { foreachIteration_ = iteration; }
+
+  /// The iteration of the for-each that the descriptor, or else foreachIteration(), gives; 0 if neither does.
+  [[nodiscard]] std::uint64_t foreachIteration() const;
+
+ private:
+  struct State;
+  class SnapshotHandler;
+
+  [[nodiscard]] const SampleStream& streamAt(std::size_t position) const;
+  void append(double time, const void* data);
+
+  RowCursor* cursors_;            // of the positions, side by side
+  std::size_t positions_;         // at least 1
+  std::shared_ptr<State> state_;  // shared with the snapshot interfaces, which the catalogue may keep longer
+  std::optional<std::uint64_t> foreachIteration_;
+};
+
+}  // namespace vtio::recorders
