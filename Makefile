@@ -6,13 +6,14 @@ OUT ?= demo-out
 export JOBS
 
 .DEFAULT_GOAL := help
-.PHONY: help demo test lint bench format clean
+.PHONY: help demo test check lint bench format clean
 
 help:
 	@echo "make demo     build everything, run the spacecraft target, print what it logged (OUT=$(OUT))"
-	@echo "make test     every check of this project: GCC, sanitizers, Clang, lint, format, fuzzers"
+	@echo "make test     build a release and run its tests"
+	@echo "make check    everything else: sanitizers with Clang, threads, fuzzers, headers, lint, format"
 	@echo "make lint     clang-tidy over the sources of the libraries and examples"
-	@echo "make bench    run the benchmarks, print each ratio to its floor"
+	@echo "make bench    run the benchmarks, print each ratio to its floor; fails where one is far above its target"
 	@echo "make format   rewrite the sources in the project's format"
 	@echo "make clean    remove build/ and $(OUT)/"
 
@@ -24,10 +25,14 @@ test:
 	@scripts/install-packages.sh demo test
 	@scripts/test.sh
 
+check:
+	@scripts/install-packages.sh demo test check
+	@scripts/check.sh
+
 lint:
-	@scripts/install-packages.sh demo test
-	@cmake --preset clang >/dev/null
-	@scripts/lint.sh build/clang
+	@scripts/install-packages.sh demo test check
+	@cmake --preset asan >/dev/null
+	@scripts/lint.sh build/asan
 
 bench:
 	@scripts/install-packages.sh demo bench

@@ -25,6 +25,12 @@ function(vtio_target_defaults target)
     target_compile_options(${target} PRIVATE -fsanitize=${VTIO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${VTIO_SANITIZE})
   endif()
+  if(VTIO_BUILD_FUZZERS)  # the fuzzers see which branches an input takes
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "SHARED_LIBRARY")
+      target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
+  endif()
 endfunction()
 
 # vtio_add_library(<name> EXPORT_NAME <name> SOURCES ... HEADERS ...): a shared library vtio::<EXPORT_NAME> whose

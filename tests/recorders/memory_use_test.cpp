@@ -1,52 +1,23 @@
-// How much recorders allocate, and how often. Counts every allocation of the program.
-#include <malloc.h>
-
+// How much recorders allocate, and how often.
 #include <cstdint>
-#include <cstdlib>
-#include <new>
 
+#include "tests/allocation/allocation_counter.hpp"
 #include "tests/recorders/recording_fixture.hpp"
 
 namespace {
 
-std::size_t allocations = 0;
-std::size_t bytesHeld = 0;
-
-void* counted(std::size_t size) {
-  void* memory = std::malloc(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  ++allocations;
-  bytesHeld += malloc_usable_size(memory);
-  return memory;
-}
-
-void release(void* memory) noexcept {
-  if (memory == nullptr) return;
-  bytesHeld -= malloc_usable_size(memory);
-  std::free(memory);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return counted(size); }
-void* operator new[](std::size_t size) { return counted(size); }
-void operator delete(void* memory) noexcept { release(memory); }
-void operator delete[](void* memory) noexcept { release(memory); }
-void operator delete(void* memory, std::size_t) noexcept { release(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { release(memory); }
-
-namespace {
-
 using namespace recording;
+using vtio::test::allocationCount;
+using vtio::test::liveBytes;
 
 class MemoryUse : public Recording {
  protected:
   // Bytes that recording allocates beyond times plus data, as a fraction of them.
   template <typename Step>
   static double overhead(std::size_t payload, int steps, const Step& step) {
-    const std::size_t before = bytesHeld;
+    const std::size_t before = liveBytes();
     for (int i = 0; i < steps; ++i) step(i);
-    return static_cast<double>(bytesHeld - before) / static_cast<double>(payload) - 1.0;
+    return static_cast<double>(liveBytes() - before) / static_cast<double>(payload) - 1.0;
   }
 };
 
@@ -98,13 +69,13 @@ TEST_F(MemoryUse, AllocatesOnlyAChunkNowAndThen) {
   Recorded number = record(leaf(u"x"));
   Recorded bus = record(with(topNvBus(u"b", {4}, {0, 8}, 16), leaf(u"x"), leaf(u"y", "int32", {2})));
   const double sample[8] = {};
-  const std::size_t before = allocations;
+  const std::size_t before = allocationCount();
   for (int i = 0; i < 100000; ++i) {
     number.add(i, 1.0);
     bus.add(i, sample);
   }
-  EXPECT_GE(allocations - before, 100U);
-  EXPECT_LE(allocations - before, 1000U);
+  EXPECT_GE(allocationCount() - before, 100U);
+  EXPECT_LE(allocationCount() - before, 1000U);
 }
 
 TEST_F(MemoryUse, ReorderingAllocatesNothingPerSample) {
@@ -119,33 +90,33 @@ TEST_F(MemoryUse, ReorderingAllocatesNothingPerSample) {
     }
   };
   add(0, 1000);
-  const std::size_t before = allocations;
+  const std::size_t before = allocationCount();
   add(1000, 21000);
-  EXPECT_EQ(allocations - before, 0U);
+  EXPECT_EQ(allocationCount() - before, 0U);
 }
 
 TEST_F(MemoryUse, LimitedSignalUsesItsChunksAgain) {
   for (const unsigned long most : {1UL, 100UL, 5000UL}) {
     Recorded r = record(leaf(u"x"), most);
     for (int i = 0; i < 40000; ++i) r.add(i, 1.0);
-    const std::size_t before = allocations;
+    const std::size_t before = allocationCount();
     for (int i = 40000; i < 140000; ++i) r.add(i, 1.0);
-    EXPECT_EQ(allocations - before, 0U) << most;
+    EXPECT_EQ(allocationCount() - before, 0U) << most;
   }
 }
 
 TEST_F(MemoryUse, SnapshotsGiveBackWhatTheyHeld) {
   Recorded r = record(leaf(u"x"), 1000);
   for (int i = 0; i < 5000; ++i) r.add(i, 1.0);
-  const std::size_t before = bytesHeld;
+  const std::size_t before = liveBytes();
   for (int k = 0; k < 20; ++k) {
     session_.captureSnapshot(false);
     for (int i = 0; i < 5000; ++i) r.add(5000 * (k + 1) + i, 1.0);
   }
-  EXPECT_GT(bytesHeld, before + 20 * 1000 * 2 * sizeof(double));
+  EXPECT_GT(liveBytes(), before + 20 * 1000 * 2 * sizeof(double));
   session_.clearSnapshots();
   for (int i = 0; i < 5000; ++i) r.add(200000 + i, 1.0);
-  EXPECT_LE(bytesHeld, before + 8192);
+  EXPECT_LE(liveBytes(), before + 8192);
 }
 
 TEST_F(MemoryUse, StepBackWithinAChunkDoesNotAccumulate) {
@@ -164,9 +135,9 @@ TEST_F(MemoryUse, StepBackWithinAChunkDoesNotAccumulate) {
     session_.clearSnapshots();
   };
   for (int k = 0; k < 10; ++k) attempt();
-  const std::size_t before = bytesHeld;
+  const std::size_t before = liveBytes();
   for (int k = 0; k < 1000; ++k) attempt();
-  EXPECT_LE(bytesHeld, before + 4096);
+  EXPECT_LE(liveBytes(), before + 4096);
 }
 
 }  // namespace

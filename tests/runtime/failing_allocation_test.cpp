@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/logging_interval.hpp"
-#include "tests/runtime/allocation_counter.hpp"
+#include "tests/allocation/allocation_counter.hpp"
 #include "tests/runtime/generated_code.hpp"
 #include "tests/runtime/recording_client.hpp"
 #include "vtio/core/client/shared_resource.hpp"
@@ -22,6 +22,8 @@ namespace {
 using namespace mdlref_simtarget;
 using core::client::Catalogue;
 using core::utils::SignalDescriptor;
+using test::FailingAllocation;
+using test::liveAllocations;
 
 const std::u16string kLongName(100, u'n');
 const char* const kLongText = "a text of more than sixteen bytes that no small buffer holds, so that it is allocated";

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/logging_interval.hpp"
-#include "tests/runtime/allocation_counter.hpp"
+#include "tests/allocation/allocation_counter.hpp"
 #include "tests/runtime/recording_client.hpp"
 #include "vtio/core/accessor/scalar.hpp"
 #include "vtio/core/accessor/virtual_bus.hpp"
@@ -22,6 +22,7 @@ using core::accessor::Scalar;
 using core::accessor::VirtualBus;
 using core::client::Client;
 using core::utils::SignalDescriptor;
+using test::allocationCount;
 
 constexpr int kSteps = 1000;
 

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/utils/allocation_counter.hpp"
+#include "tests/allocation/allocation_counter.hpp"
 #include "tests/utils/test_nodes.hpp"
 #include "vtio/core/utils/string_leaf_node.hpp"
 #include "vtio/core/utils/top_nv_bus_node.hpp"
