@@ -24,6 +24,8 @@ function(vtio_target_defaults target)
   if(VTIO_SANITIZE)
     target_compile_options(${target} PRIVATE -fsanitize=${VTIO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${VTIO_SANITIZE})
+    # Clang links the C++ half of the runtime into C++ programs only; a C program needs it for the libraries.
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)
   endif()
   if(VTIO_BUILD_FUZZERS)  # the fuzzers see which branches an input takes
     get_target_property(type ${target} TYPE)

@@ -239,8 +239,8 @@ TEST(CatalogueAllocationTest, aFailedDescriptorIsNotAppendedAndItsRootIsDestroye
   const std::vector<unsigned long> dimensions{2};
   const std::vector<int> indices{1};
   const int failures = failEveryAllocation([&](std::size_t allowed) {
+    int destroyed = 0;  // written by what the catalogue destroys
     Catalogue catalogue;
-    int destroyed = 0;
     auto root = std::make_unique<ProbeLeaf>([&destroyed] { ++destroyed; });
     const FailingAllocation failure(allowed);
     try {
@@ -261,10 +261,10 @@ TEST(CatalogueAllocationTest, aFailedAddClientLeavesNoClientAndNoSnapshotInterfa
   const int failures = failEveryAllocation([](std::size_t allowed) {
     Events events;
     events.reserve(10);
+    int destroyed = 0;
     Catalogue catalogue;
     const SignalDescriptor& descriptor =
         catalogue.createSignalDescriptor(makeLeaf(), 1ul, 0ul, 1ul, u"s", u"", makePath({u"m/b"}), 0ul);
-    int destroyed = 0;
     auto client = std::make_unique<RecordingClient>(descriptor);
     client->onDestruction = [&destroyed] { ++destroyed; };
     client->makeSnapshotInterface = [&events] { return std::make_unique<RecordingSnapshotInterface>("s", events); };
