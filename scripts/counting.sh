@@ -9,13 +9,18 @@ check() {
   if stage "$@"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
 }
 
+# quiet_ctest <ctest option...>: only what failed and the summary, of thousands of lines.
+quiet_ctest() {
+  ctest "$@" | grep -vE '^ *Start +[0-9]+:|^ *[0-9]+/[0-9]+ Test +#[0-9]+:.* (Passed|\*\*\*Skipped) '
+}
+
 # run_tests <title> <preset> [ctest option...]: a stage that counts as the tests it runs; a skipped test counts as none.
 run_tests() {
   local title=$1 preset=$2 total=0 bad=0 skipped=0 suite results=$PWD/$logs/ctest-$2.xml
   shift 2
   rm -f "$results"
-  STAGE_TAIL=200 stage "$title" ctest --preset "$preset" -j "$jobs" --progress --output-junit "$results" "$@" || bad=1
-  suite=$(tr '\n' ' ' <"$results" 2>/dev/null | grep -o '<testsuite [^>]*>' || true)
+  STAGE_TAIL=200 stage "$title" quiet_ctest --preset "$preset" -j "$jobs" --output-junit "$results" "$@" || bad=1
+  suite=$(tr '\n\t' '  ' <"$results" 2>/dev/null | grep -o '<testsuite [^>]*>' || true)
   if [[ $suite =~ \ tests=\"([1-9][0-9]*)\" ]]; then
     total=${BASH_REMATCH[1]}
     [[ $suite =~ \ failures=\"([0-9]+)\" ]] && [ "${BASH_REMATCH[1]}" -gt "$bad" ] && bad=${BASH_REMATCH[1]}
