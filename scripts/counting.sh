@@ -11,7 +11,7 @@ check() {
 
 # quiet_ctest <ctest option...>: only what failed and the summary, of thousands of lines.
 quiet_ctest() {
-  ctest "$@" | grep -vE '^ *Start +[0-9]+:|^ *[0-9]+/[0-9]+ Test +#[0-9]+:.* (Passed|\*\*\*Skipped) '
+  ctest "$@" | grep -vE '^ *Start +[0-9]+:|^ *[0-9]+/[0-9]+ Test +#[0-9]+:.*(   Passed|\*\*\*Skipped) '
 }
 
 # run_tests <title> <preset> [ctest option...]: a stage that counts as the tests it runs; a skipped test counts as none.
