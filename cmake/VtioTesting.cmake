@@ -1,4 +1,4 @@
-# Helpers to add tests. Each folder below tests/ has one program over GoogleTest; every case is a CTest entry of its own.
+# Helpers to add tests. Each folder below tests/ has one program over GoogleTest; every case is a CTest entry.
 
 find_package(GTest REQUIRED)
 include(GoogleTest)
@@ -22,9 +22,9 @@ endfunction()
 
 vtio_test_defaults(vtio_test_precompiled)
 
-# vtio_add_test(<folder>_test SOURCES ... [LIBRARIES ...] [LONG <filter>] [TIMEOUT <seconds>]): a test program. Its cases
-# are CTest entries named <folder>/<Suite>.<case>. Those that match the GoogleTest filter LONG have the label `long`:
-# `make test` leaves them out, `make check` runs them. TIMEOUT holds for one case (default 300).
+# vtio_add_test(<folder>_test SOURCES ... [LIBRARIES ...] [LONG <filter>] [TIMEOUT <seconds>]): a test program. Its
+# cases are CTest entries named <folder>/<Suite>.<case>. Those that match the GoogleTest filter LONG have the label
+# `long`: `make test` leaves them out, `make check` runs them. TIMEOUT holds for one case (default 300).
 function(vtio_add_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "LONG;TIMEOUT" "SOURCES;LIBRARIES")
   if(NOT arg_TIMEOUT)
