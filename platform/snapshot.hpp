@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <stdexcept>
 #include <utility>
 
 #include "platform/export.hpp"
@@ -71,7 +72,7 @@ class VTIO_PLATFORM_EXPORT SnapshotHandler {
 
 /// Keeps the snapshots of one handler in a queue, without a limit of its own.
 ///
-/// Not synchronised. Nothing is checked: rollBack() needs a snapshot, reset() an initial one.
+/// Not synchronised.
 /// @tparam H A SnapshotHandler<H::Element>.
 template <typename H>
 class VTIO_PLATFORM_EXPORT DefaultSnapshotInterface : public SnapshotInterface {
@@ -90,9 +91,17 @@ class VTIO_PLATFORM_EXPORT DefaultSnapshotInterface : public SnapshotInterface {
     }
   }
 
-  void rollBack() override { handler_->rollBack(*snapshots_.back()); }
+  /// @throws std::logic_error if there is no snapshot.
+  void rollBack() override {
+    if (snapshots_.empty()) throw std::logic_error("Cannot roll back: no snapshot was taken");
+    handler_->rollBack(*snapshots_.back());
+  }
 
-  void reset() override { handler_->reset(*initial_); }
+  /// @throws std::logic_error if there is no initial snapshot.
+  void reset() override {
+    if (initial_ == nullptr) throw std::logic_error("Cannot reset: no initial snapshot was taken");
+    handler_->reset(*initial_);
+  }
 
   void clear() override { snapshots_.clear(); }
 
@@ -102,11 +111,10 @@ class VTIO_PLATFORM_EXPORT DefaultSnapshotInterface : public SnapshotInterface {
   /// Drops all snapshots if there are fewer than n.
   void popOldest(int n) override { snapshots_.erase(snapshots_.begin(), snapshots_.begin() + clamped(n)); }
 
+  /// The number to drop is a signed 32-bit value, computed modulo 2^32: an n far below 0 drops nothing.
   void size(int n) override {
-    const auto surplus = static_cast<std::int64_t>(snapshots_.size()) - n;
-    if (surplus >= 1) {
-      this->popOldest(static_cast<int>(std::min<std::int64_t>(surplus, INT32_MAX)));
-    }
+    const auto surplus = static_cast<std::uint32_t>(snapshots_.size()) - static_cast<std::uint32_t>(n);
+    if (static_cast<std::int32_t>(surplus) >= 1) this->popOldest(static_cast<std::int32_t>(surplus));
   }
 
  private:

@@ -77,20 +77,3 @@ struct std::hash<vtu::InternedUstring> {
     return std::hash<const vtu::ustring*>()(text.text_);
   }
 };
-
-namespace vtio::core {
-using vtu::ustring;
-namespace utils {
-using vtu::ustring;
-}  // namespace utils
-namespace accessor {
-using vtu::ustring;
-}  // namespace accessor
-namespace client {
-using vtu::ustring;
-}  // namespace client
-}  // namespace vtio::core
-
-namespace mdlref_simtarget {
-using vtu::ustring;
-}  // namespace mdlref_simtarget

@@ -8,6 +8,7 @@
 #include "vtio/core/client/catalogue.hpp"
 #include "vtio/core/client/client.hpp"
 #include "vtio/core/client/shared_resource.hpp"
+#include "vtio/core/client/signal_description.hpp"
 #include "vtio/core/utils/assessment_leaf_node.hpp"
 #include "vtio/core/utils/bus_node.hpp"
 #include "vtio/core/utils/date_time_leaf_node.hpp"

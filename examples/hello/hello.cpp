@@ -1,7 +1,9 @@
 // Logs a sine wave from C++, and writes the configuration that hello.c starts from: hello_cpp CONFIG.qat RESULTS.qat
 #include <cmath>
+#include <exception>
 #include <iostream>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -13,6 +15,7 @@
 /// The six switches that a catalogue reads; the same file may hold a logging selection.
 bool writeConfiguration(const char* name) {
   QatFile* file = qatOpen(name, "w");
+  if (file == nullptr) return false;
   const auto put = [file](const char* variable, qxArray* array) {
     const vtu::qxArrayWrapper value(array);
     return qatPutVariable(file, variable, value.get()) == 0;
@@ -25,21 +28,16 @@ bool writeConfiguration(const char* name) {
   return qatClose(file) == 0 && put6;
 }
 
-int main(int argc, char** argv) {
-  if (argc != 3 || !writeConfiguration(argv[1])) {
-    std::cerr << "usage: " << argv[0] << " CONFIG.qat RESULTS.qat; " << qatLastError() << "\n";
-    return 2;
-  }
+/// Logs a sine wave of 10 s.
+void logWave(const std::string& resultsFile) {
   using namespace vtio::core;
   client::Catalogue catalogue;
 
   // Describe the signal once: a tree of one leaf, then the descriptor around it.
   auto leaf = std::make_unique<utils::LeafNode>(0, u"height", false, "linear", std::vector<long long>{}, "double",
                                                 utils::units(u"m"), u"", utils::leafSignal);
-  vtu::FullBlkPathToTopMdl path;
-  path.append(vtu::InternedUstring(u"hello/Wave"));
   const utils::SignalDescriptor& height =
-      catalogue.createSignalDescriptor(std::move(leaf), 1UL, 0UL, 1UL, u"height", u"", path, 0UL);
+      catalogue.createSignalDescriptor({.root = std::move(leaf), .name = u"height", .blockPath = {u"hello/Wave"}});
 
   // Record it in memory.
   accessor::Scalar accessor(height, catalogue.disabledLoggingIntervals());
@@ -52,6 +50,17 @@ int main(int argc, char** argv) {
     const double value = std::sin(time);
     accessor.update(&time, &value, 0);
   }
-  catalogue.saveDatasetsToQatFile(vtu::to_ustring(argv[2]));
-  return 0;
+  session.save(resultsFile);
+}
+
+int main(int argc, char** argv) {
+  if (argc != 3) return std::cerr << "usage: " << argv[0] << " CONFIG.qat RESULTS.qat\n", 2;
+  if (!writeConfiguration(argv[1])) return std::cerr << qatLastError() << "\n", 1;
+  try {
+    logWave(argv[2]);
+    return 0;
+  } catch (const std::exception& error) {
+    std::cerr << argv[0] << ": " << error.what() << "\n";
+    return 1;
+  }
 }

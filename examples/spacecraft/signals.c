@@ -49,8 +49,9 @@ static Signal* endTree(Describer* describer, Place place, unsigned inputs, unsig
       zetGetSignalDescriptor(describer->tree, inputs, place.kind, maxPoints, 1, place.name, "", place.model,
                              place.block, place.port, 0, describer->catalogue, forEach, levels, inner, levels);
   SignalList* list = describer->list;
-  if (descriptor == NULL && list->failed == NULL) {
-    list->failed = place.name;
+  if (*zetLastError() != '\0' && list->problem[0] == '\0') {
+    snprintf(list->problem, sizeof list->problem, "the signal '%s' cannot be described: %s", place.name,
+             zetLastError());
   }
   if (descriptor != NULL) {
     zetLoggingOverride(descriptor, describer->catalogue);

@@ -35,7 +35,7 @@ typedef struct Signal {
 typedef struct SignalList {
   Signal signals[kMaxSignals];
   unsigned count;
-  const char* failed;  ///< name of the first signal whose description was refused, or NULL
+  char problem[400];  ///< names the first signal whose description was refused, and why; empty if none was
 } SignalList;
 
 /// Describes every signal to the catalogue, and applies its logging selection to each.

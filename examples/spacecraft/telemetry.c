@@ -3,7 +3,6 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "file_problems.h"
 #include "vtio/mdlref_simtarget/mdlref_simtarget.h"
 
 static int attachRecorder(Telemetry* telemetry, const Signal* signal, void** accessor) {
@@ -33,8 +32,8 @@ static bool attach(Telemetry* telemetry, unsigned index) {
 static bool openSignals(Telemetry* telemetry, const Options* options, const Outputs* outputs, char* message,
                         size_t messageSize) {
   telemetry->list = signalsDescribe(telemetry->catalogue, outputs, options->step, options->duration);
-  if (telemetry->list.failed != NULL) {
-    snprintf(message, messageSize, "the signal '%s' cannot be described", telemetry->list.failed);
+  if (telemetry->list.problem[0] != '\0') {
+    snprintf(message, messageSize, "%s", telemetry->list.problem);
     return false;
   }
   for (unsigned i = 0; i < telemetry->list.count; ++i) {
@@ -52,7 +51,7 @@ bool telemetryOpen(Telemetry* telemetry, const Options* options, const Outputs* 
   memset(telemetry, 0, sizeof *telemetry);
   telemetry->catalogueHandle = zetGetNewVtioCatalogue(options->configuration);
   if (telemetry->catalogueHandle == NULL) {
-    describeConfigurationProblem(options->configuration, message, messageSize);
+    snprintf(message, messageSize, "%s", zetLastError());
     return false;
   }
   telemetry->catalogue = zetGetPointerFromUniquePtr(telemetry->catalogueHandle);
@@ -85,8 +84,13 @@ bool telemetryRollBack(Telemetry* telemetry) {
 }
 
 bool telemetrySave(Telemetry* telemetry, const char* fileName, char* message, size_t messageSize) {
-  zetSaveDatasetsToQatFile(telemetry->catalogue, fileName);
-  return checkResultsFile(fileName, telemetry->outports, message, messageSize);
+  const unsigned long long lost = vtioRecordingLostSamples(telemetry->session);
+  if (vtioRecordingSave(telemetry->session, fileName) < 0) {
+    snprintf(message, messageSize, "%s", vtioRecordingLastError());
+    return false;
+  }
+  snprintf(message, messageSize, "'%s' lacks %llu samples that could not be recorded", fileName, lost);
+  return lost == 0;
 }
 
 void telemetryClose(Telemetry* telemetry) {

@@ -126,13 +126,24 @@ MemoryRecorder::MemoryRecorder(clientType type, const SignalDescriptor& descript
 MemoryRecorder::~MemoryRecorder() = default;
 
 void MemoryRecorder::update(const double* time, const void* data) {
-  if (positions_ != 1 || !cursors_->append(*time, data)) append(*time, data);
+  if (positions_ == 1 && cursors_->append(*time, data)) return;
+  try {
+    append(*time, data);
+  } catch (...) {
+    ++lostSamples_;
+    throw;
+  }
 }
 
 void MemoryRecorder::update(unsigned long leafIndex, const double* time, const void* data) {
   if (leafIndex < positions_ && cursors_[leafIndex].append(*time, data)) return;
-  (void)streamAt(leafIndex);
-  state_->streams[leafIndex].append(*time, data);
+  try {
+    (void)streamAt(leafIndex);
+    state_->streams[leafIndex].append(*time, data);
+  } catch (...) {
+    ++lostSamples_;
+    throw;
+  }
 }
 
 void MemoryRecorder::append(double time, const void* data) {

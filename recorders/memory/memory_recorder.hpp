@@ -91,6 +91,9 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   /// @throws std::out_of_range for a position that the signal does not have.
   [[nodiscard]] std::uint64_t heldSamples(std::size_t position = 0) const;
 
+  /// Samples that update() threw for instead of recording them.
+  [[nodiscard]] std::uint64_t lostSamples() const { return lostSamples_; }
+
   /// States which iteration of a for-each this recorder stands for, where the descriptor does not.
   void foreachIteration(std::uint64_t iteration) { foreachIteration_ = iteration; }
 
@@ -107,6 +110,7 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   RowCursor* cursors_;            // of the positions, side by side
   std::size_t positions_;         // at least 1
   std::shared_ptr<State> state_;  // shared with the snapshot interfaces, which the catalogue may keep longer
+  std::uint64_t lostSamples_ = 0;
   std::optional<std::uint64_t> foreachIteration_;
 };
 

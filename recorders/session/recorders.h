@@ -64,10 +64,12 @@ VTIO_RECORDERS_EXPORT int vtioRecordingSampleOrder(VtioRecordingSession* session
 /// @return Valid as long as the catalogue; null on failure.
 VTIO_RECORDERS_EXPORT const void* vtioRecordingLoggingInterval(const VtioRecordingSession* session);
 
-/// Records a signal. The model's logging selection is applied to it, if it has not been before.
+/// Records a signal. The model's logging selection is applied to it, if it has not been before. An accessor that has been
+/// used before goes on counting: recorded are its samples from the next one due.
 /// @param accessor The accessor handle of this descriptor.
-/// @param dataset Name of the dataset, or null.
-/// @return 1 if the signal is recorded, 0 if the logging selection switches it off, -1 on failure.
+/// @param dataset Name of the dataset, or null. There can be one for root outports and one for all other signals.
+/// @return 1 if the signal is recorded, 0 if the logging selection switches it off, -1 on failure, for example if the
+///   signal is recorded already; nothing has changed then.
 VTIO_RECORDERS_EXPORT int vtioRecordingAttach(VtioRecordingSession* session, const void* descriptor, void* accessor,
                                               const char* dataset);
 
@@ -78,10 +80,20 @@ VTIO_RECORDERS_EXPORT int vtioRecordingAttach(VtioRecordingSession* session, con
 VTIO_RECORDERS_EXPORT int vtioRecordingAttachIteration(VtioRecordingSession* session, const void* descriptor,
                                                        void* accessor, unsigned iteration, const char* dataset);
 
-/// Forgets the snapshots of an accessor; before it is released while snapshots are still used. An accessor that was
-/// never attached is ignored.
+/// Forgets an accessor; before it is released while snapshots are still used. An accessor that was never attached is
+/// ignored.
 /// @return 0, or -1 on failure.
 VTIO_RECORDERS_EXPORT int vtioRecordingDetach(VtioRecordingSession* session, void* accessor);
+
+/// Writes the datasets into a file, complete or not at all: it is written beside `fileName` and takes its place when it is
+/// complete and on the disk. What is written is what zetSaveDatasetsToQatFile() writes.
+/// @return 0, or -1 on failure; the error names the file and the cause. What `fileName` held is then still there, and so
+///   is the recorded data.
+VTIO_RECORDERS_EXPORT int vtioRecordingSave(VtioRecordingSession* session, const char* fileName);
+
+/// Samples that reached a recorder and could not be recorded, for example for lack of memory.
+/// @return The number; 0 for a null session.
+VTIO_RECORDERS_EXPORT unsigned long long vtioRecordingLostSamples(const VtioRecordingSession* session);
 
 /// Takes a snapshot of all recorders and attached accessors.
 /// @param initial Not 0: it is the one for vtioRecordingReset(). 0: it is the newest.

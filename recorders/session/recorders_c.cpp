@@ -121,6 +121,16 @@ int vtioRecordingDetach(VtioRecordingSession* session, void* accessor) {
   return onSession(__func__, session, [accessor](RecordingSession& s) { s.detach(accessorOf(accessor)); });
 }
 
+int vtioRecordingSave(VtioRecordingSession* session, const char* fileName) {
+  return onSession(__func__, session,
+                   [fileName](RecordingSession& s) { s.save(std::string(&require(fileName, "file name"))); });
+}
+
+unsigned long long vtioRecordingLostSamples(const VtioRecordingSession* session) {
+  return guarded(__func__, 0ULL,
+                 [session]() -> unsigned long long { return require(session, "session").session.lostSamples(); });
+}
+
 int vtioRecordingCaptureSnapshot(VtioRecordingSession* session, int initial) {
   return onSession(__func__, session, [initial](RecordingSession& s) { s.captureSnapshot(initial != 0); });
 }

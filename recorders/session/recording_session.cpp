@@ -2,56 +2,46 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <string>
 #include <utility>
 
+#include "recorders/session/save_results.hpp"
 #include "vtio/core/accessor/scalar.hpp"
 #include "vtio/core/accessor/virtual_bus.hpp"
-#include "vtio/core/utils/vtio_accessor_snapshot_element.hpp"
-#include "vtio/core/utils/vtio_scalar_accessor_snapshot_handler.hpp"
-#include "vtio/core/utils/vtio_vbus_accessor_snapshot_handler.hpp"
 
 namespace vtio::recorders {
 
 using core::accessor::Accessor;
 using core::accessor::Scalar;
 using core::accessor::VirtualBus;
+using core::client::Catalogue;
+using core::client::Client;
 using core::utils::SignalDescriptor;
-using core::utils::VtioAccessorSnapshotElement;
-using core::utils::VtioScalarAccessorSnapshotHandler;
-using core::utils::VtioVBusAccessorSnapshotHandler;
 
 namespace {
 
-template <typename Handler>
-void restartIfFresh(Handler handler, unsigned long before, unsigned long now, std::size_t counters) {
-  if (handler.captureSnapshot()->decimationCounter(0) != before) return;
-  VtioAccessorSnapshotElement fresh(std::vector<unsigned long>(counters, now));
-  handler.rollBack(fresh);
+[[noreturn]] void refuse(const SignalDescriptor& descriptor, const std::string& why) {
+  throw std::invalid_argument("Cannot record the signal '" + vtu::to_string(descriptor.signalName()) + "': " + why);
 }
 
-// An accessor made before the logging selection changed the decimation still counts to the old one, and if that is the
-// larger one it would never deliver: if it has not been used yet, it starts with the new one.
-void followDecimation(Accessor& accessor, unsigned long before, std::size_t positions) {
-  const SignalDescriptor& descriptor = accessor.signalDescriptor();
-  const unsigned long now = descriptor.decimation();
-  if (now == before) return;
+std::string quoted(const vtu::ustring& text) { return "'" + vtu::to_string(text) + "'"; }
+
+void followDecimation(Accessor& accessor, unsigned long before) {
   if (auto* scalar = dynamic_cast<Scalar*>(&accessor)) {
-    restartIfFresh(VtioScalarAccessorSnapshotHandler(*scalar), before, now, 1);
-  } else if (auto* bus = dynamic_cast<VirtualBus*>(&accessor); bus != nullptr && descriptor.numberOfInputPorts() != 0) {
-    restartIfFresh(VtioVBusAccessorSnapshotHandler(*bus), before, now, positions);
+    scalar->followDecimation(before);
+  } else if (auto* bus = dynamic_cast<VirtualBus*>(&accessor)) {
+    bus->followDecimation(before);
   }
 }
 
 }  // namespace
 
-RecordingSession::RecordingSession(core::client::Catalogue& catalogue, SampleOrder order)
-    : catalogue_(catalogue), order_(order), times_(makeTimeBase()), recorders_(catalogue.getSnapshotInterface()) {}
+RecordingSession::RecordingSession(Catalogue& catalogue, SampleOrder order)
+    : catalogue_(catalogue), order_(order), times_(makeTimeBase()) {}
 
 RecordingSession::~RecordingSession() = default;
 
 vtu::ustring RecordingSession::defaultDataset(const SignalDescriptor& descriptor) {
-  return MemoryRecorder::defaultType(descriptor) == core::client::Client::OutportLogging ? u"yout" : u"logsout";
+  return MemoryRecorder::defaultType(descriptor) == Client::OutportLogging ? u"yout" : u"logsout";
 }
 
 MemoryRecorder* RecordingSession::attach(const SignalDescriptor& descriptor, Accessor& accessor) {
@@ -65,55 +55,177 @@ MemoryRecorder* RecordingSession::attach(const SignalDescriptor& descriptor, Acc
 
 MemoryRecorder* RecordingSession::attach(const SignalDescriptor& descriptor, Accessor& accessor,
                                          const vtu::ustring& datasetName, SampleOrder order) {
-  if (&accessor.signalDescriptor() != &descriptor) {
-    throw std::invalid_argument("Cannot attach a recorder: the accessor belongs to the signal '" +
-                                vtu::to_string(accessor.signalDescriptor().signalName()) + "', the descriptor to '" +
-                                vtu::to_string(descriptor.signalName()) + "'");
-  }
+  requireAttachable(descriptor, accessor, datasetName);
   const unsigned long decimation = descriptor.decimation();
   if (!catalogue_.signalLoggingOverride(descriptor)) return nullptr;
-  MemoryRecorder& recorder = add(descriptor, accessor, datasetName, order);
-  followDecimation(accessor, decimation, recorder.positions());
-  addAccessor(accessor);
-  return &recorder;
+  followDecimation(accessor, decimation);
+  if (descriptor.decimation() == 0) refuse(descriptor, "its decimation is 0; 1 records every sample");
+  return &add(descriptor, accessor, datasetName, order);
 }
+
+void RecordingSession::requireAttachable(const SignalDescriptor& descriptor, const Accessor& accessor,
+                                         const vtu::ustring& datasetName) const {
+  if (&accessor.signalDescriptor() != &descriptor) {
+    refuse(descriptor, "the accessor belongs to the signal " + quoted(accessor.signalDescriptor().signalName()));
+  }
+  const auto known = attached_.find(&descriptor);
+  if (known != attached_.end() && recorderOf(known->second) != nullptr) refuse(descriptor, "it is recorded already");
+  if (datasetName.empty()) refuse(descriptor, "its dataset has no name and would not be saved");
+  requireKeyOfItsOwn(descriptor, datasetName);
+}
+
+// A dataset is saved under the type of its first client.
+void RecordingSession::requireKeyOfItsOwn(const SignalDescriptor& descriptor, const vtu::ustring& datasetName) const {
+  const auto firstClient = [this](const vtu::ustring& name) -> const Client* {
+    if (!catalogue_.hasDataset(name)) return nullptr;
+    const auto& clients = catalogue_.clientCollection(name);
+    return clients.empty() ? nullptr : clients.begin()->second.get();
+  };
+  const Client* first = firstClient(datasetName);
+  const std::string key =
+      Catalogue::getQatfileKey(first != nullptr ? first->type() : MemoryRecorder::defaultType(descriptor));
+  for (const Catalogue::ResultsVariable& other : catalogue_.resultsVariables()) {
+    if (other.dataset == datasetName || other.key != key || firstClient(other.dataset) == nullptr) continue;
+    refuse(descriptor, "the dataset " + quoted(datasetName) + " would be saved as the variable '" + key +
+                           "', which is the dataset " + quoted(other.dataset));
+  }
+}
+
+// Null if the recorder was deleted from the catalogue.
+Client* RecordingSession::recorderOf(const Attached& attached) const {
+  const auto& clients = catalogue_.clientCollection(datasets_[attached.dataset]);
+  const auto found = clients.find(attached.recorder);
+  return found == clients.end() ? nullptr : found->second.get();
+}
+
+// What a signal that is being attached has added to the catalogue; its destructor takes it back out.
+class RecordingSession::Undo final {
+ public:
+  Undo(RecordingSession& session, const SignalDescriptor& descriptor, const vtu::ustring& datasetName)
+      : session_(session),
+        descriptor_(descriptor),
+        datasetName_(datasetName),
+        isNewDataset_(!session.catalogue_.hasDataset(datasetName)),
+        interfaces_(session.catalogue_.snapshotInterfaces().size()) {}
+  Undo(const Undo&) = delete;
+  Undo& operator=(const Undo&) = delete;
+  ~Undo() {
+    if (isDone_) return;
+    session_.attached_.erase(&descriptor_);
+    Catalogue& catalogue = session_.catalogue_;
+    if (recorder_ != nullptr) catalogue.removeClient(recorder_->id(), datasetName_);
+    catalogue.snapshotInterfaces().resize(interfaces_);
+    session_.adopted_ = std::min(session_.adopted_, interfaces_);
+    if (isNewDataset_) catalogue.unregisterDataset(datasetName_);
+  }
+  void added(const MemoryRecorder& recorder) { recorder_ = &recorder; }
+  void done() { isDone_ = true; }
+
+ private:
+  RecordingSession& session_;
+  const SignalDescriptor& descriptor_;
+  const vtu::ustring& datasetName_;
+  bool isNewDataset_;
+  std::size_t interfaces_;
+  const MemoryRecorder* recorder_ = nullptr;
+  bool isDone_ = false;
+};
 
 MemoryRecorder& RecordingSession::add(const SignalDescriptor& descriptor, Accessor& accessor,
                                       const vtu::ustring& datasetName, SampleOrder order) {
+  adoptNewClients();
   auto owned = std::make_unique<MemoryRecorder>(MemoryRecorder::defaultType(descriptor), descriptor, times_, order);
   MemoryRecorder& recorder = *owned;
-  const std::size_t before = catalogue_.snapshotInterfaces().size();
-  catalogue_.addClient(std::move(owned), datasetName);
-  try {
-    if (catalogue_.snapshotInterfaces().size() > before) catchUp(*catalogue_.snapshotInterfaces().back());
-    accessor.addClient(recorder);
-  } catch (...) {
-    catalogue_.removeClient(recorder.id(), datasetName);
-    throw;
+  Attached attached{&accessor, nullptr, 0, datasetNumber(datasetName)};
+  if (hasSnapshots()) {
+    attached.snapshots = accessor.getSnapshotInterface();
+    catchUp(*attached.snapshots);
   }
+  Undo undo(*this, descriptor, datasetName);
+  catalogue_.addClient(std::move(owned), datasetName);
+  undo.added(recorder);
+  adoptNewClients();
+  attached.recorder = recorder.id();
+  attached_.insert_or_assign(&descriptor, std::move(attached));
+  accessor.addClient(recorder);
+  undo.done();
   return recorder;
 }
 
-void RecordingSession::addAccessor(Accessor& accessor) {
-  const auto same = [&accessor](const AttachedAccessor& attached) { return attached.accessor == &accessor; };
-  if (std::any_of(accessors_.begin(), accessors_.end(), same)) return;
-  std::unique_ptr<vtsim::SnapshotInterface> snapshots = accessor.getSnapshotInterface();
-  catchUp(*snapshots);
-  accessors_.push_back({&accessor, std::move(snapshots)});
+std::uint32_t RecordingSession::datasetNumber(const vtu::ustring& name) {
+  const auto found = std::find(datasets_.begin(), datasets_.end(), name);
+  if (found != datasets_.end()) return static_cast<std::uint32_t>(found - datasets_.begin());
+  datasets_.push_back(name);
+  return static_cast<std::uint32_t>(datasets_.size() - 1);
 }
 
-// What is attached late has in all earlier snapshots the state in which it is now.
 void RecordingSession::catchUp(vtsim::SnapshotInterface& late) const {
   if (hasInitial_) late.captureSnapshot(true);
   for (std::size_t i = 0; i < snapshots_; ++i) late.captureSnapshot(false);
 }
 
+void RecordingSession::adoptNewClients() {
+  const auto& interfaces = catalogue_.snapshotInterfaces();
+  adopted_ = std::min(adopted_, interfaces.size());
+  for (; adopted_ < interfaces.size(); ++adopted_) catchUp(*interfaces[adopted_]);
+}
+
+// Accessors get their snapshot interfaces when the first snapshot is taken: most runs take none.
+void RecordingSession::takeUpAccessors() {
+  for (auto& [descriptor, attached] : attached_) {
+    if (attached.accessor != nullptr && attached.snapshots == nullptr) {
+      attached.snapshots = attached.accessor->getSnapshotInterface();
+    }
+  }
+}
+
+template <typename Operation>
+void RecordingSession::forEach(const Operation& operation) {
+  adoptNewClients();
+  for (const auto& snapshots : catalogue_.snapshotInterfaces()) operation(*snapshots);
+  for (auto& [descriptor, attached] : attached_) {
+    if (attached.snapshots != nullptr) operation(*attached.snapshots);
+  }
+}
+
 void RecordingSession::detach(const Accessor& accessor) {
-  std::erase_if(accessors_, [&accessor](const AttachedAccessor& attached) { return attached.accessor == &accessor; });
+  const auto found = attached_.find(&accessor.signalDescriptor());
+  if (found == attached_.end() || found->second.accessor != &accessor) return;
+  found->second.accessor = nullptr;
+  found->second.snapshots = nullptr;
+}
+
+void RecordingSession::save(const std::string& fileName) { saveResults(catalogue_, fileName); }
+
+void RecordingSession::save(const vtu::ustring& fileName) { save(vtu::to_string(fileName)); }
+
+std::uint64_t RecordingSession::lostSamples() const {
+  std::uint64_t lost = 0;
+  for (const auto& [descriptor, attached] : attached_) {
+    if (const auto* recorder = dynamic_cast<const MemoryRecorder*>(recorderOf(attached))) {
+      lost += recorder->lostSamples();
+    }
+  }
+  return lost;
 }
 
 void RecordingSession::captureSnapshot(bool initial) {
-  forEach([initial](vtsim::SnapshotInterface& snapshots) { snapshots.captureSnapshot(initial); });
+  takeUpAccessors();
+  std::size_t captured = 0;
+  try {
+    forEach([&](vtsim::SnapshotInterface& snapshots) {
+      snapshots.captureSnapshot(initial);
+      ++captured;
+    });
+  } catch (...) {
+    if (!initial) {
+      forEach([&captured](vtsim::SnapshotInterface& snapshots) {
+        if (captured > 0) snapshots.popLatest(1);
+        captured -= captured > 0 ? 1 : 0;
+      });
+    }
+    throw;
+  }
   if (initial) {
     hasInitial_ = true;
   } else {

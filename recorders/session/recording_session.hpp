@@ -1,16 +1,19 @@
 /// @file
-/// Records signals in memory: one call per signal.
+/// Records signals in memory, one call per signal, and saves them.
 ///
 ///     vtio::recorders::RecordingSession session(catalogue);
 ///     session.attach(descriptor, accessor);           // in the dataset "logsout", root outports in "yout"
 ///     accessor.update(&time, &value, 0);              // recorded
-///     catalogue.datasetArray(u"logsout");             // the data
+///     session.save("results.qat");
 ///
 /// See also memory_recorder.hpp, and recorders.h for C.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/snapshot.hpp"
@@ -23,15 +26,16 @@
 
 namespace vtio::recorders {
 
-/// Attaches memory recorders to signals and steps all of them back together with their accessors.
+/// Attaches memory recorders to signals, steps all of them back together with their accessors, and saves what they hold.
 ///
 /// The catalogue owns the recorders; the session owns the snapshot interfaces of the accessors. All recorders of a session
 /// share one store of times, which lives as long as any of them. The session may be destroyed before or after the
 /// catalogue and the accessors, but its operations need the catalogue, and the snapshot operations every attached
 /// accessor that has not been detached. Used from the simulation's thread.
 ///
-/// Where a session is used, it alone drives the snapshots of its catalogue: a recorder attached later is brought to the
-/// number of snapshots that the session has taken.
+/// Only one session of a catalogue takes snapshots. What joins after snapshots were taken, a signal that is attached or a
+/// client that is added to the catalogue without the session, has in those snapshots the state in which the session first
+/// finds it: when the signal is attached, or at the next snapshot operation.
 class VTIO_RECORDERS_EXPORT RecordingSession final {
  public:
   /// @param catalogue Must outlive the use of the session.
@@ -42,13 +46,18 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   RecordingSession& operator=(const RecordingSession&) = delete;
 
   /// Records a signal in the dataset that belongs to it: defaultDataset().
+  ///
+  /// An accessor that has been used before goes on counting: recorded are its samples from the next one due.
   /// @param descriptor A descriptor of the catalogue. The model's logging selection is applied to it.
   /// @param accessor The accessor of this descriptor.
   /// @return The recorder, owned by the catalogue; null if the logging selection switches the signal off.
-  /// @throws std::invalid_argument if the accessor belongs to another descriptor or the signal cannot be recorded.
+  /// @throws std::invalid_argument with the signal's name if the accessor belongs to another descriptor, the signal is
+  ///   recorded already or cannot be recorded, or the dataset could not be saved beside those that there are. The
+  ///   catalogue, the session and the accessor's clients are then as they were.
   MemoryRecorder* attach(const core::utils::SignalDescriptor& descriptor, core::accessor::Accessor& accessor);
 
-  /// The same under a dataset name.
+  /// The same under a dataset name, not empty. The datasets of a catalogue are saved under the type of their first
+  /// client, so that there can be one for root outports and one for all other signals.
   MemoryRecorder* attach(const core::utils::SignalDescriptor& descriptor, core::accessor::Accessor& accessor,
                          const vtu::ustring& datasetName);
 
@@ -62,7 +71,7 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   /// Sets the order of the signals that are attached from now on.
   void sampleOrder(SampleOrder order) { order_ = order; }
 
-  /// Forgets the snapshots of an accessor that is about to be released. Unknown accessors are ignored.
+  /// Forgets an accessor that is about to be released. Unknown accessors are ignored.
   void detach(const core::accessor::Accessor& accessor);
 
   /// "yout" for a root outport, else "logsout".
@@ -73,8 +82,22 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
     return catalogue_.disabledLoggingIntervals();
   }
 
+  /// Saves the datasets of the catalogue, as Catalogue::saveDatasetsToQatFile() does but complete or not at all.
+  ///
+  /// The file is written beside `fileName` and takes its place when it is complete and on the disk: what `fileName` held
+  /// stays until then. A device, and a file in a folder in which no file can be made, is written in place.
+  /// @param fileName UTF-8.
+  /// @throws vtsv::IException "Vortan:FileIO" / "CannotSave" with the file and the cause: the file or the disk refuses, a
+  ///   client throws, or two datasets have one name in the file. The recorded data stays; saving may be tried again.
+  void save(const std::string& fileName);
+  void save(const vtu::ustring& fileName);
+
+  /// Samples that reached a recorder of this session and could not be recorded, for example for lack of memory.
+  /// Recorders that were deleted from the catalogue are not counted.
+  [[nodiscard]] std::uint64_t lostSamples() const;
+
   /// Takes a snapshot of all recorders and attached accessors.
-  /// @param initial True: it is the one for reset(). False: it is the newest.
+  /// @param initial True: it is the one for reset(). False: it is the newest; if it throws, there is none more than before.
   void captureSnapshot(bool initial);
 
   /// Restores the newest snapshot, which stays.
@@ -101,27 +124,35 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   [[nodiscard]] std::size_t snapshots() const { return snapshots_; }
 
  private:
-  struct AttachedAccessor {
-    const core::accessor::Accessor* accessor;
-    std::unique_ptr<vtsim::SnapshotInterface> snapshots;
+  // A recorded signal.
+  struct Attached {
+    core::accessor::Accessor* accessor;                   // null once it is detached
+    std::unique_ptr<vtsim::SnapshotInterface> snapshots;  // of the accessor; null while no snapshot was taken
+    unsigned long recorder;                               // its id in the catalogue
+    std::uint32_t dataset;                                // its dataset, in datasets_
   };
+  class Undo;
 
+  void requireAttachable(const core::utils::SignalDescriptor& descriptor, const core::accessor::Accessor& accessor,
+                         const vtu::ustring& datasetName) const;
+  void requireKeyOfItsOwn(const core::utils::SignalDescriptor& descriptor, const vtu::ustring& datasetName) const;
+  [[nodiscard]] core::client::Client* recorderOf(const Attached& attached) const;
   MemoryRecorder& add(const core::utils::SignalDescriptor& descriptor, core::accessor::Accessor& accessor,
                       const vtu::ustring& datasetName, SampleOrder order);
-  void addAccessor(core::accessor::Accessor& accessor);
+  [[nodiscard]] std::uint32_t datasetNumber(const vtu::ustring& name);
+  [[nodiscard]] bool hasSnapshots() const { return hasInitial_ || snapshots_ > 0; }
   void catchUp(vtsim::SnapshotInterface& late) const;
-
+  void adoptNewClients();
+  void takeUpAccessors();
   template <typename Operation>
-  void forEach(const Operation& operation) {
-    operation(*recorders_);
-    for (AttachedAccessor& attached : accessors_) operation(*attached.snapshots);
-  }
+  void forEach(const Operation& operation);
 
   core::client::Catalogue& catalogue_;
   SampleOrder order_;
   std::shared_ptr<TimeBase> times_;  // shared with the recorders, which the catalogue may keep longer than the session
-  std::unique_ptr<vtsim::SnapshotInterface> recorders_;  // of all clients of the catalogue
-  std::vector<AttachedAccessor> accessors_;
+  std::unordered_map<const core::utils::SignalDescriptor*, Attached> attached_;
+  std::vector<vtu::ustring> datasets_;  // of the recorders
+  std::size_t adopted_ = 0;             // snapshot interfaces of the catalogue that have this session's snapshots
   std::size_t snapshots_ = 0;
   bool hasInitial_ = false;
 };

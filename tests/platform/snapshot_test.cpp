@@ -7,6 +7,7 @@
 #include <deque>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -100,6 +101,36 @@ TEST_F(DefaultSnapshotInterfaceTest, sizeDropsTheOldest) {
   EXPECT_EQ(newest(), 3) << "1 and 2 were dropped";
 }
 
+TEST_F(DefaultSnapshotInterfaceTest, sizeCountsModulo32Bits) {
+  captureUpTo(5);
+  snapshots_.size(INT_MIN);  // 5 + 2^31 is negative as a signed 32-bit value
+  EXPECT_EQ(SavedCounter::alive, 5);
+  snapshots_.size(INT_MIN + 5);
+  EXPECT_EQ(SavedCounter::alive, 5);
+  snapshots_.size(INT_MIN + 6);  // 2^31 - 1
+  EXPECT_EQ(SavedCounter::alive, 0);
+  captureUpTo(5);
+  snapshots_.size(-1);
+  EXPECT_EQ(SavedCounter::alive, 0);
+}
+
+TEST_F(DefaultSnapshotInterfaceTest, saysThatThereIsNoSnapshot) {
+  counter_ = 4;
+  const auto message = [](auto operation) -> std::string {
+    try {
+      operation();
+    } catch (const std::logic_error& error) {
+      return error.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(message([this] { snapshots_.rollBack(); }), "Cannot roll back: no snapshot was taken");
+  EXPECT_EQ(message([this] { snapshots_.reset(); }), "Cannot reset: no initial snapshot was taken");
+  captureUpTo(2);
+  snapshots_.clear();
+  EXPECT_EQ(message([this] { snapshots_.rollBack(); }), "Cannot roll back: no snapshot was taken");
+}
+
 TEST_F(DefaultSnapshotInterfaceTest, popsNothingForLessThanOne) {
   captureUpTo(3);
   for (const int n : {0, -2, INT_MIN}) {
@@ -116,13 +147,13 @@ TEST_F(DefaultSnapshotInterfaceTest, popsWhatThereIsWhenAskedForMore) {
   captureUpTo(3);
   snapshots_.popOldest(4);
   EXPECT_EQ(SavedCounter::alive, 0);
-  snapshots_.size(INT_MIN);
+  snapshots_.size(-1);
   EXPECT_EQ(SavedCounter::alive, 0);
 }
 
 TEST_F(DefaultSnapshotInterfaceTest, aNegativeSizeDropsAll) {
   captureUpTo(2);
-  snapshots_.size(INT_MIN);
+  snapshots_.size(-1);
   EXPECT_EQ(SavedCounter::alive, 0);
 }
 

@@ -109,12 +109,4 @@ TEST(InternedUstring, isTheSameForAllThreads) {
   }
 }
 
-TEST(Ustring, isSeenFromTheNamespacesThatUseIt) {
-  EXPECT_TRUE((std::is_same_v<vtio::core::ustring, vtu::ustring>));
-  EXPECT_TRUE((std::is_same_v<vtio::core::utils::ustring, vtu::ustring>));
-  EXPECT_TRUE((std::is_same_v<vtio::core::accessor::ustring, vtu::ustring>));
-  EXPECT_TRUE((std::is_same_v<vtio::core::client::ustring, vtu::ustring>));
-  EXPECT_TRUE((std::is_same_v<mdlref_simtarget::ustring, vtu::ustring>));
-}
-
 }  // namespace

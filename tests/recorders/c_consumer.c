@@ -46,7 +46,7 @@ int consumeSampleOrder(void* catalogue) {
                                                     "model/block", 0, 0, catalogue, NULL, 0, NULL, 0);
     void** accessor = zetGetAccessor(descriptor, vtioRecordingLoggingInterval(session));
     failed |= vtioRecordingSampleOrder(session, orders[i]) != 0;
-    failed |= vtioRecordingAttach(session, descriptor, accessor, i == 0 ? "columns" : "rows") != 1;
+    failed |= vtioRecordingAttach(session, descriptor, accessor, "matrices") != 1;
     zetVtioUpdateAccessor(accessor, 0, 0.0, sample);
     zetDestructAccessorPointer(accessor);
   }

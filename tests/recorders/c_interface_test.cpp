@@ -34,12 +34,13 @@ TEST(CInterface, MergesIterations) {
 TEST(CInterface, TakesMatricesInTheOrderThatIsSet) {
   Catalogue catalogue;
   ASSERT_EQ(consumeSampleOrder(&catalogue), 0) << vtioRecordingLastError();
-  const vtu::qxArrayWrapper columns = catalogue.datasetArray(u"columns");
-  const vtu::qxArrayWrapper rows = catalogue.datasetArray(u"rows");
-  EXPECT_EQ(numbers<double>(field(field(onlyElement(columns), "Values"), "Data")),
-            (std::vector<double>{1, 2, 3, 4, 5, 6}));
-  EXPECT_EQ(numbers<double>(field(field(onlyElement(rows), "Values"), "Data")),
-            (std::vector<double>{1, 4, 2, 5, 3, 6}));
+  const vtu::qxArrayWrapper dataset = catalogue.datasetArray(u"matrices");
+  const qxArray* elements = field(field(dataset.get(), "Dataset"), "Elements");
+  const auto data = [elements](std::size_t i) {
+    return numbers<double>(field(field(qxGetCell(elements, i), "Values"), "Data"));
+  };
+  EXPECT_EQ(data(0), (std::vector<double>{1, 2, 3, 4, 5, 6})) << "the element 'columns'";
+  EXPECT_EQ(data(1), (std::vector<double>{1, 4, 2, 5, 3, 6})) << "the element 'rows'";
 }
 
 TEST(CInterface, CommandsReachEverySnapshot) {

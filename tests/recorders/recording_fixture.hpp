@@ -24,6 +24,7 @@ using vtio::core::accessor::Scalar;
 using vtio::core::accessor::VirtualBus;
 using vtio::core::client::Catalogue;
 using vtio::core::client::Client;
+using vtio::core::client::SignalDescription;
 using vtio::recorders::MemoryRecorder;
 using vtio::recorders::RecordingSession;
 

@@ -1,5 +1,5 @@
-// Tests that the accessors which generated code gets, which take a short way where they can, deliver as the others do and
-// follow every change that comes later.
+// The accessors that generated code gets, which cache what a step reads, deliver as the others do and follow every later
+// change.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -31,9 +31,9 @@ using ::testing::ElementsAre;
 /// Which accessor a step reaches, and how: all have to agree.
 enum class Way { ownAccessor, generatedAccessor, entryFunction };
 
-class QuickAccessorsTest : public ::testing::TestWithParam<Way> {
+class CachedAccessorsTest : public ::testing::TestWithParam<Way> {
  protected:
-  ~QuickAccessorsTest() override { mdlref_simtarget::zetDestructAccessorPointer(handle_); }
+  ~CachedAccessorsTest() override { mdlref_simtarget::zetDestructAccessorPointer(handle_); }
 
   template <typename AccessorClass>
   void start(std::unique_ptr<Node> root, unsigned long inputs = 1) {
@@ -107,10 +107,10 @@ class QuickAccessorsTest : public ::testing::TestWithParam<Way> {
   SubstitutePolicy::Log log_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, QuickAccessorsTest,
+INSTANTIATE_TEST_SUITE_P(Ways, CachedAccessorsTest,
                          ::testing::Values(Way::ownAccessor, Way::generatedAccessor, Way::entryFunction));
 
-TEST_P(QuickAccessorsTest, aPolicyAttachedToTheLeafLaterIsApplied) {
+TEST_P(CachedAccessorsTest, aPolicyAttachedToTheLeafLaterIsApplied) {
   start<Scalar>(makeLeaf());
   warmUp();
   descriptor_->root()->addPolicy(std::make_unique<SubstitutePolicy>(&substitute_, log_));
@@ -120,7 +120,7 @@ TEST_P(QuickAccessorsTest, aPolicyAttachedToTheLeafLaterIsApplied) {
   EXPECT_THAT(log_.seen, ElementsAre(&value_));
 }
 
-TEST_P(QuickAccessorsTest, aPolicyAttachedToTheRootBusLaterIsApplied) {
+TEST_P(CachedAccessorsTest, aPolicyAttachedToTheRootBusLaterIsApplied) {
   start<Scalar>(makeTopNVBus());
   warmUp();
   descriptor_->root()->addPolicy(std::make_unique<SubstitutePolicy>(&substitute_, log_));
@@ -129,7 +129,7 @@ TEST_P(QuickAccessorsTest, aPolicyAttachedToTheRootBusLaterIsApplied) {
   EXPECT_EQ(client_->samples[0].data, &substitute_);
 }
 
-TEST_P(QuickAccessorsTest, aPolicyAttachedToOneLeafOfAVirtualBusLaterIsAppliedToThatLeaf) {
+TEST_P(CachedAccessorsTest, aPolicyAttachedToOneLeafOfAVirtualBusLaterIsAppliedToThatLeaf) {
   auto root = makeTopBus(2);
   const Node* second = root->children()[1].get();
   start<VirtualBus>(std::move(root), 2);
@@ -162,7 +162,7 @@ class FickleLeaf : public LeafNode {
   std::vector<unsigned long> indices_{0};
 };
 
-TEST_P(QuickAccessorsTest, aNodeOfAnotherClassIsAskedAtEveryStep) {
+TEST_P(CachedAccessorsTest, aNodeOfAnotherClassIsAskedAtEveryStep) {
   const SubstitutePolicy policy(&substitute_, log_);
   bool transforms = false;
   start<Scalar>(std::make_unique<FickleLeaf>(transforms, policy));
@@ -176,7 +176,7 @@ TEST_P(QuickAccessorsTest, aNodeOfAnotherClassIsAskedAtEveryStep) {
   EXPECT_EQ(client_->samples[1].data, &value_);
 }
 
-TEST_P(QuickAccessorsTest, aDecimationOverriddenLaterHolds) {
+TEST_P(CachedAccessorsTest, aDecimationOverriddenLaterHolds) {
   start<Scalar>(makeLeaf());
   warmUp();
   setDecimation(*descriptor_, 3);
@@ -187,7 +187,7 @@ TEST_P(QuickAccessorsTest, aDecimationOverriddenLaterHolds) {
   EXPECT_THAT(client_->times(), ElementsAre(5.0, 8.0)) << "the counter passed 1 and never comes back";
 }
 
-TEST_P(QuickAccessorsTest, aDecimationOverriddenLaterHoldsForEachLeafOfAVirtualBus) {
+TEST_P(CachedAccessorsTest, aDecimationOverriddenLaterHoldsForEachLeafOfAVirtualBus) {
   start<VirtualBus>(makeTopBus(2), 2);
   warmUp(2);
   setDecimation(*descriptor_, 2);
@@ -200,7 +200,7 @@ TEST_P(QuickAccessorsTest, aDecimationOverriddenLaterHoldsForEachLeafOfAVirtualB
   EXPECT_THAT(client_->times(), ElementsAre(4.0));
 }
 
-TEST_P(QuickAccessorsTest, clientsThatComeAndGoAreServed) {
+TEST_P(CachedAccessorsTest, clientsThatComeAndGoAreServed) {
   start<Scalar>(makeLeaf());
   warmUp();
   RecordingClient second(*descriptor_);
@@ -215,7 +215,7 @@ TEST_P(QuickAccessorsTest, clientsThatComeAndGoAreServed) {
   EXPECT_THAT(second.times(), ElementsAre(3.0, 4.0));
 }
 
-TEST_P(QuickAccessorsTest, anIntervalSetLaterHolds) {
+TEST_P(CachedAccessorsTest, anIntervalSetLaterHolds) {
   start<Scalar>(makeLeaf());
   warmUp();
   interval_.disable(4.0, 5.0);
@@ -223,19 +223,19 @@ TEST_P(QuickAccessorsTest, anIntervalSetLaterHolds) {
   EXPECT_THAT(client_->times(), ElementsAre(3.0, 6.0, 7.0));
 }
 
-TEST_P(QuickAccessorsTest, theCounterIsZeroDuringADeliveryAndAfterAFailure) {
+TEST_P(CachedAccessorsTest, theCounterIsZeroDuringADeliveryAndAfterAFailure) {
   start<Scalar>(makeLeaf());
   warmUp();
   expectZeroAtAFailure([this] { return scalarCounter(); });
 }
 
-TEST_P(QuickAccessorsTest, theLeafsCounterIsZeroDuringADeliveryAndAfterAFailure) {
+TEST_P(CachedAccessorsTest, theLeafsCounterIsZeroDuringADeliveryAndAfterAFailure) {
   start<VirtualBus>(makeTopBus(1));
   warmUp();
   expectZeroAtAFailure([this] { return busCounter(0); });
 }
 
-TEST_P(QuickAccessorsTest, oneClientIsServedWithTheOthersLeftOut) {
+TEST_P(CachedAccessorsTest, oneClientIsServedWithTheOthersLeftOut) {
   start<Scalar>(makeLeaf());
   warmUp();
   RecordingClient second(*descriptor_);

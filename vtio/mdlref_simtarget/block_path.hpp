@@ -3,8 +3,8 @@
 #pragma once
 
 #include "platform/block_path.hpp"
-#include "platform/text.hpp"
 #include "vtio/export.hpp"
+#include "vtio/ustring.hpp"
 
 namespace mdlref_simtarget {
 

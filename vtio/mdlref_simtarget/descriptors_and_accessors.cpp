@@ -1,6 +1,7 @@
 // Registration of signals, and their accessors, from generated code.
 #include <cstdarg>
 #include <memory>
+#include <stdexcept>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -8,11 +9,12 @@
 
 #include "platform/logging_interval.hpp"
 #include "vtio/core/accessor/accessor.hpp"
+#include "vtio/core/accessor/cached_accessors.hpp"
 #include "vtio/core/client/catalogue.hpp"
-#include "vtio/core/client/quick_accessors.hpp"
 #include "vtio/core/utils/top_nv_bus_node.hpp"
 #include "vtio/mdlref_simtarget/block_path.hpp"
 #include "vtio/mdlref_simtarget/generated_code.hpp"
+#include "vtio/mdlref_simtarget/last_error.hpp"
 #include "vtio/mdlref_simtarget/mdlref_simtarget.h"
 #include "vtio/mdlref_simtarget/tree_vector.hpp"
 
@@ -20,9 +22,9 @@ namespace mdlref_simtarget {
 namespace {
 
 using vtio::core::accessor::Accessor;
+using vtio::core::accessor::makeAccessor;
+using vtio::core::accessor::updateAccessor;
 using vtio::core::client::Catalogue;
-using vtio::core::client::makeAccessor;
-using vtio::core::client::updateAccessor;
 using vtio::core::utils::InportOutportSignalDescriptor;
 using vtio::core::utils::Node;
 using vtio::core::utils::SignalDescriptor;
@@ -34,13 +36,14 @@ constexpr int kActingMode = 1;
 
 // Takes the vector over and frees its handle.
 std::unique_ptr<TreeVector> takeTreeVector(void* handle) {
-  std::unique_ptr<TreeVector> vector(inHandle<TreeVector>(handle));
+  std::unique_ptr<TreeVector> vector(&required<TreeVector>(required<void*>(handle, "tree vector"), "tree vector"));
   delete static_cast<void**>(handle);
   return vector;
 }
 
 std::unique_ptr<Node> takeRoot(std::unique_ptr<TreeVector> vector) {
   std::unique_ptr<Node> root = rootFromTreeVector(*vector);
+  if (root == nullptr) throw std::invalid_argument("the tree has no root: no node was added, or a bus was not closed");
   if (auto* bus = dynamic_cast<TopNVBusNode*>(root.get())) bus->generateLeafDataOffsets();
   return root;
 }
@@ -58,8 +61,12 @@ std::vector<unsigned long> joined(const unsigned* dims1, unsigned numDims1, cons
   return result;
 }
 
-// Reads the arguments behind a va_list that was cast to char*: where va_list is an array type, the pointer that it
-// decays to; elsewhere the list itself.
+// A va_list can be cast to char* where it is an array type, which decays to a pointer to its element (x86-64), or a plain
+// pointer (32-bit x86, Windows). Where it is a structure (64-bit ARM under Linux), the entry functions need another shape.
+static_assert(std::is_array_v<std::va_list> || std::is_pointer_v<std::va_list>,
+              "the rt_ functions cannot take this platform's va_list as char*");
+
+// Reads the arguments behind a va_list that was cast to char*.
 class Arguments {
  public:
   explicit Arguments(char* list) {
@@ -95,11 +102,10 @@ const void* zetGetSignalDescriptor(void* treeVector, unsigned numberOfInputPorts
     std::unique_ptr<TreeVector> vector = takeTreeVector(treeVector);
     const vtu::FullBlkPathToTopMdl path = fullPath(encodedPath, blockPath);
     std::unique_ptr<Node> root = takeRoot(std::move(vector));
-    if (root == nullptr) return nullptr;
     const ustring name = unescapedText(signalName);
     const ustring propagated = unescapedText(propagatedName);
     const std::vector<unsigned long> foreachDimensions = joined(dims1, numDims1, dims2, numDims2);
-    auto& target = *static_cast<Catalogue*>(catalogue);
+    auto& target = required<Catalogue>(catalogue, "catalogue");
     switch (kind) {
       case kRootOutport:
         return &target.createSignalDescriptor(std::move(root), numberOfInputPorts,
@@ -113,18 +119,22 @@ const void* zetGetSignalDescriptor(void* treeVector, unsigned numberOfInputPorts
                                               propagated, path, connectedPortIndex, inportOrder);
     }
   } catch (...) {
+    noteExceptionBefore("zetGetSignalDescriptor");
     return nullptr;
   }
 }
 
 void** zetGetAccessor(const void* descriptor, const void* loggingInterval) {
+  clearLastError();
   try {
-    std::unique_ptr<Accessor> accessor = makeAccessor(*static_cast<const SignalDescriptor*>(descriptor),
-                                                      *static_cast<const smartlog::LoggingInterval*>(loggingInterval));
+    std::unique_ptr<Accessor> accessor =
+        makeAccessor(required<SignalDescriptor>(descriptor, "descriptor"),
+                     required<smartlog::LoggingInterval>(loggingInterval, "logging interval"));
     void** handle = newHandle(accessor.get());
     static_cast<void>(accessor.release());  // owned by the handle from here on
     return handle;
   } catch (...) {
+    noteException("zetGetAccessor");
     return nullptr;
   }
 }

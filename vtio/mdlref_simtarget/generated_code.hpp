@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/text.hpp"
+#include "vtio/ustring.hpp"
 
 namespace mdlref_simtarget {
 
@@ -25,6 +25,19 @@ void** newHandle(T* owned) {
 template <typename T>
 T* inHandle(void* handle) {
   return static_cast<T*>(*static_cast<void**>(handle));
+}
+
+/// The object that a pointer of generated code stands for.
+/// @param what Names it in the error.
+/// @throws std::invalid_argument for null.
+template <typename T>
+T& required(void* pointer, const char* what) {
+  if (pointer == nullptr) throw std::invalid_argument(std::string("the ") + what + " is null");
+  return *static_cast<T*>(pointer);
+}
+template <typename T>
+const T& required(const void* pointer, const char* what) {
+  return required<T>(const_cast<void*>(pointer), what);
 }
 
 /// The text; empty for null.

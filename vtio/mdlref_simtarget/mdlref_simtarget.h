@@ -8,8 +8,8 @@
 ///  2. Ownership. Accessors are released before the catalogue. zetGetSignalDescriptor() consumes its tree-vector handle,
 ///     whatever it returns.
 ///  3. Errors. Functions that create something return null, zetLogRootOutport() returns false, node additions, updates and
-///     saving drop a failure. Only zetGetTreeVector(), zetPopNVBusNode(), zetLoggingOverride() and the two rt_ functions
-///     may let a C++ exception through.
+///     saving drop a failure; zetLastError() says what was dropped, except by updates. Only zetGetTreeVector(),
+///     zetPopNVBusNode(), zetLoggingOverride() and the two rt_ functions may let a C++ exception through.
 ///  4. Strings are null-terminated UTF-8, copied during the call. Names, units and block paths may contain the escapes of C
 ///     string literals. A null string counts as empty.
 ///  5. Arrays of counts and dimensions hold 32-bit unsigned values and are copied during the call; a null array is fine
@@ -50,14 +50,14 @@ extern "C" {
 
 /// Makes a catalogue and configures it from a Qat file: the logging selection and six run settings.
 /// @param fileName Path of the configuration file.
-/// @return The catalogue handle; null on any failure.
+/// @return The catalogue handle; null on any failure, which zetLastError() names.
 VTIO_ENTRY void* zetGetNewVtioCatalogue(const char* fileName);
 
 /// Destroys the catalogue and sets the caller's variable to null. Not to be called again on the same variable.
 /// @param handle Address of the variable that holds the catalogue handle.
 VTIO_ENTRY void zetTerminateVtioCatalogue(void** handle);
 
-/// Writes the datasets into a new Qat file. Failures are dropped.
+/// Writes the datasets into a new Qat file. Failures are dropped; zetLastError() names the first one.
 /// @param catalogue The raw catalogue.
 VTIO_ENTRY void zetSaveDatasetsToQatFile(void* catalogue, const char* fileName);
 
@@ -65,6 +65,14 @@ VTIO_ENTRY void zetSaveDatasetsToQatFile(void* catalogue, const char* fileName);
 /// @param descriptor A descriptor of this catalogue.
 /// @param catalogue The raw catalogue.
 VTIO_ENTRY void zetLoggingOverride(const void* descriptor, void* catalogue);
+
+/// What the last creating or saving call on this thread dropped, in words; the empty string if nothing was dropped.
+///
+/// zetGetNewVtioCatalogue(), zetGetTreeVector(), zetGetAccessor() and zetSaveDatasetsToQatFile() each begin with the empty
+/// string. A node addition or zetGetSignalDescriptor() that succeeds leaves it as it is: after zetGetSignalDescriptor() it
+/// is empty exactly if nothing was dropped since zetGetTreeVector(), and a descriptor whose tree lacks a node is found.
+/// @return Valid until the next of these calls on this thread.
+VTIO_ENTRY const char* zetLastError(void);
 
 /* --- The tree of one signal --------------------------------------------------------------------------------------- */
 
@@ -132,7 +140,7 @@ VTIO_ENTRY void zetPopNVBusNode(void* treeVector);
 /// @param inportOrder Position of a root inport; used for that kind only.
 /// @param catalogue The raw catalogue.
 /// @param dims1 For-each dimensions, outermost first, continued by dims2; not used for a root inport.
-/// @return The descriptor, owned by the catalogue; null on any failure.
+/// @return The descriptor, owned by the catalogue; null on any failure, which zetLastError() names.
 VTIO_ENTRY const void* zetGetSignalDescriptor(void* treeVector, unsigned numberOfInputPorts, unsigned kind,
                                               unsigned maxPoints, unsigned decimation, const char* signalName,
                                               const char* propagatedName, const char* encodedPath,
@@ -142,7 +150,7 @@ VTIO_ENTRY const void* zetGetSignalDescriptor(void* treeVector, unsigned numberO
 
 /// Makes the accessor of a signal.
 /// @param loggingInterval A smartlog::LoggingInterval, borrowed until the accessor is released.
-/// @return The accessor handle; null on any failure.
+/// @return The accessor handle; null on any failure, which zetLastError() names.
 VTIO_ENTRY void** zetGetAccessor(const void* descriptor, const void* loggingInterval);
 
 /// Hands one sample over. Does nothing for null data; failures are dropped.

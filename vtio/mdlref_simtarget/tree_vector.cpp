@@ -12,6 +12,7 @@
 #include "vtio/core/utils/top_nv_bus_node.hpp"
 #include "vtio/core/utils/visualization_metadata_policy.hpp"
 #include "vtio/mdlref_simtarget/generated_code.hpp"
+#include "vtio/mdlref_simtarget/last_error.hpp"
 #include "vtio/mdlref_simtarget/mdlref_simtarget.h"
 
 namespace mdlref_simtarget {
@@ -49,15 +50,15 @@ units unit(const char* text) { return units(unescapedText(text)); }
 
 std::vector<long long> dimensions(const unsigned* values, unsigned count) { return widened<long long>(values, count); }
 
-// Makes a node, and its policy if it has one, and appends it. The append comes last: a failure is dropped and leaves the
-// vector as it was.
+// Makes a node, and its policy if it has one, and appends it. The append comes last: a failure leaves the vector as it
+// was.
 template <typename Make>
-void append(void* treeVector, Make make) noexcept {
+void append(const char* function, void* treeVector, Make make) noexcept {
   try {
     std::unique_ptr<Node> node = make();
-    inHandle<TreeVector>(treeVector)->push_back(std::move(node));
+    inHandle<TreeVector>(&required<void*>(treeVector, "tree vector"))->push_back(std::move(node));
   } catch (...) {
-    // Generated code has no way to be told.
+    noteException(function);
   }
 }
 
@@ -92,6 +93,7 @@ std::unique_ptr<Node> rootFromTreeVector(TreeVector& treeVector) {
 extern "C" {
 
 void* zetGetTreeVector(void) {
+  clearLastError();
   auto treeVector = std::make_unique<TreeVector>();
   void** handle = newHandle(treeVector.get());
   static_cast<void>(treeVector.release());  // owned by the handle from here on
@@ -101,7 +103,7 @@ void* zetGetTreeVector(void) {
 void zetAddTopNVBusNode(unsigned dataTypeId, const char* name, unsigned numChildren, const unsigned* dims,
                         unsigned numDims, unsigned busSize, const unsigned* childOffsets, const char* sampleTime,
                         double discreteInc, double stopTime, void* treeVector) {
-  append(treeVector, [&] {
+  append(__func__, treeVector, [&] {
     auto node =
         std::make_unique<TopNVBusNode>(static_cast<int>(dataTypeId), unescapedText(name), numChildren,
                                        dimensions(dims, numDims), dimensions(childOffsets, numChildren), busSize);
@@ -112,26 +114,26 @@ void zetAddTopNVBusNode(unsigned dataTypeId, const char* name, unsigned numChild
 
 void zetAddNVBusNode(unsigned dataTypeId, const char* name, unsigned numChildren, const unsigned* dims,
                      unsigned numDims, unsigned busSize, const unsigned* childOffsets, void* treeVector) {
-  append(treeVector, [&] {
+  append(__func__, treeVector, [&] {
     return std::make_unique<NVBusNode>(static_cast<int>(dataTypeId), unescapedText(name), numChildren,
                                        dimensions(dims, numDims), dimensions(childOffsets, numChildren), busSize);
   });
 }
 
 void zetAddTopBusNode(const char* name, unsigned numChildren, void* treeVector) {
-  append(treeVector,
+  append(__func__, treeVector,
          [&] { return std::make_unique<TopBusNode>(kNoDatatypeTableId, unescapedText(name), numChildren); });
 }
 
 void zetAddBusNode(const char* name, unsigned numChildren, void* treeVector) {
-  append(treeVector,
+  append(__func__, treeVector,
          [&] { return std::make_unique<BusNode>(kNoDatatypeTableId, unescapedText(name), numChildren, virtualBus); });
 }
 
 void zetAddLeafNode(unsigned dataTypeId, const char* name, const char* interpolation, unsigned complexity,
                     const unsigned* dims, unsigned numDims, const char* dataTypeName, const char* unitText,
                     const char* sampleTime, double discreteInc, double stopTime, void* treeVector) {
-  append(treeVector, [&] {
+  append(__func__, treeVector, [&] {
     auto node =
         std::make_unique<LeafNode>(static_cast<int>(dataTypeId), unescapedText(name), complexity == kComplex,
                                    std::string(textOrEmpty(interpolation)), dimensions(dims, numDims),
@@ -146,7 +148,7 @@ void zetAddFixedPointLeafNode(unsigned dataTypeId, const char* name, const char*
                               bool isSigned, int wordLength, double slopeAdjustmentFactor, int fixedExponent,
                               double bias, const char* sampleTime, double discreteInc, double stopTime,
                               void* treeVector) {
-  append(treeVector, [&] {
+  append(__func__, treeVector, [&] {
     auto node = std::make_unique<FixedPointLeafNode>(
         static_cast<int>(dataTypeId), unescapedText(name), complexity == kComplex,
         std::string(textOrEmpty(interpolation)), dimensions(dims, numDims), std::string(textOrEmpty(dataTypeName)),
@@ -160,7 +162,7 @@ void zetAddEnumLeafNode(unsigned dataTypeId, const char* name, const char* inter
                         unsigned numDims, const char* dataTypeName, const char* unitText, const char* resolvedClassName,
                         const char* sampleTime, double discreteInc, double stopTime, const unsigned* enumValues,
                         const char** enumLabels, unsigned numEnums, void* treeVector) {
-  append(treeVector, [&] {
+  append(__func__, treeVector, [&] {
     auto node = std::make_unique<EnumLeafNode>(
         static_cast<int>(dataTypeId), unescapedText(name), std::string(textOrEmpty(interpolation)),
         dimensions(dims, numDims), std::string(textOrEmpty(dataTypeName)), unit(unitText), ustring(),

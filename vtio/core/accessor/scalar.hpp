@@ -14,16 +14,14 @@ namespace vtio::core::utils {
 class VtioScalarAccessorSnapshotHandler;
 }
 
-namespace vtio::core::client {
-class QuickScalar;
-}
-
 namespace vtio::core::accessor {
+
+class CachedScalar;
 
 /// Applies the logging interval, the decimation and the root's transformation, then delivers to the clients.
 ///
 /// The in-interval calls 0, d, 2d, ... are delivered for a decimation of d; calls outside the interval do not count.
-/// Exceptions of a client pass through. Allocates nothing per step.
+/// Exceptions of a client pass through. Allocates nothing per step, except for texts.
 class VTIO_EXPORT Scalar : public Accessor {
  public:
   /// @param time Bound address of the time in seconds, read at each step.
@@ -51,9 +49,14 @@ class VTIO_EXPORT Scalar : public Accessor {
   /// One step to one client, or to all for null.
   void update(const double* time, const void* data, unsigned long index, client::Client* client);
 
+  /// To be called after the descriptor's decimation was changed while this accessor exists: the sample that was due stays
+  /// due, and no counter is left above the new decimation.
+  /// @param before The decimation before the change.
+  void followDecimation(unsigned long before);
+
  private:
   friend class utils::VtioScalarAccessorSnapshotHandler;
-  friend class client::QuickScalar;
+  friend class CachedScalar;
 
   const double* timePointer_;
   const void* dataPointer_;

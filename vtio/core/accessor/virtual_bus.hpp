@@ -14,17 +14,15 @@ namespace vtio::core::utils {
 class VtioVBusAccessorSnapshotHandler;
 }
 
-namespace vtio::core::client {
-class QuickVirtualBus;
-}
-
 namespace vtio::core::accessor {
+
+class CachedVirtualBus;
 
 /// Applies the logging interval, a decimation counted per leaf and the leaf's transformation, then delivers the leaf
 /// with its position.
 ///
-/// Positions follow SignalDescriptor::leafNVBusIterator(): a whole non-virtual bus takes one. A leaf that is not updated
-/// in a step keeps its phase. Positions are not checked. Allocates nothing per step.
+/// Positions follow SignalDescriptor::leafNVBusIterator(): a whole non-virtual bus takes one. The counter of a leaf that
+/// is not updated in a step stays as it is. Positions are not checked. Allocates nothing per step, except for texts.
 class VTIO_EXPORT VirtualBus : public Accessor {
  public:
   /// @param timePointers Bound address of each leaf's time in seconds, by position.
@@ -48,9 +46,12 @@ class VTIO_EXPORT VirtualBus : public Accessor {
   /// One step of one leaf to one client, or to all for null.
   void update(const double* time, const void* data, unsigned long leafIndex, client::Client* client);
 
+  /// As Scalar::followDecimation(), for the counter of each leaf.
+  void followDecimation(unsigned long before);
+
  private:
   friend class utils::VtioVBusAccessorSnapshotHandler;
-  friend class client::QuickVirtualBus;
+  friend class CachedVirtualBus;
 
   VirtualBus(const utils::SignalDescriptor& signalDescriptor, const smartlog::LoggingInterval& loggingInterval,
              std::vector<const double*> timePointers, std::vector<const void*> dataPointers, unsigned long counters);

@@ -90,6 +90,11 @@ void Catalogue::addClient(std::unique_ptr<Client> client, const ustring& dataset
 
 void Catalogue::registerDataset(const ustring& name) { datasets_.emplace(name, std::make_unique<ClientCollection>()); }
 
+void Catalogue::unregisterDataset(const ustring& name) {
+  const auto found = datasets_.find(name);
+  if (found != datasets_.end() && found->second->empty()) datasets_.erase(found);
+}
+
 ClientCollection& Catalogue::clientCollection(ustring name) const {
   const auto found = datasets_.find(name);
   if (found == datasets_.end()) {

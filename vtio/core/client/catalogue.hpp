@@ -2,7 +2,7 @@
 /// The registry of one simulation: descriptors, clients, settings, shared resources; builds and saves the datasets.
 ///
 ///     Catalogue catalogue;
-///     const SignalDescriptor& speed = catalogue.createSignalDescriptor(std::move(root), 1, 0, 1, u"speed", u"", path, 0);
+///     const SignalDescriptor& speed = catalogue.createSignalDescriptor({.root = std::move(root), .name = u"speed"});
 ///     catalogue.addClient(std::move(recorder), u"logsout");
 ///     ...                                             // run
 ///     catalogue.saveDatasetsToQatFile(u"results.qat");
@@ -19,12 +19,13 @@
 #include "platform/logging_selection.hpp"
 #include "platform/qalc.hpp"
 #include "platform/snapshot.hpp"
-#include "platform/text.hpp"
 #include "vtio/core/client/client.hpp"
 #include "vtio/core/client/shared_resource.hpp"
+#include "vtio/core/client/signal_description.hpp"
 #include "vtio/core/utils/inport_outport_signal_descriptor.hpp"
 #include "vtio/core/utils/signal_descriptor.hpp"
 #include "vtio/export.hpp"
+#include "vtio/ustring.hpp"
 
 namespace vtio::core::client {
 
@@ -94,12 +95,19 @@ class VTIO_EXPORT Catalogue {
                                                  const vtu::FullBlkPathToTopMdl& blockPath,
                                                  unsigned long connectedPortIndex, unsigned long inportOrder);
 
+  /// The same from named fields; the number of inputs follows from the tree unless it is given.
+  /// @throws std::invalid_argument with the signal's name if it has no root.
+  const SignalDescriptor& createSignalDescriptor(SignalDescription signal);
+
   /// Takes the client over, numbers it and files it under the dataset name, which is registered if it is new. Its
   /// snapshot interface is taken unless its signal is of type `unspecified`.
   void addClient(std::unique_ptr<Client> client, const ustring& datasetName);
 
   /// Registers an empty dataset; one of the name that exists already is kept.
   void registerDataset(const ustring& name);
+
+  /// Removes a dataset that has no clients; any other is kept.
+  void unregisterDataset(const ustring& name);
 
   /// The clients of a dataset; valid until the catalogue is destroyed.
   /// @throws std::out_of_range with the name if it is not registered.
@@ -169,8 +177,22 @@ class VTIO_EXPORT Catalogue {
   /// Whether root outports are streamed: the first client of "tmp_raccel_yout" is a streaming one.
   [[nodiscard]] bool usingSigstreamClient() const;
 
-  /// Writes the datasets into a new Qat file. An exception while a dataset is built leaves the file open, with what was
-  /// written before.
+  /// A variable of the results file.
+  struct ResultsVariable {
+    std::string key;  ///< Its name in the file: that of the type of the dataset's first client.
+    ustring dataset;
+    bool isElementAlone = false;  ///< Whether the value is the dataset's only element, without the structure around it.
+  };
+
+  /// What saveDatasetsToQatFile() writes, in its order. A variable without a value, see resultsArray(), is not written.
+  [[nodiscard]] std::vector<ResultsVariable> resultsVariables() const;
+
+  /// The value of a results variable; empty if the dataset has nothing to write.
+  [[nodiscard]] vtu::qxArrayWrapper resultsArray(const ResultsVariable& variable);
+
+  /// Writes the results variables into a new Qat file. Failures of writing and closing are ignored; an exception while a
+  /// dataset is built leaves the file open, with what was written before. recorders/recording_session.hpp has a save()
+  /// that reports both.
   /// @throws vtsv::IException "Vortan:FileIO" / "ToFromFileOpenCloseErr" with the name if the file cannot be created.
   void saveDatasetsToQatFile(const ustring& fileName);
 

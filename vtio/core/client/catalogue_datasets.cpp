@@ -1,14 +1,11 @@
 // Building the datasets of a Catalogue and saving them.
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <utility>
 
-#include "platform/diagnostics.hpp"
-#include "platform/qat.hpp"
 #include "vtio/core/client/catalogue.hpp"
+#include "vtio/core/client/results_file.hpp"
 
 namespace vtio::core::client {
 namespace {
@@ -28,17 +25,6 @@ vtu::qxArrayWrapper cellsOfElements(const std::vector<Client*>& clients) {
     if (vtu::qxArrayWrapper element = clients[i]->datasetElement()) cells.set(i, std::move(element));
   }
   return cells;
-}
-
-void putShared(QatFile* file, Client::clientType type, const vtu::qxArrayWrapper& value) {
-  const vtu::qxArrayWrapper copy(qxShareArray(value.get()));
-  qatPutVariable(file, Catalogue::getQatfileKey(type).c_str(), copy.get());
-}
-
-[[noreturn]] void reportOpenFailure(const ustring& fileName) {
-  vtsvThrowIExceptionFromDiagnostic(vtsvCreateDiagnostic("Vortan:FileIO", "ToFromFileOpenCloseErr", {fileName}));
-  std::fputs("unreachable\n", stderr);
-  std::abort();
 }
 
 bool anyForeach(const std::vector<Client*>& clients) {
@@ -79,7 +65,7 @@ vtu::qxArrayWrapper Catalogue::youtDatasetArray(ustring name) {
   return collection->begin()->second->datasetElement();
 }
 
-// Looks at neighbours only: the list has been sorted, which puts equal descriptors side by side.
+// Compares neighbours only: the list is sorted, so that equal descriptors are adjacent.
 void Catalogue::groupForeachIterationsMetaData(std::vector<Client*>& clients) {
   if (clients.size() < 2 || !anyForeach(clients)) return;
   const std::vector<Client*> sorted = std::exchange(clients, {});
@@ -116,22 +102,25 @@ bool Catalogue::usingSigstreamClient() const {
   return hasDatasetLoggingType(kStreamedOutportsDataset, Client::Sigstream);
 }
 
-void Catalogue::saveDatasetsToQatFile(const ustring& fileName) {
-  QatFile* file = qatOpen(vtu::to_string(fileName).c_str(), "w7.3");
-  if (file == nullptr) reportOpenFailure(fileName);
+std::vector<Catalogue::ResultsVariable> Catalogue::resultsVariables() const {
   if (usingSigstreamClient()) {
-    const vtu::qxArrayWrapper outports = youtDatasetArray(kStreamedOutportsDataset);
-    if (outports && !qxIsEmpty(outports.get())) putShared(file, Client::OutportLogging, outports);
-    const vtu::qxArrayWrapper signals = datasetArray(kStreamedSignalsDataset);
-    if (signals) putShared(file, Client::SignalLogging, signals);
-  } else {
-    for (const auto& [name, collection] : datasets_) {
-      if (name.empty()) continue;
-      const vtu::qxArrayWrapper dataset = datasetArray(name);
-      if (dataset) putShared(file, collection->begin()->second->type(), dataset);
-    }
+    return {{getQatfileKey(Client::OutportLogging), kStreamedOutportsDataset, true},
+            {getQatfileKey(Client::SignalLogging), kStreamedSignalsDataset, false}};
   }
-  qatClose(file);  // an exception on the way here leaves the file open, with what was written before it
+  std::vector<ResultsVariable> variables;
+  for (const auto& [name, clients] : datasets_) {
+    if (name.empty()) continue;
+    variables.push_back({clients->empty() ? "" : getQatfileKey(clients->begin()->second->type()), name, false});
+  }
+  return variables;
 }
+
+vtu::qxArrayWrapper Catalogue::resultsArray(const ResultsVariable& variable) {
+  if (!variable.isElementAlone) return datasetArray(variable.dataset);
+  vtu::qxArrayWrapper element = youtDatasetArray(variable.dataset);
+  return element && !qxIsEmpty(element.get()) ? std::move(element) : vtu::qxArrayWrapper();
+}
+
+void Catalogue::saveDatasetsToQatFile(const ustring& fileName) { static_cast<void>(writeResults(*this, fileName)); }
 
 }  // namespace vtio::core::client

@@ -18,9 +18,9 @@
 
 #include "platform/qalc.hpp"
 #include "platform/snapshot.hpp"
-#include "platform/text.hpp"
 #include "vtio/core/utils/signal_descriptor.hpp"
 #include "vtio/export.hpp"
+#include "vtio/ustring.hpp"
 
 namespace vtio::core::accessor {
 class Accessor;

@@ -1,5 +1,5 @@
 /// @file
-/// Tells accessors when what they learned of their signal may be out of date. Not installed.
+/// The number by which accessors know that their caches are stale. Not installed.
 #pragma once
 
 #include <atomic>
@@ -7,9 +7,9 @@
 
 namespace vtio::core::utils {
 
-/// A number that changes whenever something changes that decides how samples are delivered: a transformation policy is
-/// attached to a node, the decimation of a descriptor is overridden. Never 0. Shared by the simulations of all threads: a
-/// change in another one costs a second look and no more.
+/// Changes whenever something changes that decides how samples are delivered: a transformation policy is attached to a
+/// node, or the decimation of a descriptor is overridden. Never 0. One number for the simulations of all threads: a change
+/// in another simulation costs one refresh of each cache.
 class DeliveryEpoch final {
  public:
   [[nodiscard]] static std::uint32_t now() { return number.load(std::memory_order_relaxed); }

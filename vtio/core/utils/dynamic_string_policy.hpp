@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "platform/text.hpp"
 #include "vtio/core/utils/transformation_policy.hpp"
+#include "vtio/ustring.hpp"
 
 namespace vtio::core::utils {
 

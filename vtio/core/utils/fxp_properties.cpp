@@ -1,8 +1,6 @@
 #include "vtio/core/utils/fxp_properties.hpp"
 
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
@@ -65,8 +63,6 @@ fxpDataTypeProp Node::getFxpDataTypeProperties(std::string datatypeClassName) {
   if (const fxpDataTypeProp* properties = builtInProperties(datatypeClassName)) return *properties;
   vtsvThrowIExceptionFromDiagnostic(
       vtsvCreateDiagnostic("Vortan:logLoadBlocks", "UnhandledDatatype", {vtu::to_ustring(datatypeClassName)}));
-  std::fputs("unreachable\n", stderr);
-  std::abort();
 }
 
 }  // namespace vtio::core::utils

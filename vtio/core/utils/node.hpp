@@ -12,12 +12,12 @@
 #include <string>
 #include <vector>
 
-#include "platform/text.hpp"
 #include "platform/types.hpp"
 #include "vtio/core/utils/leaf_iterator.hpp"
 #include "vtio/core/utils/signal_descriptor_node_policy.hpp"
 #include "vtio/core/utils/signal_type.hpp"
 #include "vtio/export.hpp"
+#include "vtio/ustring.hpp"
 
 namespace vtio::core::utils {
 

@@ -15,13 +15,13 @@
 #include "platform/block_path.hpp"
 #include "platform/logging_selection.hpp"
 #include "platform/qalc.hpp"
-#include "platform/text.hpp"
 #include "vtio/core/utils/leaf_iterator.hpp"
 #include "vtio/core/utils/leaf_node.hpp"
 #include "vtio/core/utils/leaf_nv_bus_iterator.hpp"
 #include "vtio/core/utils/node.hpp"
 #include "vtio/core/utils/signal_type.hpp"
 #include "vtio/export.hpp"
+#include "vtio/ustring.hpp"
 
 namespace vtio::core::client {
 class Catalogue;

@@ -2,9 +2,9 @@
 /// The unit expression of a leaf.
 #pragma once
 
-#include "platform/text.hpp"
 #include "platform/units.hpp"
 #include "vtio/export.hpp"
+#include "vtio/ustring.hpp"
 
 namespace vtio::core::utils {
 

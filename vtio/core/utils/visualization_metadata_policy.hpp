@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "platform/text.hpp"
 #include "vtio/core/utils/signal_descriptor_node_policy.hpp"
+#include "vtio/ustring.hpp"
 
 namespace vtio::core::utils {
 
