@@ -1,9 +1,10 @@
-// The road of a sample takes nothing from the heap.
+// A step allocates nothing, from the entry functions to the clients.
 
 #include <gtest/gtest.h>
 
 #include <cstdarg>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "platform/logging_interval.hpp"
@@ -12,6 +13,7 @@
 #include "vtio/core/accessor/scalar.hpp"
 #include "vtio/core/accessor/virtual_bus.hpp"
 #include "vtio/core/utils/split_buffer_policy.hpp"
+#include "vtio/core/utils/string_leaf_node.hpp"
 #include "vtio/mdlref_simtarget/mdlref_simtarget.h"
 
 namespace vtio::testing {
@@ -83,6 +85,33 @@ TEST_F(HotPathAllocationTest, scalarUpdate) {
   EXPECT_EQ(allocationsOf([&](double time) { accessor.update(&time, &value_, 0); }), 0u);
   EXPECT_GT(first.samples, kSteps / 4);
   EXPECT_EQ(first.samples, second.samples);
+}
+
+std::unique_ptr<core::utils::StringLeafNode> textLeaf() {
+  return std::make_unique<core::utils::StringLeafNode>(0, u"text", "none", std::vector<long long>{}, "string",
+                                                       core::utils::units(), u"", 64ul, 1ul);
+}
+
+TEST_F(HotPathAllocationTest, aTextThatNoClientReceivesIsNotKept) {
+  const char16_t* text = u"a text that no small buffer holds";
+  const auto scalar = makeDescriptor(textLeaf());
+  auto bus = makeTopBus(0);
+  bus->addChild(textLeaf());
+  bus->overrideNumberOfChildren();
+  const auto inBus = makeDescriptor(std::move(bus));
+  for (const SignalDescriptor* descriptor : {scalar.get(), inBus.get()}) {
+    void** handle = mdlref_simtarget::zetGetAccessor(descriptor, &interval_);
+    auto& accessor = *static_cast<Accessor*>(mdlref_simtarget::zetGetPointerFromUniquePtr(handle));
+    const auto step = [&](double time) { mdlref_simtarget::zetVtioUpdateAccessor(handle, 0, time, text); };
+    EXPECT_EQ(allocationsOf(step), 0u);
+    CountingClient client(*descriptor);
+    accessor.addClient(client);
+    EXPECT_GT(allocationsOf(step), 2u * static_cast<std::size_t>(client.samples)) << "kept for the client";
+    EXPECT_GT(client.samples, kSteps / 2);
+    accessor.removeClient(client);
+    EXPECT_EQ(allocationsOf(step), 0u);
+    mdlref_simtarget::zetDestructAccessorPointer(handle);
+  }
 }
 
 TEST_F(HotPathAllocationTest, boundScalarUpdate) {

@@ -54,7 +54,8 @@ class LastErrorTest : public ::testing::Test {
 };
 
 TEST_F(LastErrorTest, missingConfiguration) {
-  EXPECT_THAT(creationError(file_), AllOf(StartsWith("zetGetNewVtioCatalogue: '" + file_ + "': "), HasSubstr("No such file")));
+  EXPECT_THAT(creationError(file_),
+              AllOf(StartsWith("zetGetNewVtioCatalogue: '" + file_ + "': "), HasSubstr("No such file")));
 }
 
 TEST_F(LastErrorTest, configurationThatIsNoQatFile) {

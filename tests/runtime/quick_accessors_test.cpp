@@ -59,7 +59,7 @@ class CachedAccessorsTest : public ::testing::TestWithParam<Way> {
     }
   }
 
-  /// Enough steps for whatever is learned to be learned.
+  /// Enough steps for the cache to be filled.
   void warmUp(unsigned long leaves = 1) {
     for (int i = 0; i < 3; ++i) {
       for (unsigned long leaf = 0; leaf < leaves; ++leaf) step(i, leaf);
@@ -120,6 +120,15 @@ TEST_P(CachedAccessorsTest, aPolicyAttachedToTheLeafLaterIsApplied) {
   EXPECT_THAT(log_.seen, ElementsAre(&value_));
 }
 
+TEST_P(CachedAccessorsTest, aPolicyIsAppliedWithoutAClientToo) {
+  start<Scalar>(makeLeaf());
+  descriptor_->root()->addPolicy(std::make_unique<SubstitutePolicy>(&substitute_, log_));
+  accessor_->removeClient(*client_);
+  step(0);
+  step(1);
+  EXPECT_EQ(log_.seen.size(), 2u);
+}
+
 TEST_P(CachedAccessorsTest, aPolicyAttachedToTheRootBusLaterIsApplied) {
   start<Scalar>(makeTopNVBus());
   warmUp();
@@ -142,10 +151,10 @@ TEST_P(CachedAccessorsTest, aPolicyAttachedToOneLeafOfAVirtualBusLaterIsAppliedT
   EXPECT_EQ(client_->samples[1].data, &substitute_);
 }
 
-/// A leaf that changes its mind without notice.
-class FickleLeaf : public LeafNode {
+/// A leaf of another library, whose policies come and go without addPolicy().
+class ChangingLeaf : public LeafNode {
  public:
-  FickleLeaf(bool& transforms, const SubstitutePolicy& policy)
+  ChangingLeaf(bool& transforms, const SubstitutePolicy& policy)
       : LeafNode(0, u"f", false, "zoh", {}, "double", core::utils::units(), u"", core::utils::leafSignal),
         transforms_(&transforms),
         policy_(&policy) {}
@@ -165,7 +174,7 @@ class FickleLeaf : public LeafNode {
 TEST_P(CachedAccessorsTest, aNodeOfAnotherClassIsAskedAtEveryStep) {
   const SubstitutePolicy policy(&substitute_, log_);
   bool transforms = false;
-  start<Scalar>(std::make_unique<FickleLeaf>(transforms, policy));
+  start<Scalar>(std::make_unique<ChangingLeaf>(transforms, policy));
   warmUp();
   transforms = true;
   step(3);
@@ -330,7 +339,7 @@ TEST(TwinsTest, accessorsOfGeneratedCodeDeliverAsThoseOfTheCore) {
   EXPECT_GT(delivered, 1000U);
 }
 
-/// An accessor of somebody else, which hands over the first two steps only.
+/// An accessor of another library, which delivers the first two steps only.
 class TwoSteps final : public Scalar {
  public:
   using Scalar::Scalar;
@@ -342,7 +351,7 @@ class TwoSteps final : public Scalar {
   int steps_ = 0;
 };
 
-TEST(EntryFunctionTest, aDerivedAccessorHasItsOwnWay) {
+TEST(EntryFunctionTest, aDerivedAccessorsUpdateIsCalled) {
   const auto descriptor = makeDescriptor(makeLeaf());
   const smartlog::LoggingInterval interval;
   RecordingClient client(*descriptor);
