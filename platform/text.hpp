@@ -24,15 +24,15 @@ using ustring = std::u16string;
 inline constexpr int kCEscapeStyle = 4;
 
 /// Converts UTF-8 to UTF-16. Each malformed byte becomes one U+FFFD.
-/// @param flag Accepted and ignored.
+/// @param flag For the binary interface alone; no effect.
 VTIO_PLATFORM_EXPORT ustring to_ustring(std::string_view utf8, bool flag = false);
 
 /// Converts UTF-8 to UTF-16 and resolves escapes.
 ///
 /// Style 4 is that of C string literals: `\n \t \r \a \b \f \v \\ \" \' \?`, `\xHH` of one or two digits and octal of
 /// one to three digits (each one code unit), `\uXXXX` (one code unit) and `\UXXXXXXXX` (a code point up to 10FFFF). An
-/// unknown or unfinished escape stays as it stands.
-/// @param flag Accepted and ignored.
+/// unknown or unfinished escape is not changed.
+/// @param flag For the binary interface alone; no effect.
 /// @param escapeStyle kCEscapeStyle; any other value means that nothing is unescaped.
 VTIO_PLATFORM_EXPORT ustring to_ustring_with_unescape(std::string_view utf8, bool flag, int escapeStyle);
 

@@ -56,7 +56,7 @@ void forCommonTimes(const Leaf& a, const Leaf& b, const std::function<void(std::
   }
 }
 
-/// Follows a quantity that should stay at its first value.
+/// Largest deviation of a quantity from its first value.
 class Watch {
  public:
   /// @param value Present value of the quantity itself, for the scale of the tolerance.

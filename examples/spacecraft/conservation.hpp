@@ -1,8 +1,8 @@
 /// @file
 /// Checks what physics conserves against the logged signals alone.
 ///
-/// Each check recomputes a quantity from logged motion, takes away what the logged ledger says has crossed the boundary,
-/// and looks at how far the rest strays from its first value. Only the masses, inertias and axes come from the model.
+/// Each check computes a quantity from the logged motion, subtracts what crossed the boundary according to the logged
+/// ledger, and takes the largest deviation from the first value. Only masses, inertias and axes come from the model.
 #pragma once
 
 #include <string>
@@ -24,7 +24,8 @@ struct ConservationCheck {
   [[nodiscard]] bool holds() const { return samples > 0 && worst <= tolerance; }
 };
 
-/// All checks: quaternion length, angular momentum, rotational energy, orbital momentum, orbital energy, battery charge.
+/// All checks: quaternion length, angular momentum, rotational energy, orbital momentum, orbital energy, battery
+/// charge.
 /// @throws std::runtime_error naming a signal that is needed and not logged, or not of the expected type or size.
 [[nodiscard]] std::vector<ConservationCheck> checkConservation(const Results& results);
 

@@ -79,7 +79,7 @@ static void dampWithThrusters(const ControlParameters* control, const Spacecraft
   }
 }
 
-/// Small-angle error (body axes, rad) between attitude and target, the short way round.
+/// Rotation from attitude to target by the smaller angle, as a small-angle vector (body axes, rad).
 static void attitudeError(const double attitude[4], const double target[4], double error[3], double* angle) {
   double back[4];
   double difference[4];

@@ -27,7 +27,7 @@ typedef enum SpacecraftMode {
 typedef struct ControlParameters {
   double detumbledRate;   ///< rad/s: below it, detumbling ends
   double tumblingRate;    ///< rad/s: above it, detumbling begins again
-  double unloadMomentum;  ///< N m s: a wheel above it asks for unloading
+  double unloadMomentum;  ///< N m s: above it for any wheel, unloading begins
   double unloadedMomentum;
   double emptyBattery;      ///< fraction of the capacity: below it, safe mode
   double recoveredBattery;  ///< above it, safe mode ends
@@ -41,7 +41,7 @@ typedef struct ControlParameters {
 typedef struct Controller {
   int32_t mode;            ///< a SpacecraftMode
   double pointingError;    ///< rad, angle to the target
-  double wheelCommand[3];  ///< N m, torque asked of the wheels on the body, body axes
+  double wheelCommand[3];  ///< N m, commanded torque of the wheels on the body, body axes
   SpacecraftInputs inputs;
 } Controller;
 

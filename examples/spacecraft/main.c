@@ -1,4 +1,4 @@
-// Flies the spacecraft and logs it, the way that code generated from a model does: spacecraft --help
+// Simulates the spacecraft and logs it as code generated from a model does: spacecraft --help
 #include <stdio.h>
 
 #include "mission.h"

@@ -28,7 +28,7 @@ static void logAndAdvance(Simulation* simulation, Telemetry* telemetry, unsigned
   }
 }
 
-/// Flies ahead from a snapshot, goes back to it and flies the same steps again.
+/// Takes a snapshot, simulates some steps, returns to the snapshot and simulates the same steps again.
 /// @return NULL, or what went wrong.
 static const char* stepBackAndReplay(Simulation* simulation, Telemetry* telemetry, StepBack plan, Progress* progress) {
   const Simulation snapshot = *simulation;

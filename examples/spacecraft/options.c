@@ -6,7 +6,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-/// Where a message goes.
+/// Receives a message.
 typedef struct Complaint {
   char* text;
   size_t size;

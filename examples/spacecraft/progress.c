@@ -1,4 +1,4 @@
-#define _POSIX_C_SOURCE 200809L  // NOLINT(bugprone-reserved-identifier): asks for fileno and isatty
+#define _POSIX_C_SOURCE 200809L  // NOLINT(bugprone-reserved-identifier): declares fileno and isatty
 
 #include "progress.h"
 

@@ -62,7 +62,7 @@ double slopeOf(const qxArray* node) {
                                          static_cast<int>(qxGetScalar(field(scaling, "FixedExponent"))));
 }
 
-/// Extents behind the first, without those of 1 that only pad.
+/// Dimensions after the first, without trailing ones of 1.
 std::vector<std::size_t> sampleDimensions(const qxArray* data) {
   const std::size_t* extents = qxGetDimensions(data);
   std::vector<std::size_t> dimensions(extents + 1, extents + qxGetNumberOfDimensions(data));
@@ -74,7 +74,7 @@ std::vector<std::size_t> sampleDimensions(const qxArray* data) {
 
 /// Appends the leaves of a node, bus by bus.
 void collectLeaves(const qxArray* element, const qxArray* node, const std::string& name, std::vector<Leaf>& leaves) {
-  if (qxGetClassID(node) == qxCELL) {  // a leader and its for-each members
+  if (qxGetClassID(node) == qxCELL) {  // the iterations of a for-each
     for (std::size_t i = 0; i < qxGetNumberOfElements(node); ++i) {
       collectLeaves(element, qxGetCell(node, i), name + "[" + std::to_string(i) + "]", leaves);
     }

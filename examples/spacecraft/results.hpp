@@ -45,7 +45,7 @@ class Leaf final {
   }
   /// The stored values, of any class.
   [[nodiscard]] const qxArray* data() const { return data_; }
-  /// What one count of a fixed-point signal stands for; 1 for every other signal.
+  /// Real value of one count of a fixed-point signal; 1 for every other signal.
   [[nodiscard]] double slope() const { return slope_; }
   /// Entries of one sample.
   [[nodiscard]] std::size_t width() const;

@@ -1,5 +1,5 @@
 /// @file
-/// The logged signals of the spacecraft, described the way that generated code does it: one tree of nodes and one
+/// The logged signals of the spacecraft, described as generated code does it: one tree of nodes and one
 /// descriptor per signal.
 #ifndef VTIO_EXAMPLES_SPACECRAFT_SIGNALS_H
 #define VTIO_EXAMPLES_SPACECRAFT_SIGNALS_H
@@ -20,7 +20,7 @@ enum { kNoIteration = -1 };
 /// Steps between two samples of the three rates.
 enum { kFast = 1, kMedium = 10, kSlow = 100 };
 
-/// One logged signal: its descriptor and where its values stand.
+/// One logged signal: its descriptor and the addresses of its values.
 typedef struct Signal {
   const char* name;
   const void* descriptor;        ///< owned by the catalogue

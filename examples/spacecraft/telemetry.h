@@ -39,7 +39,7 @@ void telemetryLog(Telemetry* telemetry, uint64_t stepCount, double time);
 /// Takes a snapshot of everything logged so far.
 bool telemetryCapture(Telemetry* telemetry);
 
-/// Goes back to the snapshot and drops it.
+/// Restores the snapshot and drops it.
 bool telemetryRollBack(Telemetry* telemetry);
 
 /// Writes the results file.

@@ -36,7 +36,7 @@ class Descriptor final {
   int number_;
 };
 
-// The file that a name stands for: the end of its symbolic links, which need not exist.
+// The file that a name refers to: the end of its symbolic links, which need not exist.
 std::string withoutLinks(const std::string& name) {
   if (name.empty()) throw std::runtime_error("the file name is empty");
   std::filesystem::path path = name;

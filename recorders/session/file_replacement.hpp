@@ -12,8 +12,8 @@ namespace vtio::recorders {
 
 /// Gives a file name to write under, beside the target, and renames that file to the target when it is complete.
 ///
-/// Until then the target keeps its contents, whatever goes wrong. A target that is no regular file (a device), and one in
-/// a folder in which no file can be made, is written in place. Links are followed.
+/// Until then the target keeps its contents, whatever fails. A target that is no regular file (a device), and one
+/// in a folder in which no file can be made, is written in place. Links are followed.
 class FileReplacement final {
  public:
   /// @param target The file to replace, which need not exist.

@@ -2,17 +2,17 @@
 /// Records signals in memory from C targets; usable from C11 and from C++.
 ///
 /// Conventions:
-///  1. Handles. A session is made by vtioRecordingCreate() and released by vtioRecordingDestroy(). The catalogue is the raw
-///     pointer that zetGetPointerFromUniquePtr() gives, a descriptor what zetGetSignalDescriptor() returns, an accessor
-///     the handle that zetGetAccessor() returns.
-///  2. Ownership. The catalogue owns the recorders and their data; destroying the session keeps what is recorded. A session
-///     may be destroyed before or after its catalogue. Apart from that it needs its catalogue, and snapshots need every
-///     attached accessor that has not been detached.
+///  1. Handles. A session is made by vtioRecordingCreate() and released by vtioRecordingDestroy(). The catalogue is the
+///     raw pointer that zetGetPointerFromUniquePtr() gives, a descriptor what zetGetSignalDescriptor() returns, an
+///     accessor the handle that zetGetAccessor() returns.
+///  2. Ownership. The catalogue owns the recorders and their data; destroying the session keeps what is recorded. A
+///     session may be destroyed before or after its catalogue. Apart from that it needs its catalogue, and snapshots
+///     need every attached accessor that has not been detached.
 ///  3. Errors. Functions that return an int return a negative value on failure, functions that return a pointer null;
 ///     vtioRecordingLastError() then says what is wrong. No C++ exception leaves any of them.
 ///  4. Strings are null-terminated UTF-8, copied during the call.
-///  5. Nulls. A null session, catalogue, descriptor or accessor is a failure, not a crash; vtioRecordingDestroy(NULL) does
-///     nothing. A null dataset name means the default: "yout" for root outports, "logsout" for all other signals.
+///  5. Nulls. A null session, catalogue, descriptor or accessor is a failure, not a crash; vtioRecordingDestroy(NULL)
+///     does nothing. A null dataset name means the default: "yout" for root outports, "logsout" for all other signals.
 ///  6. Threads. All calls for one session come from its simulation's thread. The last error is kept per thread.
 ///
 /// One signal:
@@ -64,8 +64,8 @@ VTIO_RECORDERS_EXPORT int vtioRecordingSampleOrder(VtioRecordingSession* session
 /// @return Valid as long as the catalogue; null on failure.
 VTIO_RECORDERS_EXPORT const void* vtioRecordingLoggingInterval(const VtioRecordingSession* session);
 
-/// Records a signal. The model's logging selection is applied to it, if it has not been before. An accessor that has been
-/// used before goes on counting: recorded are its samples from the next one due.
+/// Records a signal. The model's logging selection is applied to it, if it has not been before. An accessor that was
+/// used before keeps its decimation counter: recording begins with the next sample due.
 /// @param accessor The accessor handle of this descriptor.
 /// @param dataset Name of the dataset, or null. There can be one for root outports and one for all other signals.
 /// @return 1 if the signal is recorded, 0 if the logging selection switches it off, -1 on failure, for example if the
@@ -73,8 +73,8 @@ VTIO_RECORDERS_EXPORT const void* vtioRecordingLoggingInterval(const VtioRecordi
 VTIO_RECORDERS_EXPORT int vtioRecordingAttach(VtioRecordingSession* session, const void* descriptor, void* accessor,
                                               const char* dataset);
 
-/// Records one iteration of a signal inside a for-each. Each iteration has a descriptor of its own, with equal block path,
-/// name and port, and an accessor of its own; the dataset merges them into the element of the one attached first.
+/// Records one iteration of a signal inside a for-each. Each iteration has a descriptor of its own, with equal block
+/// path, name and port, and an accessor of its own; the dataset merges them into the element of the one attached first.
 /// @param iteration Number of the iteration, from 0, innermost level fastest.
 /// @return As vtioRecordingAttach().
 VTIO_RECORDERS_EXPORT int vtioRecordingAttachIteration(VtioRecordingSession* session, const void* descriptor,
@@ -85,10 +85,10 @@ VTIO_RECORDERS_EXPORT int vtioRecordingAttachIteration(VtioRecordingSession* ses
 /// @return 0, or -1 on failure.
 VTIO_RECORDERS_EXPORT int vtioRecordingDetach(VtioRecordingSession* session, void* accessor);
 
-/// Writes the datasets into a file, complete or not at all: it is written beside `fileName` and takes its place when it is
-/// complete and on the disk. What is written is what zetSaveDatasetsToQatFile() writes.
-/// @return 0, or -1 on failure; the error names the file and the cause. What `fileName` held is then still there, and so
-///   is the recorded data.
+/// Writes the datasets into a file, complete or not at all: it is written beside `fileName` and takes its place when it
+/// is complete and on the disk. What is written is what zetSaveDatasetsToQatFile() writes.
+/// @return 0, or -1 on failure; the error names the file and the cause. What `fileName` held is then still there, and
+///   so is the recorded data.
 VTIO_RECORDERS_EXPORT int vtioRecordingSave(VtioRecordingSession* session, const char* fileName);
 
 /// Samples that reached a recorder and could not be recorded, for example for lack of memory.

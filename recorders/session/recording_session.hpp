@@ -26,16 +26,17 @@
 
 namespace vtio::recorders {
 
-/// Attaches memory recorders to signals, steps all of them back together with their accessors, and saves what they hold.
+/// Attaches memory recorders to signals, steps all of them back together with their accessors, and saves what they
+/// hold.
 ///
-/// The catalogue owns the recorders; the session owns the snapshot interfaces of the accessors. All recorders of a session
-/// share one store of times, which lives as long as any of them. The session may be destroyed before or after the
-/// catalogue and the accessors, but its operations need the catalogue, and the snapshot operations every attached
-/// accessor that has not been detached. Used from the simulation's thread.
+/// The catalogue owns the recorders; the session owns the snapshot interfaces of the accessors. All recorders of a
+/// session share one store of times, which is destroyed with the last of them. The session may be destroyed before or
+/// after the catalogue and the accessors, but its operations need the catalogue, and the snapshot operations every
+/// attached accessor that has not been detached. Used from the simulation's thread.
 ///
-/// Only one session of a catalogue takes snapshots. What joins after snapshots were taken, a signal that is attached or a
-/// client that is added to the catalogue without the session, has in those snapshots the state in which the session first
-/// finds it: when the signal is attached, or at the next snapshot operation.
+/// Only one session of a catalogue takes snapshots. What joins after snapshots were taken, a signal that is attached or
+/// a client that is added to the catalogue without the session, has in those snapshots the state in which the session
+/// first finds it: when the signal is attached, or at the next snapshot operation.
 class VTIO_RECORDERS_EXPORT RecordingSession final {
  public:
   /// @param catalogue Must outlive the use of the session.
@@ -47,7 +48,7 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
 
   /// Records a signal in the dataset that belongs to it: defaultDataset().
   ///
-  /// An accessor that has been used before goes on counting: recorded are its samples from the next one due.
+  /// An accessor that was used before keeps its decimation counter: recording begins with the next sample due.
   /// @param descriptor A descriptor of the catalogue. The model's logging selection is applied to it.
   /// @param accessor The accessor of this descriptor.
   /// @return The recorder, owned by the catalogue; null if the logging selection switches the signal off.
@@ -84,11 +85,11 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
 
   /// Saves the datasets of the catalogue, as Catalogue::saveDatasetsToQatFile() does but complete or not at all.
   ///
-  /// The file is written beside `fileName` and takes its place when it is complete and on the disk: what `fileName` held
-  /// stays until then. A device, and a file in a folder in which no file can be made, is written in place.
+  /// The file is written beside `fileName` and takes its place when it is complete and on the disk: what `fileName`
+  /// held stays until then. A device, and a file in a folder in which no file can be made, is written in place.
   /// @param fileName UTF-8.
-  /// @throws vtsv::IException "Vortan:FileIO" / "CannotSave" with the file and the cause: the file or the disk refuses, a
-  ///   client throws, or two datasets have one name in the file. The recorded data stays; saving may be tried again.
+  /// @throws vtsv::IException "Vortan:FileIO" / "CannotSave" with the file and the cause: the file or the disk refuses,
+  ///   a client throws, or two datasets have one name in the file. The recorded data stays; saving may be tried again.
   void save(const std::string& fileName);
   void save(const vtu::ustring& fileName);
 
@@ -97,7 +98,8 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   [[nodiscard]] std::uint64_t lostSamples() const;
 
   /// Takes a snapshot of all recorders and attached accessors.
-  /// @param initial True: it is the one for reset(). False: it is the newest; if it throws, there is none more than before.
+  /// @param initial True: it is the one for reset(). False: it is the newest; if it throws, there is none more than
+  ///   before.
   void captureSnapshot(bool initial);
 
   /// Restores the newest snapshot, which stays.

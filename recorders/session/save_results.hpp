@@ -1,5 +1,5 @@
 /// @file
-/// Saves the datasets of a catalogue and reports what goes wrong. Not installed.
+/// Saves the datasets of a catalogue and reports failures. Not installed.
 #pragma once
 
 #include <string>

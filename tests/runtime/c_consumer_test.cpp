@@ -1,4 +1,4 @@
-// Runs a target compiled as C through the whole road of its signals, with clients attached from this side.
+// A target compiled as C describes signals, updates accessors and saves; the clients are attached here.
 
 #include "tests/runtime/c_consumer.h"
 

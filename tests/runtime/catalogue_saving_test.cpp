@@ -276,7 +276,7 @@ TEST_F(SavingTest, saysWhichFileCannotBeOpened) {
 }
 
 TEST_F(SavingTest, resourcesAreClosedOncePerDataset) {
-  // Resources write to events_, so they live in a catalogue of their own that goes first.
+  // Resources write to events_, so they are in a catalogue of their own that is destroyed first.
   Catalogue catalogue;
   const SignalDescriptor& descriptor =
       catalogue.createSignalDescriptor(makeLeaf(), 1ul, 0ul, 1ul, u"s", u"", makePath({u"m/b"}), 0ul);

@@ -50,7 +50,7 @@ std::vector<unsigned long> idsOf(const Catalogue& catalogue, const std::u16strin
 
 class CatalogueTest : public ::testing::Test {
  protected:
-  // Hands over a client and returns it for inspection.
+  // Adds a client and returns it for inspection.
   RecordingClient& add(const std::u16string& dataset, Client::clientType type = Client::SignalLogging) {
     auto client = std::make_unique<RecordingClient>(descriptor_, type);
     RecordingClient& result = *client;

@@ -69,7 +69,7 @@ class DescriptorEntryTest : public ::testing::Test {
     addDoubleLeaf(tree);
     return make(tree, request);
   }
-  // Whether `descriptor` has this number: the catalogue overrides the one whose number it is asked for.
+  // Whether `descriptor` has this number: the catalogue overrides the one of the given number.
   bool hasNumber(const SignalDescriptor& descriptor, unsigned long number) {
     catalogue_.setModelLoggingInfo(makeSelection(2).get());
     const auto numbered = makeDescriptor(makeLeaf(), {.catalogueIndex = number});

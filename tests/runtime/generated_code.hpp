@@ -1,5 +1,5 @@
 /// @file
-/// What the tests of the entry functions share: a look behind the handles, and calls with variable arguments.
+/// What the tests of the entry functions share: the objects in handles, and calls with variable arguments.
 #pragma once
 
 #include <cstdarg>
@@ -17,7 +17,7 @@ namespace vtio::testing {
 
 using NodeVector = std::vector<std::unique_ptr<core::utils::Node>>;
 
-/// The vector behind a tree-vector handle: the handle is the address of a cell that holds the vector's address.
+/// The vector of a tree-vector handle: the handle is the address of a cell that holds the vector's address.
 inline NodeVector& vectorBehind(void* handle) { return **static_cast<NodeVector**>(handle); }
 
 /// Calls an entry function of the shape (mode, number of arguments, argument list).

@@ -1,4 +1,4 @@
-// zetLastError(): what generated code is told about a failure that an entry function drops.
+// zetLastError(): what it says about a failure that an entry function drops.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 /// @file
-/// Short ways to make and read workspace arrays and files in tests.
+/// Helpers that make and read workspace arrays and files.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -128,7 +128,7 @@ inline vtu::qxArrayWrapper makeSelection(std::optional<double> defaultSelector,
   return result;
 }
 
-/// The configuration file of a simulation, with every variable at a plain value unless a test sets or drops it.
+/// The configuration file of a simulation, with a default for every variable that a test neither sets nor drops.
 class Configuration {
  public:
   Configuration() {

@@ -1,5 +1,5 @@
-// The accessors that generated code gets, which cache what a step reads, deliver as the others do and follow every later
-// change.
+// The accessors that generated code gets, which cache what a step reads, deliver as the others do and follow every
+// later change.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

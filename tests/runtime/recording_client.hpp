@@ -1,6 +1,6 @@
 /// @file
-/// What the runtime tests share: a client that remembers every sample, a snapshot interface that remembers every
-/// command, and short ways to make trees and descriptors.
+/// What the runtime tests share: a client that keeps every sample, a snapshot interface that keeps every command, and
+/// helpers that make trees and descriptors.
 #pragma once
 
 #include <cstddef>
@@ -37,7 +37,7 @@ struct Sample {
   const void* data = nullptr;
 };
 
-/// Remembers every command it gets as one line of a shared event list.
+/// Appends every command that it gets to a shared list of events.
 class RecordingSnapshotInterface : public vtsim::SnapshotInterface {
  public:
   RecordingSnapshotInterface(std::string name, Events& events) : name_(std::move(name)), events_(&events) {}
@@ -60,7 +60,7 @@ class RecordingSnapshotInterface : public vtsim::SnapshotInterface {
   Events* events_;
 };
 
-/// A client that remembers its samples; hooks let a test fail or look around inside a call.
+/// A client that keeps its samples; hooks let a test run code inside a call.
 class RecordingClient : public core::client::Client {
  public:
   explicit RecordingClient(const core::utils::SignalDescriptor& descriptor, clientType type = SignalLogging)
@@ -115,7 +115,7 @@ class RecordingClient : public core::client::Client {
   std::function<vtu::qxArrayWrapper()> makeDatasetElement;
 };
 
-/// A double leaf that can tell of its destruction.
+/// A double leaf that reports its destruction.
 class ProbeLeaf : public core::utils::LeafNode {
  public:
   explicit ProbeLeaf(std::function<void()> onDestruction, core::utils::SignalType type = core::utils::leafSignal)
@@ -129,7 +129,7 @@ class ProbeLeaf : public core::utils::LeafNode {
   std::function<void()> onDestruction_;
 };
 
-/// Delivers a fixed address in place of the caller's, and counts how often it is asked.
+/// Delivers a fixed address in place of the caller's, and keeps the addresses that it was given.
 class SubstitutePolicy : public core::utils::TransformationPolicy {
  public:
   struct Log {
@@ -214,7 +214,7 @@ inline std::unique_ptr<core::utils::SignalDescriptor> makeDescriptor(std::unique
       setup.propagatedName, makePath(setup.path), setup.port, setup.foreachDimensions, setup.foreachIndices);
 }
 
-/// Rewrites a descriptor's decimation the way a logging selection does.
+/// Overrides a descriptor's decimation as a logging selection does.
 inline void setDecimation(core::utils::SignalDescriptor& descriptor, unsigned long decimation) {
   sigstg::LoggingInfo info;
   info.setDecimateData(true);

@@ -21,7 +21,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-// A stored state that knows which of its kind are alive.
+// A stored state that counts the objects of its class.
 struct State {
   State(int stateValue, std::multiset<int>& living) : value(stateValue), alive(&living) { alive->insert(value); }
   State(const State&) = delete;

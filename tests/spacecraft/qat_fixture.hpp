@@ -1,5 +1,5 @@
 /// @file
-/// A folder of its own for each test, and short ways to write Qat files into it.
+/// A folder of its own for each test, and helpers that write Qat files into it.
 #pragma once
 
 #include <gtest/gtest.h>

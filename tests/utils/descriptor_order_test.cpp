@@ -1,4 +1,4 @@
-// Equality and ordering of descriptors of every kind, against rules written down a second time on plain values.
+// Equality and ordering of descriptors of every kind, against the same rules written for plain values.
 #include <algorithm>
 #include <compare>
 #include <limits>
@@ -16,7 +16,7 @@ using test::DescriptorArguments;
 using test::makeDescriptor;
 using test::makePath;
 
-/// What equality and order look at.
+/// What equality and order compare.
 struct Key {
   std::vector<ustring> elements;
   ustring subPath;

@@ -116,7 +116,7 @@ TEST(InportOutportSignalDescriptor, aPlainDescriptorCountsAsInportOrderZero) {
   const auto inport = makeInport(arguments(u"a", u"a"), 1);
   EXPECT_EQ(*inport < *plain, -1);
   EXPECT_EQ(*makeInport(arguments(u"a", u"a"), 0) < *plain, 1);
-  // The plain descriptor knows nothing of inport orders: it compares paths, and so both come after each other.
+  // The base class does not compare inport orders but paths, so that each comes after the other.
   EXPECT_EQ(*plain < *inport, -1);
   EXPECT_EQ(*makeDescriptor(arguments(u"a", u"a")) < *inport, 0);
 }

@@ -1,5 +1,5 @@
 /// @file
-/// Short ways to build nodes, policies, paths and descriptors in tests, and nodes and policies that report their life.
+/// Helpers that build nodes, policies, paths and descriptors, and nodes and policies that report their destruction.
 #pragma once
 
 #include <cstddef>

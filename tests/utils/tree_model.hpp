@@ -1,5 +1,5 @@
 /// @file
-/// Random signal trees as plain values, and what a tree built from them must answer, computed from the values alone.
+/// Random signal trees as plain values, and the properties of a tree built from them, computed from the values alone.
 ///
 ///     const Shape shape = TreeGenerator(seed).nonVirtualRoot();
 ///     const auto root = build(shape);
@@ -38,7 +38,7 @@ struct Shape {
   [[nodiscard]] bool isBus() const { return kind == Kind::virtualBus || kind == Kind::nonVirtualBus; }
 };
 
-/// One item of a walk over a tree.
+/// One item of a traversal of a tree.
 struct Item {
   std::u16string name;
   bool isLeaf = false;

@@ -1,4 +1,4 @@
-// Random trees of every node kind against a second reading of the rules on plain values.
+// Random trees of every node class against the same rules written for plain values.
 #include <algorithm>
 #include <typeinfo>
 
@@ -76,7 +76,7 @@ void expectDetachedCopy(const Node& copy, const Node& source) {
   }
 }
 
-/// Expects that the iterator yields the items' leaves, null for the others, and null behind the last.
+/// Expects that the iterator yields the items' leaves, null for the others, and null after the last.
 void expectLeaves(LeafIterator iterator, const std::vector<Item>& items) {
   for (const Item& item : items) {
     ASSERT_EQ(*iterator != nullptr, item.isLeaf) << ::testing::PrintToString(item.name);

@@ -120,7 +120,7 @@ void* zetGetNewVtioCatalogue(const char* fileName) {
 
 void zetTerminateVtioCatalogue(void** handle) {
   delete static_cast<Catalogue*>(std::exchange(*static_cast<void**>(*handle), nullptr));
-  *handle = nullptr;  // the cell itself is left behind: generated code may still hold its address elsewhere
+  *handle = nullptr;  // the cell is not freed: generated code may still hold its address elsewhere
 }
 
 void zetSaveDatasetsToQatFile(void* catalogue, const char* fileName) {

@@ -61,8 +61,9 @@ std::vector<unsigned long> joined(const unsigned* dims1, unsigned numDims1, cons
   return result;
 }
 
-// A va_list can be cast to char* where it is an array type, which decays to a pointer to its element (x86-64), or a plain
-// pointer (32-bit x86, Windows). Where it is a structure (64-bit ARM under Linux), the entry functions need another shape.
+// A va_list can be cast to char* where it is an array type, which decays to a pointer to its element (x86-64), or a
+// plain pointer (32-bit x86, Windows). Where it is a structure (64-bit ARM under Linux), the entry functions need
+// another shape.
 static_assert(std::is_array_v<std::va_list> || std::is_pointer_v<std::va_list>,
               "the rt_ functions cannot take this platform's va_list as char*");
 

@@ -27,7 +27,7 @@ T* inHandle(void* handle) {
   return static_cast<T*>(*static_cast<void**>(handle));
 }
 
-/// The object that a pointer of generated code stands for.
+/// The object that generated code points at.
 /// @param what Names it in the error.
 /// @throws std::invalid_argument for null.
 template <typename T>

@@ -38,7 +38,7 @@ void noteFailure(const char* function, const std::string& text) noexcept {
   try {
     lastError.assign(function).append(": ").append(text);
   } catch (...) {
-    lastError = "out of memory";  // short enough to need none
+    lastError = "out of memory";  // fits into the string object
   }
 }
 

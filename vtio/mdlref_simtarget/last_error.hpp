@@ -15,7 +15,7 @@ void noteFailure(const char* function, const std::string& text) noexcept;
 /// Makes "FUNCTION: " and what the exception says the message of this thread. To be called in a catch block.
 void noteException(const char* function) noexcept;
 
-/// As noteException(), with the message that there was before behind it.
+/// As noteException(), followed by the message that there was before.
 void noteExceptionBefore(const char* function) noexcept;
 
 }  // namespace mdlref_simtarget

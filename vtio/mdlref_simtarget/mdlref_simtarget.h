@@ -2,16 +2,16 @@
 /// Entry functions for generated simulation code, usable from C11 and from C++ (namespace mdlref_simtarget).
 ///
 /// Conventions:
-///  1. Handles. A catalogue handle, an accessor handle and a tree-vector handle are each the address of a cell that holds
-///     unique ownership of the object. zetGetPointerFromUniquePtr() gives the raw pointer in the cell of a catalogue or
-///     an accessor. A descriptor is a plain pointer owned by its catalogue.
-///  2. Ownership. Accessors are released before the catalogue. zetGetSignalDescriptor() consumes its tree-vector handle,
-///     whatever it returns.
-///  3. Errors. Functions that create something return null, zetLogRootOutport() returns false, node additions, updates and
-///     saving drop a failure; zetLastError() says what was dropped, except by updates. Only zetGetTreeVector(),
+///  1. Handles. A catalogue handle, an accessor handle and a tree-vector handle are each the address of a cell that
+///     holds unique ownership of the object. zetGetPointerFromUniquePtr() gives the raw pointer in the cell of a
+///     catalogue or an accessor. A descriptor is a plain pointer owned by its catalogue.
+///  2. Ownership. Accessors are released before the catalogue. zetGetSignalDescriptor() consumes its tree-vector
+///     handle, whatever it returns.
+///  3. Errors. Functions that create something return null, zetLogRootOutport() returns false, node additions, updates
+///     and saving drop a failure; zetLastError() says what was dropped, except by updates. Only zetGetTreeVector(),
 ///     zetPopNVBusNode(), zetLoggingOverride() and the two rt_ functions may let a C++ exception through.
-///  4. Strings are null-terminated UTF-8, copied during the call. Names, units and block paths may contain the escapes of C
-///     string literals. A null string counts as empty.
+///  4. Strings are null-terminated UTF-8, copied during the call. Names, units and block paths may contain the escapes
+///     of C string literals. A null string counts as empty.
 ///  5. Arrays of counts and dimensions hold 32-bit unsigned values and are copied during the call; a null array is fine
 ///     where its count is 0.
 ///  6. Threads. All calls for one catalogue come from its one simulation thread.
@@ -34,7 +34,7 @@
 
 #define VTIO_ENTRY __attribute__((visibility("default")))
 
-/* What is called at every step is called without the detour through the linker's stubs, where the compiler can do that. */
+/* Functions that are called at every step are called without the procedure linkage table, where the compiler can. */
 #if defined(__GNUC__) && !defined(__clang__)
 #define VTIO_STEP_ENTRY VTIO_ENTRY __attribute__((noplt))
 #else
@@ -68,9 +68,10 @@ VTIO_ENTRY void zetLoggingOverride(const void* descriptor, void* catalogue);
 
 /// What the last creating or saving call on this thread dropped, in words; the empty string if nothing was dropped.
 ///
-/// zetGetNewVtioCatalogue(), zetGetTreeVector(), zetGetAccessor() and zetSaveDatasetsToQatFile() each begin with the empty
-/// string. A node addition or zetGetSignalDescriptor() that succeeds leaves it as it is: after zetGetSignalDescriptor() it
-/// is empty exactly if nothing was dropped since zetGetTreeVector(), and a descriptor whose tree lacks a node is found.
+/// zetGetNewVtioCatalogue(), zetGetTreeVector(), zetGetAccessor() and zetSaveDatasetsToQatFile() each begin with the
+/// empty string. A node addition or zetGetSignalDescriptor() that succeeds leaves it as it is: after
+/// zetGetSignalDescriptor() it is empty exactly if nothing was dropped since zetGetTreeVector(), and a descriptor whose
+/// tree lacks a node is found.
 /// @return Valid until the next of these calls on this thread.
 VTIO_ENTRY const char* zetLastError(void);
 
@@ -153,7 +154,7 @@ VTIO_ENTRY const void* zetGetSignalDescriptor(void* treeVector, unsigned numberO
 /// @return The accessor handle; null on any failure, which zetLastError() names.
 VTIO_ENTRY void** zetGetAccessor(const void* descriptor, const void* loggingInterval);
 
-/// Hands one sample over. Does nothing for null data; failures are dropped.
+/// Delivers one sample. Does nothing for null data; failures are dropped.
 /// @param index Leaf position in a virtual bus; ignored otherwise.
 /// @param time Seconds.
 VTIO_STEP_ENTRY void zetVtioUpdateAccessor(void* accessorHandle, unsigned index, double time, const void* data);
@@ -168,8 +169,8 @@ VTIO_ENTRY void zetDestructAccessorPointer(void* accessorHandle);
 /// @param catalogue The raw catalogue.
 VTIO_ENTRY bool zetLogRootOutport(const void* catalogue);
 
-/// Hands one sample over, from a variable-argument list: raw accessor, double time in seconds, const void* data and, for
-/// numArgs >= 4, int index. Acts only for mode 1.
+/// Delivers one sample, from a variable-argument list: raw accessor, double time in seconds, const void* data and,
+/// for numArgs >= 4, int index. Acts only for mode 1.
 /// @param args The platform's va_list, cast to char*.
 /// @return Null.
 VTIO_STEP_ENTRY void* rt_VtioAccessorUpdate(int mode, int numArgs, char* args);

@@ -100,8 +100,8 @@ class CachedVirtualBus final : public VirtualBus {
   DecimationCache cache_;
 };
 
-/// The accessor of a descriptor: CachedVirtualBus for a root of class TopBusNode, else CachedScalar. Both references must
-/// outlive it.
+/// The accessor of a descriptor: CachedVirtualBus for a root of class TopBusNode, else CachedScalar. Both references
+/// must outlive it.
 [[nodiscard]] std::unique_ptr<Accessor> makeAccessor(const utils::SignalDescriptor& descriptor,
                                                      const smartlog::LoggingInterval& interval);
 

@@ -26,8 +26,8 @@ inline const void* delivered(const utils::Node& node, const void* data, bool isR
 }
 
 /// The decimation counter to go on with when the descriptor's decimation has changed: a sample that was due stays due,
-/// and one that is overdue by the new decimation is due now. Left alone, a counter above the decimation would never equal
-/// it again.
+/// and one that is overdue by the new decimation is due now. Left alone, a counter above the decimation would never
+/// equal it again.
 /// @param counter In-interval calls since the last delivery.
 inline unsigned long counterAfterChange(unsigned long counter, unsigned long before, unsigned long now) {
   return counter == before ? now : std::min(counter, now);

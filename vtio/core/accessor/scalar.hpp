@@ -49,8 +49,8 @@ class VTIO_EXPORT Scalar : public Accessor {
   /// One step to one client, or to all for null.
   void update(const double* time, const void* data, unsigned long index, client::Client* client);
 
-  /// To be called after the descriptor's decimation was changed while this accessor exists: the sample that was due stays
-  /// due, and no counter is left above the new decimation.
+  /// To be called after the descriptor's decimation was changed while this accessor exists: the sample that was due
+  /// stays due, and no counter is left above the new decimation.
   /// @param before The decimation before the change.
   void followDecimation(unsigned long before);
 

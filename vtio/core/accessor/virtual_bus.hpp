@@ -21,8 +21,9 @@ class CachedVirtualBus;
 /// Applies the logging interval, a decimation counted per leaf and the leaf's transformation, then delivers the leaf
 /// with its position.
 ///
-/// Positions follow SignalDescriptor::leafNVBusIterator(): a whole non-virtual bus takes one. The counter of a leaf that
-/// is not updated in a step stays as it is. Positions are not checked. Allocates nothing per step, except for texts.
+/// Positions follow SignalDescriptor::leafNVBusIterator(): a whole non-virtual bus takes one. The counter of a leaf
+/// that is not updated in a step stays as it is. Positions are not checked. Allocates nothing per step, except for
+/// texts.
 class VTIO_EXPORT VirtualBus : public Accessor {
  public:
   /// @param timePointers Bound address of each leaf's time in seconds, by position.

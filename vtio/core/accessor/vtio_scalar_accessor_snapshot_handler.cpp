@@ -1,4 +1,4 @@
-// Stands beside the accessor, whose state it reads and writes.
+// In this folder because it reads and writes the accessor's state.
 #include "vtio/core/utils/vtio_scalar_accessor_snapshot_handler.hpp"
 
 #include <vector>

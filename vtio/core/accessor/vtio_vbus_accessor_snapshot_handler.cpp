@@ -1,4 +1,4 @@
-// Stands beside the accessor, whose state it reads and writes.
+// In this folder because it reads and writes the accessor's state.
 #include "vtio/core/utils/vtio_vbus_accessor_snapshot_handler.hpp"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ std::unique_ptr<VtioAccessorSnapshotElement> VtioVBusAccessorSnapshotHandler::ca
 }
 
 void VtioVBusAccessorSnapshotHandler::rollBack(Element& element) {
-  // A descriptor may announce fewer input ports than its tree has leaves: only the counters there are can be restored.
+  // A descriptor may announce fewer input ports than its tree has leaves: there are fewer counters then.
   const std::size_t count = std::min(accessor_.leaves_.size(), accessor_.decimationCounters_.size());
   for (std::size_t i = 0; i < count; ++i) accessor_.decimationCounters_[i] = element.decimationCounter(i);
 }

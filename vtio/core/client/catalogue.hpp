@@ -35,8 +35,8 @@ using utils::Node;
 /// Clients of one dataset by id, which is the order of addClient() calls.
 using ClientCollection = std::map<unsigned long, std::unique_ptr<Client>>;
 
-/// Owns what one simulation logs. Descriptors live until the catalogue is destroyed, clients until then or until they
-/// are deleted here. Used by the one simulation thread.
+/// Owns what one simulation logs. Descriptors are valid until the catalogue is destroyed, clients until then or until
+/// they are deleted here. Used by the one simulation thread.
 class VTIO_EXPORT Catalogue {
  public:
   /// Run settings. Switches hold exactly u"on" or u"off".
@@ -44,7 +44,7 @@ class VTIO_EXPORT Catalogue {
     SignalLoggingToPersistentStorage = 0,
     DisableSignalLoggingToR2forXIL = 1,
     SignalStorageParameters = 2,
-    Reserved3 = 3,
+    Reserved3 = 3,  // reserved values exist for the binary interface alone
     Reserved4 = 4,
     Reserved5 = 5,
     OutputLogging = 6,
@@ -113,7 +113,8 @@ class VTIO_EXPORT Catalogue {
   /// @throws std::out_of_range with the name if it is not registered.
   [[nodiscard]] ClientCollection& clientCollection(ustring name) const;
 
-  /// Destroys the client filed in the client's dataset under its creation sequence number, which may differ from its id.
+  /// Destroys the client whose id in the client's dataset is the client's creation sequence number, which may differ
+  /// from its id.
   /// @throws std::out_of_range with the dataset name if it is not registered.
   void deleteClient(const Client& client);
 
@@ -190,9 +191,9 @@ class VTIO_EXPORT Catalogue {
   /// The value of a results variable; empty if the dataset has nothing to write.
   [[nodiscard]] vtu::qxArrayWrapper resultsArray(const ResultsVariable& variable);
 
-  /// Writes the results variables into a new Qat file. Failures of writing and closing are ignored; an exception while a
-  /// dataset is built leaves the file open, with what was written before. recorders/recording_session.hpp has a save()
-  /// that reports both.
+  /// Writes the results variables into a new Qat file. Failures of writing and closing are ignored; an exception while
+  /// a dataset is built leaves the file open, with what was written before. recorders/recording_session.hpp has a
+  /// save() that reports both.
   /// @throws vtsv::IException "Vortan:FileIO" / "ToFromFileOpenCloseErr" with the name if the file cannot be created.
   void saveDatasetsToQatFile(const ustring& fileName);
 

@@ -9,7 +9,7 @@
 ///       vtu::qxArrayWrapper datasetElement() override { return {}; }
 ///     };
 ///
-/// Hand it to Catalogue::addClient() and subscribe it with Accessor::addClient().
+/// Give it to Catalogue::addClient() and subscribe it with Accessor::addClient().
 #pragma once
 
 #include <cstdint>
@@ -38,7 +38,7 @@ class VTIO_EXPORT Client {
  public:
   enum clientType : std::uint32_t {
     SignalLogging = 0,
-    Reserved1 = 1,
+    Reserved1 = 1,       // reserved values exist for the binary interface alone
     OutportLogging = 2,  ///< Root outports.
     Other = 3,           ///< Any client whose type number is not known.
     Reserved4 = 4,
@@ -55,7 +55,7 @@ class VTIO_EXPORT Client {
   };
 
   Client(clientType type, const SignalDescriptor& descriptor);
-  /// @param flag Kept for derived clients; without meaning here.
+  /// @param flag For the binary interface alone; stored and never read.
   Client(clientType type, const SignalDescriptor& descriptor, bool flag);
 
   Client(const Client&) = delete;
@@ -85,8 +85,8 @@ class VTIO_EXPORT Client {
   [[nodiscard]] unsigned long id() const { return id_; }
   [[nodiscard]] const SignalDescriptor& signalDescriptor() const { return signalDescriptor_; }
 
-  /// Order of clients in a dataset: by descriptor, then by creation sequence number. Clients of the very same descriptor
-  /// object are unordered.
+  /// Order of clients in a dataset: by descriptor, then by creation sequence number. Clients of the very same
+  /// descriptor object are unordered.
   [[nodiscard]] static bool lessThan(const Client* a, const Client* b);
 
   /// Groups a further iteration of the same signal under this client; borrowed.

@@ -10,7 +10,8 @@ namespace vtio::core::client {
 
 /// Writes the results variables into a new file. An exception while a dataset is built leaves the file open, with what
 /// was written before.
-/// @return The first failure of writing or closing, in words; it is not reported in any other way. Empty if there is none.
+/// @return The first failure of writing or closing, in words; it is not reported in any other way. Empty if there is
+///   none.
 /// @throws vtsv::IException "Vortan:FileIO" / "ToFromFileOpenCloseErr" with the name if the file cannot be created.
 std::string writeResults(Catalogue& catalogue, const ustring& fileName);
 

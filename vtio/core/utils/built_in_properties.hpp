@@ -1,5 +1,5 @@
 /// @file
-/// Properties that a class name alone stands for. Not installed; see Node::getFxpDataTypeProperties().
+/// Properties of the built-in class names. Not installed; see Node::getFxpDataTypeProperties().
 #pragma once
 
 #include <string_view>

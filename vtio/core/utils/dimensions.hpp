@@ -18,7 +18,7 @@ namespace vtio::core::utils {
   return static_cast<long long>(product);
 }
 
-/// The product with the two marker values moved out of the way: -1 becomes -2, and the largest signed 64-bit value -1.
+/// The product with two values replaced: -1 by -2, and the largest signed 64-bit value by -1.
 [[nodiscard]] inline long long normalizedDimensionProduct(const std::vector<long long>& dimensions) noexcept {
   const long long product = dimensionProduct(dimensions);
   if (product == -1) return -2;

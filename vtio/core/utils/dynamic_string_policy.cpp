@@ -17,7 +17,7 @@ std::unique_ptr<const SignalDescriptorNodePolicy> DynamicStringPolicy::getCopy()
 const void* DynamicStringPolicy::transformedDataPointer(const void* data) const {
   store_->push_back(std::make_unique<ustring>(VTTypeSys::StringDataType::getUStringScalarFromVoidPtrInput(data)));
   const ustring* kept = store_->back().get();
-  // A leaf shorter than an address gets what fits; the bytes behind the address stay zero from construction.
+  // A leaf shorter than an address gets its first bytes; the bytes after the address are zero since construction.
   const std::size_t delivered = std::min<std::size_t>(sizeof(void*), byteCount_);
   if (delivered > 0) std::memcpy(outputBuffer_.data(), &kept, delivered);
   return outputBuffer_.data();

@@ -13,7 +13,7 @@ namespace vtio::core::utils {
 
 /// Keeps a copy of each string sample in the leaf's store and delivers that copy's address.
 ///
-/// The first eight bytes of what clients receive are the address of a `ustring` that lives as long as the leaf; the
+/// The first eight bytes of what clients receive are the address of a `ustring` that is valid as long as the leaf; the
 /// bytes after it, up to the leaf's maximum, are zero. Made by StringLeafNode only.
 class VTIO_EXPORT DynamicStringPolicy : public TransformationPolicy {
  public:

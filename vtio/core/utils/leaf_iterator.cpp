@@ -14,7 +14,7 @@ bool isNonVirtual(const Node& node) {
   return node.getSignalType() == nonVirtualBus || node.getSignalType() == arrayOfNonVirtualBuses;
 }
 
-// How often a walk that loops over arrays of buses visits the node.
+// How many times an iterator that loops over arrays of buses visits the node.
 long long repetitions(const Node* node) {
   const auto* bus = dynamic_cast<const NVBusNode*>(node);
   if (bus == nullptr || bus->arrayOfBusDimensions().empty()) return 1;
@@ -58,7 +58,7 @@ void LeafIterator::goToLeaf() {
     const auto* bus = dynamic_cast<const BusNode*>(pending_.back());
     if (bus == nullptr || (stopAtNVBus_ && isNonVirtual(*bus)) || bus->numberOfChildren() == 0) return;
     pending_.pop_back();
-    // The announced count bounds the walk; a bus that was given fewer children is walked over those it has.
+    // At most the announced number of children is visited; a bus that has fewer is visited over those it has.
     const std::size_t count = std::min<std::size_t>(bus->numberOfChildren(), bus->children().size());
     for (std::size_t i = count; i-- > 0;) push(bus->children()[i].get());
   }

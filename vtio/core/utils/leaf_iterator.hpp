@@ -1,5 +1,5 @@
 /// @file
-/// Walks the leaves of a signal tree, depth first, first child first.
+/// Visits the leaves of a signal tree, depth first, first child first.
 ///
 ///     for (LeafIterator leaves = root.leafIterator(); const LeafNode* leaf = *leaves; ++leaves) use(*leaf);
 ///

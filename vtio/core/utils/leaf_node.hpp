@@ -28,9 +28,9 @@ inline constexpr const char* kStringClassName = "string";
 
 /// A typed element: data type, dimensions, complexity, unit, interpolation, start date, and its policies.
 ///
-/// Immutable once built, except for policies added later. Dimensions are signed 64-bit, empty for a scalar; constructors
-/// without properties throw vtsv::IException ("Vortan:logLoadBlocks" / "UnhandledDatatype") for a class name that
-/// Node::getFxpDataTypeProperties() does not know.
+/// Immutable once built, except for policies added later. Dimensions are signed 64-bit, empty for a scalar;
+/// constructors without properties throw vtsv::IException ("Vortan:logLoadBlocks" / "UnhandledDatatype") for a class
+/// name that Node::getFxpDataTypeProperties() does not know.
 class VTIO_EXPORT LeafNode : public Node {
  public:
   LeafNode(int datatypeTableId, int userDefinedDatatypeTableId, const ustring& name, bool isComplex,

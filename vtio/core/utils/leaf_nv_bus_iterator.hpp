@@ -1,5 +1,5 @@
 /// @file
-/// Walks a signal tree leaf by leaf, taking each non-virtual bus as one item.
+/// Visits the leaves of a signal tree, with each non-virtual bus as one item.
 #pragma once
 
 #include "vtio/core/utils/leaf_iterator.hpp"

@@ -25,8 +25,8 @@ class TransformationPolicy;
 
 /// One node of a signal tree.
 ///
-/// Built bottom-up on one thread and handed by ownership to its parent or to a SignalDescriptor; read-only from then on,
-/// except that policies may still be added. References returned live as long as the node.
+/// Built bottom-up on one thread and owned by its parent or by a SignalDescriptor; read-only from then on, except that
+/// policies may still be added. Returned references are valid as long as the node.
 class VTIO_EXPORT Node {
  public:
   /// A node of type `unspecified`, 0 bytes, no children, data type table id 0.
@@ -48,14 +48,14 @@ class VTIO_EXPORT Node {
 
   virtual ~Node();
 
-  /// A deep copy without parent and with child order -2; empty for a plain node.
+  /// A deep copy without parent and with child order -2; empty for a node of class Node itself.
   [[nodiscard]] virtual std::unique_ptr<Node> getCopy() const;
 
   /// Indices of the transformation policies among all policies of this node; null when there are none.
   [[nodiscard]] virtual const std::vector<unsigned long>* transformationPolicies() const;
 
   /// @param index An entry of transformationPolicies(); not checked.
-  /// @return The policy; null if it is none that transforms.
+  /// @return The policy; null if it does not transform.
   [[nodiscard]] virtual const TransformationPolicy* transformationPolicy(unsigned long index) const;
 
   /// Whether any policy of this node has the type.

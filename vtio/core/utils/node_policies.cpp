@@ -13,7 +13,7 @@ void appendPolicy(PolicyList& policies, PolicyIndexList& transformationIndices,
     policies.push_back(std::move(policy));
     return;
   }
-  transformationIndices.reserve(transformationIndices.size() + 1);  // so that no index is left without its policy
+  transformationIndices.reserve(transformationIndices.size() + 1);  // the last push_back() then cannot throw
   policies.push_back(std::move(policy));
   transformationIndices.push_back(policies.size() - 1);
   DeliveryEpoch::advance();

@@ -14,7 +14,7 @@ class TransformationPolicy;
 using PolicyList = std::vector<std::unique_ptr<const SignalDescriptorNodePolicy>>;
 using PolicyIndexList = std::vector<unsigned long>;
 
-/// Appends the policy, and its index to the indices if it transforms data: of both or of none.
+/// Appends the policy and, if it transforms data, its index. If it throws, neither list has changed.
 void appendPolicy(PolicyList& policies, PolicyIndexList& transformationIndices,
                   std::unique_ptr<const SignalDescriptorNodePolicy> policy);
 

@@ -1,7 +1,7 @@
 /// @file
-/// The identity card of one logged signal, around the root of its tree.
+/// Describes one logged signal: its name, block path, port, limits, and the tree of its data.
 ///
-///     const SignalDescriptor& speed = catalogue.createSignalDescriptor(std::move(root), 1, 0, 1, u"speed", u"", path, 0);
+///     const SignalDescriptor& speed = catalogue.createSignalDescriptor({.root = std::move(root), .name = u"speed"});
 ///     speed.blockPath();
 ///
 /// Made by the Catalogue (catalogue.hpp). Ports of the top model: inport_outport_signal_descriptor.hpp.
@@ -31,8 +31,8 @@ namespace vtio::core::utils {
 
 /// Name, block path, port, limits and tree of one logged signal.
 ///
-/// Owned by the catalogue and alive as long as it; accessors and clients borrow it. Changed after construction only by a
-/// logging override and by the for-each dimensions. References returned live as long as the descriptor.
+/// Owned by the catalogue and destroyed with it; accessors and clients borrow it. Changed after construction only by a
+/// logging override and by the for-each dimensions. Returned references are valid as long as the descriptor.
 class VTIO_EXPORT SignalDescriptor {
  public:
   /// @param catalogueIndex Position among the catalogue's descriptors.
@@ -59,7 +59,7 @@ class VTIO_EXPORT SignalDescriptor {
   /// @return 1 when this one comes first, -1 when it comes after (also compared with itself), 0 for a tie.
   [[nodiscard]] virtual int operator<(const SignalDescriptor& other) const;
 
-  /// An independent plain descriptor with a deep copy of the tree; a port's kind and order are not carried over.
+  /// A new descriptor of class SignalDescriptor with a deep copy of the tree; a port's kind and order are not copied.
   [[nodiscard]] virtual std::unique_ptr<SignalDescriptor> getCopy() const;
 
   /// Position of a root inport; 0 for all others.
@@ -87,8 +87,8 @@ class VTIO_EXPORT SignalDescriptor {
   [[nodiscard]] LeafIterator leafIterator() const;
   [[nodiscard]] LeafNVBusIterator leafNVBusIterator() const;
 
-  /// Applies an override: a custom name if one is asked for; decimation and point limit always, reset to 1 and 0 when
-  /// they are not used.
+  /// Applies an override: the custom name if the override has one; decimation and point limit always, reset to 1 and 0
+  /// when they are not used.
   void overrideSignal(const sigstg::LoggingInfo& info);
 
   /// Whether the name is one of the twelve built-in data types.
@@ -98,7 +98,7 @@ class VTIO_EXPORT SignalDescriptor {
   [[nodiscard]] static qxClassID classNameToQxClassID(const std::string& className);
 
   /// A fresh leaf like the given one but of other dimensions, without its policies. Fixed-point, string and enumerated
-  /// leaves keep their kind, all others become plain leaves.
+  /// leaves keep their class, all others become a LeafNode.
   /// @param dimensions Empty for a scalar.
   [[nodiscard]] static std::unique_ptr<LeafNode> getLeafNode(LeafNode& leaf, const std::vector<long long>& dimensions);
 

@@ -9,9 +9,9 @@
 
 namespace vtio::core::utils {
 
-/// A policy of one node: metadata, or a transformation of the data on its way to the clients.
+/// A policy of one node: metadata, or a transformation of the data before it is delivered to clients.
 ///
-/// Nodes own their policies; a policy lives as long as its node.
+/// Owned by its node and destroyed with it.
 class VTIO_EXPORT SignalDescriptorNodePolicy {
  public:
   enum policyType : std::int32_t { visualizationMetadata = 0, splitBuffer = 6, dynamicString = 7 };

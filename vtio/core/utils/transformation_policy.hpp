@@ -1,5 +1,5 @@
 /// @file
-/// Policies that replace the data address on its way from the accessor to the clients.
+/// Policies that replace the data address that clients receive.
 #pragma once
 
 #include "vtio/core/utils/signal_descriptor_node_policy.hpp"

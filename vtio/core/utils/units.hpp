@@ -14,7 +14,7 @@ class VTIO_EXPORT units {
   units();
 
   /// The user's expression of a unit id; empty for ids below 1, for which the table is not touched.
-  /// @param flag Accepted, without effect.
+  /// @param flag For the binary interface alone; no effect.
   units(int unitId, const VTUnitSys::UnitTable* table, bool flag);
 
   /// Takes the expression as given.
