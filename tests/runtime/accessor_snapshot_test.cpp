@@ -5,7 +5,6 @@
 
 #include <memory>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "platform/logging_interval.hpp"

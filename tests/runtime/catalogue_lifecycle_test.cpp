@@ -5,9 +5,7 @@
 
 #include <fstream>
 #include <memory>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "tests/runtime/generated_code.hpp"
 #include "tests/runtime/qalc_support.hpp"

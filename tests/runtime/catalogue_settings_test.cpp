@@ -3,10 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include "tests/runtime/qalc_support.hpp"

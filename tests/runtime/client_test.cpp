@@ -8,7 +8,6 @@
 #include <limits>
 #include <memory>
 #include <type_traits>
-#include <utility>
 
 #include "tests/runtime/recording_client.hpp"
 #include "vtio/core/utils/inport_outport_signal_descriptor.hpp"

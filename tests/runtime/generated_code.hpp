@@ -5,7 +5,6 @@
 #include <cstdarg>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/runtime/qalc_support.hpp"

@@ -8,9 +8,7 @@
 #include <deque>
 #include <memory>
 #include <set>
-#include <stdexcept>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include <random>

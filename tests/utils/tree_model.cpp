@@ -1,7 +1,6 @@
 #include "tests/utils/tree_model.hpp"
 
 #include <iterator>
-#include <utility>
 
 #include "vtio/core/utils/bus_node.hpp"
 #include "vtio/core/utils/leaf_node.hpp"

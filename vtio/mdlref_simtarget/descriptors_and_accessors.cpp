@@ -2,7 +2,6 @@
 #include <cstdarg>
 #include <memory>
 #include <stdexcept>
-#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>

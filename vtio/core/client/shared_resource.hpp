@@ -3,7 +3,6 @@
 #pragma once
 
 #include <string>
-#include <utility>
 
 #include "vtio/export.hpp"
 
