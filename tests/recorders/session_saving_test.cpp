@@ -211,7 +211,7 @@ TEST_F(SessionSaving, FileThatIsBeingWrittenIsLeftAlone) {
 }
 
 TEST_F(SessionSaving, LongNameIsWrittenInPlace) {
-  const std::string name = file((std::string(250, 'r') + ".qat").c_str());
+  const std::string name = file(std::string(253, 'r').c_str());
   session_.save(name);
   EXPECT_EQ(savedTimes(name).size(), 100U);
 }
