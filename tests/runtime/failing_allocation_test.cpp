@@ -170,6 +170,7 @@ TEST(DescriptorAllocationTest, aFailedDescriptorLeavesNothingBehind) {
     return made == nullptr;
   };
   ASSERT_FALSE(attempt(10000)) << "the path's texts are interned from here on";
+  ASSERT_TRUE(attempt(0)) << "the text of this thread's last error has its memory from here on";
   failEveryAllocation([&](std::size_t allowed) {
     const std::ptrdiff_t before = liveAllocations();
     const bool failed = attempt(allowed);
@@ -184,6 +185,11 @@ TEST(AccessorAllocationTest, aFailureGivesNullAndLeavesNothingBehind) {
   const smartlog::LoggingInterval interval;
   const auto scalar = makeDescriptor(makeLeaf());
   const auto bus = makeDescriptor(makeTopBus(3), {.inputs = 3});
+  {
+    const FailingAllocation failure(0);
+    ASSERT_EQ(zetGetAccessor(scalar.get(), &interval), nullptr)
+        << "the text of this thread's last error has its memory from here on";
+  }
   for (const SignalDescriptor* descriptor : {scalar.get(), bus.get()}) {
     const int failures = failEveryAllocation([&](std::size_t allowed) {
       const std::ptrdiff_t before = liveAllocations();
