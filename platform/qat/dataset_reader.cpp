@@ -83,7 +83,7 @@ qalc::ArrayPtr Reader::readTexts(hid_t dataset, const std::vector<std::size_t>& 
   qalc::ArrayPtr cells(qxCreateCellArray(extents.size(), extents.data()));
   const qalc::Dimensions& dims = cells->dims;
   std::vector<std::size_t> index(dims.size(), 0);
-  for (auto& cell : cells->storage->cells) {
+  for (auto& cell : cells->storage->ownCells) {
     std::size_t place = 0;
     for (std::size_t axis = 0; axis < dims.size(); ++axis) place = place * dims.data()[axis] + index[axis];
     cell = rowOfText(texts.at(place));

@@ -34,7 +34,7 @@ bool sameValue(const qxArray* a, const qxArray* b) {
       !std::equal(a->dims.begin(), a->dims.end(), b->dims.begin(), b->dims.end())) {
     return false;
   }
-  if (a->id == qxCELL) return sameList(a->storage->cells, b->storage->cells);
+  if (a->id == qxCELL) return sameList(a->storage->cells(), b->storage->cells());
   if (a->id == qxSTRUCT) return sameFields(a->storage->fields, b->storage->fields);
   return sameElements(*a, *b);
 }

@@ -119,7 +119,7 @@ qalc::ArrayPtr Reader::readCells(hid_t group) {
   qalc::ArrayPtr cells(qxCreateCellArray(dims.size(), dims.data()));
   for (std::size_t i = 0; i < count; ++i) {
     if (std::binary_search(empty.begin(), empty.end(), i)) continue;
-    cells->storage->cells[i] = readMember(group, std::to_string(i));
+    cells->storage->ownCells[i] = readMember(group, std::to_string(i));
   }
   return cells;
 }

@@ -53,7 +53,7 @@ bool planTextCells(FieldPlan& plan) {
   plan.cellsAreRows = !asColumns;
   plan.offsets.push_back(0);
   for (const qxArray* value : plan.values) {
-    for (const auto& cell : value->storage->cells) {
+    for (const auto& cell : value->storage->cells()) {
       auto text = textOfRow(cell.get());
       if (!text) return false;
       plan.texts.push_back(std::move(*text));

@@ -33,7 +33,7 @@ qalc::ArrayPtr cellsOf(const TableColumn& column, std::size_t row) {
   const std::size_t count = column.offsets[row + 1] - first;
   const std::size_t dims[] = {column.cellsAreRows ? 1 : count, column.cellsAreRows ? count : 1};
   qalc::ArrayPtr cells(qxCreateCellArray(2, dims));
-  for (std::size_t i = 0; i < count; ++i) cells->storage->cells[i] = rowOfText(column.texts[first + i]);
+  for (std::size_t i = 0; i < count; ++i) cells->storage->ownCells[i] = rowOfText(column.texts[first + i]);
   return cells;
 }
 
@@ -61,7 +61,7 @@ qalc::ArrayPtr Reader::readTable(hid_t group) {
   qalc::ArrayPtr cells(qxCreateCellArray(dims.size(), dims.data()));
   for (std::size_t i = 0; i < rows; ++i) {
     const std::string name = std::to_string(i);
-    cells->storage->cells[i] = atPlace(name, [&] {
+    cells->storage->ownCells[i] = atPlace(name, [&] {
       haddr_t address = HADDR_UNDEF;
       const Handle members = hasRows ? openMember(group, name, &address) : Handle();
       return readRow(columns, i, members.get());

@@ -63,7 +63,7 @@ Handle Writer::makeGroup(hid_t group, const std::string& link, hid_t list) {
 
 Handle Writer::writeCells(hid_t group, const std::string& link, const qxArray& array, int depth) {
   if (Handle texts = writeTextCells(group, link, array)) return texts;
-  if (const auto plan = planTable(borrowed(array.storage->cells), kDeepestNesting - depth)) {
+  if (const auto plan = planTable(borrowed(array.storage->cells()), kDeepestNesting - depth)) {
     return writeTable(group, link, array, *plan, depth);
   }
   return writeCellGroup(group, link, array, depth);
@@ -71,7 +71,7 @@ Handle Writer::writeCells(hid_t group, const std::string& link, const qxArray& a
 
 Handle Writer::writeTextCells(hid_t group, const std::string& link, const qxArray& array) {
   std::vector<std::string> texts;
-  for (const auto& cell : array.storage->cells) {
+  for (const auto& cell : array.storage->cells()) {
     auto text = textOfRow(cell.get());
     if (!text) return {};
     texts.push_back(std::move(*text));
@@ -97,8 +97,8 @@ Handle Writer::writeCellGroup(hid_t group, const std::string& link, const qxArra
   writeTextAttribute(kit_, cells.get(), kKindAttribute, "cell");
   writeDimsAttribute(cells.get(), array.dims);
   std::vector<std::uint64_t> empty;
-  for (std::size_t i = 0; i < array.storage->cells.size(); ++i) {
-    const qxArray* cell = array.storage->cells[i].get();
+  for (std::size_t i = 0; i < array.storage->cells().size(); ++i) {
+    const qxArray* cell = array.storage->cells()[i].get();
     if (cell == nullptr) {
       empty.push_back(i);
       continue;
