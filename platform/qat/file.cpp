@@ -12,7 +12,7 @@
 #include "platform/qat/equality.hpp"
 #include "platform/qat/failure.hpp"
 #include "platform/qat/names.hpp"
-#include "platform/qat/reader.hpp"
+#include "platform/qat/read/reader.hpp"
 #include "platform/qat/superblock.hpp"
 
 namespace vtu::qat {

@@ -11,7 +11,7 @@
 #include "platform/qat/integrity/file_source.hpp"
 #include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
-#include "platform/qat/writer.hpp"
+#include "platform/qat/write/writer.hpp"
 
 namespace vtu::qat {
 

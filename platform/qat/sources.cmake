@@ -3,12 +3,8 @@ list(APPEND VTIO_QAT_SOURCES
   qat.cpp
   qat/attributes.cpp
   qat/attributes.hpp
-  qat/byte_image.hpp
   qat/checksum.cpp
   qat/checksum.hpp
-  qat/dataset_reader.cpp
-  qat/dataset_writer.cpp
-  qat/dataset_writer.hpp
   qat/equality.cpp
   qat/equality.hpp
   qat/failure.cpp
@@ -17,8 +13,6 @@ list(APPEND VTIO_QAT_SOURCES
   qat/file.hpp
   qat/file_bytes.cpp
   qat/file_bytes.hpp
-  qat/gathered_write.cpp
-  qat/gathered_write.hpp
   qat/hdf5.hpp
   qat/integrity/blocks.cpp
   qat/integrity/blocks.hpp
@@ -51,32 +45,38 @@ list(APPEND VTIO_QAT_SOURCES
   qat/integrity/tree.hpp
   qat/kit.cpp
   qat/kit.hpp
-  qat/link_index_image.cpp
-  qat/link_index_image.hpp
   qat/names.cpp
   qat/names.hpp
-  qat/object_image.cpp
-  qat/object_image.hpp
-  qat/reader.cpp
-  qat/reader.hpp
-  qat/row_images.cpp
-  qat/row_images.hpp
-  qat/shared_objects.cpp
-  qat/shared_objects.hpp
+  qat/read/dataset_reader.cpp
+  qat/read/reader.cpp
+  qat/read/reader.hpp
+  qat/read/table_column.hpp
+  qat/read/table_reader.cpp
+  qat/read/text_reader.cpp
+  qat/read/text_reader.hpp
   qat/superblock.cpp
   qat/superblock.hpp
-  qat/table_column.hpp
-  qat/table_images.cpp
-  qat/table_images.hpp
-  qat/table_plan.cpp
-  qat/table_plan.hpp
-  qat/table_reader.cpp
-  qat/table_writer.cpp
-  qat/text_heap_image.cpp
-  qat/text_heap_image.hpp
-  qat/text_reader.cpp
-  qat/text_reader.hpp
   qat/utf8_rows.cpp
   qat/utf8_rows.hpp
-  qat/writer.cpp
-  qat/writer.hpp)
+  qat/write/byte_image.hpp
+  qat/write/dataset_writer.cpp
+  qat/write/dataset_writer.hpp
+  qat/write/gathered_write.cpp
+  qat/write/gathered_write.hpp
+  qat/write/link_index_image.cpp
+  qat/write/link_index_image.hpp
+  qat/write/object_image.cpp
+  qat/write/object_image.hpp
+  qat/write/row_images.cpp
+  qat/write/row_images.hpp
+  qat/write/shared_objects.cpp
+  qat/write/shared_objects.hpp
+  qat/write/table_images.cpp
+  qat/write/table_images.hpp
+  qat/write/table_plan.cpp
+  qat/write/table_plan.hpp
+  qat/write/table_writer.cpp
+  qat/write/text_heap_image.cpp
+  qat/write/text_heap_image.hpp
+  qat/write/writer.cpp
+  qat/write/writer.hpp)

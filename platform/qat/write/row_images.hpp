@@ -19,10 +19,10 @@
 
 #include "platform/qat/file_bytes.hpp"
 #include "platform/qat/kit.hpp"
-#include "platform/qat/object_image.hpp"
-#include "platform/qat/shared_objects.hpp"
-#include "platform/qat/table_plan.hpp"
-#include "platform/qat/text_heap_image.hpp"
+#include "platform/qat/write/object_image.hpp"
+#include "platform/qat/write/shared_objects.hpp"
+#include "platform/qat/write/table_plan.hpp"
+#include "platform/qat/write/text_heap_image.hpp"
 
 namespace vtu::qat {
 

@@ -1,4 +1,4 @@
-#include "platform/qat/shared_objects.hpp"
+#include "platform/qat/write/shared_objects.hpp"
 
 #include "platform/qat/failure.hpp"
 

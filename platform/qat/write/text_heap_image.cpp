@@ -1,4 +1,4 @@
-#include "platform/qat/text_heap_image.hpp"
+#include "platform/qat/write/text_heap_image.hpp"
 
 namespace vtu::qat {
 

@@ -1,11 +1,11 @@
-#include "platform/qat/dataset_writer.hpp"
+#include "platform/qat/write/dataset_writer.hpp"
 
 #include <algorithm>
 #include <cstring>
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
-#include "platform/qat/gathered_write.hpp"
+#include "platform/qat/write/gathered_write.hpp"
 
 namespace vtu::qat {
 namespace {

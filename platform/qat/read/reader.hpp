@@ -11,7 +11,7 @@
 #include "platform/qat/file_bytes.hpp"
 #include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
-#include "platform/qat/text_reader.hpp"
+#include "platform/qat/read/text_reader.hpp"
 
 namespace vtu::qat {
 

@@ -1,4 +1,4 @@
-#include "platform/qat/object_image.hpp"
+#include "platform/qat/write/object_image.hpp"
 
 #include "platform/qat/failure.hpp"
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/qat/link_index_image.hpp"
-#include "platform/qat/row_images.hpp"
+#include "platform/qat/write/link_index_image.hpp"
+#include "platform/qat/write/row_images.hpp"
 
 namespace vtu::qat {
 

@@ -1,8 +1,8 @@
-#include "platform/qat/table_plan.hpp"
+#include "platform/qat/write/table_plan.hpp"
 
 #include <algorithm>
 
-#include "platform/qat/dataset_writer.hpp"
+#include "platform/qat/write/dataset_writer.hpp"
 #include "platform/qat/names.hpp"
 #include "platform/qat/utf8_rows.hpp"
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "platform/qat/byte_image.hpp"
+#include "platform/qat/write/byte_image.hpp"
 
 namespace vtu::qat {
 

@@ -4,8 +4,8 @@
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
-#include "platform/qat/table_images.hpp"
-#include "platform/qat/writer.hpp"
+#include "platform/qat/write/table_images.hpp"
+#include "platform/qat/write/writer.hpp"
 
 namespace vtu::qat {
 namespace {

@@ -11,7 +11,7 @@
 #include <span>
 #include <string_view>
 
-#include "platform/qat/object_image.hpp"
+#include "platform/qat/write/object_image.hpp"
 
 namespace vtu::qat {
 

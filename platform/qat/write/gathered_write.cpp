@@ -1,8 +1,8 @@
-#include "platform/qat/gathered_write.hpp"
+#include "platform/qat/write/gathered_write.hpp"
 
 #include <cstring>
 
-#include "platform/qat/dataset_writer.hpp"
+#include "platform/qat/write/dataset_writer.hpp"
 
 namespace vtu::qat {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/qat/link_index_image.hpp"
+#include "platform/qat/write/link_index_image.hpp"
 
 #include <algorithm>
 #include <bit>

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/qat/failure.hpp"
-#include "platform/qat/reader.hpp"
+#include "platform/qat/read/reader.hpp"
 
 namespace vtu::qat {
 

@@ -5,10 +5,10 @@
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
 #include "platform/qat/names.hpp"
-#include "platform/qat/reader.hpp"
-#include "platform/qat/table_column.hpp"
+#include "platform/qat/read/reader.hpp"
+#include "platform/qat/read/table_column.hpp"
 #include "platform/qat/utf8_rows.hpp"
-#include "platform/qat/writer.hpp"
+#include "platform/qat/write/writer.hpp"
 
 namespace vtu::qat {
 namespace {

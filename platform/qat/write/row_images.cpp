@@ -1,11 +1,11 @@
-#include "platform/qat/row_images.hpp"
+#include "platform/qat/write/row_images.hpp"
 
 #include <algorithm>
 #include <stdexcept>
 
 #include "platform/qat/attributes.hpp"
-#include "platform/qat/dataset_writer.hpp"
-#include "platform/qat/gathered_write.hpp"
+#include "platform/qat/write/dataset_writer.hpp"
+#include "platform/qat/write/gathered_write.hpp"
 #include "platform/qat/names.hpp"
 #include "platform/qat/utf8_rows.hpp"
 

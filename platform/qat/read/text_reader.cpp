@@ -1,4 +1,4 @@
-#include "platform/qat/text_reader.hpp"
+#include "platform/qat/read/text_reader.hpp"
 
 #include <algorithm>
 #include <cstring>

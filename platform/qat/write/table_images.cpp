@@ -1,4 +1,4 @@
-#include "platform/qat/table_images.hpp"
+#include "platform/qat/write/table_images.hpp"
 
 #include <stdexcept>
 

@@ -4,8 +4,8 @@
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
-#include "platform/qat/reader.hpp"
-#include "platform/qat/table_column.hpp"
+#include "platform/qat/read/reader.hpp"
+#include "platform/qat/read/table_column.hpp"
 #include "platform/qat/utf8_rows.hpp"
 
 namespace vtu::qat {

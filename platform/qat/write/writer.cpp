@@ -1,4 +1,4 @@
-#include "platform/qat/writer.hpp"
+#include "platform/qat/write/writer.hpp"
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"

@@ -6,9 +6,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/qat/dataset_writer.hpp"
-#include "platform/qat/shared_objects.hpp"
-#include "platform/qat/table_plan.hpp"
+#include "platform/qat/write/dataset_writer.hpp"
+#include "platform/qat/write/shared_objects.hpp"
+#include "platform/qat/write/table_plan.hpp"
 
 namespace vtu::qat {
 

@@ -12,7 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/qat/byte_image.hpp"
+#include "platform/qat/write/byte_image.hpp"
 #include "platform/qat/hdf5.hpp"
 
 namespace vtu::qat {
