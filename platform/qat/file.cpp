@@ -14,13 +14,14 @@
 #include "platform/qat/names.hpp"
 #include "platform/qat/read/reader.hpp"
 #include "platform/qat/superblock.hpp"
+#include "platform/qat/write/table_upkeep.hpp"
 
 namespace vtu::qat {
 namespace {
 
 constexpr const char* kFormatAttribute = "qat.format";
 constexpr const char* kVersionAttribute = "qat.version";
-constexpr std::uint32_t kVersion = 1;
+constexpr std::uint32_t kVersion = 2;
 constexpr off_t kReserve = 256 << 10;  // bytes that linking one more variable surely does not need
 
 /// A plain descriptor for the looks and repairs that happen before HDF5 opens the file.
@@ -57,9 +58,10 @@ void mendOpenMark(const std::string& name) {
 Handle makeAccessList() {
   Handle list(checked(H5Pcreate(H5P_FILE_ACCESS), kStorage, "cannot make a property list"));
   constexpr const char* kWhat = "cannot set up the file access";
-  checked(H5Pset_libver_bounds(list.get(), H5F_LIBVER_LATEST, H5F_LIBVER_LATEST), kStorage, kWhat);
+  checked(H5Pset_libver_bounds(list.get(), H5F_LIBVER_V110, H5F_LIBVER_V110), kStorage, kWhat);
   checked(H5Pset_fclose_degree(list.get(), H5F_CLOSE_STRONG), kStorage, kWhat);
   checked(H5Pset_file_locking(list.get(), true, true), kStorage, kWhat);
+  checked(H5Pset_sieve_buf_size(list.get(), 0), kStorage, kWhat);  // a write that fails says so at once
   checked(H5Pset_metadata_read_attempts(list.get(), 1), kStorage, kWhat);
   checked(H5Pset_fapl_sec2(list.get()), kStorage, kWhat);
   return list;
@@ -71,15 +73,6 @@ Handle makeFileCreationList() {
           "cannot keep the order of variables");
   checked(H5Pset_obj_track_times(list.get(), false), kStorage, "cannot set up the file");
   return list;
-}
-
-herr_t collectName(hid_t, const char* name, const H5L_info_t*, void* target) {
-  try {
-    static_cast<std::vector<std::string>*>(target)->push_back(decodeName(name));
-    return 0;
-  } catch (...) {
-    return -1;
-  }
 }
 
 }  // namespace
@@ -173,7 +166,7 @@ void File::writeFormat() {
 }
 
 void File::checkFormat() {
-  Reader reader(kit_, bytes_, *integrity_);
+  Reader reader(source());
   if (reader.textAttribute(root_.get(), kFormatAttribute) != "qat") {
     throw Failure(kDamaged, "is not a Qat file: the root attribute qat.format does not say \"qat\"");
   }
@@ -184,8 +177,8 @@ void File::checkFormat() {
       H5Aread(attribute.get(), H5T_NATIVE_UINT32, &version) < 0 || version == 0) {
     throw Failure(kDamaged, "is not a Qat file: it has no root attribute qat.version");
   }
-  if (version > kVersion) {
-    throw Failure(kUnsupported, "has format version " + std::to_string(version) + "; this library reads up to " +
+  if (version != kVersion) {
+    throw Failure(kUnsupported, "has format version " + std::to_string(version) + "; this library reads version " +
                                     std::to_string(kVersion));
   }
 }
@@ -201,12 +194,17 @@ void File::requireWritable() const {
 
 bool File::has(const std::string& link) const { return hasMember(root_.get(), link); }
 
-qalc::ArrayPtr File::get(const std::string& variable) {
+Source File::source() {
   requireUsable();
   if (mode_ != Mode::read) fileChanged();
+  return {kit_, bytes_, *integrity_, root_.get(), name_};
+}
+
+qalc::ArrayPtr File::get(const std::string& variable) {
+  const Source source = this->source();
   const std::string link = encodeName(variable);
   if (!has(link)) throw Failure(kAbsent, "no such variable");
-  return Reader(kit_, bytes_, *integrity_).readMember(root_.get(), link);
+  return Reader(source).readVariable(root_.get(), link);
 }
 
 void File::put(const std::string& variable, const qxArray& array) {
@@ -218,15 +216,18 @@ void File::put(const std::string& variable, const qxArray& array) {
   try {
     const Handle staging(
         checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage, "cannot make a group"));
-    Writer(file_.get(), kit_, bytes_, shared_).writeMember(staging.get(), name, array);
+    samples_.write(array, root_.get(), staging.get(), [&] { return keptNames(source(), name); });
+    Writer(file_.get(), kit_, shared_, samples_).writeMember(staging.get(), name, array);
     flush();
     link(staging, name);
   } catch (const Failure& failure) {
     shared_.clear();
+    samples_.clear();
     if (failure.code() == kStorage) abandon();
     throw;
   } catch (...) {
     shared_.clear();
+    samples_.clear();
     throw;
   }
   flush();
@@ -249,12 +250,21 @@ void File::requireDeletable(const std::string& link) {
 
 void File::link(const Handle& staging, const std::string& link) {
   reserve();
-  if (has(link)) {
+  samples_.link(root_.get(), staging.get());
+  const bool replaced = has(link);
+  if (replaced) {
     checked(H5Ldelete(root_.get(), link.c_str(), H5P_DEFAULT), kStorage, "the old variable cannot be removed");
     shared_.clear();
   }
   checked(H5Lcreate_hard(staging.get(), link.c_str(), root_.get(), link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage,
           "the variable cannot be linked");
+  if (replaced) removeUnusedTables();
+}
+
+void File::removeUnusedTables() {
+  flush();  // what is looked at must be in the file
+  qat::removeUnusedTables(source(), mode_ == Mode::create);
+  samples_.clear();
 }
 
 void File::remove(const std::string& variable) {
@@ -265,6 +275,7 @@ void File::remove(const std::string& variable) {
   requireDeletable(link);
   shared_.clear();
   checked(H5Ldelete(root_.get(), link.c_str(), H5P_DEFAULT), kStorage, "the variable cannot be removed");
+  removeUnusedTables();
   flush();
   settle();
 }
@@ -272,10 +283,8 @@ void File::remove(const std::string& variable) {
 std::vector<std::string> File::variables() {
   requireUsable();
   std::vector<std::string> names;
-  if (H5Literate(root_.get(), H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, collectName, &names) < 0) {
-    names.clear();
-    checked(H5Literate(root_.get(), H5_INDEX_NAME, H5_ITER_INC, nullptr, collectName, &names), kDamaged,
-            "the names cannot be read");
+  for (const std::string& link : memberNames(root_.get())) {
+    if (!link.starts_with("qat.")) names.push_back(decodeName(link));
   }
   return names;
 }
@@ -335,7 +344,7 @@ void File::close() {
 
 bool File::holds(haddr_t address, const qxArray& array) {
   try {
-    return sameValue(Reader(kit_, bytes_, *integrity_).readAt(file_.get(), address).get(), &array);
+    return sameValue(Reader(source()).readAt(address).get(), &array);
   } catch (const Failure&) {
     return false;
   }

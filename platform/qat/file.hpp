@@ -11,6 +11,7 @@
 #include "platform/qat/integrity/file_source.hpp"
 #include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
+#include "platform/qat/read/source.hpp"
 #include "platform/qat/write/writer.hpp"
 
 namespace vtu::qat {
@@ -37,6 +38,9 @@ class File final {
   void remove(const std::string& variable);
   [[nodiscard]] std::vector<std::string> variables();
 
+  /// What reading needs; valid until the file is changed or closed.
+  [[nodiscard]] Source source();
+
   /// Closes the file; nothing else may be called afterwards. @throws Failure when what was written is not all in the file.
   void close();
 
@@ -55,6 +59,7 @@ class File final {
   void requireWritable() const;
   [[nodiscard]] bool has(const std::string& link) const;
   void link(const Handle& staging, const std::string& link);
+  void removeUnusedTables();
   void flush();
   void reserve() const;
   void settle();
@@ -72,6 +77,7 @@ class File final {
   int spare_ = -1;                      // a duplicate of it, for the time after HDF5 has let go
   bool abandoned_ = false;
   SharedObjects shared_;
+  SampleStore samples_{kit_};
 };
 
 }  // namespace vtu::qat

@@ -48,35 +48,45 @@ list(APPEND VTIO_QAT_SOURCES
   qat/names.cpp
   qat/names.hpp
   qat/read/dataset_reader.cpp
+  qat/read/memory_budget.hpp
+  qat/read/open_table.cpp
+  qat/read/open_table.hpp
+  qat/read/open_tables.cpp
+  qat/read/open_tables.hpp
   qat/read/reader.cpp
   qat/read/reader.hpp
-  qat/read/table_column.hpp
+  qat/read/records.cpp
+  qat/read/sample_loader.cpp
+  qat/read/sample_loader.hpp
+  qat/read/source.cpp
+  qat/read/source.hpp
+  qat/read/structures.hpp
   qat/read/table_reader.cpp
+  qat/read/table_use.cpp
+  qat/read/table_use.hpp
   qat/read/text_reader.cpp
   qat/read/text_reader.hpp
+  qat/row_major_order.hpp
+  qat/sample_format.cpp
+  qat/sample_format.hpp
   qat/superblock.cpp
   qat/superblock.hpp
   qat/utf8_rows.cpp
   qat/utf8_rows.hpp
-  qat/write/byte_image.hpp
   qat/write/dataset_writer.cpp
   qat/write/dataset_writer.hpp
-  qat/write/gathered_write.cpp
-  qat/write/gathered_write.hpp
-  qat/write/link_index_image.cpp
-  qat/write/link_index_image.hpp
-  qat/write/object_image.cpp
-  qat/write/object_image.hpp
-  qat/write/row_images.cpp
-  qat/write/row_images.hpp
+  qat/write/sample_records.cpp
+  qat/write/sample_store.cpp
+  qat/write/sample_store.hpp
+  qat/write/sample_table_writer.cpp
+  qat/write/sample_table_writer.hpp
   qat/write/shared_objects.cpp
   qat/write/shared_objects.hpp
-  qat/write/table_images.cpp
-  qat/write/table_images.hpp
+  qat/write/signal_names.hpp
   qat/write/table_plan.cpp
   qat/write/table_plan.hpp
+  qat/write/table_upkeep.cpp
+  qat/write/table_upkeep.hpp
   qat/write/table_writer.cpp
-  qat/write/text_heap_image.cpp
-  qat/write/text_heap_image.hpp
   qat/write/writer.cpp
   qat/write/writer.hpp)

@@ -12,15 +12,15 @@ namespace {
 constexpr const char* kReferenceTag = "vtio text reference";
 
 /// A text of variable length as it stands in the file.
-struct Reference {
+struct HeapReference {
   std::uint32_t length;
   std::uint64_t heapAddress;
   std::uint32_t index;
 };
 constexpr std::size_t kReferenceBytes = 16;
 
-Reference decode(const unsigned char* bytes) {
-  Reference reference{};
+HeapReference decode(const unsigned char* bytes) {
+  HeapReference reference{};
   std::memcpy(&reference.length, bytes, 4);
   std::memcpy(&reference.heapAddress, bytes + 4, 8);
   std::memcpy(&reference.index, bytes + 12, 4);
@@ -66,65 +66,72 @@ herr_t readDataset(hid_t dataset, hid_t type, void* target) {
   return H5Dread(dataset, type, H5S_ALL, H5S_ALL, H5P_DEFAULT, target);
 }
 
-std::string unpadded(const char* bytes, std::size_t size, H5T_str_t padding) {
-  if (padding == H5T_STR_NULLTERM) return {bytes, strnlen(bytes, size)};
-  const char pad = padding == H5T_STR_SPACEPAD ? ' ' : '\0';
-  while (size > 0 && bytes[size - 1] == pad) --size;
-  return {bytes, size};
-}
-
 }  // namespace
 
-std::vector<std::string> TextReader::attributeTexts(hid_t attribute) {
+std::size_t sizeWithoutPadding(std::string_view text, H5T_str_t padding) {
+  if (padding == H5T_STR_NULLTERM) return std::min(text.find('\0'), text.size());
+  const auto last = text.find_last_not_of(padding == H5T_STR_SPACEPAD ? ' ' : '\0');
+  return last == std::string_view::npos ? 0 : last + 1;
+}
+
+void Texts::assign(std::string block, std::size_t size, H5T_str_t padding) {
+  bytes_ = std::move(block);
+  for (std::size_t at = 0; at < bytes_.size(); at += size) {
+    runs_.emplace_back(at, sizeWithoutPadding(std::string_view(bytes_).substr(at, size), padding));
+  }
+}
+
+Texts TextReader::attributeTexts(hid_t attribute) {
   const Handle type(checked(H5Aget_type(attribute), kDamaged, "an attribute has no type"));
   const Handle space(checked(H5Aget_space(attribute), kDamaged, "an attribute has no dataspace"));
   return texts(attribute, type.get(), space.get(), H5Aread);
 }
 
-std::vector<std::string> TextReader::datasetTexts(hid_t dataset) {
+Texts TextReader::datasetTexts(hid_t dataset) {
   const Handle type(checked(H5Dget_type(dataset), kDamaged, "a dataset has no type"));
   const Handle space(checked(H5Dget_space(dataset), kDamaged, "a dataset has no dataspace"));
   return texts(dataset, type.get(), space.get(), readDataset);
 }
 
-std::vector<std::string> TextReader::texts(hid_t object, hid_t type, hid_t space, ReadCall read) {
+Texts TextReader::texts(hid_t object, hid_t type, hid_t space, ReadCall read) {
   if (H5Tget_class(type) != H5T_STRING) throw Failure(kDamaged, "text expected, another type found");
   const auto count =
       static_cast<std::size_t>(checked(H5Sget_simple_extent_npoints(space), kDamaged, "a dataspace cannot be read"));
   if (count == 0) return {};
-  if (count > fileSize_) throw Failure(kDamaged, "more texts than the file has bytes");
+  budget_.take(count, sizeof(std::pair<std::size_t, std::size_t>));
   return H5Tis_variable_str(type) > 0 ? variableTexts(object, count, read) : fixedTexts(object, type, count, read);
 }
 
-std::vector<std::string> TextReader::fixedTexts(hid_t object, hid_t type, std::size_t count, ReadCall read) const {
+Texts TextReader::fixedTexts(hid_t object, hid_t type, std::size_t count, ReadCall read) {
   const std::size_t size = H5Tget_size(type);
-  if (size == 0 || count > (fileSize_ * 1100 + 4096) / size) throw Failure(kDamaged, "text longer than the file");
-  std::vector<char> block(count * size);
+  if (size == 0) throw Failure(kDamaged, "text of no length");
+  budget_.take(count, size);
+  std::string block(count * size, '\0');
   checked(read(object, type, block.data()), kDamaged, "text cannot be read");
-  std::vector<std::string> result(count);
-  const H5T_str_t padding = H5Tget_strpad(type);
-  for (std::size_t i = 0; i < count; ++i) result[i] = unpadded(block.data() + i * size, size, padding);
+  Texts result;
+  result.assign(std::move(block), size, H5Tget_strpad(type));
   return result;
 }
 
-std::vector<std::string> TextReader::variableTexts(hid_t object, std::size_t count, ReadCall read) {
+Texts TextReader::variableTexts(hid_t object, std::size_t count, ReadCall read) {
   if (count > fileSize_ / kReferenceBytes) throw Failure(kDamaged, "more texts than the file has room for");
   std::vector<unsigned char> block(count * kReferenceBytes);
   checked(read(object, referenceType().get(), block.data()), kDamaged, "text references cannot be read");
-  std::vector<std::string> result(count);
-  std::uint64_t total = 0;
+  Texts result;
   for (std::size_t i = 0; i < count; ++i) {
-    const Reference reference = decode(block.data() + i * kReferenceBytes);
-    if (reference.length == 0) continue;
+    const HeapReference reference = decode(block.data() + i * kReferenceBytes);
+    if (reference.length == 0) {
+      result.append({});
+      continue;
+    }
     const Heap& heap = heapAt(reference.heapAddress);
     const auto found = heap.objects.find(reference.index);
     if (found == heap.objects.end() || reference.length > found->second.second) {
       throw Failure(kDamaged, "a text is not in the heap at address " + std::to_string(reference.heapAddress));
     }
-    total += reference.length;
-    if (total > fileSize_) throw Failure(kDamaged, "texts longer than the file");
-    result[i].assign(heap.bytes.data() + found->second.first, reference.length);
-    result[i].resize(strnlen(result[i].data(), result[i].size()));
+    budget_.take(1, reference.length);
+    const char* text = heap.bytes.data() + found->second.first;
+    result.append({text, strnlen(text, reference.length)});
   }
   return result;
 }

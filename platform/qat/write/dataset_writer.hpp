@@ -1,16 +1,13 @@
 /// @file
-/// Writing datasets: numbers, characters and lists of texts. The values go to their place in the file directly, in pieces,
-/// which costs a third less per small dataset than a write through HDF5.
+/// Writing datasets: numbers, characters and lists of texts.
 #pragma once
 
-#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/qalc_internal.hpp"
-#include "platform/qat/file_bytes.hpp"
 #include "platform/qat/kit.hpp"
 
 namespace vtu::qat {
@@ -21,13 +18,10 @@ inline constexpr std::size_t kLongestText = std::size_t{1} << 30;
 /// Whether texts may share one fixed length without wasting much of the file.
 [[nodiscard]] bool fitFixedLength(std::span<const std::string> texts);
 
-/// Writes column-major values in row-major order, a few megabytes at a time.
-void writeTransposed(const FileBytes& bytes, std::uint64_t address, const qxArray& array);
-
 /// Makes datasets in a group and fills them. Borrows the kit.
 class DatasetWriter final {
  public:
-  DatasetWriter(Kit& kit, FileBytes bytes) : kit_(kit), bytes_(bytes) {}
+  explicit DatasetWriter(Kit& kit) : kit_(kit) {}
 
   /// Writes a numeric, logical or char array element by element; element (i, j) becomes `dataset[i, j]`.
   Handle writeElements(hid_t group, const std::string& link, const qxArray& array);
@@ -39,20 +33,16 @@ class DatasetWriter final {
   Handle writeTexts(hid_t group, const std::string& link, std::span<const std::string> texts,
                     const std::vector<hsize_t>& extents);
 
-  /// Writes a column of elements that stand in memory one after another.
-  Handle writeColumn(hid_t group, const std::string& link, hid_t type, std::size_t count, const void* values,
-                     std::size_t size);
+  /// Writes elements that stand in memory one after another.
+  /// @param extents None for a single element. @param list How the dataset is stored; by default contiguous.
+  Handle writeValues(hid_t group, const std::string& link, hid_t type, const std::vector<hsize_t>& extents,
+                     const void* values, hid_t list = H5P_DEFAULT);
 
  private:
-  Handle create(hid_t group, const std::string& link, hid_t type, const std::vector<hsize_t>& extents);
-  void fill(const Handle& dataset, const void* values, std::size_t size);
-  [[nodiscard]] std::uint64_t addressOf(const Handle& dataset) const;
-
   Kit& kit_;
-  FileBytes bytes_;
 };
 
-/// The extents of the dataset for an array: trailing ones dropped, none for a single element.
-[[nodiscard]] std::vector<hsize_t> storedExtents(const qalc::Dimensions& dims);
+/// Makes a dataspace. @param extents None for a single element.
+[[nodiscard]] Handle makeSpace(const std::vector<hsize_t>& extents);
 
 }  // namespace vtu::qat

@@ -3,6 +3,7 @@
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
 #include "platform/qat/names.hpp"
+#include "platform/qat/row_major_order.hpp"
 #include "platform/qat/utf8_rows.hpp"
 
 namespace vtu::qat {
@@ -23,10 +24,14 @@ std::vector<std::string> encodedFieldNames(const qxArray& array) {
 
 }  // namespace
 
-void Writer::writeMember(hid_t group, const std::string& link, const qxArray& array, int depth) {
+void Writer::writeMember(hid_t group, const std::string& link, const qxArray& array, const qxArray* owner, int depth) {
   if (link.size() > kLongestName) throw Failure(kUnsupported, "a name of " + std::to_string(link.size()) + " bytes");
   if (depth > kDeepestNesting) {
     throw Failure(kUnsupported, "nested deeper than " + std::to_string(kDeepestNesting) + " levels");
+  }
+  if (const auto reference = samples_.find(array, owner)) {
+    datasets_.writeValues(group, link, kit_.referenceType(), {}, &*reference);
+    return;
   }
   if (linkKnown(group, link, array)) return;
   const Handle object = writeObject(group, link, array, depth);
@@ -63,54 +68,47 @@ Handle Writer::makeGroup(hid_t group, const std::string& link, hid_t list) {
 
 Handle Writer::writeCells(hid_t group, const std::string& link, const qxArray& array, int depth) {
   if (Handle texts = writeTextCells(group, link, array)) return texts;
-  if (const auto plan = planTable(borrowed(array.storage->cells()), kDeepestNesting - depth)) {
+  if (const auto plan = planTable(borrowed(array.storage->cells()), samples_)) {
     return writeTable(group, link, array, *plan, depth);
   }
   return writeCellGroup(group, link, array, depth);
 }
 
 Handle Writer::writeTextCells(hid_t group, const std::string& link, const qxArray& array) {
-  std::vector<std::string> texts;
-  for (const auto& cell : array.storage->cells()) {
-    auto text = textOfRow(cell.get());
+  const auto& cells = array.storage->cells();
+  if (cells.empty() || array.dims.size() > H5S_MAX_RANK) return {};
+  std::vector<std::string> texts(cells.size());
+  RowMajorOrder order(array.dims);
+  for (std::string& target : texts) {
+    auto text = textOfRow(cells[order.next()].get());
     if (!text) return {};
-    texts.push_back(std::move(*text));
+    target = std::move(*text);
   }
-  if (texts.empty() || array.dims.size() > H5S_MAX_RANK || !fitFixedLength(texts)) return {};
-  std::vector<std::string> ordered(texts.size());
-  qalc::Dimensions dims(array.dims);
-  // A dataset runs along the last axis first, a cell array along the first.
-  std::vector<std::size_t> index(dims.size(), 0);
-  for (std::string& text : texts) {
-    std::size_t place = 0;
-    for (std::size_t axis = 0; axis < dims.size(); ++axis) place = place * dims.data()[axis] + index[axis];
-    ordered[place] = std::move(text);
-    for (std::size_t axis = 0; axis < dims.size() && ++index[axis] == dims.data()[axis]; ++axis) index[axis] = 0;
-  }
-  auto extents = storedExtents(dims);
-  if (extents.empty()) extents.push_back(1);  // a scalar dataset would be a char row
-  return datasets_.writeTexts(group, link, ordered, extents);
+  if (!fitFixedLength(texts)) return {};
+  std::vector<hsize_t> extents(array.dims.begin(), array.dims.end());
+  // A scalar dataset would be a char row.
+  while (extents.size() > 1 && extents.back() == 1) extents.pop_back();
+  return datasets_.writeTexts(group, link, texts, extents);
 }
 
 Handle Writer::writeCellGroup(hid_t group, const std::string& link, const qxArray& array, int depth) {
-  Handle cells = makeGroup(group, link, kit_.groupList());
-  writeTextAttribute(kit_, cells.get(), kKindAttribute, "cell");
-  writeDimsAttribute(cells.get(), array.dims);
+  Handle made = makeGroup(group, link, kit_.groupList());
+  writeTextAttribute(kit_, made.get(), kKindAttribute, "cell");
+  writeDimsAttribute(made.get(), array.dims);
+  const auto& cells = array.storage->cells();
   std::vector<std::uint64_t> empty;
-  for (std::size_t i = 0; i < array.storage->cells().size(); ++i) {
-    const qxArray* cell = array.storage->cells()[i].get();
-    if (cell == nullptr) {
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    if (cells[i] == nullptr) {
       empty.push_back(i);
       continue;
     }
     const std::string name = std::to_string(i);
-    atPlace(name, [&] { writeMember(cells.get(), name, *cell, depth + 1); });
+    atPlace(name, [&] { writeMember(made.get(), name, *cells[i], nullptr, depth + 1); });
   }
   if (!empty.empty()) {
-    datasets_.writeColumn(cells.get(), kEmptyCells, H5T_STD_U64LE, empty.size(), empty.data(),
-                          empty.size() * sizeof(std::uint64_t));
+    datasets_.writeValues(made.get(), kEmptyCells, H5T_STD_U64LE, {empty.size()}, empty.data());
   }
-  return cells;
+  return made;
 }
 
 Handle Writer::writeStructures(hid_t group, const std::string& link, const qxArray& array, int depth) {
@@ -135,18 +133,26 @@ void Writer::writeFields(hid_t group, const qxArray& array, std::size_t element,
     const qxArray* value = field.values[element].get();
     if (value == nullptr) continue;
     const std::string link = encodeName(field.name);
-    atPlace(link, [&] { writeField(group, link, *value, depth); });
+    atPlace(link, [&] {
+      if (!writeAsAttribute(group, link, *value, array)) writeMember(group, link, *value, &array, depth + 1);
+    });
   }
 }
 
-void Writer::writeField(hid_t group, const std::string& link, const qxArray& value, int depth) {
-  if (link.size() <= kLongestName) {
-    if (isNumericScalar(value)) return writeScalarAttribute(kit_, group, link.c_str(), value);
-    if (const auto text = textOfRow(&value); text && text->size() <= kLongestAttributeText) {
-      return writeTextAttribute(kit_, group, link.c_str(), *text);
-    }
+bool Writer::writeAsAttribute(hid_t group, const std::string& link, const qxArray& value, const qxArray& owner) {
+  if (link.size() > kLongestName) return false;
+  if (const auto reference = samples_.find(value, &owner)) {
+    writeReferenceAttribute(kit_, group, link.c_str(), *reference);
+    return true;
   }
-  writeMember(group, link, value, depth + 1);
+  if (isNumericScalar(value)) {
+    writeScalarAttribute(kit_, group, link.c_str(), value);
+    return true;
+  }
+  const auto text = textOfRow(&value);
+  if (!text || text->size() > kLongestAttributeText) return false;
+  writeTextAttribute(kit_, group, link.c_str(), *text);
+  return true;
 }
 
 }  // namespace vtu::qat

@@ -1,0 +1,62 @@
+#include "platform/qat/write/table_upkeep.hpp"
+
+#include <optional>
+#include <set>
+
+#include "platform/qat/failure.hpp"
+#include "platform/qat/read/open_tables.hpp"
+#include "platform/qat/read/table_use.hpp"
+#include "platform/qat/sample_format.hpp"
+
+namespace vtu::qat {
+namespace {
+
+/// Nothing if a variable cannot be read.
+std::optional<std::set<std::uint32_t>> usedTablesIfKnown(const Source& source, const std::string& except) {
+  try {
+    return usedTables(source, except);
+  } catch (const Failure&) {
+    return {};
+  }
+}
+
+void removeTable(const Source& source, hid_t tables, std::uint32_t number, bool trusted) {
+  const std::string name = std::to_string(number);
+  H5L_info_t info;
+  checked(H5Lget_info(tables, name.c_str(), &info, H5P_DEFAULT), kDamaged, "a sample table cannot be found");
+  if (!trusted && info.type == H5L_TYPE_HARD) source.integrity.requireTree(info.u.address);
+  checked(H5Ldelete(tables, name.c_str(), H5P_DEFAULT), kStorage, "a sample table cannot be removed");
+}
+
+}  // namespace
+
+SignalNames keptNames(const Source& source, const std::string& replaced) {
+  SignalNames names;
+  OpenTables tables(source);
+  const auto numbers = tables.numbers();
+  if (numbers.empty()) return names;
+  std::optional<std::set<std::uint32_t>> kept;
+  if (hasMember(source.root, replaced)) kept = usedTablesIfKnown(source, replaced);
+  for (const std::uint32_t number : numbers) {
+    if (kept && kept->count(number) == 0) continue;
+    try {
+      for (const StoredColumn& column : tables.table(number).columns()) names.take(column.name);
+    } catch (const Failure&) {
+      continue;  // nobody can read its names
+    }
+  }
+  return names;
+}
+
+void removeUnusedTables(const Source& source, bool trusted) {
+  const auto numbers = OpenTables(source).numbers();
+  if (numbers.empty()) return;
+  const auto used = usedTablesIfKnown(source, {});
+  if (!used) return;
+  const Handle tables = openGroup(source, source.root, kSamplesGroup);
+  for (const std::uint32_t number : numbers) {
+    if (used->count(number) == 0) removeTable(source, tables.get(), number, trusted);
+  }
+}
+
+}  // namespace vtu::qat
