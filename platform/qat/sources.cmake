@@ -1,6 +1,7 @@
 # The parts of the Qat file service.
 list(APPEND VTIO_QAT_SOURCES
   qat.cpp
+  qat_parts.cpp
   qat/attributes.cpp
   qat/attributes.hpp
   qat/checksum.cpp
@@ -45,14 +46,20 @@ list(APPEND VTIO_QAT_SOURCES
   qat/integrity/tree.hpp
   qat/kit.cpp
   qat/kit.hpp
+  qat/library_call.hpp
   qat/names.cpp
   qat/names.hpp
+  qat/qat_file.hpp
+  qat/read/array_path.cpp
+  qat/read/array_path.hpp
   qat/read/dataset_reader.cpp
   qat/read/memory_budget.hpp
   qat/read/open_table.cpp
   qat/read/open_table.hpp
   qat/read/open_tables.cpp
   qat/read/open_tables.hpp
+  qat/read/part_reader.cpp
+  qat/read/part_reader.hpp
   qat/read/reader.cpp
   qat/read/reader.hpp
   qat/read/records.cpp

@@ -2,6 +2,8 @@
 /// One sample table in a file, read in parts.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -47,6 +49,22 @@ class OpenTable final {
 
   /// The bytes of a text, valid until the next call.
   [[nodiscard]] std::string_view text(TextCell cell);
+
+  /// Calls `take` with the bytes of each text of a leaf in rows [firstRow, firstRow + count), row by row.
+  template <typename Take>
+  void forEachText(const StoredColumn& leaf, std::uint64_t firstRow, std::uint64_t count, Take&& take) {
+    constexpr std::uint64_t kCells = 1U << 14U;
+    const std::uint64_t rowsAtOnce = kCells / std::max<std::uint64_t>(leaf.width, 1) + 1;
+    std::vector<std::byte> cells;
+    for (std::uint64_t row = 0; row < count; row += rowsAtOnce) {
+      const std::uint64_t rows = std::min(rowsAtOnce, count - row);
+      cells.resize(rows * leaf.width * TextCell::kBytesInRow);
+      readBlock({qxCELL, false}, leaf.first, leaf.width, firstRow + row, rows, cells.data());
+      for (std::size_t at = 0; at < cells.size(); at += TextCell::kBytesInRow) {
+        take(text(TextCell::fromRow(cells.data() + at)));
+      }
+    }
+  }
 
   /// Forgets what it has read and opened.
   void refresh();

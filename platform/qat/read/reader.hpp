@@ -40,6 +40,8 @@ class Reader {
 
   /// How arrays of samples come out; resolved ones have no values before loadSamples().
   void setSamples(Samples samples) { samplesAs_ = samples; }
+  void forgetObjects() { done_.clear(); }
+  [[nodiscard]] bool samplesAre(Samples samples) const { return samplesAs_ == samples; }
   void loadSamples() { samples_.load(); }
 
   qalc::ArrayPtr readMember(hid_t group, const std::string& link);

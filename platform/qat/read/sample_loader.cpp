@@ -157,26 +157,15 @@ void SampleLoader::loadNumbers(OpenTable& table, ElementKind kind, const std::ve
 }
 
 void SampleLoader::loadTexts(OpenTable& table, const Wanted& leaf) {
-  constexpr std::uint64_t kCells = 1U << 16U;
-  const StoredColumn& column = *leaf.column;
   auto& cells = leaf.array->storage->ownCells;
   cells.resize(leaf.array->dims.elements());
-  if (cells.empty()) return;
   budget_.take(cells.size(), kArrayBytes);
   RowMajorOrder order(leaf.array->dims);
-  const std::uint64_t rowsAtOnce = std::max<std::uint64_t>(kCells / column.width, 1);
-  std::vector<std::byte> rows;
-  for (std::uint64_t row = 0; row < column.count; row += rowsAtOnce) {
-    const std::uint64_t count = std::min(rowsAtOnce, column.count - row);
-    rows.resize(count * column.width * TextCell::kBytesInRow);
-    table.readBlock(leaf.kind, column.first, column.width, column.begin + row, count, rows.data());
-    for (std::size_t at = 0; at < rows.size(); at += TextCell::kBytesInRow) {
-      const std::string_view bytes = table.text(TextCell::fromRow(rows.data() + at));
-      budget_.take(bytes.size(), sizeof(char16_t));
-      const std::u16string text = textFromBytes(bytes);
-      cells[order.next()].reset(qxCreateUString(text.data(), text.size()));
-    }
-  }
+  table.forEachText(*leaf.column, leaf.column->begin, leaf.column->count, [&](std::string_view bytes) {
+    budget_.take(bytes.size(), sizeof(char16_t));
+    const std::u16string text = textFromBytes(bytes);
+    cells[order.next()].reset(qxCreateUString(text.data(), text.size()));
+  });
 }
 
 }  // namespace vtu::qat

@@ -147,19 +147,32 @@ std::optional<Reference> SampleStore::find(const qxArray& value, const qxArray* 
   }
   const auto entry = entries_.find(samples->table().get());
   if (entry == entries_.end()) return {};
-  const Rows rows{samples->column().first, samples->column().count};
   if (owner != nullptr) {
-    for (const qalc::Field& field : owner->storage->fields) {
-      const qxArray* beside = field.values.size() == 1 ? field.values.front().get() : nullptr;
-      const qalc::Samples* other = beside != nullptr ? beside->storage->samples.get() : nullptr;
-      if (other == nullptr || other->areTimes() || other->table() != samples->table()) continue;
-      if (Rows{other->column().first, other->column().count} != rows) continue;
-      const auto found = references_.find(beside->storage.get());
-      if (found != references_.end()) return Reference{found->second.table, found->second.column, kTimesPart};
-    }
+    if (const auto beside = besideTimes(*samples, *owner)) return beside;
   }
+  const Rows rows{samples->column().first, samples->column().count};
   const auto found = entry->second.times.find(rows);
   return found != entry->second.times.end() ? std::optional(found->second) : std::nullopt;
+}
+
+std::optional<Reference> SampleStore::besideTimes(const qalc::Samples& times, const qxArray& owner) const {
+  const auto& fields = owner.storage->fields;
+  const auto matches = [&](const qalc::Field& field) -> const qalc::Storage* {
+    const qxArray* value = field.values.size() == 1 ? field.values.front().get() : nullptr;
+    const qalc::Samples* samples = value != nullptr ? value->storage->samples.get() : nullptr;
+    const bool same = samples != nullptr && !samples->areTimes() && samples->table() == times.table() &&
+                      samples->column().first == times.column().first &&
+                      samples->column().count == times.column().count;
+    return same ? value->storage.get() : nullptr;
+  };
+  const qalc::Storage* values = besideField_ < fields.size() ? matches(fields[besideField_]) : nullptr;
+  for (std::size_t f = 0; values == nullptr && f < fields.size(); ++f) {
+    values = matches(fields[f]);
+    besideField_ = f;
+  }
+  const auto found = references_.find(values);
+  if (found == references_.end()) return {};
+  return Reference{found->second.table, found->second.column, kTimesPart};
 }
 
 void SampleStore::link(hid_t root, hid_t staging) {

@@ -64,6 +64,8 @@ class SampleStore final {
   Entry& entryOf(const std::shared_ptr<const SampleTable>& table);
   void writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames& names);
 
+  [[nodiscard]] std::optional<Reference> besideTimes(const qalc::Samples& times, const qxArray& owner) const;
+
   Kit& kit_;
   std::unordered_map<const SampleTable*, Entry> entries_;
   std::vector<std::uint32_t> staged_;
@@ -72,6 +74,7 @@ class SampleStore final {
   std::unordered_set<const qalc::Storage*> visited_;
   std::unordered_map<const SampleTable*, std::size_t> lackOf_;         // index into what is lacking
   std::unordered_map<const qalc::Storage*, Reference> references_;     // of values
+  mutable std::size_t besideField_ = 0;  // where the values beside times were found last
 };
 
 }  // namespace vtu::qat

@@ -12,13 +12,18 @@ namespace vtu::qat {
 namespace {
 
 constexpr std::uint64_t kChunkBytes = 1U << 20U;
-constexpr std::uint64_t kChunkRows = 1024;  // that a chunk has before it becomes narrower than its dataset
+constexpr std::uint64_t kChunkRows = 1536;  // that a chunk has before it becomes narrower than its dataset
 
 std::uint64_t divideUp(std::uint64_t a, std::uint64_t b) { return (a + b - 1) / b; }
 
-/// Splits an extent into pieces of at most `most`, as equal as they get.
-std::uint64_t evenPiece(std::uint64_t extent, std::uint64_t most) {
-  return divideUp(extent, divideUp(extent, std::clamp<std::uint64_t>(most, 1, extent)));
+/// Splits an extent into pieces of about `size`, at most a third smaller, so that the last one wastes little.
+std::uint64_t evenPiece(std::uint64_t extent, std::uint64_t size) {
+  std::uint64_t best = std::clamp<std::uint64_t>(size, 1, extent);
+  const auto waste = [extent](std::uint64_t piece) { return divideUp(extent, piece) * piece - extent; };
+  for (std::uint64_t piece = best; piece > best * 2 / 3 && waste(best) > extent / 1000; --piece) {
+    if (waste(piece) < waste(best)) best = piece;
+  }
+  return best;
 }
 
 /// Columns that stand side by side in the dataset and in the rows.

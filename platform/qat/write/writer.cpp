@@ -68,9 +68,8 @@ Handle Writer::makeGroup(hid_t group, const std::string& link, hid_t list) {
 
 Handle Writer::writeCells(hid_t group, const std::string& link, const qxArray& array, int depth) {
   if (Handle texts = writeTextCells(group, link, array)) return texts;
-  if (const auto plan = planTable(borrowed(array.storage->cells()), samples_)) {
-    return writeTable(group, link, array, *plan, depth);
-  }
+  TablePlan plan(samples_);
+  if (plan.take(array.storage->cells())) return writeTable(group, link, array, plan, depth);
   return writeCellGroup(group, link, array, depth);
 }
 

@@ -36,15 +36,11 @@ class Writer final {
   void writeFields(hid_t group, const qxArray& array, std::size_t element, int depth);
   bool writeAsAttribute(hid_t group, const std::string& link, const qxArray& value, const qxArray& owner);
 
-  Handle writeTable(hid_t group, const std::string& link, const qxArray& array, const std::vector<FieldPlan>& plan,
-                    int depth);
-  void writeColumns(hid_t group, const std::vector<const qxArray*>& rows, const std::vector<FieldPlan>& fields,
-                    int depth);
-  void writeColumn(hid_t group, const std::vector<const qxArray*>& rows, const FieldPlan& field, int depth);
-  void writeNumberColumn(hid_t group, const FieldPlan& field);
-  void writeTextCellColumn(hid_t group, const FieldPlan& field);
+  Handle writeTable(hid_t group, const std::string& link, const qxArray& array, const TablePlan& plan, int depth);
+  void writeColumns(hid_t group, const std::vector<FieldPlan>& fields, int depth);
+  void writeColumn(hid_t group, const FieldPlan& field, int depth);
   void writeColumnGroup(hid_t group, const FieldPlan& field, int depth);
-  void writeMembers(hid_t group, const std::vector<const qxArray*>& rows, const FieldPlan& field, int depth);
+  void writeMembers(hid_t group, const FieldPlan& field, int depth);
   Handle makeGroup(hid_t group, const std::string& link, hid_t list);
 
   hid_t file_;

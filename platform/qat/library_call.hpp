@@ -1,0 +1,28 @@
+/// @file
+/// Calls into HDF5: one at a time in the process, and silent.
+#pragma once
+
+#include <mutex>
+
+#include "platform/qat/hdf5.hpp"
+
+namespace vtu::qat {
+
+/// While it lives, HDF5 is this thread's, and prints nothing.
+class LibraryCall final {
+ public:
+  LibraryCall() : lock_(mutex()) {}
+
+ private:
+  static std::mutex& mutex() {
+    static const bool closesNothingAtExit = H5dont_atexit() >= 0;  // a file given up must not be touched again
+    static_cast<void>(closesNothingAtExit);
+    static std::mutex mutex;
+    return mutex;
+  }
+
+  std::lock_guard<std::mutex> lock_;
+  QuietErrors quiet_;
+};
+
+}  // namespace vtu::qat
