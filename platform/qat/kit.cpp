@@ -137,8 +137,10 @@ Kit::Kit()
       textCellType_(makeTextCellType()),
       referenceType_(makeReferenceType()) {
   constexpr const char* kWhat = "cannot set up a property list";
-  checked(H5Pset_fill_time(datasetList_.get(), H5D_FILL_TIME_NEVER), kStorage, kWhat);
-  checked(H5Pset_fill_time(chunkedList_.get(), H5D_FILL_TIME_NEVER), kStorage, kWhat);
+  for (const Handle* list : {&datasetList_, &chunkedList_}) {
+    checked(H5Pset_fill_time(list->get(), H5D_FILL_TIME_NEVER), kStorage, kWhat);
+    checked(H5Pset_dset_no_attrs_hint(list->get(), true), kStorage, kWhat);
+  }
   checked(H5Pset_alloc_time(datasetList_.get(), H5D_ALLOC_TIME_EARLY), kStorage, kWhat);
   checked(H5Pset_link_creation_order(orderedGroupList_.get(), H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED), kStorage,
           kWhat);
