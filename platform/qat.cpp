@@ -145,11 +145,14 @@ char** qatGetVariableNames(QatFile* file, int* count) {
 
 int qatClose(QatFile* file) {
   // Owned outside the guard: the file is freed even if there is no memory left to name it in an error.
-  const std::unique_ptr<QatFile> owned(file);
-  return guarded(subjectOf(file), [&] {
+  std::unique_ptr<QatFile> owned(file);
+  const int result = guarded(subjectOf(file), [&] {
     require(file != nullptr, "the file is null");
     file->file->close();
   });
+  const vtu::qat::LibraryCall call;  // its end is HDF5 work, too
+  owned.reset();
+  return result;
 }
 
 const char* qatLastError() { return lastError.c_str(); }

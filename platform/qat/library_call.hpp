@@ -15,8 +15,6 @@ class LibraryCall final {
 
  private:
   static std::mutex& mutex() {
-    static const bool closesNothingAtExit = H5dont_atexit() >= 0;  // a file given up must not be touched again
-    static_cast<void>(closesNothingAtExit);
     static std::mutex mutex;
     return mutex;
   }

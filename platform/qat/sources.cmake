@@ -6,6 +6,10 @@ list(APPEND VTIO_QAT_SOURCES
   qat/attributes.hpp
   qat/checksum.cpp
   qat/checksum.hpp
+  qat/descriptor.cpp
+  qat/descriptor.hpp
+  qat/driver.cpp
+  qat/driver.hpp
   qat/equality.cpp
   qat/equality.hpp
   qat/failure.cpp
@@ -17,22 +21,18 @@ list(APPEND VTIO_QAT_SOURCES
   qat/hdf5.hpp
   qat/integrity/blocks.cpp
   qat/integrity/blocks.hpp
-  qat/integrity/chunk_array.cpp
-  qat/integrity/chunk_index.cpp
-  qat/integrity/chunk_index.hpp
-  qat/integrity/chunk_old_tree.cpp
-  qat/integrity/chunk_walk.hpp
+  qat/integrity/btree.cpp
+  qat/integrity/btree.hpp
+  qat/integrity/chunks.cpp
+  qat/integrity/chunks.hpp
   qat/integrity/cursor.cpp
   qat/integrity/cursor.hpp
   qat/integrity/datatype.cpp
   qat/integrity/datatype.hpp
   qat/integrity/dense.cpp
   qat/integrity/dense.hpp
-  qat/integrity/file_source.cpp
-  qat/integrity/file_source.hpp
   qat/integrity/heap.cpp
   qat/integrity/heap.hpp
-  qat/integrity/heap_free_space.cpp
   qat/integrity/integrity.cpp
   qat/integrity/integrity.hpp
   qat/integrity/layout.cpp
@@ -41,9 +41,6 @@ list(APPEND VTIO_QAT_SOURCES
   qat/integrity/messages.hpp
   qat/integrity/object_header.cpp
   qat/integrity/object_header.hpp
-  qat/integrity/purpose.hpp
-  qat/integrity/tree.cpp
-  qat/integrity/tree.hpp
   qat/kit.cpp
   qat/kit.hpp
   qat/library_call.hpp
@@ -82,6 +79,8 @@ list(APPEND VTIO_QAT_SOURCES
   qat/utf8_rows.hpp
   qat/write/dataset_writer.cpp
   qat/write/dataset_writer.hpp
+  qat/write/remove_link.cpp
+  qat/write/remove_link.hpp
   qat/write/sample_records.cpp
   qat/write/sample_store.cpp
   qat/write/sample_store.hpp

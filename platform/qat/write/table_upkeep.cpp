@@ -7,6 +7,7 @@
 #include "platform/qat/read/open_tables.hpp"
 #include "platform/qat/read/table_use.hpp"
 #include "platform/qat/sample_format.hpp"
+#include "platform/qat/write/remove_link.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -18,14 +19,6 @@ std::optional<std::set<std::uint32_t>> usedTablesIfKnown(const Source& source, c
   } catch (const Failure&) {
     return {};
   }
-}
-
-void removeTable(const Source& source, hid_t tables, std::uint32_t number, bool trusted) {
-  const std::string name = std::to_string(number);
-  H5L_info_t info;
-  checked(H5Lget_info(tables, name.c_str(), &info, H5P_DEFAULT), kDamaged, "a sample table cannot be found");
-  if (!trusted && info.type == H5L_TYPE_HARD) source.integrity.requireTree(info.u.address);
-  checked(H5Ldelete(tables, name.c_str(), H5P_DEFAULT), kStorage, "a sample table cannot be removed");
 }
 
 }  // namespace
@@ -55,7 +48,7 @@ void removeUnusedTables(const Source& source, bool trusted) {
   if (!used) return;
   const Handle tables = openGroup(source, source.root, kSamplesGroup);
   for (const std::uint32_t number : numbers) {
-    if (used->count(number) == 0) removeTable(source, tables.get(), number, trusted);
+    if (used->count(number) == 0) removeLink(source, tables.get(), std::to_string(number), trusted);
   }
 }
 

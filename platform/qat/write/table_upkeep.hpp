@@ -13,7 +13,7 @@ namespace vtu::qat {
 [[nodiscard]] SignalNames keptNames(const Source& source, const std::string& replaced);
 
 /// Removes the tables that no variable refers to; none if that cannot be told because a variable is damaged.
-/// @param trusted The file was made by this session: tables are removed without a check. @throws Failure
+/// @param trusted The file was made by this session: HDF5 may delete tables. @throws Failure
 void removeUnusedTables(const Source& source, bool trusted);
 
 }  // namespace vtu::qat

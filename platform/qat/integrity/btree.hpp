@@ -1,5 +1,5 @@
 /// @file
-/// The balanced trees with which the latest format finds links, attributes, large heap objects and chunks.
+/// The version 2 B-trees that find links, attributes and large heap objects.
 #pragma once
 
 #include <functional>
@@ -8,21 +8,19 @@
 
 namespace vtu::qat {
 
-/// What the records of a tree are.
-enum class TreeType : std::uint8_t {
+/// What the records of a tree are, as its Type says.
+enum class BtreeType : std::uint8_t {
   hugeObjects = 1,
   linkNames = 5,
   linkOrder = 6,
   attributeNames = 8,
   attributeOrder = 9,
-  chunks = 10,
-  filteredChunks = 11,
 };
 
 /// Checks the header and every node of the tree at an address, and hands its records over in order.
 /// @param recordSize What the records' type demands, in bytes.
 /// @return the number of records. @throws Failure
-std::uint64_t readTree(Blocks& blocks, std::uint64_t address, TreeType type, std::size_t recordSize,
-                       const std::function<void(Cursor)>& visit);
+std::uint64_t readBtree(Blocks& blocks, std::uint64_t address, BtreeType type, std::size_t recordSize,
+                        const std::function<void(Cursor)>& visit);
 
 }  // namespace vtu::qat
