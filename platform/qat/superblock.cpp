@@ -31,7 +31,7 @@ Superblock readSuperblock(const FileBytes& file) {
   Cursor at(bytes.data() + kSignature.size(), kChecksumAt - kSignature.size(), {"Superblock", 0});
   const unsigned version = at.u8();
   if (version < 2 || version > 3) {
-    at.refuse("version " + std::to_string(version) + "; repack the file with h5repack --low=2 --high=2");
+    at.refuse("version " + std::to_string(version), "; repack the file with h5repack --low=2 --high=2");
   }
   std::uint32_t checksum = 0;
   std::memcpy(&checksum, bytes.data() + kChecksumAt, sizeof checksum);

@@ -50,7 +50,8 @@ class ChunkWalk final {
   ChunkWalk(Blocks& blocks, const Cursor& at, const DatasetInfo& dataset, const ChunkIndex& index)
       : blocks_(blocks), at_(at), dataset_(dataset), index_(index), filtered_(!dataset.filters.empty()) {
     for (const std::uint64_t extent : index.chunk) {
-      at.require(extent > 0 && extent <= kLargestChunk / chunkBytes_, "Dimension #n Size", extent);
+      at.require(extent > 0, "Dimension #n Size", extent);
+      if (extent > kLargestChunk / chunkBytes_) at.refuse("chunks of more than 32 MiB");
       chunkBytes_ *= extent;
     }
     at.require(index.chunk.back() == dataset.type.size, "Dataset Element Size", index.chunk.back());

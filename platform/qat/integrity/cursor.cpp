@@ -44,8 +44,8 @@ void Cursor::require(bool condition, const char* field, std::uint64_t value) con
 
 void Cursor::fail(const std::string& why) const { throw Failure(kDamaged, inWords(place_) + ": " + why); }
 
-void Cursor::refuse(const std::string& what) const {
-  throw Failure(kUnsupported, inWords(place_) + ": " + what + ", which Qat files do not have");
+void Cursor::refuse(const std::string& what, const char* advice) const {
+  throw Failure(kUnsupported, inWords(place_) + ": " + what + ", which Qat files do not have" + advice);
 }
 
 }  // namespace vtu::qat

@@ -57,8 +57,8 @@ class Cursor final {
   /// Fails: "the <what> at address N: <why>".
   [[noreturn]] void fail(const std::string& why) const;
 
-  /// Fails likewise because HDF5 has this, but Qat files do not.
-  [[noreturn]] void refuse(const std::string& what) const;
+  /// Fails likewise because HDF5 has this, but Qat files do not. @param advice What to do about it.
+  [[noreturn]] void refuse(const std::string& what, const char* advice = "") const;
 
  private:
   const unsigned char* at_ = nullptr;

@@ -58,7 +58,7 @@ void checkChunked(Blocks& blocks, Cursor at, const DatasetInfo& dataset) {
       checkIndexParameters(at, index.type);
       break;
     default:
-      at.refuse("a chunk index of type " + std::to_string(static_cast<unsigned>(index.type)) + kRepack);
+      at.refuse("a chunk index of type " + std::to_string(static_cast<unsigned>(index.type)), kRepack);
   }
   index.address = at.u64();
   checkChunks(blocks, at, dataset, index);
@@ -70,7 +70,7 @@ void checkLayout(Blocks& blocks, Cursor at, const DatasetInfo& dataset) {
   const unsigned version = at.u8();
   const unsigned kind = at.u8();
   if (version != 4 && (version != 3 || kind == chunked)) {
-    at.refuse("a layout of version " + std::to_string(version) + kRepack);
+    at.refuse("a layout of version " + std::to_string(version), kRepack);
   }
   at.require(kind == chunked || dataset.filters.empty(), "Layout Class", kind);
   switch (kind) {

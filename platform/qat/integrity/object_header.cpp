@@ -1,7 +1,6 @@
 #include "platform/qat/integrity/object_header.hpp"
 
 #include <algorithm>
-#include <array>
 #include <string>
 #include <utility>
 
@@ -19,30 +18,24 @@ struct Extent {
 
 /// What the file format calls a message; nullptr if Qat files do not have it.
 const char* nameOf(unsigned type) {
-  constexpr std::array<const char*, 0x17> kNames = {"NIL Message",
-                                                    "Dataspace Message",
-                                                    "Link Info Message",
-                                                    "Datatype Message",
-                                                    nullptr,
-                                                    "Fill Value Message",
-                                                    "Link Message",
-                                                    nullptr,
-                                                    "Data Layout Message",
-                                                    nullptr,
-                                                    "Group Info Message",
-                                                    "Filter Pipeline Message",
-                                                    "Attribute Message",
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    "Object Header Continuation Message",
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    nullptr,
-                                                    "Attribute Info Message",
-                                                    "Object Reference Count Message"};
-  return type < kNames.size() ? kNames[type] : nullptr;
+  using Entry = std::pair<MessageType, const char*>;
+  constexpr Entry kNames[] = {{MessageType::nil, "NIL Message"},
+                              {MessageType::dataspace, "Dataspace Message"},
+                              {MessageType::linkInfo, "Link Info Message"},
+                              {MessageType::datatype, "Datatype Message"},
+                              {MessageType::fillValue, "Fill Value Message"},
+                              {MessageType::link, "Link Message"},
+                              {MessageType::layout, "Data Layout Message"},
+                              {MessageType::groupInfo, "Group Info Message"},
+                              {MessageType::filters, "Filter Pipeline Message"},
+                              {MessageType::attribute, "Attribute Message"},
+                              {MessageType::continuation, "Object Header Continuation Message"},
+                              {MessageType::attributeInfo, "Attribute Info Message"},
+                              {MessageType::referenceCount, "Object Reference Count Message"}};
+  for (const auto& [known, name] : kNames) {
+    if (static_cast<unsigned>(known) == type) return name;
+  }
+  return nullptr;
 }
 
 /// One header while it is read.
@@ -58,11 +51,11 @@ class HeaderReader final {
  private:
   void readFirst(StructurePlace place) {
     const std::uint64_t behind = blocks_.fileSize() - std::min(blocks_.fileSize(), place.address);
+    const Failure nothing(kDamaged, "no object begins at address " + std::to_string(place.address));
+    if (behind < 6) throw Failure(nothing);
     Block block = blocks_.read(place, std::min<std::uint64_t>(behind, kFirstRead));
     Cursor at = block.cursor();
-    if (at.left() < 6 || at.text(4) != "OHDR") {
-      throw Failure(kDamaged, "no object begins at address " + std::to_string(place.address));
-    }
+    if (at.text(4) != "OHDR") throw Failure(nothing);
     at.expect(1, 2, "Version");
     const unsigned flags = at.u8();
     at.require((flags & ~kKnownFlags) == 0, "Flags", flags);
