@@ -24,6 +24,8 @@ Failures& failures() {
   return list;
 }
 
+std::shared_ptr<std::string> opening;  // for the failures of the file that is being opened
+
 const void* keyOf(H5FD_t* file) {
   void* handle = nullptr;
   return plain.get_handle(file, H5P_DEFAULT, &handle) < 0 ? nullptr : handle;
@@ -63,6 +65,12 @@ herr_t truncate(H5FD_t* file, hid_t list, hbool_t closing) {
   return watched(file, [&] { return plain.truncate(file, list, closing); });
 }
 
+H5FD_t* open(const char* name, unsigned flags, hid_t list, haddr_t largest) {
+  H5FD_t* file = plain.open(name, flags, list, largest);
+  if (file != nullptr && opening) failures()[keyOf(file)] = opening;
+  return file;
+}
+
 herr_t close(H5FD_t* file) {
   failures().erase(keyOf(file));
   return plain.close(file);
@@ -86,6 +94,7 @@ hid_t registerDriver() {
   plain = plainDriver();
   H5FD_class_t driver = plain;
   driver.name = "qat";
+  driver.open = open;
   driver.close = close;
   driver.read = readAsClosed;
   driver.write = write;
@@ -108,10 +117,8 @@ int descriptorOf(hid_t file) {
   return H5Fget_vfd_handle(file, H5P_DEFAULT, &handle) < 0 ? -1 : *static_cast<int*>(handle);
 }
 
-void watchWrites(hid_t file, std::shared_ptr<std::string> failure) {
-  void* handle = nullptr;
-  checked(H5Fget_vfd_handle(file, H5P_DEFAULT, &handle), kStorage, "has no descriptor");
-  failures()[handle] = std::move(failure);
-}
+WatchedOpening::WatchedOpening(std::shared_ptr<std::string> failure) { opening = std::move(failure); }
+
+WatchedOpening::~WatchedOpening() { opening.reset(); }
 
 }  // namespace vtu::qat

@@ -20,8 +20,15 @@ namespace vtu::qat {
 /// HDF5's descriptor of an open file; -1 if it has none.
 [[nodiscard]] int descriptorOf(hid_t file);
 
-/// Takes the place of HDF5's errors when this file is written: the first failing write leaves its reason in `failure`. Once
-/// that is not empty, whoever put something there, nothing is written any more, and HDF5 takes it for written.
-void watchWrites(hid_t file, std::shared_ptr<std::string> failure);
+/// While it lives, files that HDF5 opens with the driver are watched until they are closed: the first write that fails leaves
+/// its reason in `failure`. Once that is not empty, whoever put something there, nothing is written any more, and HDF5 takes it
+/// for written.
+class WatchedOpening final {
+ public:
+  explicit WatchedOpening(std::shared_ptr<std::string> failure);
+  WatchedOpening(const WatchedOpening&) = delete;
+  WatchedOpening& operator=(const WatchedOpening&) = delete;
+  ~WatchedOpening();
+};
 
 }  // namespace vtu::qat

@@ -73,6 +73,7 @@ File::~File() {
 
 void File::create() {
   const Handle access = makeAccessList();
+  const WatchedOpening opening(failure_);
   file_ = Handle(checked(H5Fcreate(name_.c_str(), H5F_ACC_TRUNC, makeFileCreationList().get(), access.get()), kStorage,
                          "cannot be created"));
   abandoningOnFailure([this] {
@@ -103,12 +104,12 @@ void File::openExisting() {
 
 void File::openLibraryFile(unsigned flags) {
   const Handle access = makeAccessList();
+  const WatchedOpening opening(failure_);
   file_ = Handle(checked(H5Fopen(name_.c_str(), flags, access.get()), kDamaged, "cannot be opened"));
   takeRoot();
 }
 
 void File::takeRoot() {
-  watchWrites(file_.get(), failure_);
   if (!descriptor_.isSameFileAs(descriptorOf(file_.get()))) {
     *failure_ = "another file";
     throw Failure(kStorage, "was replaced by another file while it was opened");
