@@ -3,10 +3,13 @@
 links that contradict each other, one to four of them in each file. Number k is the same file every time.
 
     hostile_files.py FOLDER COUNT [FIRST]      k.qat for FIRST <= k < FIRST + COUNT; number 0 is left as it should be
+    hostile_files.py --read PROGRAM COUNT      has qat_read_files survive that many of them, in a folder that goes away
 """
 import pathlib
 import random
+import subprocess
 import sys
+import tempfile
 
 import h5py
 import numpy as np
@@ -126,7 +129,7 @@ class Nonsense:
         for _ in range(self.random.randint(1, 4)):
             try:
                 self.random.choice(changes)()
-            except (KeyError, ValueError, OSError, RuntimeError, TypeError, OverflowError):
+            except (KeyError, ValueError, OSError, RuntimeError, TypeError, OverflowError, MemoryError):
                 pass  # an earlier change has taken the place away, or HDF5 itself refuses the nonsense
 
     def pick(self, items):
@@ -164,7 +167,7 @@ class Nonsense:
         item.attrs[self.pick(names)] = self.value()
 
     def numbers_in(self, name):
-        return [d for d in self.datasets if d.dtype.names and name in d.dtype.names]
+        return [d for d in self.datasets if d and d.size < 10**4 and d.dtype.names and name in d.dtype.names]
 
     def record(self):
         """One field of one record of a sample table."""
@@ -209,7 +212,7 @@ class Nonsense:
 
     def resize(self):
         """A dataset of another shape in the place of one."""
-        group, name = self.pick([(g, n) for g, n in self.members() if isinstance(g[n], h5py.Dataset)])
+        group, name = self.pick([(g, n) for g, n in self.members() if isinstance(g[n], h5py.Dataset) and g[n].size < 10**4])
         data = group[name][()]
         del group[name]
         shape = [max(0, extent + self.random.randint(-2, 2)) for extent in np.shape(data)]
@@ -218,17 +221,24 @@ class Nonsense:
         group[name] = np.resize(data, shape)
 
     def huge_shape(self):
-        """Extents that nothing was ever written for."""
+        """Extents that little or nothing was ever written for."""
         group, name = self.pick([(g, n) for g, n in self.members() if isinstance(g[n], h5py.Dataset)])
         dtype = group[name].dtype
         del group[name]
         shape = tuple(self.pick([1, 7, 10**6, 2**31, 2**40]) for _ in range(self.random.randint(1, 3)))
         chunks = tuple(min(extent, self.pick([1, 1000, 10**5])) for extent in shape) if self.random.random() < 0.7 else None
-        group.create_dataset(name, shape=shape, dtype=dtype, chunks=chunks, compression=self.pick([None, "gzip"]) if chunks else None,
-                             fillvalue=None)
+        late = h5py.h5p.create(h5py.h5p.DATASET_CREATE)
+        late.set_alloc_time(h5py.h5d.ALLOC_TIME_LATE)
+        late.set_fill_time(h5py.h5d.FILL_TIME_NEVER)
+        if self.random.random() < 0.5:
+            group.create_dataset(name, shape=shape, dtype=dtype, chunks=chunks, dcpl=late,
+                                 compression=self.pick([None, "gzip"]) if chunks else None)
+        else:  # one chunk is there
+            sparse = group.create_dataset(name, shape=(self.pick([10**6, 2**31, 2**40]),), dtype=dtype, chunks=(1000,), maxshape=(None,))
+            sparse[0] = np.zeros((), dtype)
 
     def wrong_type(self):
-        group, name = self.pick([(g, n) for g, n in self.members() if isinstance(g[n], h5py.Dataset)])
+        group, name = self.pick([(g, n) for g, n in self.members() if isinstance(g[n], h5py.Dataset) and g[n].size < 10**4])
         shape = group[name].shape
         del group[name]
         kinds = ["f2", ">f8", ">i4", "u1", "S1", "V5", "c16", TEXT, h5py.vlen_dtype("i4"), h5py.ref_dtype, np.dtype(("f8", (2,))),
@@ -280,8 +290,23 @@ def write_hostile(path, number):
             Nonsense(file, number).run()
 
 
-if __name__ == "__main__":
-    folder, count = pathlib.Path(sys.argv[1]), int(sys.argv[2])
-    first = int(sys.argv[3]) if len(sys.argv) > 3 else 0
+def write_many(folder, count, first=0):
     for number in range(first, first + count):
         write_hostile(folder / f"{number}.qat", number)
+
+
+def survive(program, count):
+    """Some at a time, as a folder. @return the status of the worst"""
+    at_once, status = 250, 0
+    for first in range(0, count, at_once):
+        with tempfile.TemporaryDirectory() as name:
+            write_many(pathlib.Path(name), min(at_once, count - first), first)
+            files = sorted(pathlib.Path(name).iterdir())
+            status |= subprocess.run([program, "survive", *files], check=False).returncode
+    return status
+
+
+if __name__ == "__main__":
+    if sys.argv[1] == "--read":
+        sys.exit(survive(sys.argv[2], int(sys.argv[3])))
+    write_many(pathlib.Path(sys.argv[1]), int(sys.argv[2]), *map(int, sys.argv[3:4]))

@@ -217,7 +217,6 @@ class ChunkWalk final {
 
 void checkChunks(Blocks& blocks, const Cursor& at, const DatasetInfo& dataset, const ChunkIndex& index) {
   ChunkWalk walk(blocks, at, dataset, index);
-  if (index.address == kNoAddress) return;
   if (index.type == ChunkIndexType::single) walk.checkSingle();
   if (index.type == ChunkIndexType::fixedArray) walk.checkFixedArray();
   if (index.type == ChunkIndexType::extensibleArray) walk.checkExtensibleArray();

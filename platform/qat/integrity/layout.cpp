@@ -16,10 +16,16 @@ std::uint64_t bytesOf(const Cursor& at, const DatasetInfo& dataset) {
   return bytes;
 }
 
+/// HDF5 makes up what was never written, as much as the extents say.
+void requireWritten(const Cursor& at, const DatasetInfo& dataset) {
+  constexpr std::uint64_t kLittle = 4096;
+  if (bytesOf(at, dataset) > kLittle) at.refuse("a dataset without any data");
+}
+
 void checkContiguous(Blocks& blocks, Cursor at, const DatasetInfo& dataset) {
   const std::uint64_t address = at.u64();
   const std::uint64_t size = at.u64();
-  if (address == kNoAddress) return;
+  if (address == kNoAddress) return requireWritten(at, dataset);
   at.require(size == bytesOf(at, dataset), "Size", size);
   blocks.claim({"contiguous data", address}, size);
 }
@@ -61,6 +67,7 @@ void checkChunked(Blocks& blocks, Cursor at, const DatasetInfo& dataset) {
       at.refuse("a chunk index of type " + std::to_string(static_cast<unsigned>(index.type)), kRepack);
   }
   index.address = at.u64();
+  if (index.address == kNoAddress) return requireWritten(at, dataset);
   checkChunks(blocks, at, dataset, index);
 }
 
