@@ -20,7 +20,8 @@ std::string linkOf(std::uint32_t table) { return std::string(kSamplesGroup) + "/
 
 void requireSamplesGroup(hid_t parent, hid_t list) {
   if (hasLink(parent, kSamplesGroup)) return;
-  const Handle made(checked(H5Gcreate2(parent, kSamplesGroup, H5P_DEFAULT, list, H5P_DEFAULT), kStorage, kGroupFailure));
+  const Handle made(
+      checked(H5Gcreate2(parent, kSamplesGroup, H5P_DEFAULT, list, H5P_DEFAULT), kStorage, kGroupFailure));
 }
 
 /// The smallest number from `number` on that no table has.
@@ -48,7 +49,7 @@ SampleSelection selectionOf(const SampleTable& table, const std::vector<const qa
 }  // namespace
 
 std::string SampleStore::key(const SampleColumn& column) {
-  const std::array<std::uint64_t, 6> numbers = {column.offset,    column.first,      column.count,
+  const std::array<std::uint64_t, 6> numbers = {column.offset,    column.first,     column.count,
                                                 column.id + 0ULL, column.isComplex, column.name.size()};
   std::string key;
   const auto append = [&key](const auto& list) {
@@ -126,8 +127,8 @@ void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames&
   }
   const std::string link = linkOf(number);
   requireSamplesGroup(staging, kit_.groupList());
-  const Handle group(checked(H5Gcreate2(staging, link.c_str(), H5P_DEFAULT, kit_.groupList(), H5P_DEFAULT), kStorage,
-                             kGroupFailure));
+  const Handle group(
+      checked(H5Gcreate2(staging, link.c_str(), H5P_DEFAULT, kit_.groupList(), H5P_DEFAULT), kStorage, kGroupFailure));
   staged_.push_back(number);
   const SampleSelection selection = selectionOf(*lack.table, distinct);
   SampleTableWriter writer(kit_, group.get(), selection);

@@ -72,9 +72,9 @@ class SampleStore final {
 
   // During one write():
   std::unordered_set<const qalc::Storage*> visited_;
-  std::unordered_map<const SampleTable*, std::size_t> lackOf_;         // index into what is lacking
-  std::unordered_map<const qalc::Storage*, Reference> references_;     // of values
-  mutable std::size_t besideField_ = 0;  // where the values beside times were found last
+  std::unordered_map<const SampleTable*, std::size_t> lackOf_;      // index into what is lacking
+  std::unordered_map<const qalc::Storage*, Reference> references_;  // of values
+  mutable std::size_t besideField_ = 0;                             // where the values beside times were found last
 };
 
 }  // namespace vtu::qat
