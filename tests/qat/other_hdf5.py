@@ -1,7 +1,7 @@
 """Other HDF5 libraries and tools read our files and write files that we read: HDF5 2.0 through h5wasm under Node, the installed
-h5py with both of its ways to write the newest format, and h5repack.
+h5py with both of its ways to write the newest format, and h5repack to the oldest.
 
-    other_hdf5.py WRITE_EVERY_KIND READ_FILES NODE NPM      NODE and NPM empty where they are missing
+    other_hdf5.py EVERY_KIND READ_FILES NODE NPM      NODE and NPM empty where they are missing
 """
 import os
 import shutil
@@ -30,7 +30,7 @@ class OtherHdf5(unittest.TestCase):
         self.addCleanup(shutil.rmtree, self.folder)
         self.ours = os.path.join(self.folder, "ours.qat")
         self.theirs = os.path.join(self.folder, "theirs.qat")
-        run(WRITE_EVERY_KIND, self.ours)
+        run(EVERY_KIND, "write", self.ours)
 
     def requireTheirs(self):
         printed = run(READ_FILES, "print", self.theirs).splitlines()
@@ -82,13 +82,6 @@ class OtherHdf5(unittest.TestCase):
                 file["cube"] = 1.0
             self.assertIn(f"{version} 19: class 6, 3 1: 0 1 2", run(READ_FILES, "print", self.ours).splitlines())
 
-    def test_repacked_file_reads_the_same(self):
-        ways = (["--low=2", "--high=2"], ["-L"], ["-L", "-f", "cube,matrix:SHUF", "-f", "cube,matrix:GZIP=3"], ["-L", "-l", "CONTI"])
-        for way in ways:
-            with self.subTest(way=way):
-                run("h5repack", *way, self.ours, self.theirs)
-                self.assertEqual(run(READ_FILES, "print", self.theirs), run(READ_FILES, "print", self.ours))
-
     def test_file_repacked_to_the_oldest_format_is_refused_by_name(self):
         run("h5repack", self.ours, self.theirs)
         result = subprocess.run([READ_FILES, "print", self.theirs], capture_output=True, text=True, timeout=60)
@@ -97,6 +90,6 @@ class OtherHdf5(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    WRITE_EVERY_KIND, READ_FILES, NODE, NPM = sys.argv[1:5]
+    EVERY_KIND, READ_FILES, NODE, NPM = sys.argv[1:5]
     del sys.argv[1:5]
     unittest.main(verbosity=2)

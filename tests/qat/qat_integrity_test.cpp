@@ -232,13 +232,14 @@ TEST_F(QatIntegrity, VariableThatIsNoObject) {
 TEST_F(QatIntegrity, AttributeThatIsTooLong) {
   DamagedBytes file(everyKind());
   const std::size_t name = file.find("Gain", 1);
-  const std::size_t header = file.headerAround(name);
+  const std::size_t chunk = file.bytes().rfind("OCHK", name);  // the attributes do not all fit into the first block
+  ASSERT_GT(chunk, file.headerAround(name));
   std::size_t attribute = name;
-  while (attribute > header && !(file.number(attribute, 1) == 3 && file.number(attribute + 2, 2) == 5)) --attribute;
+  while (attribute > chunk && !(file.number(attribute, 1) == 3 && file.number(attribute + 2, 2) == 5)) --attribute;
   ASSERT_EQ(file.number(attribute + 2, 2), 5U) << "the length of the name";
   file.setNumber(attribute + 4, 2, 4000);
-  file.sealHeader(header);
-  EXPECT_THAT(readError(file.bytes(), "structure"), HasSubstr("it ends too early"));
+  file.sealContinuation(chunk);
+  EXPECT_THAT(readError(file.bytes(), "structure"), HasSubstr("the Attribute Message at address"));
 }
 
 TEST_F(QatIntegrity, FieldNameThatIsAPath) {
