@@ -41,12 +41,9 @@ void RepairingSource::visitAll() {
   ranges_.push_back({8, kSuperblock - 12});
   const std::uint32_t right = vtu::qat::metadataChecksum(data_, kSuperblock - 4);
   std::memcpy(data_ + kSuperblock - 4, &right, sizeof right);
-  std::uint64_t extension = 0;
-  std::memcpy(&extension, data_ + 20, sizeof extension);
-  ignoringFailures([&] { vtu::qat::Integrity(*this, vtu::qat::Purpose::changing).requireExtension(extension); });
   const std::string_view bytes(reinterpret_cast<const char*>(data_), size_);
   for (std::size_t at = bytes.find("OHDR"); at != std::string_view::npos; at = bytes.find("OHDR", at + 4)) {
-    ignoringFailures([&] { vtu::qat::Integrity(*this, vtu::qat::Purpose::changing).requireObject(at); });
+    ignoringFailures([&] { vtu::qat::Integrity(*this).requireObject(at, vtu::qat::Purpose::changing); });
   }
 }
 

@@ -21,6 +21,8 @@ constexpr std::array kCatalogue = {
             "The file '%1' cannot be opened or closed. Check that it exists, that it is a Qat file, and that you may "
             "read or write it."},
     Message{"Vortan:FileIO", "CannotSave", "The results cannot be saved in '%1': %2."},
+    Message{"Vortan:Qat", "Unreadable", "'%1' cannot be read: %2."},
+    Message{"Vortan:Qat", "NoSuchPart", "'%1' has no such part: %2."},
     Message{"Vortan:Qalc", "NullArray", "%1 was called without an array."},
     Message{"Vortan:Qalc", "WrongClass", "%1 was called for class %2; it needs %3."},
     Message{"Vortan:Qalc", "IndexOutOfRange", "%1 was called with index %2; the array has %3 elements or fields."},

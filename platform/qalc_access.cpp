@@ -60,10 +60,10 @@ std::vector<ArrayPtr> sharedCopies(const std::vector<ArrayPtr>& values) {
 
 /// Gives the array storage of its own, so that writing it leaves its shared copies alone.
 Storage& unshare(qxArray& array) {
-  if (array.storage.use_count() > 1) {
+  if (array.storage.use_count() > 1 || array.storage->samples) {
     auto own = std::make_shared<Storage>(array.storage->flat());
     own->rowMajor = array.storage->rowMajor;
-    own->cells = sharedCopies(array.storage->cells);
+    own->ownCells = sharedCopies(array.storage->cells());
     own->fields.reserve(array.storage->fields.size());
     for (const Field& field : array.storage->fields) {
       own->fields.push_back({field.name, sharedCopies(field.values)});
@@ -212,7 +212,7 @@ char* qxArrayToString(const qxArray* array) {
 const qxArray* qxGetCell(const qxArray* array, std::size_t index) {
   const qxArray& checked = vtu::qalc::ofClass(__func__, array, qxCELL);
   vtu::qalc::checkIndex(__func__, index, checked.dims.elements());
-  return checked.storage->cells[index].get();
+  return checked.storage->cells()[index].get();
 }
 
 void qxSetCell(qxArray* array, std::size_t index, qxArray* value) {
@@ -220,7 +220,7 @@ void qxSetCell(qxArray* array, std::size_t index, qxArray* value) {
   if (value == array) {
     throw std::invalid_argument("qxSetCell: a cell array cannot contain itself");
   }
-  vtu::qalc::unshare(*array).cells[index].reset(value);
+  vtu::qalc::unshare(*array).ownCells[index].reset(value);
 }
 
 int qxGetNumberOfFields(const qxArray* array) {

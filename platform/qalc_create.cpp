@@ -202,7 +202,7 @@ qxArray* qxCreateUString(const char16_t* text, std::size_t length) {
 qxArray* qxCreateCellArray(std::size_t ndim, const std::size_t* dims) {
   ArrayPtr array = vtu::qalc::makeArray(ndim, dims, qxCELL, false);
   array->storage = std::make_shared<Storage>();
-  array->storage->cells.resize(array->dims.elements());
+  array->storage->ownCells.resize(array->dims.elements());
   return array.release();
 }
 
@@ -230,7 +230,7 @@ qxArray* qxDuplicateArray(const qxArray* array) {
   ArrayPtr copy(new qxArray(*array));
   auto storage = std::make_shared<Storage>(array->storage->flat());
   storage->rowMajor = array->storage->rowMajor;
-  storage->cells = vtu::qalc::duplicates(array->storage->cells);
+  storage->ownCells = vtu::qalc::duplicates(array->storage->cells());
   for (const vtu::qalc::Field& field : array->storage->fields) {
     storage->fields.push_back({field.name, vtu::qalc::duplicates(field.values)});
   }

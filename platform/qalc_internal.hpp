@@ -18,6 +18,7 @@
 
 #include "platform/qalc.hpp"
 #include "platform/qalc_pieces.hpp"
+#include "platform/sample_table.hpp"
 
 namespace vtu::qalc {
 
@@ -115,6 +116,43 @@ class Pieces final {
   mutable Buffer flat_;
 };
 
+/// Values that stand in a sample table until they are first asked for. Never changed: who writes takes a copy.
+class Samples final {
+ public:
+  /// @param column Of times only the rows count.
+  Samples(std::shared_ptr<const SampleTable> table, SampleColumn column, bool areTimes);
+
+  [[nodiscard]] const std::shared_ptr<const SampleTable>& table() const { return table_; }
+
+  /// What the values are: a column of the table, or its times.
+  [[nodiscard]] const SampleColumn& column() const { return column_; }
+  [[nodiscard]] bool areTimes() const { return areTimes_; }
+
+  /// The values in one run, row-major; none for texts. The first caller reads them; callers may race for that.
+  [[nodiscard]] const Buffer& flat() const {
+    readOnce();
+    return flat_;
+  }
+
+  /// The texts, column-major; none for numbers. The first caller reads them; callers may race for that.
+  [[nodiscard]] const std::vector<ArrayPtr>& cells() const {
+    readOnce();
+    return cells_;
+  }
+
+ private:
+  void readOnce() const;
+  [[nodiscard]] Buffer readValues() const;
+  [[nodiscard]] std::vector<ArrayPtr> readTexts() const;
+
+  std::shared_ptr<const SampleTable> table_;
+  SampleColumn column_;
+  bool areTimes_;
+  mutable std::once_flag read_;
+  mutable Buffer flat_;
+  mutable std::vector<ArrayPtr> cells_;
+};
+
 /// What shared copies of an array have in common.
 struct Storage {
   Storage() = default;
@@ -125,13 +163,20 @@ struct Storage {
   ~Storage() { delete columnMajorCopy.load(); }
 
   /// The values in one run.
-  [[nodiscard]] const Buffer& flat() const { return pieces ? pieces->flat() : values; }
+  [[nodiscard]] const Buffer& flat() const {
+    if (samples) return samples->flat();
+    return pieces ? pieces->flat() : values;
+  }
+
+  /// The cells of a cell array.
+  [[nodiscard]] const std::vector<ArrayPtr>& cells() const { return samples ? samples->cells() : ownCells; }
 
   Buffer values;                                                // numeric, logical and char arrays
   std::unique_ptr<Pieces> pieces;                               // instead of values
+  std::unique_ptr<const Samples> samples;                       // instead of values or ownCells
   bool rowMajor = false;                                        // order of values; false where both orders are the same
   mutable std::atomic<const Buffer*> columnMajorCopy{nullptr};  // made by the first reader; owned; only if rowMajor
-  std::vector<ArrayPtr> cells;
+  std::vector<ArrayPtr> ownCells;
   std::vector<Field> fields;
 };
 
@@ -184,6 +229,9 @@ namespace vtu::qalc {
 inline ValueView storedValues(const qxArray& array) {
   return {array.storage->flat().data(), elementSize(array.id) * (array.complex ? 2 : 1), array.storage->rowMajor};
 }
+
+/// What an array over a sample table is made of; null for any other array. Valid as long as the array.
+[[nodiscard]] inline const Samples* samplesOf(const qxArray& array) { return array.storage->samples.get(); }
 
 inline const void* storageIdentity(const qxArray& array) { return array.storage.get(); }
 

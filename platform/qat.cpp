@@ -3,39 +3,26 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <string>
 
 #include "platform/qat/failure.hpp"
-#include "platform/qat/file.hpp"
+#include "platform/qat/library_call.hpp"
+#include "platform/qat/qat_file.hpp"
 
 using vtu::qat::Failure;
 using vtu::qat::File;
-
-struct QatFile {
-  std::unique_ptr<File> file;
-};
 
 namespace {
 
 thread_local std::string lastError;
 
-/// HDF5 work of the process runs one call at a time.
-std::mutex& libraryLock() {
-  static std::mutex lock;
-  return lock;
-}
-
-/// Runs `work` with HDF5 silent; its failure becomes an error code and qatLastError(), which begins with `subjectOf()`.
+/// Runs `work` as a call into HDF5; its failure becomes an error code and qatLastError(), which begins with `subjectOf()`.
 template <typename Subject, typename Work>
 int guarded(Subject&& subjectOf, Work&& work) noexcept {
   try {
     const std::string subject = subjectOf();
-    const std::lock_guard lock(libraryLock());
-    static const bool closesNothingAtExit = H5dont_atexit() >= 0;  // a file given up must not be touched again
-    static_cast<void>(closesNothingAtExit);
-    const vtu::qat::QuietErrors quiet;
+    const vtu::qat::LibraryCall call;
     try {
       work();
       return vtu::qat::kSuccess;
@@ -158,11 +145,14 @@ char** qatGetVariableNames(QatFile* file, int* count) {
 
 int qatClose(QatFile* file) {
   // Owned outside the guard: the file is freed even if there is no memory left to name it in an error.
-  const std::unique_ptr<QatFile> owned(file);
-  return guarded(subjectOf(file), [&] {
+  std::unique_ptr<QatFile> owned(file);
+  const int result = guarded(subjectOf(file), [&] {
     require(file != nullptr, "the file is null");
     file->file->close();
   });
+  const vtu::qat::LibraryCall call;  // its end is HDF5 work, too
+  owned.reset();
+  return result;
 }
 
 const char* qatLastError() { return lastError.c_str(); }

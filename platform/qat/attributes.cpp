@@ -37,6 +37,10 @@ void writeDimsAttribute(hid_t object, const qalc::Dimensions& dims) {
   writeAttribute(object, kDimsAttribute, H5T_STD_U64LE, listSpace(values.size()).get(), values.data());
 }
 
+void writeReferenceAttribute(Kit& kit, hid_t object, const char* name, const Reference& reference) {
+  writeAttribute(object, name, kit.referenceType(), kit.scalarSpace(), &reference);
+}
+
 void writeScalarAttribute(Kit& kit, hid_t object, const char* name, const qxArray& scalar) {
   writeAttribute(object, name, kit.elementType({scalar.id, scalar.complex}), kit.scalarSpace(),
                  qalc::storedValues(scalar).data);

@@ -2,41 +2,52 @@
 
 #include <algorithm>
 #include <cstring>
+#include <set>
+#include <utility>
 
 namespace vtu::qat {
 namespace {
 
-bool sameList(const std::vector<qalc::ArrayPtr>& a, const std::vector<qalc::ArrayPtr>& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](const auto& x, const auto& y) { return sameValue(x.get(), y.get()); });
-}
+/// Compares in depth. Storage that was found equal once is not compared again, however often it is shared.
+class Comparison final {
+ public:
+  bool same(const qxArray* a, const qxArray* b) {
+    if (a == nullptr || b == nullptr) return a == b;
+    if (a->id != b->id || a->complex != b->complex ||
+        !std::equal(a->dims.begin(), a->dims.end(), b->dims.begin(), b->dims.end())) {
+      return false;
+    }
+    if (a->storage == b->storage) return true;
+    if (a->id != qxCELL && a->id != qxSTRUCT) return sameElements(*a, *b);
+    if (!compared_.insert({a->storage.get(), b->storage.get()}).second) return true;  // a difference ends all
+    return a->id == qxCELL ? sameList(a->storage->cells(), b->storage->cells()) : sameFields(*a->storage, *b->storage);
+  }
 
-bool sameFields(const std::vector<qalc::Field>& a, const std::vector<qalc::Field>& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const qalc::Field& x, const qalc::Field& y) {
-    return x.name == y.name && sameList(x.values, y.values);
-  });
-}
+ private:
+  bool sameList(const std::vector<qalc::ArrayPtr>& a, const std::vector<qalc::ArrayPtr>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [this](const auto& x, const auto& y) { return same(x.get(), y.get()); });
+  }
 
-bool sameElements(const qxArray& a, const qxArray& b) {
-  const qalc::ValueView first = qalc::storedValues(a);
-  const qalc::ValueView second = qalc::storedValues(b);
-  const std::size_t size = a.dims.elements() * first.elementBytes;
-  if (first.rowMajor == second.rowMajor) return std::memcmp(first.data, second.data, size) == 0;
-  return std::memcmp(qxGetConstData(&a), qxGetConstData(&b), size) == 0;
-}
+  bool sameFields(const qalc::Storage& a, const qalc::Storage& b) {
+    return std::equal(
+        a.fields.begin(), a.fields.end(), b.fields.begin(), b.fields.end(),
+        [this](const auto& x, const auto& y) { return x.name == y.name && sameList(x.values, y.values); });
+  }
+
+  static bool sameElements(const qxArray& a, const qxArray& b) {
+    const qalc::ValueView first = qalc::storedValues(a);
+    const qalc::ValueView second = qalc::storedValues(b);
+    const std::size_t size = a.dims.elements() * first.elementBytes;
+    if (first.rowMajor == second.rowMajor) return std::memcmp(first.data, second.data, size) == 0;
+    return std::memcmp(qxGetConstData(&a), qxGetConstData(&b), size) == 0;
+  }
+
+  std::set<std::pair<const qalc::Storage*, const qalc::Storage*>> compared_;
+};
 
 }  // namespace
 
-bool sameValue(const qxArray* a, const qxArray* b) {
-  if (a == nullptr || b == nullptr) return a == b;
-  if (a->storage == b->storage) return true;
-  if (a->id != b->id || a->complex != b->complex ||
-      !std::equal(a->dims.begin(), a->dims.end(), b->dims.begin(), b->dims.end())) {
-    return false;
-  }
-  if (a->id == qxCELL) return sameList(a->storage->cells, b->storage->cells);
-  if (a->id == qxSTRUCT) return sameFields(a->storage->fields, b->storage->fields);
-  return sameElements(*a, *b);
-}
+bool sameValue(const qxArray* a, const qxArray* b) { return Comparison().same(a, b); }
 
 }  // namespace vtu::qat

@@ -2,66 +2,37 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "platform/qat/attributes.hpp"
+#include "platform/qat/driver.hpp"
 #include "platform/qat/equality.hpp"
 #include "platform/qat/failure.hpp"
 #include "platform/qat/names.hpp"
-#include "platform/qat/reader.hpp"
+#include "platform/qat/read/reader.hpp"
 #include "platform/qat/superblock.hpp"
+#include "platform/qat/write/remove_link.hpp"
+#include "platform/qat/write/table_upkeep.hpp"
 
 namespace vtu::qat {
 namespace {
 
 constexpr const char* kFormatAttribute = "qat.format";
 constexpr const char* kVersionAttribute = "qat.version";
-constexpr std::uint32_t kVersion = 1;
+constexpr std::uint32_t kVersion = 2;
 constexpr off_t kReserve = 256 << 10;  // bytes that linking one more variable surely does not need
 
-/// A plain descriptor for the looks and repairs that happen before HDF5 opens the file.
-class Descriptor final {
- public:
-  Descriptor(const std::string& name, int flags, ErrorCode code)
-      : value_(::open(name.c_str(), flags | O_CLOEXEC, 0666)) {
-    if (value_ < 0)
-      throw Failure(errno == ENOENT ? kAbsent : code, std::string("cannot be opened: ") + std::strerror(errno));
-    struct stat status {};
-    if (fstat(value_, &status) != 0 || !S_ISREG(status.st_mode)) {
-      ::close(value_);
-      throw Failure(kStorage, "is not a regular file");
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() { ::close(value_); }
-
-  [[nodiscard]] int get() const { return value_; }
-
- private:
-  int value_;
-};
-
-/// Takes the mark off that a writer left behind when it was killed; a writer that lives holds the lock.
-void mendOpenMark(const std::string& name) {
-  const Descriptor descriptor(name, O_RDWR | O_NONBLOCK, kStorage);
-  if (flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0) throw Failure(kStorage, "is being written by another program");
-  if (!clearOpenMark(descriptor.get(), true))
-    throw Failure(kStorage, "is marked as being written, and cannot be mended");
-}
-
 Handle makeAccessList() {
+  constexpr unsigned kAttemptsInStream = 20;  // a writer may be in the middle of a structure
   Handle list(checked(H5Pcreate(H5P_FILE_ACCESS), kStorage, "cannot make a property list"));
   constexpr const char* kWhat = "cannot set up the file access";
-  checked(H5Pset_libver_bounds(list.get(), H5F_LIBVER_LATEST, H5F_LIBVER_LATEST), kStorage, kWhat);
+  checked(H5Pset_libver_bounds(list.get(), H5F_LIBVER_V110, H5F_LIBVER_V110), kStorage, kWhat);
   checked(H5Pset_fclose_degree(list.get(), H5F_CLOSE_STRONG), kStorage, kWhat);
-  checked(H5Pset_file_locking(list.get(), true, true), kStorage, kWhat);
-  checked(H5Pset_metadata_read_attempts(list.get(), 1), kStorage, kWhat);
-  checked(H5Pset_fapl_sec2(list.get()), kStorage, kWhat);
+  checked(H5Pset_metadata_read_attempts(list.get(), kAttemptsInStream), kStorage, kWhat);
+  checked(H5Pset_driver(list.get(), fileDriver(), nullptr), kStorage, kWhat);
   return list;
 }
 
@@ -71,15 +42,6 @@ Handle makeFileCreationList() {
           "cannot keep the order of variables");
   checked(H5Pset_obj_track_times(list.get(), false), kStorage, "cannot set up the file");
   return list;
-}
-
-herr_t collectName(hid_t, const char* name, const H5L_info_t*, void* target) {
-  try {
-    static_cast<std::vector<std::string>*>(target)->push_back(decodeName(name));
-    return 0;
-  } catch (...) {
-    return -1;
-  }
 }
 
 }  // namespace
@@ -97,69 +59,60 @@ std::unique_ptr<File> File::open(const std::string& name, Mode mode) {
 File::File(std::string name, Mode mode)
     : name_(std::move(name)),
       mode_(mode),
+      descriptor_(name_, mode == Mode::read     ? O_RDONLY
+                         : mode == Mode::update ? O_RDWR
+                                                : O_RDWR | O_CREAT),
+      bytes_(descriptor_.get()),
+      integrity_(bytes_),
       shared_([this](haddr_t address, const qxArray& array) { return holds(address, array); }) {}
 
 File::~File() {
   root_.reset();
   file_.reset();
-  if (spare_ >= 0) ::close(spare_);
 }
 
 void File::create() {
-  const bool exists = ::access(name_.c_str(), F_OK) == 0;
-  if (exists) static_cast<void>(Descriptor(name_, O_RDWR | O_NONBLOCK, kStorage));
   const Handle access = makeAccessList();
-  file_ = Handle(checked(
-      H5Fcreate(name_.c_str(), exists ? H5F_ACC_TRUNC : H5F_ACC_EXCL, makeFileCreationList().get(), access.get()),
-      kStorage, "cannot be created"));
-  try {
-    takeDescriptor(access.get());
+  const WatchedOpening opening(failure_);
+  file_ = Handle(checked(H5Fcreate(name_.c_str(), H5F_ACC_TRUNC, makeFileCreationList().get(), access.get()), kStorage,
+                         "cannot be created"));
+  abandoningOnFailure([this] {
+    takeRoot();
     writeFormat();
     flush();
     settle();
-  } catch (const Failure&) {
-    abandon();
-    throw;
-  }
+  });
 }
 
+/// The file is not changed before it has been recognised as a Qat file.
 void File::openExisting() {
-  const bool update = mode_ == Mode::update;
-  if (inspect()) {
-    mendOpenMark(name_);
-    static_cast<void>(inspect());
-  }
-  const Handle access = makeAccessList();
-  file_ = Handle(checked(H5Fopen(name_.c_str(), update ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access.get()), kDamaged,
-                         "cannot be opened"));
-  takeDescriptor(access.get());
+  const Superblock superblock = readSuperblock(bytes_);
+  integrity_.requireObject(superblock.rootAddress, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
+  openLibraryFile(superblock.markedAsStreamed() ? H5F_ACC_RDONLY | H5F_ACC_SWMR_READ : H5F_ACC_RDONLY);
   checkFormat();
+  if (mode_ == Mode::read) {
+    if (superblock.markedAsStreamed()) static_cast<void>(flock(descriptor_.get(), LOCK_UN));
+    return;
+  }
+  root_.reset();
+  file_.reset();
+  if (superblock.markedAsOpen() && !clearOpenMark(descriptor_.get(), true)) {
+    throw Failure(kStorage, "is marked as being written, and cannot be mended");
+  }
+  openLibraryFile(H5F_ACC_RDWR);
 }
 
-/// Looks at what HDF5 reads when it opens the file. @return true if the file is marked as open, which must be mended first.
-bool File::inspect() {
-  const Descriptor descriptor(name_, (mode_ == Mode::update ? O_RDWR : O_RDONLY) | O_NONBLOCK, kStorage);
-  const FileBytes bytes(descriptor.get());
-  const Superblock superblock = readSuperblock(descriptor.get(), bytes.size());
-  if (superblock.markedAsOpen()) return true;
-  source_.emplace(bytes);
-  integrity_.emplace(*source_, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
-  integrity_->requireExtension(superblock.extension);
-  integrity_->requireObject(superblock.rootAddress);
-  return false;
+void File::openLibraryFile(unsigned flags) {
+  const Handle access = makeAccessList();
+  const WatchedOpening opening(failure_);
+  file_ = Handle(checked(H5Fopen(name_.c_str(), flags, access.get()), kDamaged, "cannot be opened"));
+  takeRoot();
 }
 
-void File::takeDescriptor(hid_t accessList) {
-  void* handle = nullptr;
-  checked(H5Fget_vfd_handle(file_.get(), accessList, &handle), kStorage, "has no descriptor");
-  bytes_ = FileBytes(*static_cast<int*>(handle));
-  spare_ = fcntl(bytes_.descriptor(), F_DUPFD_CLOEXEC, 0);
-  if (spare_ < 0) throw Failure(kStorage, std::string("cannot be opened: ") + std::strerror(errno));
-  if (source_) {
-    source_->use(bytes_);
-  } else {
-    source_.emplace(bytes_);
-    integrity_.emplace(*source_, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
+void File::takeRoot() {
+  if (!descriptor_.isSameFileAs(descriptorOf(file_.get()))) {
+    *failure_ = "another file";
+    throw Failure(kStorage, "was replaced by another file while it was opened");
   }
   root_ = Handle(checked(H5Gopen2(file_.get(), "/", H5P_DEFAULT), kDamaged, "its root group cannot be opened"));
 }
@@ -173,7 +126,7 @@ void File::writeFormat() {
 }
 
 void File::checkFormat() {
-  Reader reader(kit_, bytes_, *integrity_);
+  Reader reader(source());
   if (reader.textAttribute(root_.get(), kFormatAttribute) != "qat") {
     throw Failure(kDamaged, "is not a Qat file: the root attribute qat.format does not say \"qat\"");
   }
@@ -181,17 +134,17 @@ void File::checkFormat() {
   const Handle space(attribute ? H5Aget_space(attribute.get()) : H5I_INVALID_HID);
   std::uint32_t version = 0;
   if (!space || H5Sget_simple_extent_npoints(space.get()) != 1 ||
-      H5Aread(attribute.get(), H5T_NATIVE_UINT32, &version) < 0 || version == 0) {
+      H5Aread(attribute.get(), H5T_NATIVE_UINT32, &version) < 0) {
     throw Failure(kDamaged, "is not a Qat file: it has no root attribute qat.version");
   }
-  if (version > kVersion) {
-    throw Failure(kUnsupported, "has format version " + std::to_string(version) + "; this library reads up to " +
+  if (version != kVersion) {
+    throw Failure(kUnsupported, "has format version " + std::to_string(version) + "; this library reads version " +
                                     std::to_string(kVersion));
   }
 }
 
 void File::requireUsable() const {
-  if (abandoned_) throw Failure(kStorage, "was given up after a write that failed");
+  if (!failure_->empty()) throw Failure(kStorage, "was given up after a write that failed: " + *failure_);
 }
 
 void File::requireWritable() const {
@@ -201,90 +154,107 @@ void File::requireWritable() const {
 
 bool File::has(const std::string& link) const { return hasMember(root_.get(), link); }
 
-qalc::ArrayPtr File::get(const std::string& variable) {
+Source File::source() {
   requireUsable();
   if (mode_ != Mode::read) fileChanged();
+  return {kit_, bytes_, integrity_, root_.get(), name_};
+}
+
+qalc::ArrayPtr File::get(const std::string& variable) {
+  const Source source = this->source();
   const std::string link = encodeName(variable);
   if (!has(link)) throw Failure(kAbsent, "no such variable");
-  return Reader(kit_, bytes_, *integrity_).readMember(root_.get(), link);
+  return Reader(source).readVariable(root_.get(), link);
 }
 
 void File::put(const std::string& variable, const qxArray& array) {
   requireWritable();
   const std::string name = encodeName(variable);
-  fileChanged();
-  if (has(name)) requireDeletable(name);
+  requireSamplesChangeable();
   shared_.beginVariable();
   try {
-    const Handle staging(
-        checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage, "cannot make a group"));
-    Writer(file_.get(), kit_, bytes_, shared_).writeMember(staging.get(), name, array);
-    flush();
-    link(staging, name);
-  } catch (const Failure& failure) {
-    shared_.clear();
-    if (failure.code() == kStorage) abandon();
-    throw;
+    abandoningOnFailure([&] {
+      const Handle staging(
+          checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage, "cannot make a group"));
+      samples_.write(array, root_.get(), staging.get(), [&] { return keptNames(source(), name); });
+      Writer(file_.get(), kit_, shared_, samples_).writeMember(staging.get(), name, array);
+      flush();
+      link(staging, name);
+      flush();
+      settle();
+    });
   } catch (...) {
     shared_.clear();
+    samples_.clear();
     throw;
   }
-  flush();
-  settle();
-}
-
-/// What was checked before this session wrote to the file counts no more.
-void File::fileChanged() {
-  source_->use(bytes_);
-  integrity_->forget();
-}
-
-/// HDF5 goes through all of an object when it deletes it. What this library wrote since the file was made needs no look.
-void File::requireDeletable(const std::string& link) {
-  if (mode_ != Mode::update) return;
-  H5L_info_t info;
-  checked(H5Lget_info(root_.get(), link.c_str(), &info, H5P_DEFAULT), kDamaged, "the variable cannot be found");
-  if (info.type == H5L_TYPE_HARD) integrity_->requireTree(info.u.address);
-}
-
-void File::link(const Handle& staging, const std::string& link) {
-  reserve();
-  if (has(link)) {
-    checked(H5Ldelete(root_.get(), link.c_str(), H5P_DEFAULT), kStorage, "the old variable cannot be removed");
-    shared_.clear();
-  }
-  checked(H5Lcreate_hard(staging.get(), link.c_str(), root_.get(), link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage,
-          "the variable cannot be linked");
 }
 
 void File::remove(const std::string& variable) {
   requireWritable();
   const std::string link = encodeName(variable);
   if (!has(link)) throw Failure(kAbsent, "no such variable");
+  requireSamplesChangeable();
+  abandoningOnFailure([&] {
+    reserve();
+    unlink(link);
+    removeUnusedTables();
+    flush();
+    settle();
+  });
+}
+
+/// What was checked before this session wrote to the file counts no more.
+void File::fileChanged() { integrity_.forget(); }
+
+/// Tables come and go with variables.
+void File::requireSamplesChangeable() {
   fileChanged();
-  requireDeletable(link);
+  if (!has(kSamplesGroup)) return;
+  H5L_info_t info;
+  checked(H5Lget_info(root_.get(), kSamplesGroup, &info, H5P_DEFAULT), kDamaged, "the sample tables cannot be found");
+  if (info.type != H5L_TYPE_HARD) throw Failure(kUnsupported, "qat.samples is a soft or external link");
+  integrity_.requireObject(info.u.address, Purpose::changing);
+}
+
+void File::link(const Handle& staging, const std::string& link) {
+  reserve();
+  samples_.link(root_.get(), staging.get());
+  const bool replaced = has(link);
+  if (replaced) unlink(link);
+  checked(H5Lcreate_hard(staging.get(), link.c_str(), root_.get(), link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage,
+          "the variable cannot be linked");
+  written_.insert(link);
+  if (replaced) removeUnusedTables();
+}
+
+void File::unlink(const std::string& link) {
   shared_.clear();
-  checked(H5Ldelete(root_.get(), link.c_str(), H5P_DEFAULT), kStorage, "the variable cannot be removed");
-  flush();
-  settle();
+  removeLink(source(), root_.get(), link, written_.erase(link) > 0);
+}
+
+void File::removeUnusedTables() {
+  flush();  // what is looked at must be in the file
+  qat::removeUnusedTables(source(), mode_ == Mode::create);
+  samples_.clear();
 }
 
 std::vector<std::string> File::variables() {
   requireUsable();
   std::vector<std::string> names;
-  if (H5Literate(root_.get(), H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, collectName, &names) < 0) {
-    names.clear();
-    checked(H5Literate(root_.get(), H5_INDEX_NAME, H5_ITER_INC, nullptr, collectName, &names), kDamaged,
-            "the names cannot be read");
+  for (const std::string& link : memberNames(root_.get())) {
+    if (!link.starts_with("qat.")) names.push_back(decodeName(link));
   }
   return names;
 }
 
 void File::flush() {
-  if (H5Fflush(file_.get(), H5F_SCOPE_LOCAL) >= 0) return;
-  const std::string reason = libraryReason();
-  abandon();
-  throw Failure(kStorage, "cannot be written: " + reason);
+  checked(H5Fflush(file_.get(), H5F_SCOPE_LOCAL), kStorage, "cannot be written");
+  requireWritten();
+}
+
+void File::requireWritten() {
+  if (!failure_->empty()) throw Failure(kStorage, "cannot be written: " + *failure_);
 }
 
 void File::reserve() const {
@@ -306,36 +276,43 @@ void File::settle() {
   if (!clearOpenMark(bytes_.descriptor(), false)) throw Failure(kStorage, "its superblock cannot be written");
 }
 
-void File::abandon() {
-  if (abandoned_) return;
-  abandoned_ = true;
-  shared_.clear();
-  if (spare_ < 0) return;
-  if (const int sink = ::open("/dev/null", O_RDWR | O_CLOEXEC); sink >= 0) {
-    // What HDF5 still holds back goes nowhere: closing can neither fail at the disk nor harm what is on it.
-    dup2(sink, bytes_.descriptor());
-    ::close(sink);
+/// Runs work that writes. When the storage fails, nobody knows what HDF5 has still to write: the file is given up.
+template <typename Work>
+void File::abandoningOnFailure(Work&& work) {
+  try {
+    work();
+  } catch (const Failure& failure) {
+    if (failure.code() == kStorage) abandon(failure.message());
+    throw;
   }
+}
+
+/// HDF5 closes the file, and what it has still to write for it goes nowhere.
+void File::abandon(const std::string& reason) {
+  if (failure_->empty()) *failure_ = reason;
+  shared_.clear();
   root_.reset();
   file_.reset();
-  static_cast<void>(clearOpenMark(spare_, true));
-  ::close(spare_);
-  spare_ = -1;
+  static_cast<void>(clearOpenMark(descriptor_.get(), true));
+  descriptor_.reset();
 }
 
 void File::close() {
-  root_.reset();
-  if (abandoned_) throw Failure(kStorage, "was given up after a write that failed; what was flushed before is in it");
-  if (!file_.close()) {
-    const std::string reason = libraryReason();
-    if (mode_ != Mode::read) static_cast<void>(clearOpenMark(spare_, true));
-    throw Failure(kStorage, "cannot be closed: " + reason);
+  if (!failure_->empty()) {
+    throw Failure(kStorage,
+                  "was given up after a write that failed: " + *failure_ + "; what was flushed before is in it");
   }
+  abandoningOnFailure([this] {
+    if (mode_ != Mode::read) flush();
+    root_.reset();
+    if (!file_.close()) throwLibraryFailure(kStorage, "cannot be closed");
+    requireWritten();
+  });
 }
 
 bool File::holds(haddr_t address, const qxArray& array) {
   try {
-    return sameValue(Reader(kit_, bytes_, *integrity_).readAt(file_.get(), address).get(), &array);
+    return sameValue(Reader(source()).readAt(address).get(), &array);
   } catch (const Failure&) {
     return false;
   }

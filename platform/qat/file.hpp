@@ -3,19 +3,22 @@
 #pragma once
 
 #include <memory>
-#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "platform/qat/descriptor.hpp"
 #include "platform/qat/file_bytes.hpp"
-#include "platform/qat/integrity/file_source.hpp"
 #include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
-#include "platform/qat/writer.hpp"
+#include "platform/qat/read/source.hpp"
+#include "platform/qat/write/writer.hpp"
 
 namespace vtu::qat {
 
 /// An open file. Every operation throws Failure. Not synchronised: HDF5 work runs under one lock of the process.
+///
+/// The file is locked as long as it is open: for readers alone, or for one writer. Reading never writes.
 ///
 /// A variable is written beside the root group, flushed, and only then linked into it and flushed again, so that a
 /// write that fails half-way leaves the variables that were there before. After such a failure the file is abandoned: HDF5
@@ -37,6 +40,9 @@ class File final {
   void remove(const std::string& variable);
   [[nodiscard]] std::vector<std::string> variables();
 
+  /// What reading needs; valid until the file is changed or closed.
+  [[nodiscard]] Source source();
+
   /// Closes the file; nothing else may be called afterwards. @throws Failure when what was written is not all in the file.
   void close();
 
@@ -44,34 +50,40 @@ class File final {
   File(std::string name, Mode mode);
 
   void openExisting();
-  [[nodiscard]] bool inspect();
   void create();
-  void takeDescriptor(hid_t accessList);
+  void openLibraryFile(unsigned flags);
+  void takeRoot();
+  void requireWritten();
   void checkFormat();
   void writeFormat();
   void fileChanged();
-  void requireDeletable(const std::string& link);
   void requireUsable() const;
   void requireWritable() const;
   [[nodiscard]] bool has(const std::string& link) const;
+  void requireSamplesChangeable();
   void link(const Handle& staging, const std::string& link);
+  void unlink(const std::string& link);
+  void removeUnusedTables();
   void flush();
   void reserve() const;
   void settle();
-  void abandon();
+  void abandon(const std::string& reason);
+  template <typename Work>
+  void abandoningOnFailure(Work&& work);
   [[nodiscard]] bool holds(haddr_t address, const qxArray& array);
 
   std::string name_;
   Mode mode_;
+  Descriptor descriptor_;                                                   // our own, which holds the lock
+  FileBytes bytes_;                                                         // through it
+  Integrity integrity_;                                                     // reads bytes_
+  std::shared_ptr<std::string> failure_ = std::make_shared<std::string>();  // why nothing is written any more
   Handle file_;
   Handle root_;
   Kit kit_;
-  FileBytes bytes_{-1};  // HDF5's own descriptor
-  std::optional<FileSource> source_;
-  std::optional<Integrity> integrity_;  // reads source_
-  int spare_ = -1;                      // a duplicate of it, for the time after HDF5 has let go
-  bool abandoned_ = false;
+  std::set<std::string> written_;  // links to variables of this session
   SharedObjects shared_;
+  SampleStore samples_{kit_};
 };
 
 }  // namespace vtu::qat

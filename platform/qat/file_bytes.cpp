@@ -44,4 +44,8 @@ void FileBytes::write(std::uint64_t address, const void* source, std::size_t siz
   }
 }
 
+void FileBytes::wrongChecksum(StructurePlace place, std::uint64_t, std::uint32_t) {
+  throw Failure(kDamaged, inWords(place) + ": its Checksum is wrong");
+}
+
 }  // namespace vtu::qat

@@ -1,10 +1,13 @@
 #include "platform/qat/kit.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "platform/qalc_internal.hpp"
 #include "platform/qat/failure.hpp"
+#include "platform/qat/sample_format.hpp"
+#include "platform/sample_table.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -54,6 +57,24 @@ Handle makeComplexType(qxClassID id) {
   Handle type(checked(H5Tcreate(H5T_COMPOUND, 2 * size), kStorage, "cannot make a complex type"));
   checked(H5Tinsert(type.get(), "r", 0, realType(id)), kStorage, "cannot make a complex type");
   checked(H5Tinsert(type.get(), "i", size, realType(id)), kStorage, "cannot make a complex type");
+  return type;
+}
+
+/// Where a text stands among the bytes of a table's texts, without padding as in memory.
+Handle makeTextCellType() {
+  constexpr const char* kWhat = "cannot make the type of texts in a table";
+  Handle type(checked(H5Tcreate(H5T_COMPOUND, TextCell::kBytesInRow), kStorage, kWhat));
+  checked(H5Tinsert(type.get(), "start", 0, H5T_STD_U64LE), kStorage, kWhat);
+  checked(H5Tinsert(type.get(), "bytes", sizeof(std::uint64_t), H5T_STD_U32LE), kStorage, kWhat);
+  return type;
+}
+
+Handle makeReferenceType() {
+  constexpr const char* kWhat = "cannot make the type of references";
+  Handle type(checked(H5Tcreate(H5T_COMPOUND, sizeof(Reference)), kStorage, kWhat));
+  checked(H5Tinsert(type.get(), "table", offsetof(Reference, table), H5T_STD_U32LE), kStorage, kWhat);
+  checked(H5Tinsert(type.get(), "column", offsetof(Reference, column), H5T_STD_U32LE), kStorage, kWhat);
+  checked(H5Tinsert(type.get(), "part", offsetof(Reference, part), H5T_STD_U32LE), kStorage, kWhat);
   return type;
 }
 
@@ -107,13 +128,19 @@ ElementKind enumKind(hid_t type) {
 
 Kit::Kit()
     : datasetList_(makeList(H5P_DATASET_CREATE)),
+      chunkedList_(makeList(H5P_DATASET_CREATE)),
       groupList_(makeList(H5P_GROUP_CREATE)),
       orderedGroupList_(makeList(H5P_GROUP_CREATE)),
       variableText_(checked(H5Tcopy(H5T_C_S1), kStorage, "cannot make the text type")),
       scalarSpace_(checked(H5Screate(H5S_SCALAR), kStorage, "cannot make the scalar space")),
-      logicalType_(makeLogicalType()) {
+      logicalType_(makeLogicalType()),
+      textCellType_(makeTextCellType()),
+      referenceType_(makeReferenceType()) {
   constexpr const char* kWhat = "cannot set up a property list";
-  checked(H5Pset_fill_time(datasetList_.get(), H5D_FILL_TIME_NEVER), kStorage, kWhat);
+  for (const Handle* list : {&datasetList_, &chunkedList_}) {
+    checked(H5Pset_fill_time(list->get(), H5D_FILL_TIME_NEVER), kStorage, kWhat);
+    checked(H5Pset_dset_no_attrs_hint(list->get(), true), kStorage, kWhat);
+  }
   checked(H5Pset_alloc_time(datasetList_.get(), H5D_ALLOC_TIME_EARLY), kStorage, kWhat);
   checked(H5Pset_link_creation_order(orderedGroupList_.get(), H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED), kStorage,
           kWhat);
@@ -123,6 +150,7 @@ Kit::Kit()
 
 hid_t Kit::elementType(ElementKind kind) {
   if (kind.id == qxLOGICAL) return logicalType_.get();
+  if (kind.id == qxCELL) return textCellType_.get();
   if (!kind.complex) return realType(kind.id);
   Handle& type = complexTypes_.at(static_cast<std::size_t>(kind.id));
   if (!type) type = makeComplexType(kind.id);

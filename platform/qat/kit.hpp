@@ -9,7 +9,7 @@
 
 namespace vtu::qat {
 
-/// Class and complexity of the elements of a numeric, logical or char array.
+/// Class and complexity of elements; the id qxCELL stands for texts of a sample table.
 struct ElementKind {
   qxClassID id = qxUNKNOWN;
   bool complex = false;
@@ -25,15 +25,19 @@ class Kit final {
   /// The HDF5 type of the elements, the same in memory and in the file. Belongs to the kit.
   [[nodiscard]] hid_t elementType(ElementKind kind);
 
+  /// The type of references to sample tables: `table`, `column`, `part`, as struct Reference.
+  [[nodiscard]] hid_t referenceType() const { return referenceType_.get(); }
+
   [[nodiscard]] hid_t datasetList() const { return datasetList_.get(); }            ///< contiguous, never filled
+  [[nodiscard]] hid_t chunkedList() const { return chunkedList_.get(); }            ///< never filled
   [[nodiscard]] hid_t groupList() const { return groupList_.get(); }                ///< plain
   [[nodiscard]] hid_t orderedGroupList() const { return orderedGroupList_.get(); }  ///< keeps the creation order
   [[nodiscard]] hid_t variableText() const { return variableText_.get(); }          ///< UTF-8 of any length
   [[nodiscard]] hid_t scalarSpace() const { return scalarSpace_.get(); }
 
  private:
-  Handle datasetList_, groupList_, orderedGroupList_, variableText_, scalarSpace_;
-  Handle logicalType_;
+  Handle datasetList_, chunkedList_, groupList_, orderedGroupList_, variableText_, scalarSpace_;
+  Handle logicalType_, textCellType_, referenceType_;
   std::array<Handle, 16> complexTypes_;
 };
 

@@ -1,14 +1,15 @@
 # The parts of the Qat file service.
 list(APPEND VTIO_QAT_SOURCES
   qat.cpp
+  qat_parts.cpp
   qat/attributes.cpp
   qat/attributes.hpp
-  qat/byte_image.hpp
   qat/checksum.cpp
   qat/checksum.hpp
-  qat/dataset_reader.cpp
-  qat/dataset_writer.cpp
-  qat/dataset_writer.hpp
+  qat/descriptor.cpp
+  qat/descriptor.hpp
+  qat/driver.cpp
+  qat/driver.hpp
   qat/equality.cpp
   qat/equality.hpp
   qat/failure.cpp
@@ -17,27 +18,21 @@ list(APPEND VTIO_QAT_SOURCES
   qat/file.hpp
   qat/file_bytes.cpp
   qat/file_bytes.hpp
-  qat/gathered_write.cpp
-  qat/gathered_write.hpp
   qat/hdf5.hpp
   qat/integrity/blocks.cpp
   qat/integrity/blocks.hpp
-  qat/integrity/chunk_array.cpp
-  qat/integrity/chunk_index.cpp
-  qat/integrity/chunk_index.hpp
-  qat/integrity/chunk_old_tree.cpp
-  qat/integrity/chunk_walk.hpp
+  qat/integrity/btree.cpp
+  qat/integrity/btree.hpp
+  qat/integrity/chunks.cpp
+  qat/integrity/chunks.hpp
   qat/integrity/cursor.cpp
   qat/integrity/cursor.hpp
   qat/integrity/datatype.cpp
   qat/integrity/datatype.hpp
   qat/integrity/dense.cpp
   qat/integrity/dense.hpp
-  qat/integrity/file_source.cpp
-  qat/integrity/file_source.hpp
   qat/integrity/heap.cpp
   qat/integrity/heap.hpp
-  qat/integrity/heap_free_space.cpp
   qat/integrity/integrity.cpp
   qat/integrity/integrity.hpp
   qat/integrity/layout.cpp
@@ -46,37 +41,58 @@ list(APPEND VTIO_QAT_SOURCES
   qat/integrity/messages.hpp
   qat/integrity/object_header.cpp
   qat/integrity/object_header.hpp
-  qat/integrity/purpose.hpp
-  qat/integrity/tree.cpp
-  qat/integrity/tree.hpp
   qat/kit.cpp
   qat/kit.hpp
-  qat/link_index_image.cpp
-  qat/link_index_image.hpp
+  qat/library_call.hpp
   qat/names.cpp
   qat/names.hpp
-  qat/object_image.cpp
-  qat/object_image.hpp
-  qat/reader.cpp
-  qat/reader.hpp
-  qat/row_images.cpp
-  qat/row_images.hpp
-  qat/shared_objects.cpp
-  qat/shared_objects.hpp
+  qat/qat_file.hpp
+  qat/read/array_path.cpp
+  qat/read/array_path.hpp
+  qat/read/dataset_reader.cpp
+  qat/read/memory_budget.hpp
+  qat/read/open_table.cpp
+  qat/read/open_table.hpp
+  qat/read/open_tables.cpp
+  qat/read/open_tables.hpp
+  qat/read/part_reader.cpp
+  qat/read/part_reader.hpp
+  qat/read/reader.cpp
+  qat/read/reader.hpp
+  qat/read/records.cpp
+  qat/read/sample_loader.cpp
+  qat/read/sample_loader.hpp
+  qat/read/source.cpp
+  qat/read/source.hpp
+  qat/read/structures.hpp
+  qat/read/table_reader.cpp
+  qat/read/table_use.cpp
+  qat/read/table_use.hpp
+  qat/read/text_reader.cpp
+  qat/read/text_reader.hpp
+  qat/row_major_order.hpp
+  qat/sample_format.cpp
+  qat/sample_format.hpp
   qat/superblock.cpp
   qat/superblock.hpp
-  qat/table_column.hpp
-  qat/table_images.cpp
-  qat/table_images.hpp
-  qat/table_plan.cpp
-  qat/table_plan.hpp
-  qat/table_reader.cpp
-  qat/table_writer.cpp
-  qat/text_heap_image.cpp
-  qat/text_heap_image.hpp
-  qat/text_reader.cpp
-  qat/text_reader.hpp
   qat/utf8_rows.cpp
   qat/utf8_rows.hpp
-  qat/writer.cpp
-  qat/writer.hpp)
+  qat/write/dataset_writer.cpp
+  qat/write/dataset_writer.hpp
+  qat/write/remove_link.cpp
+  qat/write/remove_link.hpp
+  qat/write/sample_records.cpp
+  qat/write/sample_store.cpp
+  qat/write/sample_store.hpp
+  qat/write/sample_table_writer.cpp
+  qat/write/sample_table_writer.hpp
+  qat/write/shared_objects.cpp
+  qat/write/shared_objects.hpp
+  qat/write/signal_names.hpp
+  qat/write/table_plan.cpp
+  qat/write/table_plan.hpp
+  qat/write/table_upkeep.cpp
+  qat/write/table_upkeep.hpp
+  qat/write/table_writer.cpp
+  qat/write/writer.cpp
+  qat/write/writer.hpp)

@@ -3,7 +3,6 @@
 #include <utf8.h>
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 
 #include "platform/text.hpp"
@@ -37,11 +36,10 @@ std::optional<std::string> textOfRow(const qxArray* array) {
 }
 
 qalc::ArrayPtr rowOfText(std::string_view utf8) {
-  const ustring text = to_ustring(utf8);
-  const std::size_t dims[] = {1, text.size()};
-  qalc::ArrayPtr row(qxCreateNumericArray(2, dims, qxCHAR, false));
-  if (!text.empty()) std::memcpy(qxGetData(row.get()), text.data(), text.size() * sizeof(char16_t));
-  return row;
+  const bool isAscii =
+      std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  const ustring text = isAscii ? ustring(utf8.begin(), utf8.end()) : to_ustring(utf8);
+  return qalc::ArrayPtr(qxCreateUString(text.data(), text.size()));
 }
 
 }  // namespace vtu::qat

@@ -55,6 +55,8 @@ TEST(IException, saysEveryKnownErrorInASentenceWithItsArguments) {
       {"Vortan:logLoadBlocks", "UnhandledDatatype", {u"half"}},
       {"Vortan:FileIO", "ToFromFileOpenCloseErr", {u"r\u00E9sultats.qat"}},
       {"Vortan:FileIO", "CannotSave", {u"results.qat", u"no space"}},
+      {"Vortan:Qat", "Unreadable", {u"results.qat", u"the checksum is wrong"}},
+      {"Vortan:Qat", "NoSuchPart", {u"results.qat", u"no variable"}},
       {"Vortan:Qalc", "NullArray", {u"qxGetData"}},
       {"Vortan:Qalc", "WrongClass", {u"qxGetCell", u"double", u"cell"}},
       {"Vortan:Qalc", "IndexOutOfRange", {u"qxGetCell", u"7", u"3"}},

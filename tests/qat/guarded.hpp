@@ -7,17 +7,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <fstream>
 
 namespace vtio::tests {
 
-inline void limitMemory() {
+/// @param beyond Bytes that may be used on top of what is used already.
+inline void limitMemory([[maybe_unused]] std::uint64_t beyond = std::uint64_t{400} << 20U) {
 #if !defined(__SANITIZE_ADDRESS__)
   std::ifstream statistics("/proc/self/statm");
   rlim_t pages = 0;
   statistics >> pages;
-  const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (400U << 20U);
+  const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + beyond;
   const rlimit limit{bytes, bytes};
   setrlimit(RLIMIT_AS, &limit);
 #endif

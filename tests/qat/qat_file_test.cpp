@@ -133,7 +133,7 @@ TEST_F(QatFileTest, OpenMarkWithoutItsChecksumIsDamage) {
   content[11] = 1;
   std::ofstream(path_, std::ios::binary) << content;
   EXPECT_EQ(open("r"), nullptr);
-  EXPECT_THAT(qatLastError(), HasSubstr("checksum of its superblock"));
+  EXPECT_THAT(qatLastError(), HasSubstr("its Superblock Checksum is wrong"));
 }
 
 TEST_F(QatFileTest, MissingFile) {

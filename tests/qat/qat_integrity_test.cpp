@@ -8,6 +8,7 @@
 
 #include "damaged_bytes.hpp"
 #include "guarded.hpp"
+#include "platform/qat/integrity/integrity.hpp"
 #include "qat_fixture.hpp"
 
 namespace vtio::tests {
@@ -126,37 +127,6 @@ TEST_F(QatIntegrity, TruncationAtEveryLength) {
   });
 }
 
-TEST_F(QatIntegrity, NewerVersionIsRefused) {
-  DamagedBytes file(everyKind());
-  const std::size_t name = file.find("qat.version");
-  const std::size_t header = file.headerAround(name);
-  const std::size_t version = file.bytes().find(std::string("\x01\x00\x00\x00", 4), name + 12 + 12);
-  ASSERT_LT(version, name + 60);
-  file.setNumber(version, 4, 2);
-  file.sealHeader(header);
-  for (const char* mode : {"r", "u"}) {
-    EXPECT_THAT(openError(file.bytes(), mode), HasSubstr("has format version 2; this library reads up to 1"));
-  }
-}
-
-TEST_F(QatIntegrity, StaleOpenMarkIsTakenOff) {
-  const std::string whole = everyKind();
-  for (const char* mode : {"r", "u"}) {
-    for (const std::uint64_t end : {whole.size(), whole.size() - 200, whole.size() + 5000}) {
-      DamagedBytes file(whole);
-      file.setNumber(11, 1, 1);
-      file.setNumber(28, 8, end);
-      file.sealSuperblock();
-      overwrite(file.bytes());
-      OpenFile opened = open(mode);
-      ASSERT_NE(opened, nullptr) << qatLastError();
-      EXPECT_TRUE(Array(qatGetVariable(opened.get(), "matrix"))) << qatLastError();
-      EXPECT_EQ(qatClose(opened.release()), 0);
-      EXPECT_EQ(bytes(), whole) << "the mark is off, and the end of the file is known again";
-    }
-  }
-}
-
 TEST_F(QatIntegrity, OpenMarkOfAWriterThatLivesStands) {
   DamagedBytes file(everyKind());
   file.setNumber(11, 1, 1);
@@ -195,8 +165,9 @@ TEST_F(QatIntegrity, CountsOfLinksThatContradictEachOther) {
       ASSERT_EQ(file.number(header + 26, 8), 40U);
       file.setNumber(header + 26, 8, records);
       file.seal(header, 34);
-      EXPECT_THAT(openError(file.bytes()), HasSubstr("the numbers of records contradict each other"));
-      EXPECT_THAT(openError(file.bytes(), "u"), HasSubstr(" of a tree at address "));
+      EXPECT_THAT(openError(file.bytes()),
+                  HasSubstr("its Total Number of Records in Child Node cannot be " + std::to_string(records)));
+      EXPECT_THAT(openError(file.bytes(), "u"), HasSubstr("Version 2 B-tree "));
     }
   }
 }
@@ -206,10 +177,9 @@ TEST_F(QatIntegrity, ExtentsBeyondTheData) {
   const std::size_t header = matrixHeader(file);
   for (const std::size_t at : {4U, 20U}) file.setNumber(file.message(header, kDataspace) + at, 8, 3000);  // and limit
   file.sealHeader(header);
-  EXPECT_THAT(
-      readError(file.bytes(), "matrix"),
-      AllOf(HasSubstr("variable \"matrix\": at /matrix: the object header at address " + std::to_string(header)),
-            HasSubstr("fewer bytes than its type and extents ask for")));
+  EXPECT_THAT(readError(file.bytes(), "matrix"),
+              AllOf(HasSubstr("variable \"matrix\": at /matrix: the Data Layout Message at address "),
+                    HasSubstr("its Size cannot be 96")));
 }
 
 TEST_F(QatIntegrity, ExtentsWhoseProductOverflows) {
@@ -219,7 +189,7 @@ TEST_F(QatIntegrity, ExtentsWhoseProductOverflows) {
     file.setNumber(file.message(header, kDataspace) + at, 8, std::uint64_t{1} << 62);
   }
   file.sealHeader(header);
-  EXPECT_THAT(readError(file.bytes(), "matrix"), HasSubstr("more elements than can be counted"));
+  EXPECT_THAT(readError(file.bytes(), "matrix"), HasSubstr("the Dataspace Message at address"));
 }
 
 TEST_F(QatIntegrity, DataOutsideTheFile) {
@@ -241,7 +211,7 @@ TEST_F(QatIntegrity, TypesWithBitsOutsideThem) {
     const std::size_t header = matrixHeader(file);
     file.setNumber(file.message(header, kDatatype) + at, at < 12 ? 2 : 1, value);
     file.sealHeader(header);
-    EXPECT_THAT(readError(file.bytes(), "matrix"), HasSubstr("its datatype")) << at;
+    EXPECT_THAT(readError(file.bytes(), "matrix"), HasSubstr("the Datatype Message at address")) << at;
   }
 }
 
@@ -252,7 +222,7 @@ TEST_F(QatIntegrity, VariableThatIsNoObject) {
   ASSERT_NE(name, std::string::npos);
   const std::uint64_t target = file.number(name + 7, 8);
   ASSERT_EQ(file.bytes().substr(target, 4), "OHDR");
-  for (const std::uint64_t wrong : {target + 1, std::uint64_t{1} << 40}) {
+  for (const std::uint64_t wrong : {target + 1, file.bytes().size() - 2, std::uint64_t{1} << 40}) {
     file.setNumber(name + 7, 8, wrong);
     file.sealContinuation(chunk);
     EXPECT_THAT(readError(file.bytes(), "complex"), HasSubstr("no object begins at address " + std::to_string(wrong)));
@@ -262,13 +232,14 @@ TEST_F(QatIntegrity, VariableThatIsNoObject) {
 TEST_F(QatIntegrity, AttributeThatIsTooLong) {
   DamagedBytes file(everyKind());
   const std::size_t name = file.find("Gain", 1);
-  const std::size_t header = file.headerAround(name);
+  const std::size_t chunk = file.bytes().rfind("OCHK", name);  // the attributes do not all fit into the first block
+  ASSERT_GT(chunk, file.headerAround(name));
   std::size_t attribute = name;
-  while (attribute > header && !(file.number(attribute, 1) == 3 && file.number(attribute + 2, 2) == 5)) --attribute;
+  while (attribute > chunk && !(file.number(attribute, 1) == 3 && file.number(attribute + 2, 2) == 5)) --attribute;
   ASSERT_EQ(file.number(attribute + 2, 2), 5U) << "the length of the name";
   file.setNumber(attribute + 4, 2, 4000);
-  file.sealHeader(header);
-  EXPECT_THAT(readError(file.bytes(), "structure"), HasSubstr("it ends too early"));
+  file.sealContinuation(chunk);
+  EXPECT_THAT(readError(file.bytes(), "structure"), HasSubstr("the Attribute Message at address"));
 }
 
 TEST_F(QatIntegrity, FieldNameThatIsAPath) {
@@ -284,26 +255,23 @@ TEST_F(QatIntegrity, FieldNameThatIsAPath) {
 TEST_F(QatIntegrity, UpdateOfADamagedFileLeavesItAlone) {
   std::string content = manyVariables();
   content[content.find("FHDB") + 40] ^= 1;
-  EXPECT_THAT(openError(content, "u"), HasSubstr("the heap block at address"));
+  EXPECT_THAT(openError(content, "u"), HasSubstr("the Fractal Heap Direct Block at address"));
   EXPECT_EQ(bytes(), content);
 }
 
 TEST_F(QatIntegrity, DamagedVariableIsNeitherReplacedNorDeleted) {
   std::string content = everyKind();
-  const DamagedBytes file(content);
-  const std::size_t table = file.number(file.find(std::string("\x04Name", 5)) + 5, 8);  // a column of it
-  ASSERT_EQ(content.substr(table, 4), "OHDR");
-  content[table + 12] ^= 1;
+  content[matrixHeader(DamagedBytes(content)) + 12] ^= 1;
   overwrite(content);
   const OpenFile opened = open("u");
   ASSERT_NE(opened, nullptr) << qatLastError();
   const Array value = text("new");
-  EXPECT_NE(qatPutVariable(opened.get(), "table", value.get()), 0);
-  EXPECT_THAT(qatLastError(), HasSubstr("the object header at address " + std::to_string(table)));
-  EXPECT_NE(qatDeleteVariable(opened.get(), "table"), 0);
+  EXPECT_NE(qatPutVariable(opened.get(), "matrix", value.get()), 0);
+  EXPECT_THAT(qatLastError(), HasSubstr("the Object Header at address"));
+  EXPECT_NE(qatDeleteVariable(opened.get(), "matrix"), 0);
   EXPECT_EQ(qatPutVariable(opened.get(), "text", value.get()), 0) << qatLastError();
   EXPECT_EQ(qatDeleteVariable(opened.get(), "structure"), 0) << qatLastError();
-  EXPECT_TRUE(Array(qatGetVariable(opened.get(), "matrix"))) << qatLastError();
+  EXPECT_TRUE(Array(qatGetVariable(opened.get(), "complex"))) << qatLastError();
 }
 
 /// A group that does nothing but link to an object.
@@ -320,32 +288,106 @@ std::string groupWithLink(std::uint64_t target) {
   return sealed.bytes();
 }
 
-TEST_F(QatIntegrity, ChainOfGroupsTooDeepToBeDeleted) {
-  const std::string start = everyKind();
-  const DamagedBytes whole(start);
+/// What another session wrote is never gone through: it may be nested as deep as it likes.
+TEST_F(QatIntegrity, ChainOfGroupsIsDeletedWithoutFollowingIt) {
+  std::string content = everyKind();
+  const DamagedBytes whole(content);
   const std::size_t chunk = whole.find("OCHK");
   const std::size_t name = whole.bytes().find("complex", chunk);
-  for (const std::size_t levels : {500U, 20000U}) {
-    std::string content = start;
-    std::uint64_t target = whole.number(name + 7, 8);
-    for (std::size_t i = 0; i < levels; ++i) {
-      const std::uint64_t place = content.size();
-      content += groupWithLink(target);
-      target = place;
-    }
-    DamagedBytes file(content);
-    file.setNumber(name + 7, 8, target);
-    file.sealContinuation(chunk);
-    file.setNumber(28, 8, content.size());
-    file.sealSuperblock();
-    overwrite(file.bytes());
-    guarded([&] {
-      const OpenFile opened = open("u");
-      ASSERT_NE(opened, nullptr) << qatLastError();
-      EXPECT_EQ(qatDeleteVariable(opened.get(), "complex") == 0, levels == 500) << levels;
-      EXPECT_TRUE(levels == 500 || std::string(qatLastError()).ends_with("nested deeper than any Qat file"));
-    });
+  std::uint64_t target = whole.number(name + 7, 8);
+  for (std::size_t i = 0; i < 20000; ++i) {
+    const std::uint64_t place = content.size();
+    content += groupWithLink(target);
+    target = place;
   }
+  DamagedBytes file(content);
+  file.setNumber(name + 7, 8, target);
+  file.sealContinuation(chunk);
+  file.setNumber(28, 8, content.size());
+  file.sealSuperblock();
+  overwrite(file.bytes());
+  guarded([&] {
+    OpenFile opened = open("u");
+    ASSERT_NE(opened, nullptr) << qatLastError();
+    EXPECT_EQ(qatDeleteVariable(opened.get(), "complex"), 0) << qatLastError();
+    EXPECT_EQ(qatClose(opened.release()), 0) << qatLastError();
+    EXPECT_TRUE(Array(qatGetVariable(open("r").get(), "matrix"))) << qatLastError();
+  });
+}
+
+/// The damaged size would take the bytes of everything behind it.
+TEST_F(QatIntegrity, DamagedSizeLeavesOtherVariablesReadable) {
+  {
+    OpenFile file = open("w");
+    put(file.get(), "structure",
+        structure({{"Long", text(std::string(300, 'x').c_str())},
+                   {"Gain", Array(qxCreateDoubleScalar(2.5))},
+                   {"Offset", Array(qxCreateDoubleScalar(2.5))},
+                   {"Unit", text("m")}}));
+    put(file.get(), "data", doubles({4000, 1}, std::vector<double>(4000, 1.5)));
+  }
+  std::string content = bytes();
+  const DamagedBytes file(content);
+  const std::size_t header = file.headerAround(file.find("Offset"));
+  ASSERT_EQ(file.number(header + 5, 1) & 3U, 1U) << "Size of Chunk #0 has two bytes";
+  content[header + 7] ^= 0x40;
+  overwrite(content);
+  const OpenFile opened = open("r");
+  ASSERT_NE(opened, nullptr) << qatLastError();
+  EXPECT_EQ(qatGetVariable(opened.get(), "structure"), nullptr);
+  EXPECT_THAT(qatLastError(), HasSubstr("the Object Header at address " + std::to_string(header)));
+  EXPECT_TRUE(Array(qatGetVariable(opened.get(), "data"))) << qatLastError();
+}
+
+TEST_F(QatIntegrity, DataThatBelongToSomethingElse) {
+  DamagedBytes file(everyKind());
+  const std::size_t header = matrixHeader(file);
+  file.setNumber(file.message(header, kLayout) + 2, 8, header - 50);
+  file.sealHeader(header);
+  EXPECT_THAT(readError(file.bytes(), "matrix"),
+              HasSubstr("the contiguous data at address " + std::to_string(header - 50) +
+                        ": its 96 bytes overlap something else"));
+}
+
+/// The bytes of a file for the checks alone, with memory that runs out at some point.
+class ScarceSource final : public vtu::qat::ByteSource {
+ public:
+  explicit ScarceSource(std::string bytes) : bytes_(std::move(bytes)) {}
+
+  std::uint64_t size() const override { return bytes_.size(); }
+  void read(std::uint64_t address, void* target, std::size_t size) const override {
+    if (reads-- == 0) throw std::bad_alloc();
+    std::copy_n(bytes_.begin() + static_cast<std::ptrdiff_t>(address), size, static_cast<char*>(target));
+  }
+  void wrongChecksum(vtu::qat::StructurePlace, std::uint64_t, std::uint32_t) override {
+    throw vtu::qat::Failure(vtu::qat::kDamaged, "a checksum");
+  }
+
+  mutable int reads = 0;
+
+ private:
+  std::string bytes_;
+};
+
+TEST_F(QatIntegrity, CheckThatIsNotFinishedIsARefusal) {
+  const std::string content = manyVariables();
+  const std::uint64_t root = DamagedBytes(content).number(36, 8);
+  ScarceSource source(content);
+  vtu::qat::Integrity integrity(source);
+  int unfinished = 0;
+  for (bool finished = false; !finished; ++unfinished) {
+    integrity.forget();
+    source.reads = unfinished;
+    try {
+      integrity.requireObject(root);
+      finished = true;
+    } catch (const std::bad_alloc&) {
+      source.reads = 1000;  // there is memory again, but nobody knows what the first half has left
+      EXPECT_THROW(integrity.requireObject(root), vtu::qat::Failure) << unfinished;
+    }
+  }
+  EXPECT_GT(unfinished, 10);
+  EXPECT_NO_THROW(integrity.requireObject(root));
 }
 
 class QatForeign : public QatIntegrity {
@@ -373,32 +415,55 @@ TEST_F(QatForeign, ChunksOfEveryIndexAreRead) {
     EXPECT_EQ(at(file.get(), "single", 7), 7.0);
     EXPECT_EQ(at(file.get(), "fixed", 23), 23.0);
     EXPECT_EQ(at<float>(file.get(), "growing", 299), 299.0F);
-    EXPECT_EQ(at(file.get(), "tree", 6), 1.0);
-    EXPECT_EQ(at(file.get(), "tree", 47), 47.0);
+    EXPECT_EQ(at(file.get(), "table", 6), 1.0);
+    EXPECT_EQ(at(file.get(), "table", 47), 47.0);
   }
   overwrite(seed("paged_chunks.qat"));
   EXPECT_EQ(at<unsigned char>(open("r").get(), "paged", 1099), 1099 % 251);
-  overwrite(seed("implicit_chunks.qat"));
-  EXPECT_EQ(at(open("r").get(), "implicit", 11), 0.0);
 }
 
-TEST_F(QatForeign, TypesOfEveryKindAreReadOrRefused) {
+TEST_F(QatForeign, TypesOfEveryKindAreRead) {
   overwrite(seed("types.qat"));
   const OpenFile file = open("r");
   ASSERT_NE(file, nullptr) << qatLastError();
-  for (const char* name : {"complex", "half", "big", "texts", "many"}) {
+  for (const char* name : {"complex", "texts", "truth", "many"}) {
     EXPECT_TRUE(Array(qatGetVariable(file.get(), name))) << qatLastError();
   }
-  EXPECT_EQ(qatGetVariable(file.get(), "opaque"), nullptr);
-  EXPECT_THAT(qatLastError(), HasSubstr("a type that arrays do not have"));
+}
+
+TEST_F(QatForeign, WhatQatFilesDoNotHaveIsRefusedByName) {
+  overwrite(seed("refused.qat"));
+  const OpenFile file = open("r");
+  ASSERT_NE(file, nullptr) << qatLastError();
+  const std::map<std::string, const char*> reasons = {
+      {"implicit",
+       "the Data Layout Message at address 316: a chunk index of type 2, which Qat files do not have; repack the "
+       "file with h5repack"},
+      {"tree", "a chunk index of type 5, which"},
+      {"large chunks", "chunks of more than 32 MiB, which"},
+      {"checksum", "a filter of number 3, which"},
+      {"virtual", "a layout of class 3, which"},
+      {"named", "an object that is neither a group nor a dataset, which"},
+      {"shared", "a shared message, which"},
+      {"half", "a floating-point number that is neither a little-endian IEEE single nor double, which"},
+      {"big", "an integer that is not 1, 2, 4 or 8 bytes, little-endian, which"},
+      {"opaque", "a datatype of class 5 (Opaque) here, which"},
+      {"bits", "a datatype of class 7 (Reference) here, which"},
+      {"array", "a datatype of class 10 (Array) here, which"},
+      {"lists", "a datatype of class 9 (Variable-Length) here, which"},
+      {"nothing", "the Dataspace Message at address 12731: its Type cannot be 2"}};
+  EXPECT_EQ(names(file.get()).size(), reasons.size());
+  for (const auto& [name, reason] : reasons) {
+    EXPECT_EQ(qatGetVariable(file.get(), name.c_str()), nullptr) << name;
+    EXPECT_THAT(qatLastError(), AllOf(HasSubstr("variable \"" + name + "\""), HasSubstr(reason)));
+  }
 }
 
 TEST_F(QatForeign, DamagedIndexOfChunksIsNamed) {
   const std::string whole = seed("chunks.qat");
   const DamagedBytes file(whole);
   const std::map<std::string, const char*> indexes = {{"FAHD", "fixed"},   {"FADB", "fixed"},   {"EAHD", "growing"},
-                                                      {"EAIB", "growing"}, {"EADB", "growing"}, {"EASB", "growing"},
-                                                      {"BTHD", "tree"},    {"BTLF", "tree"}};
+                                                      {"EAIB", "growing"}, {"EADB", "growing"}, {"EASB", "growing"}};
   for (const auto& [signature, variable] : indexes) {
     std::string content = whole;
     content[file.find(signature) + 10] ^= 1;
@@ -406,6 +471,19 @@ TEST_F(QatForeign, DamagedIndexOfChunksIsNamed) {
         << signature;
     EXPECT_EQ(at(open("r").get(), "single", 7), 7.0) << "what is not damaged stays readable";
   }
+}
+
+/// Each chunk of a dataset would be given room, stored or not.
+TEST_F(QatForeign, MoreChunksThanTheFileHasRoomFor) {
+  DamagedBytes file(seed("chunks.qat"));
+  const std::size_t header = file.headerAround(file.find("EAHD"));
+  std::size_t growing = header;
+  while (file.number(file.message(growing, kDataspace) + 12, 8) != ~std::uint64_t{0}) {
+    growing = file.headerAround(growing - 1);
+  }
+  file.setNumber(file.message(growing, kDataspace) + 4, 8, std::uint64_t{1} << 40);
+  file.sealHeader(growing);
+  EXPECT_THAT(readError(file.bytes(), "growing"), HasSubstr("its number of chunks cannot be 1099511627776"));
 }
 
 TEST_F(QatForeign, ChunkThatInflatesToTooLittle) {
@@ -440,7 +518,10 @@ TEST_F(QatForeign, BytesOfChunksAndTypesDamagedOneByOne) {
 
 /// What fuzzing found once: a table of links that HDF5 would take on trust, and crash.
 TEST_F(QatForeign, DamagedTableOfLinks) {
-  guarded([&] { EXPECT_THAT(openError(seed("crash_dense_links.qat")), HasSubstr("the heap block at address 13463")); });
+  guarded([&] {
+    EXPECT_THAT(openError(seed("crash_dense_links.qat")),
+                HasSubstr("the Fractal Heap Direct Block at address 13463: its Signature is wrong"));
+  });
 }
 
 }  // namespace

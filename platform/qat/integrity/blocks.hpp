@@ -3,14 +3,17 @@
 #pragma once
 
 #include <cstdint>
-#include <unordered_set>
+#include <map>
 #include <vector>
 
 #include "platform/qat/integrity/cursor.hpp"
 
 namespace vtu::qat {
 
-/// Where the bytes of a file come from, and what happens to a block whose checksum is wrong.
+/// What HDF5 is going to do with an object: it goes through more of one that it changes.
+enum class Purpose { reading, changing };
+
+/// Where the bytes of a file come from, and what happens to a structure whose checksum is wrong.
 class ByteSource {
  public:
   virtual ~ByteSource() = default;
@@ -25,52 +28,54 @@ class ByteSource {
   virtual void wrongChecksum(StructurePlace place, std::uint64_t address, std::uint32_t right) = 0;
 };
 
-/// Bytes of the file with the address of the first.
+/// Bytes of the file; what is between the signature and the checksum is to be read.
 struct Block {
   StructurePlace place;
   std::vector<unsigned char> bytes;
+  std::size_t begin = 0;
+  std::size_t end = 0;
 
-  [[nodiscard]] Cursor cursor() const { return {bytes.data(), bytes.size(), place}; }
+  [[nodiscard]] Cursor cursor() const { return {bytes.data() + begin, end - begin, place}; }
 };
 
-/// Hands out blocks and keeps account of them: in a sound file every byte belongs to one structure at most. A structure
-/// that is used twice, or structures that together are larger than the file, are refused, which also bounds the work and
-/// the memory of every check. Borrows the source.
+/// Hands out structures whose checksum is right, and keeps account of their bytes: in a sound file every byte belongs to one
+/// structure at most. Overlaps are refused, which also bounds the work and the memory of every check by the size of the
+/// file. Nothing is claimed before it has been verified, so that damage in one place does not make another one unreadable.
+/// Borrows the source.
 class Blocks final {
  public:
-  explicit Blocks(ByteSource& source) : source_(source) {}
+  static constexpr std::size_t kChecksumBytes = 4;
 
-  [[nodiscard]] std::uint64_t fileSize() const { return source_.size(); }
-  [[nodiscard]] ByteSource& source() const { return source_; }
+  explicit Blocks(ByteSource& source) : source_(source) { clear(); }
 
-  /// Reads a structure and enters it into the account. @throws Failure when it is not in the file or used already.
-  Block take(StructurePlace place, std::uint64_t size);
+  [[nodiscard]] std::uint64_t fileSize() const { return fileSize_; }
 
-  /// Reads at most `size` bytes without entering them; fewer where the file ends.
-  [[nodiscard]] Block peek(StructurePlace place, std::size_t size) const;
+  /// Reads bytes of the file without any check but that they are there. @throws Failure
+  [[nodiscard]] Block read(StructurePlace place, std::uint64_t size) const;
 
-  /// Enters a structure without reading it.
+  /// Reads and claims a structure of version 0 that ends with a checksum. @param signature Its first letters, may be empty.
+  /// @param spare Bytes behind the checksum that belong to it. @throws Failure
+  Block take(StructurePlace place, std::string_view signature, std::uint64_t size, std::uint64_t spare = 0);
+
+  /// Fails unless the last four of the first `size` bytes are the checksum of those before them.
+  void verify(const Block& block, std::size_t size);
+
+  /// Fails unless the stored checksum, at `address` in the file, is the right one.
+  void verify(StructurePlace place, std::uint64_t address, std::uint32_t stored, std::uint32_t right);
+
+  /// Claims bytes. @throws Failure when they are not in the file or belong to something else
   void claim(StructurePlace place, std::uint64_t size);
-
-  /// Enters the elements of a dataset, or some of them. Where they begin is not remembered, there may be millions.
-  void claimData(StructurePlace place, std::uint64_t size);
-
-  /// Checks the four bytes at `checksumAt`, the checksum of all before them.
-  void verify(const Block& block, std::size_t checksumAt);
-
-  /// Checks a stored checksum against the right one.
-  void verify(StructurePlace place, std::uint64_t checksumAddress, std::uint32_t stored, std::uint32_t right);
 
   /// Fails unless the bytes lie in the file.
   void requireInFile(StructurePlace place, std::uint64_t size) const;
 
-  /// Forgets what has been used; to be called when the file has changed.
+  /// Forgets what has been claimed; to be called when the file has changed.
   void clear();
 
  private:
   ByteSource& source_;
-  std::unordered_set<std::uint64_t> used_;
-  std::uint64_t total_ = 0;
+  std::uint64_t fileSize_ = 0;
+  std::map<std::uint64_t, std::uint64_t> claimed_;  // first address, address behind the last; neighbours are one
 };
 
 }  // namespace vtu::qat

@@ -11,10 +11,8 @@ std::string inWords(StructurePlace place) {
 }
 
 std::uint64_t Cursor::number(std::size_t bytes) {
-  if (bytes > left()) fail("it ends too early");
   std::uint64_t value = 0;
-  std::memcpy(&value, at_, bytes);
-  at_ += bytes;
+  std::memcpy(&value, text(bytes).data(), bytes);
   return value;
 }
 
@@ -25,19 +23,29 @@ std::string_view Cursor::text(std::size_t size) {
   return taken;
 }
 
-Cursor Cursor::part(std::size_t size) { return part(size, place_); }
-
-Cursor Cursor::part(std::size_t size, StructurePlace place) {
+Cursor Cursor::part(std::size_t size) {
   const auto* begin = at_;
   skip(size);
-  return {begin, size, place};
+  return {begin, size, place_};
 }
 
-void Cursor::expect(std::string_view signature, unsigned version) {
-  if (text(signature.size()) != signature) fail("it does not begin with " + std::string(signature));
-  if (const unsigned found = u8(); found != version) fail("it has the unknown version " + std::to_string(found));
+void Cursor::expect(std::size_t bytes, std::uint64_t value, const char* field) {
+  const std::uint64_t found = number(bytes);
+  require(found == value, field, found);
+}
+
+void Cursor::require(bool condition, const char* field) const {
+  if (!condition) fail("its " + std::string(field) + " is wrong");
+}
+
+void Cursor::require(bool condition, const char* field, std::uint64_t value) const {
+  if (!condition) fail("its " + std::string(field) + " cannot be " + std::to_string(value));
 }
 
 void Cursor::fail(const std::string& why) const { throw Failure(kDamaged, inWords(place_) + ": " + why); }
+
+void Cursor::refuse(const std::string& what, const char* advice) const {
+  throw Failure(kUnsupported, inWords(place_) + ": " + what + ", which Qat files do not have" + advice);
+}
 
 }  // namespace vtu::qat

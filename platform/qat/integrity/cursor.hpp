@@ -12,13 +12,17 @@ namespace vtu::qat {
 /// The address of a structure that does not exist.
 inline constexpr std::uint64_t kNoAddress = ~std::uint64_t{0};
 
-/// The address where a structure begins, and what it is, for the words of an error.
+/// The address where a structure begins, and what the HDF5 file format calls it, for the words of an error.
 struct StructurePlace {
-  const char* what = "a structure";
+  const char* what = "structure";
   std::uint64_t address = 0;
 };
 
-/// A reading position within bytes that somebody else keeps. Numbers are little-endian. @throws Failure past the end.
+/// How a Failure calls a structure: "the <what> at address N".
+[[nodiscard]] std::string inWords(StructurePlace place);
+
+/// A reading position within bytes that somebody else keeps. Numbers are little-endian. Fields are called as the HDF5 file
+/// format calls them. @throws Failure past the end.
 class Cursor final {
  public:
   Cursor() = default;
@@ -40,28 +44,26 @@ class Cursor final {
 
   /// A cursor over the next bytes alone.
   Cursor part(std::size_t size);
-  Cursor part(std::size_t size, StructurePlace place);
 
   void skip(std::size_t size) { static_cast<void>(text(size)); }
 
-  /// Takes four letters and a version number, and fails when they are not these.
-  void expect(std::string_view signature, unsigned version);
+  /// Takes a number that can have one value only.
+  void expect(std::size_t bytes, std::uint64_t value, const char* field);
 
-  /// Fails with `why` unless the condition holds.
-  void require(bool condition, const char* why) const {
-    if (!condition) fail(why);
-  }
+  /// Fails with "its <field> is wrong" or "its <field> cannot be N" unless the condition holds.
+  void require(bool condition, const char* field) const;
+  void require(bool condition, const char* field, std::uint64_t value) const;
 
   /// Fails: "the <what> at address N: <why>".
   [[noreturn]] void fail(const std::string& why) const;
+
+  /// Fails likewise because HDF5 has this, but Qat files do not. @param advice What to do about it.
+  [[noreturn]] void refuse(const std::string& what, const char* advice = "") const;
 
  private:
   const unsigned char* at_ = nullptr;
   const unsigned char* end_ = nullptr;
   StructurePlace place_;
 };
-
-/// How a Failure calls a structure: "the <what> at address N".
-[[nodiscard]] std::string inWords(StructurePlace place);
 
 }  // namespace vtu::qat

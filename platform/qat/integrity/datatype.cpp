@@ -6,171 +6,147 @@
 namespace vtu::qat {
 namespace {
 
-constexpr int kDeepest = 32;
-
-enum class TypeClass : unsigned {
-  integer = 0,
-  real = 1,
-  time = 2,
+enum Class : unsigned {
+  fixedPoint = 0,
+  floatingPoint = 1,
   string = 3,
-  bits = 4,
-  opaque = 5,
   compound = 6,
-  reference = 7,
-  enumeration = 8,
-  variable = 9,
-  array = 10,
+  enumerated = 8,
+  variableLength = 9
 };
+constexpr unsigned kClasses = 11;
+constexpr std::array<const char*, kClasses> kClassNames = {"Fixed-Point", "Floating-Point",  "Time",     "String",
+                                                           "Bit field",   "Opaque",          "Compound", "Reference",
+                                                           "Enumerated",  "Variable-Length", "Array"};
 
 struct Header {
-  unsigned version;
-  TypeClass kind;
-  unsigned flags;
+  unsigned version, kind, bits;
   std::uint64_t size;
 };
 
 Header readHeader(Cursor& at) {
   const unsigned start = at.u8();
-  Header header{start >> 4U, static_cast<TypeClass>(start & 15U), static_cast<unsigned>(at.number(3)), at.u32()};
-  at.require(header.version >= 1 && header.version <= 3, "its datatype has an unknown version");
-  at.require(header.size > 0, "its datatype has no size");
+  const Header header{start >> 4U, start & 15U, static_cast<unsigned>(at.number(3)), at.u32()};
+  at.require(header.version >= 1 && header.version <= 3, "Version", header.version);
+  at.require(header.kind < kClasses, "Class", header.kind);
+  at.require(header.size > 0, "Size", 0);
   return header;
 }
 
-void requireBits(const Cursor& at, std::uint64_t first, std::uint64_t count, std::uint64_t limit) {
-  at.require(count > 0 && first + count <= limit, "its datatype has bits outside its bytes");
+[[noreturn]] void refuseClass(const Cursor& at, const Header& header) {
+  at.refuse("a datatype of class " + std::to_string(header.kind) + " (" + kClassNames[header.kind] + ") here");
 }
 
 void readInteger(Cursor& at, const Header& header) {
-  const std::uint64_t offset = at.u16();
-  const std::uint64_t precision = at.u16();
-  requireBits(at, offset, precision, 8 * header.size);
+  constexpr unsigned kSigned = 8;
+  if (header.size > 8 || !std::has_single_bit(header.size) || (header.bits & ~kSigned) != 0) {
+    at.refuse("an integer that is not 1, 2, 4 or 8 bytes, little-endian");
+  }
+  at.expect(2, 0, "Bit Offset");
+  at.expect(2, 8 * header.size, "Bit Precision");
 }
 
 void readReal(Cursor& at, const Header& header) {
-  const std::uint64_t offset = at.u16();
-  const std::uint64_t precision = at.u16();
-  const std::uint64_t exponent = at.u8();
-  const std::uint64_t exponentSize = at.u8();
-  const std::uint64_t mantissa = at.u8();
-  const std::uint64_t mantissaSize = at.u8();
-  at.skip(4);
-  const std::uint64_t sign = (header.flags >> 8U) & 255U;
-  requireBits(at, offset, precision, 8 * header.size);
-  requireBits(at, exponent, exponentSize, offset + precision);
-  requireBits(at, mantissa, mantissaSize, offset + precision);
-  requireBits(at, sign, 1, offset + precision);
-  at.require(exponentSize < 64 && mantissaSize < 64, "its datatype has an exponent or mantissa of impossible size");
-  at.require(exponent + exponentSize <= mantissa || mantissa + mantissaSize <= exponent,
-             "the exponent and mantissa of its datatype overlap");
-  at.require(
-      (sign < exponent || sign >= exponent + exponentSize) && (sign < mantissa || sign >= mantissa + mantissaSize),
-      "the sign of its datatype lies within its exponent or mantissa");
-  at.require((header.flags & 0x40U) == 0, "its datatype has an unknown order of bytes");
-}
-
-/// A name of a member; before version 3 it is padded to a multiple of eight bytes.
-void readName(Cursor& at, unsigned version) {
-  std::size_t length = 0;
-  while (at.u8() != 0) ++length;
-  if (version < 3) at.skip((8 - (length + 1) % 8) % 8);
-}
-
-/// The bytes that a number up to `limit` takes.
-std::size_t bytesFor(std::uint64_t limit) { return (static_cast<std::size_t>(std::bit_width(limit)) - 1) / 8 + 1; }
-
-bool readMembers(Cursor& at, const Header& header, int depth) {
-  const unsigned count = header.flags & 0xFFFFU;
-  at.require(count > 0, "its datatype has no members");
-  bool refers = false;
-  for (unsigned i = 0; i < count; ++i) {
-    readName(at, header.version);
-    const std::uint64_t offset = at.number(header.version < 3 ? 4 : bytesFor(header.size));
-    if (header.version == 1) {
-      at.require(at.u8() == 0, "its datatype has members of an outdated form");
-      at.skip(27);
-    }
-    const TypeInfo member = readDatatype(at, depth + 1);
-    at.require(offset + member.size <= header.size, "a member of its datatype lies outside it");
-    refers = refers || member.refers;
+  struct Form {
+    unsigned size, bits, exponentAt, exponentSize, mantissaSize, bias;
+  };
+  constexpr Form kSingle{4, 0x1F20, 23, 8, 23, 127}, kDouble{8, 0x3F20, 52, 11, 52, 1023};
+  const Form& form = header.size == 4 ? kSingle : kDouble;
+  if (header.size != form.size || header.bits != form.bits) {
+    at.refuse("a floating-point number that is neither a little-endian IEEE single nor double");
   }
-  return refers;
+  at.expect(2, 0, "Bit Offset");
+  at.expect(2, std::uint64_t{8} * form.size, "Bit Precision");
+  at.expect(1, form.exponentAt, "Exponent Location");
+  at.expect(1, form.exponentSize, "Exponent Size");
+  at.expect(1, 0, "Mantissa Location");
+  at.expect(1, form.mantissaSize, "Mantissa Size");
+  at.expect(4, form.bias, "Exponent Bias");
 }
 
-void readEnumeration(Cursor& at, const Header& header, int depth) {
-  const unsigned count = header.flags & 0xFFFFU;
-  Cursor ahead = at;
-  const unsigned base = ahead.u8() & 15U;
-  at.require(base == static_cast<unsigned>(TypeClass::integer), "an enumeration of something other than integers");
-  at.require(readDatatype(at, depth + 1).size == header.size, "an enumeration of another size than its integers");
-  for (unsigned i = 0; i < count; ++i) readName(at, header.version);
-  at.skip(count * header.size);
+void requireTextBits(const Cursor& at, unsigned padding, unsigned characterSet) {
+  at.require(padding <= 2, "Padding Type", padding);
+  at.require(characterSet <= 1, "Character Set", characterSet);
 }
 
-bool readArray(Cursor& at, const Header& header, int depth) {
-  at.require(header.version > 1, "its datatype is an array of an outdated form");
-  const unsigned rank = at.u8();
-  at.require(rank > 0 && rank <= 32, "its datatype is an array of too many dimensions");
-  if (header.version == 2) at.skip(3);
-  std::uint64_t elements = 1;
-  for (unsigned i = 0; i < rank; ++i) {
-    const std::uint64_t extent = at.u32();
-    at.require(extent > 0 && elements <= header.size / extent, "its datatype is an array of another size");
-    elements *= extent;
+void readText(const Cursor& at, const Header& header) {
+  requireTextBits(at, header.bits & 15U, (header.bits >> 4U) & 15U);
+}
+
+void readName(Cursor& at) {
+  while (at.u8() != 0) {
   }
-  if (header.version == 2) at.skip(std::size_t{4} * rank);
-  const TypeInfo base = readDatatype(at, depth + 1);
-  at.require(base.size == header.size / elements && header.size % elements == 0,
-             "its datatype is an array of another size");
-  return base.refers;
 }
 
-void readVariable(Cursor& at, const Header& header, int depth) {
-  constexpr std::uint64_t kReferenceBytes = 16;  // length, address of a heap, index in it
-  const unsigned kind = header.flags & 15U;
-  at.require(kind <= 1 && header.size == kReferenceBytes, "a type of variable length of unknown form");
-  const TypeInfo base = readDatatype(at, depth + 1);
-  at.require(kind == 0 || base.size == 1, "a text type of variable length without bytes");
+void readEnumeration(Cursor& at, const Header& header) {
+  const Header base = readHeader(at);
+  if (base.kind != fixedPoint) refuseClass(at, base);
+  at.require(base.size == header.size, "Base Type's Size", base.size);
+  readInteger(at, base);
+  const std::size_t members = header.bits & 0xFFFFU;
+  for (std::size_t i = 0; i < members; ++i) readName(at);
+  at.skip(members * header.size);
+}
+
+/// Numbers, fixed texts and enumerations. @return false for what stands in none of these
+bool readSimple(Cursor& at, const Header& header) {
+  switch (header.kind) {
+    case fixedPoint:
+      readInteger(at, header);
+      return true;
+    case floatingPoint:
+      readReal(at, header);
+      return true;
+    case string:
+      readText(at, header);
+      return true;
+    case enumerated:
+      at.require(header.version == 3, "Version", header.version);
+      readEnumeration(at, header);
+      return true;
+    default:
+      return false;
+  }
+}
+
+void readMembers(Cursor& at, const Header& header) {
+  at.require(header.version == 3, "Version", header.version);
+  const unsigned members = header.bits & 0xFFFFU;
+  at.require(members > 0, "Number of Members", members);
+  const std::size_t offsetBytes = (static_cast<std::size_t>(std::bit_width(header.size)) + 7) / 8;
+  std::uint64_t end = 0;
+  for (unsigned i = 0; i < members; ++i) {
+    readName(at);
+    const std::uint64_t offset = at.number(offsetBytes);
+    const Header member = readHeader(at);
+    at.require(offset >= end && offset <= header.size && member.size <= header.size - offset, "Byte Offset of Member",
+               offset);
+    if (!readSimple(at, member)) refuseClass(at, member);
+    end = offset + member.size;
+  }
+}
+
+void readVariableText(Cursor& at, const Header& header) {
+  constexpr unsigned kString = 1, kReferenceBytes = 16;  // length, address of a global heap, index in it
+  if ((header.bits & 15U) != kString) refuseClass(at, header);
+  at.require(header.size == kReferenceBytes, "Size", header.size);
+  requireTextBits(at, (header.bits >> 4U) & 15U, (header.bits >> 8U) & 15U);
+  const Header base = readHeader(at);
+  at.require(base.size == 1 && base.kind <= string && readSimple(at, base), "Base Type");
 }
 
 }  // namespace
 
-TypeInfo readDatatype(Cursor& at, int depth) {
-  at.require(depth < kDeepest, "its datatype is nested too deep");
+TypeInfo readDatatype(Cursor at) {
   const Header header = readHeader(at);
-  switch (header.kind) {
-    case TypeClass::integer:
-    case TypeClass::bits:
-      readInteger(at, header);
-      return {header.size, false};
-    case TypeClass::real:
-      readReal(at, header);
-      return {header.size, false};
-    case TypeClass::time:
-      requireBits(at, 0, at.u16(), 8 * header.size);
-      return {header.size, false};
-    case TypeClass::string:
-      at.require((header.flags & 15U) <= 2 && ((header.flags >> 4U) & 15U) <= 1, "a text type of unknown form");
-      return {header.size, false};
-    case TypeClass::opaque:
-      at.skip(header.flags & 255U);
-      return {header.size, false};
-    case TypeClass::compound:
-      return {header.size, readMembers(at, header, depth)};
-    case TypeClass::reference:
-      at.require((header.flags & 15U) <= 1 && header.size == ((header.flags & 15U) == 0 ? 8 : 12),
-                 "a reference type of unknown form");
-      return {header.size, true};
-    case TypeClass::enumeration:
-      readEnumeration(at, header, depth);
-      return {header.size, false};
-    case TypeClass::variable:
-      readVariable(at, header, depth);
-      return {header.size, true};
-    case TypeClass::array:
-      return {header.size, readArray(at, header, depth)};
+  if (header.kind == variableLength) {
+    readVariableText(at, header);
+  } else if (header.kind == compound) {
+    readMembers(at, header);
+  } else if (!readSimple(at, header)) {
+    refuseClass(at, header);
   }
-  at.fail("its datatype has the unknown class " + std::to_string(static_cast<unsigned>(header.kind)));
+  return {header.size, header.kind == variableLength};
 }
 
 }  // namespace vtu::qat

@@ -11,11 +11,11 @@ namespace vtu::qat {
 /// What the checks need to know about a type.
 struct TypeInfo {
   std::uint64_t size = 0;  ///< bytes of one element, > 0
-  bool refers = false;     ///< elements refer to something outside them: text or lists of variable length, references
+  bool refers = false;     ///< elements are text of variable length, which stands elsewhere
 };
 
-/// Reads one datatype, members and base types included. @throws Failure when a member or bit field lies outside its
-/// type, sizes contradict each other, or the nesting is deeper than any real type's.
-TypeInfo readDatatype(Cursor& at, int depth = 0);
+/// Reads one Datatype Message: little-endian integers and IEEE numbers, text of fixed and variable length, enumerations over
+/// integers, and compounds of all but text of variable length and compounds. @throws Failure for anything else
+[[nodiscard]] TypeInfo readDatatype(Cursor at);
 
 }  // namespace vtu::qat

@@ -1,58 +1,41 @@
 /// @file
-/// The heaps in which the latest format keeps links and attributes that are too many for the header of their object.
+/// The fractal heaps in which HDF5 keeps links and attributes that are too many for the header of their object.
 #pragma once
 
 #include <map>
 #include <unordered_map>
-#include <vector>
 
 #include "platform/qat/integrity/blocks.hpp"
-#include "platform/qat/integrity/purpose.hpp"
 
 namespace vtu::qat {
 
-/// One heap, read and checked as a whole.
+/// The parameters with which every HDF5 makes its heaps, besides those that are the same for both.
+struct HeapForm {
+  std::size_t idBytes;      ///< what the users of the heap keep of an object
+  std::uint64_t firstSize;  ///< of a block, in bytes
+  unsigned bits;            ///< of the heap's address space
+};
+inline constexpr HeapForm kLinkHeap{7, 512, 32}, kAttributeHeap{8, 1024, 40};
+
+/// The objects of one heap. Valid as long as the heap that was read.
 class Heap final {
  public:
-  /// Reads the heap at an address. @param idBytes What its users keep of an object's identity, in bytes.
-  /// @throws Failure when anything in it contradicts itself.
-  Heap(Blocks& blocks, std::uint64_t address, std::size_t idBytes, Purpose purpose);
+  /// Reads the heap at an address and checks it as a whole. @throws Failure when anything in it contradicts itself.
+  Heap(Blocks& blocks, std::uint64_t address, const HeapForm& form, Purpose purpose);
 
   /// The bytes of the object with an identity; they live as long as the heap. @throws Failure when there is none.
   [[nodiscard]] Cursor object(Cursor id) const;
 
  private:
-  struct Shape {
-    std::uint64_t width, firstSize, largestDirect;
-    unsigned bits;        // of the heap's address space
-    unsigned directRows;  // rows that hold blocks with objects
-    unsigned mostRows;    // that a heap of these bits can have
-    std::size_t offsetBytes, lengthBytes;
+  friend class HeapReader;
 
-    [[nodiscard]] std::uint64_t rowSize(unsigned row) const { return row == 0 ? firstSize : firstSize << (row - 1); }
-  };
+  [[nodiscard]] std::size_t offsetBytes() const { return form_.bits / 8; }
 
-  void readShape(Cursor& at, std::uint64_t largestObject);
-  void readDirect(std::uint64_t address, std::uint64_t offset, std::uint64_t size);
-  void readIndirect(std::uint64_t address, std::uint64_t offset, unsigned rows, int depth);
-  void readHuge(std::uint64_t tree, std::uint64_t count);
-  [[nodiscard]] std::size_t prefixBytes() const { return 5 + 8 + shape_.offsetBytes + (checksums_ ? 4 : 0); }
-  [[nodiscard]] std::map<std::uint64_t, Block>::const_iterator blockAt(std::uint64_t offset) const;
+  /// The managed block with these bytes of the heap, and where in it they are; nullptr if there is none.
+  [[nodiscard]] const Block* blockWith(std::uint64_t offset, std::uint64_t length, std::uint64_t& within) const;
 
-  struct FreeSections {
-    std::uint64_t address, count, largest;
-  };
-  void checkFreeSpace(std::uint64_t address);
-  void checkFreeSections(const FreeSections& sections, std::uint64_t size, std::uint64_t owner);
-  void checkFreeSection(Cursor& list, std::uint64_t bytes) const;
-  void readPrefix(Cursor& at, std::string_view signature, std::uint64_t offset) const;
-
-  Blocks& blocks_;
-  std::uint64_t address_;
-  Shape shape_{};
-  bool checksums_ = false;
-  std::size_t idBytes_;
-  std::map<std::uint64_t, Block> direct_;  // by offset in the heap
+  const HeapForm& form_;
+  std::map<std::uint64_t, Block> managed_;  // by offset in the heap
   std::unordered_map<std::uint64_t, Block> huge_;
 };
 

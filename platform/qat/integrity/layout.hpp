@@ -2,7 +2,6 @@
 /// Where the elements of a dataset stand, checked against its type and extents.
 #pragma once
 
-#include <string_view>
 #include <vector>
 
 #include "platform/qat/integrity/blocks.hpp"
@@ -14,14 +13,11 @@ namespace vtu::qat {
 struct DatasetInfo {
   SpaceInfo space;
   TypeInfo type;
-  std::vector<Filter> filters;
+  std::vector<unsigned> filters;
 };
 
 /// Checks that the storage holds what type and extents ask for, and that it lies in the file; of chunks, their index and
 /// that every chunk gives as many bytes as it has elements. @throws Failure
 void checkLayout(Blocks& blocks, Cursor at, const DatasetInfo& dataset);
-
-/// Checks that a fill value is one element, or nothing, and refers to nothing.
-void requireFillValue(const Cursor& at, std::string_view value, const TypeInfo& type);
 
 }  // namespace vtu::qat

@@ -1,0 +1,124 @@
+#include "platform/qat/driver.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#if __has_include(<H5FDdevelop.h>)
+#include <H5FDdevelop.h>
+#endif
+
+#include "platform/qat/failure.hpp"
+#include "platform/qat/superblock.hpp"
+
+namespace vtu::qat {
+namespace {
+
+H5FD_class_t plain;  // HDF5's own driver
+
+using Failures = std::map<const void*, std::shared_ptr<std::string>>;
+
+/// Of the files whose writes are watched, by where their descriptor stands. Lives on: HDF5 closes what is open when the
+/// program ends.
+Failures& failures() {
+  static auto& list = *new Failures;
+  return list;
+}
+
+std::shared_ptr<std::string> opening;  // for the failures of the file that is being opened
+
+const void* keyOf(H5FD_t* file) {
+  void* handle = nullptr;
+  return plain.get_handle(file, H5P_DEFAULT, &handle) < 0 ? nullptr : handle;
+}
+
+/// Runs work that writes to a file, unless that has failed before.
+template <typename Work>
+herr_t watched(H5FD_t* file, Work&& work) {
+  const auto found = failures().find(keyOf(file));
+  if (found == failures().end()) return work();
+  std::string& failure = *found->second;
+  if (failure.empty() && work() < 0) {
+    failure = libraryReason();
+    H5Eclear2(H5E_DEFAULT);
+  }
+  return 0;
+}
+
+herr_t readAsClosed(H5FD_t* file, H5FD_mem_t type, hid_t list, haddr_t address, size_t size, void* target) {
+  if (plain.read(file, type, list, address, size, target) < 0) return -1;
+  if (address >= kSuperblockBytes) return 0;
+  SuperblockBytes superblock{};
+  if (plain.read(file, type, list, 0, kSuperblockBytes, superblock.data()) < 0) return -1;
+  const bool openForWriting = superblock[8] == 3 && superblock[11] != 0;
+  const bool streamed = (superblock[11] & 4U) != 0;
+  if (!openForWriting || streamed) return 0;
+  closeSuperblock(superblock, plain.get_eof(file, type));
+  std::memcpy(target, superblock.data() + address, std::min<std::size_t>(size, kSuperblockBytes - address));
+  return 0;
+}
+
+herr_t write(H5FD_t* file, H5FD_mem_t type, hid_t list, haddr_t address, size_t size, const void* source) {
+  return watched(file, [&] { return plain.write(file, type, list, address, size, source); });
+}
+
+herr_t truncate(H5FD_t* file, hid_t list, hbool_t closing) {
+  return watched(file, [&] { return plain.truncate(file, list, closing); });
+}
+
+H5FD_t* open(const char* name, unsigned flags, hid_t list, haddr_t largest) {
+  H5FD_t* file = plain.open(name, flags, list, largest);
+  if (file != nullptr && opening) failures()[keyOf(file)] = opening;
+  return file;
+}
+
+herr_t close(H5FD_t* file) {
+  failures().erase(keyOf(file));
+  return plain.close(file);
+}
+
+herr_t lockNothing(H5FD_t*, hbool_t) { return 0; }
+herr_t unlockNothing(H5FD_t*) { return 0; }
+
+/// HDF5 shows the functions of a driver only on a file that it opened.
+H5FD_class_t plainDriver() {
+  const Handle list(checked(H5Pcreate(H5P_FILE_ACCESS), kStorage, "cannot make a property list"));
+  checked(H5Pset_fapl_sec2(list.get()), kStorage, "HDF5 has no driver for files");
+  H5FD_t* file = H5FDopen("/dev/null", H5F_ACC_RDONLY, list.get(), HADDR_UNDEF);
+  if (file == nullptr) throwLibraryFailure(kStorage, "HDF5 has no driver for files");
+  const H5FD_class_t found = *file->cls;
+  H5FDclose(file);
+  return found;
+}
+
+hid_t registerDriver() {
+  plain = plainDriver();
+  H5FD_class_t driver = plain;
+  driver.name = "qat";
+  driver.open = open;
+  driver.close = close;
+  driver.read = readAsClosed;
+  driver.write = write;
+  driver.truncate = truncate;
+  driver.lock = lockNothing;
+  driver.unlock = unlockNothing;
+  return checked(H5FDregister(&driver), kStorage, "cannot register the file driver");
+}
+
+}  // namespace
+
+hid_t fileDriver() {
+  static hid_t driver = H5I_INVALID_HID;
+  if (H5Iis_valid(driver) <= 0) driver = registerDriver();  // H5close() in somebody else's hands ends it
+  return driver;
+}
+
+int descriptorOf(hid_t file) {
+  void* handle = nullptr;
+  return H5Fget_vfd_handle(file, H5P_DEFAULT, &handle) < 0 ? -1 : *static_cast<int*>(handle);
+}
+
+WatchedOpening::WatchedOpening(std::shared_ptr<std::string> failure) { opening = std::move(failure); }
+
+WatchedOpening::~WatchedOpening() { opening.reset(); }
+
+}  // namespace vtu::qat

@@ -1,0 +1,26 @@
+/// @file
+/// Calls into HDF5: one at a time in the process, and silent.
+#pragma once
+
+#include <mutex>
+
+#include "platform/qat/hdf5.hpp"
+
+namespace vtu::qat {
+
+/// While it lives, HDF5 is this thread's, and prints nothing.
+class LibraryCall final {
+ public:
+  LibraryCall() : lock_(mutex()) {}
+
+ private:
+  static std::mutex& mutex() {
+    static std::mutex mutex;
+    return mutex;
+  }
+
+  std::lock_guard<std::mutex> lock_;
+  QuietErrors quiet_;
+};
+
+}  // namespace vtu::qat

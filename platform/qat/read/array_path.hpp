@@ -1,0 +1,27 @@
+/// @file
+/// Following a path of field names and cell numbers through an array in memory.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/qalc_internal.hpp"
+
+namespace vtu::qat {
+
+/// The number that a step of a path is; nothing for any other text.
+[[nodiscard]] std::optional<std::size_t> numberOfStep(const std::string& step);
+
+/// Throws that a path leads nowhere at a step.
+[[noreturn]] void failAtStep(const std::string& step, const std::string& why);
+
+/// What a path leads to from a value; see qatGetPart(). @param value May be null. @throws Failure
+[[nodiscard]] qalc::ArrayPtr partOf(const qxArray* value, std::span<const std::string> path);
+
+/// What a path leads to from values that are one field of n cells: a number selects one, a name enters all.
+[[nodiscard]] qalc::ArrayPtr partOfAll(const std::vector<const qxArray*>& values, std::span<const std::string> path);
+
+}  // namespace vtu::qat

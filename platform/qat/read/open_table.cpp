@@ -1,0 +1,184 @@
+#include "platform/qat/read/open_table.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "platform/qat/failure.hpp"
+#include "platform/qat/read/memory_budget.hpp"
+
+namespace vtu::qat {
+namespace {
+
+constexpr std::uint64_t kBlockBytes = 1U << 20U;
+
+bool isTextCellType(hid_t type) {
+  return H5Tget_class(type) == H5T_COMPOUND && H5Tget_nmembers(type) == 2 && H5Tget_member_index(type, "start") >= 0 &&
+         H5Tget_member_index(type, "bytes") >= 0;
+}
+
+bool holds(hid_t dataset, ElementKind kind) {
+  const Handle type = typeOf(dataset);
+  return kind.id == qxCELL ? isTextCellType(type.get()) : elementKindOf(type.get()) == kind;
+}
+
+/// Reads a rectangle of a dataset of one or two dimensions.
+template <std::size_t kRank>
+void readRectangle(hid_t dataset, hid_t type, const std::array<hsize_t, kRank>& first,
+                   const std::array<hsize_t, kRank>& count, void* out) {
+  if (std::find(count.begin(), count.end(), hsize_t{0}) != count.end()) return;
+  const Handle space = spaceOf(dataset);
+  checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, first.data(), nullptr, count.data(), nullptr), kDamaged,
+          "samples cannot be selected");
+  const Handle memory(checked(H5Screate_simple(kRank, count.data(), nullptr), kStorage, "cannot make a dataspace"));
+  checked(H5Dread(dataset, type, memory.get(), space.get(), H5P_DEFAULT, out), kDamaged, "samples cannot be read");
+}
+
+/// The extents of a dataset that has `rank` of them.
+std::vector<std::size_t> extentsOfRank(hid_t dataset, std::size_t rank) {
+  auto extents = extentsOf(dataset);
+  if (extents.size() != rank) throw Failure(kDamaged, "a dataset that does not have " + std::to_string(rank) + " axes");
+  return extents;
+}
+
+void requireRange(std::uint64_t first, std::uint64_t count, std::uint64_t limit, const char* what) {
+  if (first > limit || count > limit - first) {
+    throw Failure(kDamaged, std::string(what) + " " + std::to_string(first) + " to " + std::to_string(first + count) +
+                                " of " + std::to_string(limit));
+  }
+}
+
+/// Rows and columns of a chunk; 1 by 1 for a dataset without chunks.
+std::array<hsize_t, 2> chunkOf(hid_t dataset, std::size_t elementSize, const Source& source) {
+  const Handle list(checked(H5Dget_create_plist(dataset), kDamaged, "a dataset has no layout"));
+  std::array<hsize_t, 2> chunk{1, 1};
+  if (H5Pget_layout(list.get()) != H5D_CHUNKED) return chunk;
+  checked(H5Pget_chunk(list.get(), 2, chunk.data()), kDamaged, "chunks that do not have 2 axes");
+  MemoryBudget(source.bytes.size()).require(chunk[0] * elementSize, chunk[1]);
+  return chunk;
+}
+
+void setBlocks(OpenTable::Values& values, std::size_t elementSize, const Source& source) {
+  const auto [rows, columns] = chunkOf(values.dataset.get(), elementSize, source);
+  const auto times = [&](std::uint64_t a, std::uint64_t b) {
+    return std::max<std::uint64_t>(kBlockBytes / elementSize / std::max<std::uint64_t>(a * b, 1), 1);
+  };
+  values.blockColumns =
+      std::min<std::uint64_t>(columns * times(rows, columns), std::max<std::uint64_t>(values.columns, 1));
+  values.blockRows = rows * times(rows, values.blockColumns);
+}
+
+}  // namespace
+
+void OpenTable::openTimes() {
+  if (times_) return;
+  times_ = openDataset(source_, group_.get(), kTimeMember);
+  rows_ = extentsOfRank(times_.get(), 1).front();
+}
+
+std::uint64_t OpenTable::rows() {
+  openTimes();
+  return rows_;
+}
+
+const std::vector<StoredColumn>& OpenTable::columns() {
+  if (!columns_) {
+    auto columns = atPlace(kColumnsMember, [this] { return readRecords(source_, group_.get()); });
+    takeValidRows(columns);
+    for (const StoredColumn& column : columns) {
+      atPlace(kColumnsMember, [&] { requireRange(column.begin, column.count, rows(), "rows"); });
+    }
+    columns_ = std::move(columns);
+  }
+  return *columns_;
+}
+
+const StoredColumn& OpenTable::column(std::uint32_t number) {
+  const auto& all = columns();
+  if (number >= all.size()) {
+    throw Failure(kDamaged, "column " + std::to_string(number) + " of " + std::to_string(all.size()));
+  }
+  return all[number];
+}
+
+/// While a file is written, its valid rows stand in a dataset of their own.
+void OpenTable::takeValidRows(std::vector<StoredColumn>& columns) {
+  if (!hasMember(group_.get(), kRowsMember)) return;
+  atPlace(kRowsMember, [&] {
+    const Handle rows = openDataset(source_, group_.get(), kRowsMember);
+    std::vector<std::uint64_t> counts(columns.size());
+    if (extentsOfRank(rows.get(), 1).front() != counts.size()) throw Failure(kDamaged, "not one number per column");
+    readRectangle<1>(rows.get(), H5T_NATIVE_UINT64, {0}, {counts.size()}, counts.data());
+    for (std::size_t i = 0; i < columns.size(); ++i) columns[i].count = counts[i];
+  });
+}
+
+const OpenTable::Values& OpenTable::values(ElementKind kind) {
+  const std::string name = elementClassName(kind);
+  const auto known = values_.find(name);
+  if (known != values_.end()) return known->second;
+  return atPlace(name, [&]() -> const Values& {
+    Values values;
+    if (!hasMember(group_.get(), name)) throw Failure(kAbsent, "there are no samples of that class");
+    values.dataset = openDataset(source_, group_.get(), name);
+    const auto extents = extentsOfRank(values.dataset.get(), 2);
+    if (!holds(values.dataset.get(), kind)) throw Failure(kDamaged, "a dataset of another type");
+    values.rows = extents[0];
+    values.columns = extents[1];
+    setBlocks(values, elementBytes(kind), source_);
+    return values_.emplace(name, std::move(values)).first->second;
+  });
+}
+
+void OpenTable::readTimes(std::uint64_t first, std::uint64_t count, double* out) {
+  atPlace(kTimeMember, [&] {
+    requireRange(first, count, rows(), "rows");
+    readRectangle<1>(times_.get(), H5T_NATIVE_DOUBLE, {first}, {count}, out);
+  });
+}
+
+void OpenTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t firstRow,
+                          std::uint64_t count, void* out) {
+  if (width == 0 || count == 0) return;
+  const Values& from = values(kind);
+  atPlace(elementClassName(kind), [&] {
+    requireRange(firstRow, count, from.rows, "rows");
+    requireRange(firstColumn, width, from.columns, "columns");
+    readRectangle<2>(from.dataset.get(), source_.kit.elementType(kind), {firstRow, firstColumn}, {count, width}, out);
+  });
+  if (kind.id != qxLOGICAL) return;
+  auto* flags = static_cast<unsigned char*>(out);
+  std::transform(flags, flags + width * count, flags, [](unsigned char c) -> unsigned char { return c != 0; });
+}
+
+std::string_view OpenTable::text(TextCell cell) {
+  if (cell.bytes == 0) return {};
+  return atPlace(kTextBytesMember, [&] {
+    if (!texts_) {
+      texts_.emplace();
+      texts_->dataset = openDataset(source_, group_.get(), kTextBytesMember);
+      texts_->size = extentsOfRank(texts_->dataset.get(), 1).front();
+    }
+    requireRange(cell.start, cell.bytes, texts_->size, "bytes");
+    const std::uint64_t end = texts_->first + texts_->bytes.size();
+    if (cell.start < texts_->first || cell.start + cell.bytes > end) moveWindow(cell.start, cell.bytes);
+    return std::string_view(texts_->bytes).substr(cell.start - texts_->first, cell.bytes);
+  });
+}
+
+void OpenTable::moveWindow(std::uint64_t first, std::uint64_t count) {
+  constexpr std::uint64_t kWindow = 64U << 10U;
+  const std::uint64_t bytes = std::min(std::max(count, kWindow), texts_->size - first);
+  MemoryBudget(source_.bytes.size()).require(bytes, 1);
+  texts_->bytes.resize(bytes);
+  texts_->first = first;
+  readRectangle<1>(texts_->dataset.get(), H5T_NATIVE_UINT8, {first}, {bytes}, texts_->bytes.data());
+}
+
+void OpenTable::refresh() {
+  times_.reset();
+  columns_.reset();
+  values_.clear();
+  texts_.reset();
+}
+
+}  // namespace vtu::qat

@@ -1,0 +1,99 @@
+/// @file
+/// One sample table in a file, read in parts.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/qat/read/source.hpp"
+#include "platform/qat/sample_format.hpp"
+#include "platform/qat_parts.hpp"
+#include "platform/sample_table.hpp"
+
+namespace vtu::qat {
+
+/// A table that is open. Opens its datasets when they are first asked for. Every function throws Failure.
+class OpenTable final {
+ public:
+  /// The values of one element class.
+  struct Values {
+    Handle dataset;
+    std::uint64_t rows = 0;
+    std::uint64_t columns = 0;
+    std::uint64_t blockRows = 1;  // rows and columns that are best read at once: whole chunks, about a megabyte
+    std::uint64_t blockColumns = 1;
+  };
+
+  OpenTable(const Source& source, Handle group) : source_(source), group_(std::move(group)) {}
+
+  [[nodiscard]] std::uint64_t rows();
+
+  /// One per record, checked to fit the table's rows. Valid until refresh().
+  [[nodiscard]] const std::vector<StoredColumn>& columns();
+  [[nodiscard]] const StoredColumn& column(std::uint32_t number);
+
+  /// The dataset of an element class. Valid until refresh().
+  [[nodiscard]] const Values& values(ElementKind kind);
+
+  void readTimes(std::uint64_t first, std::uint64_t count, double* out);
+
+  /// Reads elements of one class, count rows of width; logicals as 0 and 1, texts as cells of a row.
+  void readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t firstRow,
+                 std::uint64_t count, void* out);
+
+  /// The bytes of a text, valid until the next call.
+  [[nodiscard]] std::string_view text(TextCell cell);
+
+  /// Calls `take` with the bytes of each text of a leaf in rows [firstRow, firstRow + count), row by row.
+  template <typename Take>
+  void forEachText(const StoredColumn& leaf, std::uint64_t firstRow, std::uint64_t count, Take&& take) {
+    constexpr std::uint64_t kCells = 1U << 14U;
+    const std::uint64_t rowsAtOnce = kCells / std::max<std::uint64_t>(leaf.width, 1) + 1;
+    std::vector<std::byte> cells;
+    for (std::uint64_t row = 0; row < count; row += rowsAtOnce) {
+      const std::uint64_t rows = std::min(rowsAtOnce, count - row);
+      cells.resize(rows * leaf.width * TextCell::kBytesInRow);
+      readBlock({qxCELL, false}, leaf.first, leaf.width, firstRow + row, rows, cells.data());
+      for (std::size_t at = 0; at < cells.size(); at += TextCell::kBytesInRow) {
+        take(text(TextCell::fromRow(cells.data() + at)));
+      }
+    }
+  }
+
+  /// Forgets what it has read and opened.
+  void refresh();
+
+  [[nodiscard]] const Source& source() const { return source_; }
+
+ private:
+  /// The texts' bytes, a stretch of them in memory.
+  struct Window {
+    Handle dataset;
+    std::uint64_t size = 0;  // of the dataset
+    std::uint64_t first = 0;
+    std::string bytes;
+  };
+
+  void openTimes();
+  void takeValidRows(std::vector<StoredColumn>& columns);
+  void moveWindow(std::uint64_t first, std::uint64_t count);
+
+  Source source_;
+  Handle group_;
+  Handle times_;
+  std::uint64_t rows_ = 0;
+  std::optional<std::vector<StoredColumn>> columns_;
+  std::map<std::string, Values> values_;  // by name of the class
+  std::optional<Window> texts_;
+};
+
+/// Reads the records of a table. @throws Failure
+[[nodiscard]] std::vector<StoredColumn> readRecords(const Source& source, hid_t table);
+
+}  // namespace vtu::qat

@@ -1,0 +1,88 @@
+#include "platform/qat/read/open_tables.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+
+#include "platform/qat/failure.hpp"
+#include "platform/qat/file.hpp"
+
+namespace vtu::qat {
+namespace {
+
+std::string pathOf(const std::string& table) { return std::string(kSamplesGroup) + "/" + table; }
+
+std::optional<std::uint32_t> numberOf(const std::string& name) {
+  std::uint32_t number = 0;
+  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+  if (error != std::errc() || std::to_string(number) != name) return {};
+  return number;
+}
+
+}  // namespace
+
+OpenTables::OpenTables(const Source& source) : source_(source) {}
+
+OpenTables::~OpenTables() = default;
+
+hid_t OpenTables::group() {
+  if (!group_) group_ = openGroup(source_, source_.root, kSamplesGroup);
+  return group_.get();
+}
+
+std::vector<std::uint32_t> OpenTables::numbers() {
+  std::vector<std::uint32_t> numbers;
+  if (!hasMember(source_.root, kSamplesGroup)) return numbers;
+  for (const std::string& name : memberNames(group())) {
+    if (const auto number = numberOf(name)) numbers.push_back(*number);
+  }
+  std::sort(numbers.begin(), numbers.end());
+  return numbers;
+}
+
+OpenTable& OpenTables::table(std::uint32_t number) {
+  std::unique_ptr<OpenTable>& table = tables_[number];
+  if (!table) {
+    const std::string name = std::to_string(number);
+    table = atPlace(pathOf(name), [&] {
+      if (!hasMember(source_.root, kSamplesGroup) || !hasMember(group(), name))
+        throw Failure(kDamaged, "no such table");
+      return open(name);
+    });
+  }
+  return *table;
+}
+
+std::unique_ptr<OpenTable> OpenTables::open(const std::string& name) {
+  H5L_info_t info;
+  checked(H5Lget_info(group(), name.c_str(), &info, H5P_DEFAULT), kDamaged, "a member cannot be found");
+  if (info.type == H5L_TYPE_EXTERNAL) return openElsewhere(name, info.u.val_size);
+  return std::make_unique<OpenTable>(source_, openGroup(source_, group(), name));
+}
+
+std::unique_ptr<OpenTable> OpenTables::openElsewhere(const std::string& name, std::size_t linkSize) {
+  std::string value(linkSize, '\0');
+  checked(H5Lget_val(group(), name.c_str(), value.data(), value.size(), H5P_DEFAULT), kDamaged,
+          "a link cannot be read");
+  const char* file = nullptr;
+  const char* object = nullptr;
+  checked(H5Lunpack_elink_val(value.data(), value.size(), nullptr, &file, &object), kDamaged, "a link cannot be read");
+  const std::string bare = file;
+  if (bare.empty() || bare == ".." || bare.find('/') != std::string::npos || object != "/" + pathOf(name)) {
+    throw Failure(kUnsupported, "a link to " + std::string(object) + " in " + bare +
+                                    "; it must lead to the same member of a file in the same folder");
+  }
+  std::unique_ptr<File>& other = otherFiles_[bare];
+  if (!other) other = File::open(source_.path.substr(0, source_.path.rfind('/') + 1) + bare, File::Mode::read);
+  const Source there = other->source();
+  const Handle samples = openGroup(there, there.root, kSamplesGroup);
+  return std::make_unique<OpenTable>(there, openGroup(there, samples.get(), name));
+}
+
+void OpenTables::refresh() {
+  for (auto& [number, table] : tables_) table.reset();
+  group_.reset();
+  source_.integrity.forget();
+}
+
+}  // namespace vtu::qat

@@ -1,0 +1,83 @@
+#include "platform/qat/read/source.hpp"
+
+#include <array>
+
+#include "platform/qat/failure.hpp"
+
+namespace vtu::qat {
+namespace {
+
+herr_t collectName(hid_t, const char* name, const H5L_info_t*, void* target) {
+  try {
+    static_cast<std::vector<std::string>*>(target)->emplace_back(name);
+    return 0;
+  } catch (...) {
+    return -1;
+  }
+}
+
+Handle ofType(Handle object, H5I_type_t type, const std::string& link) {
+  if (H5Iget_type(object.get()) != type) {
+    throw Failure(kDamaged, link + " is not a " + (type == H5I_GROUP ? "group" : "dataset"));
+  }
+  return object;
+}
+
+}  // namespace
+
+bool hasMember(hid_t group, const std::string& link) {
+  if (link == "." || link.find('/') != std::string::npos) throw Failure(kDamaged, "a name that is a path: " + link);
+  return checked(H5Lexists(group, link.c_str(), H5P_DEFAULT), kDamaged, "members of a group cannot be read") > 0;
+}
+
+Handle openAt(const Source& source, haddr_t address) {
+  source.integrity.requireObject(address);
+  return Handle(checked(H5Oopen_by_addr(source.root, address), kDamaged, "an object cannot be opened"));
+}
+
+Handle openMember(const Source& source, hid_t group, const std::string& link, haddr_t* address) {
+  H5L_info_t info;
+  checked(H5Lget_info(group, link.c_str(), &info, H5P_DEFAULT), kDamaged, "a member cannot be found");
+  if (info.type != H5L_TYPE_HARD) throw Failure(kUnsupported, "a soft or external link");
+  source.integrity.requireObject(info.u.address);
+  if (address != nullptr) *address = info.u.address;
+  return Handle(checked(H5Oopen(group, link.c_str(), H5P_DEFAULT), kDamaged, "an object cannot be opened"));
+}
+
+Handle openDataset(const Source& source, hid_t group, const std::string& link) {
+  return ofType(openMember(source, group, link), H5I_DATASET, link);
+}
+
+Handle openGroup(const Source& source, hid_t group, const std::string& link) {
+  return ofType(openMember(source, group, link), H5I_GROUP, link);
+}
+
+std::vector<std::string> memberNames(hid_t group) {
+  std::vector<std::string> names;
+  if (H5Literate(group, H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, collectName, &names) < 0) {
+    names.clear();
+    checked(H5Literate(group, H5_INDEX_NAME, H5_ITER_INC, nullptr, collectName, &names), kDamaged,
+            "the names cannot be read");
+  }
+  return names;
+}
+
+std::uint64_t memberCount(hid_t group) {
+  H5G_info_t info;
+  checked(H5Gget_info(group, &info), kDamaged, "a group cannot be read");
+  return info.nlinks;
+}
+
+Handle typeOf(hid_t dataset) { return Handle(checked(H5Dget_type(dataset), kDamaged, "a dataset has no type")); }
+
+Handle spaceOf(hid_t dataset) { return Handle(checked(H5Dget_space(dataset), kDamaged, "a dataset has no dataspace")); }
+
+std::vector<std::size_t> extentsOf(hid_t dataset) {
+  const Handle space = spaceOf(dataset);
+  if (H5Sget_simple_extent_type(space.get()) == H5S_NULL) return {0, 0};
+  std::array<hsize_t, H5S_MAX_RANK> extents{};
+  const int rank = checked(H5Sget_simple_extent_dims(space.get(), extents.data(), nullptr), kDamaged, "no extents");
+  return {extents.begin(), extents.begin() + rank};
+}
+
+}  // namespace vtu::qat

@@ -1,0 +1,48 @@
+/// @file
+/// What reading needs of an open file, and how its objects are opened.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/qat/file_bytes.hpp"
+#include "platform/qat/integrity/integrity.hpp"
+#include "platform/qat/kit.hpp"
+
+namespace vtu::qat {
+
+/// Parts of an open file; all are borrowed, and valid until it is closed or changed.
+struct Source {
+  Kit& kit;
+  FileBytes bytes;
+  Integrity& integrity;
+  hid_t root;
+  const std::string& path;
+};
+
+/// True if a group has a member of this name. @throws Failure for a name that HDF5 would take for a path
+[[nodiscard]] bool hasMember(hid_t group, const std::string& link);
+
+/// Opens the object at an address after it has been checked. @throws Failure
+[[nodiscard]] Handle openAt(const Source& source, haddr_t address);
+
+/// Opens a member of a group; every object is checked before HDF5 opens it. @param address Set if not null. @throws Failure
+[[nodiscard]] Handle openMember(const Source& source, hid_t group, const std::string& link, haddr_t* address = nullptr);
+
+/// The same for a member that must be a dataset or a group.
+[[nodiscard]] Handle openDataset(const Source& source, hid_t group, const std::string& link);
+[[nodiscard]] Handle openGroup(const Source& source, hid_t group, const std::string& link);
+
+/// Names of the members of a group, in the order of creation where it is known.
+[[nodiscard]] std::vector<std::string> memberNames(hid_t group);
+
+/// Number of members of a group.
+[[nodiscard]] std::uint64_t memberCount(hid_t group);
+
+/// Type, dataspace and extents of a dataset; no extents for a single element. @throws Failure
+[[nodiscard]] Handle typeOf(hid_t dataset);
+[[nodiscard]] Handle spaceOf(hid_t dataset);
+[[nodiscard]] std::vector<std::size_t> extentsOf(hid_t dataset);
+
+}  // namespace vtu::qat

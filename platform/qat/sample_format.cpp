@@ -1,0 +1,69 @@
+#include "platform/qat/sample_format.hpp"
+
+#include <array>
+#include <charconv>
+
+#include "platform/qalc_internal.hpp"
+#include "platform/sample_table.hpp"
+
+namespace vtu::qat {
+namespace {
+
+constexpr std::array kClasses = {qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8,  qxINT16,   qxUINT16,
+                                 qxINT32,  qxUINT32, qxINT64, qxUINT64, qxLOGICAL, qxCELL};
+constexpr std::string_view kComplexSuffix = ".complex";
+
+bool hasIntegerMember(hid_t type, const char* name) {
+  const int index = H5Tget_member_index(type, name);
+  return index >= 0 && H5Tget_member_class(type, static_cast<unsigned>(index)) == H5T_INTEGER;
+}
+
+}  // namespace
+
+std::string elementClassName(ElementKind kind) {
+  std::string name = kind.id == qxCELL ? kTextMember : qalc::className(kind.id);
+  return kind.complex ? name.append(kComplexSuffix) : name;
+}
+
+std::optional<ElementKind> elementClassOf(std::string_view name) {
+  ElementKind kind;
+  kind.complex = name.ends_with(kComplexSuffix);
+  if (kind.complex) name.remove_suffix(kComplexSuffix.size());
+  for (const qxClassID id : kClasses) {
+    if (elementClassName({id, false}) == name) kind.id = id;
+  }
+  const bool isReal = kind.id == qxLOGICAL || kind.id == qxCELL;
+  if (kind.id == qxUNKNOWN || (kind.complex && isReal)) return {};
+  return kind;
+}
+
+std::size_t elementBytes(ElementKind kind) {
+  if (kind.id == qxCELL) return TextCell::kBytesInRow;
+  return qalc::elementSize(kind.id) * (kind.complex ? 2 : 1);
+}
+
+std::string dimsText(const std::vector<std::size_t>& dims) {
+  std::string text;
+  for (const std::size_t dim : dims) text += (text.empty() ? "" : "x") + std::to_string(dim);
+  return text;
+}
+
+std::optional<std::vector<std::size_t>> dimsOfText(std::string_view text) {
+  std::vector<std::size_t> dims;
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  while (at != end) {
+    if (!dims.empty() && *at++ != 'x') return {};
+    const auto [next, error] = std::from_chars(at, end, dims.emplace_back());
+    if (error != std::errc()) return {};
+    at = next;
+  }
+  return dims;
+}
+
+bool isReferenceType(hid_t type) {
+  return H5Tget_class(type) == H5T_COMPOUND && H5Tget_nmembers(type) == 3 && hasIntegerMember(type, "table") &&
+         hasIntegerMember(type, "column") && hasIntegerMember(type, "part");
+}
+
+}  // namespace vtu::qat

@@ -1,0 +1,48 @@
+/// @file
+/// Writing datasets: numbers, characters and lists of texts.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/qalc_internal.hpp"
+#include "platform/qat/kit.hpp"
+
+namespace vtu::qat {
+
+/// Longest text that becomes one fixed-length element.
+inline constexpr std::size_t kLongestText = std::size_t{1} << 30;
+
+/// Whether texts may share one fixed length without wasting much of the file.
+[[nodiscard]] bool fitFixedLength(std::span<const std::string> texts);
+
+/// Makes datasets in a group and fills them. Borrows the kit.
+class DatasetWriter final {
+ public:
+  explicit DatasetWriter(Kit& kit) : kit_(kit) {}
+
+  /// Writes a numeric, logical or char array element by element; element (i, j) becomes `dataset[i, j]`.
+  Handle writeElements(hid_t group, const std::string& link, const qxArray& array);
+
+  /// Writes one text as a scalar.
+  Handle writeText(hid_t group, const std::string& link, std::string_view text);
+
+  /// Writes texts of one fixed length. @param extents At least one; their product is the number of texts.
+  Handle writeTexts(hid_t group, const std::string& link, std::span<const std::string> texts,
+                    const std::vector<hsize_t>& extents);
+
+  /// Writes elements that stand in memory one after another.
+  /// @param extents None for a single element. @param list How the dataset is stored; by default contiguous.
+  Handle writeValues(hid_t group, const std::string& link, hid_t type, const std::vector<hsize_t>& extents,
+                     const void* values, hid_t list = H5P_DEFAULT);
+
+ private:
+  Kit& kit_;
+};
+
+/// Makes a dataspace. @param extents None for a single element.
+[[nodiscard]] Handle makeSpace(const std::vector<hsize_t>& extents);
+
+}  // namespace vtu::qat

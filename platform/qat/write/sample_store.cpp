@@ -1,0 +1,196 @@
+#include "platform/qat/write/sample_store.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/qat/attributes.hpp"
+#include "platform/qat/failure.hpp"
+#include "platform/qat/write/sample_table_writer.hpp"
+
+namespace vtu::qat {
+namespace {
+
+constexpr const char* kGroupFailure = "cannot make the group of a sample table";
+
+bool hasLink(hid_t group, const std::string& name) {
+  return checked(H5Lexists(group, name.c_str(), H5P_DEFAULT), kStorage, "cannot look for a sample table") > 0;
+}
+
+std::string linkOf(std::uint32_t table) { return std::string(kSamplesGroup) + "/" + std::to_string(table); }
+
+void requireSamplesGroup(hid_t parent, hid_t list) {
+  if (hasLink(parent, kSamplesGroup)) return;
+  const Handle made(
+      checked(H5Gcreate2(parent, kSamplesGroup, H5P_DEFAULT, list, H5P_DEFAULT), kStorage, kGroupFailure));
+}
+
+/// The smallest number from `number` on that no table has.
+std::uint32_t freeNumber(hid_t root, std::uint32_t number) {
+  if (!hasLink(root, kSamplesGroup)) return number;
+  while (hasLink(root, linkOf(number))) ++number;
+  return number;
+}
+
+SampleSelection selectionOf(const SampleTable& table, const std::vector<const qalc::Storage*>& values) {
+  SampleSelection selection;
+  selection.table = &table;
+  std::uint64_t first = UINT64_MAX, end = 0;
+  for (const qalc::Storage* storage : values) {
+    const SampleColumn& column = storage->samples->column();
+    selection.columns.push_back(&column);
+    first = std::min(first, column.first);
+    end = std::max(end, column.first + column.count);
+  }
+  selection.first = first;
+  selection.count = end - first;
+  return selection;
+}
+
+}  // namespace
+
+std::string SampleStore::key(const SampleColumn& column) {
+  const std::array<std::uint64_t, 6> numbers = {column.offset,    column.first,     column.count,
+                                                column.id + 0ULL, column.isComplex, column.name.size()};
+  std::string key;
+  const auto append = [&key](const auto& list) {
+    key.append(reinterpret_cast<const char*>(list.data()), list.size() * sizeof *list.data());
+  };
+  append(numbers);
+  append(column.name);
+  append(column.dims);
+  append(column.unit);
+  return key;
+}
+
+void SampleStore::write(const qxArray& array, hid_t root, hid_t staging,
+                        const std::function<SignalNames()>& takenNames) {
+  std::erase_if(entries_, [](const auto& entry) { return entry.second.table.expired(); });
+  visited_.clear();
+  lackOf_.clear();
+  references_.clear();
+  staged_.clear();
+  std::vector<Lack> lacking;
+  collect(array, 0, lacking);
+  if (lacking.empty()) return;
+  SignalNames names = takenNames();
+  for (Lack& lack : lacking) writeTable(lack, root, staging, names);
+}
+
+void SampleStore::collect(const qxArray& array, int depth, std::vector<Lack>& lacking) {
+  const qalc::Storage& storage = *array.storage;
+  if (storage.samples) {
+    if (visited_.insert(&storage).second) collectSamples(storage, lacking);
+    return;
+  }
+  if ((array.id != qxCELL && array.id != qxSTRUCT) || depth > kDeepestNesting) return;
+  if (array.storage.use_count() > 1 && !visited_.insert(&storage).second) return;
+  for (const auto& cell : storage.ownCells) {
+    if (cell) collect(*cell, depth + 1, lacking);
+  }
+  for (const qalc::Field& field : storage.fields) {
+    for (const auto& value : field.values) {
+      if (value) collect(*value, depth + 1, lacking);
+    }
+  }
+}
+
+void SampleStore::collectSamples(const qalc::Storage& storage, std::vector<Lack>& lacking) {
+  const qalc::Samples& samples = *storage.samples;
+  if (samples.areTimes()) return;
+  if (const auto known = entries_.find(samples.table().get()); known != entries_.end()) {
+    const auto column = known->second.columns.find(key(samples.column()));
+    if (column != known->second.columns.end()) {
+      references_[&storage] = column->second;
+      return;
+    }
+  }
+  const auto [lack, isNew] = lackOf_.try_emplace(samples.table().get(), lacking.size());
+  if (isNew) lacking.push_back({samples.table(), {}});
+  lacking[lack->second].columns.push_back(&storage);
+}
+
+void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames& names) {
+  const auto offset = [](const qalc::Storage* values) { return values->samples->column().offset; };
+  std::stable_sort(lack.columns.begin(), lack.columns.end(),
+                   [&](const auto* a, const auto* b) { return offset(a) < offset(b); });
+  const std::uint32_t number = freeNumber(root, staged_.empty() ? 0 : staged_.back() + 1);
+  Entry& entry = entries_[lack.table.get()];
+  entry.table = lack.table;
+  std::vector<const qalc::Storage*> distinct;
+  for (const qalc::Storage* storage : lack.columns) {
+    const SampleColumn& column = storage->samples->column();
+    const Reference reference{number, static_cast<std::uint32_t>(distinct.size()), kValuesPart};
+    const auto [known, isNew] = entry.columns.try_emplace(key(column), reference);
+    if (isNew) distinct.push_back(storage);
+    references_[storage] = known->second;
+    entry.times.try_emplace({column.first, column.count}, known->second.table, known->second.column, kTimesPart);
+  }
+  const std::string link = linkOf(number);
+  requireSamplesGroup(staging, kit_.groupList());
+  const Handle group(
+      checked(H5Gcreate2(staging, link.c_str(), H5P_DEFAULT, kit_.groupList(), H5P_DEFAULT), kStorage, kGroupFailure));
+  staged_.push_back(number);
+  const SampleSelection selection = selectionOf(*lack.table, distinct);
+  SampleTableWriter writer(kit_, group.get(), selection);
+  atPlace(link, [&] {
+    writer.writeTimes();
+    writer.writeValues();
+    writer.writeRecords(names);
+  });
+}
+
+std::optional<Reference> SampleStore::find(const qxArray& value, const qxArray* owner) const {
+  const qalc::Samples* samples = value.storage->samples.get();
+  if (samples == nullptr) return {};
+  if (!samples->areTimes()) {
+    const auto found = references_.find(value.storage.get());
+    return found != references_.end() ? std::optional(found->second) : std::nullopt;
+  }
+  const auto entry = entries_.find(samples->table().get());
+  if (entry == entries_.end()) return {};
+  if (owner != nullptr) {
+    if (const auto beside = besideTimes(*samples, *owner)) return beside;
+  }
+  const Rows rows{samples->column().first, samples->column().count};
+  const auto found = entry->second.times.find(rows);
+  return found != entry->second.times.end() ? std::optional(found->second) : std::nullopt;
+}
+
+std::optional<Reference> SampleStore::besideTimes(const qalc::Samples& times, const qxArray& owner) const {
+  const auto& fields = owner.storage->fields;
+  const auto matches = [&](const qalc::Field& field) -> const qalc::Storage* {
+    const qxArray* value = field.values.size() == 1 ? field.values.front().get() : nullptr;
+    const qalc::Samples* samples = value != nullptr ? value->storage->samples.get() : nullptr;
+    const bool same = samples != nullptr && !samples->areTimes() && samples->table() == times.table() &&
+                      samples->column().first == times.column().first &&
+                      samples->column().count == times.column().count;
+    return same ? value->storage.get() : nullptr;
+  };
+  const qalc::Storage* values = besideField_ < fields.size() ? matches(fields[besideField_]) : nullptr;
+  for (std::size_t f = 0; values == nullptr && f < fields.size(); ++f) {
+    values = matches(fields[f]);
+    besideField_ = f;
+  }
+  const auto found = references_.find(values);
+  if (found == references_.end()) return {};
+  return Reference{found->second.table, found->second.column, kTimesPart};
+}
+
+void SampleStore::link(hid_t root, hid_t staging) {
+  if (staged_.empty()) return;
+  requireSamplesGroup(root, kit_.groupList());
+  for (const std::uint32_t number : staged_) {
+    const std::string link = linkOf(number);
+    checked(H5Lcreate_hard(staging, link.c_str(), root, link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage,
+            "a sample table cannot be linked");
+  }
+  staged_.clear();
+}
+
+void SampleStore::clear() {
+  entries_.clear();
+  references_.clear();
+  staged_.clear();
+}
+
+}  // namespace vtu::qat

@@ -1,0 +1,80 @@
+/// @file
+/// The sample tables of a file that is written: which there are, what they hold, and references to them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "platform/qalc_internal.hpp"
+#include "platform/qat/kit.hpp"
+#include "platform/qat/sample_format.hpp"
+#include "platform/qat/write/signal_names.hpp"
+
+namespace vtu::qat {
+
+/// Knows which samples in memory the file holds already, and writes those that it lacks.
+///
+/// Arrays over one SampleTable that one variable holds stand in one table of the file; what the file has from an earlier
+/// variable is referred to, not written again. Lives as long as the file is open. Borrows the kit.
+class SampleStore final {
+ public:
+  explicit SampleStore(Kit& kit) : kit_(kit) {}
+
+  /// Writes the samples of an array and of everything below it that the file lacks, as tables in the group `staging`.
+  /// @param root The root group. @param takenNames Gives the names of the signals in the file; asked if there is a table to
+  ///   write. @throws Failure
+  void write(const qxArray& array, hid_t root, hid_t staging, const std::function<SignalNames()>& takenNames);
+
+  /// The reference that stands for a value of the array given to write(); nothing for an array without samples in the
+  /// file. @param owner The structure with the value as a field, or null: times refer to the record of a value beside them.
+  [[nodiscard]] std::optional<Reference> find(const qxArray& value, const qxArray* owner) const;
+
+  /// Moves the tables in `staging` to the root's group of tables, which is made if need be.
+  void link(hid_t root, hid_t staging);
+
+  /// Forgets everything; to be called when tables may have been deleted.
+  void clear();
+
+ private:
+  using Rows = std::pair<std::uint64_t, std::uint64_t>;  // first and number
+
+  /// What the file holds of one table in memory.
+  struct Entry {
+    std::weak_ptr<const SampleTable> table;
+    std::unordered_map<std::string, Reference> columns;  // by key()
+    std::map<Rows, Reference> times;
+  };
+  /// What is still to be written of one table in memory.
+  struct Lack {
+    std::shared_ptr<const SampleTable> table;
+    std::vector<const qalc::Storage*> columns;
+  };
+
+  static std::string key(const SampleColumn& column);
+  void collect(const qxArray& array, int depth, std::vector<Lack>& lacking);
+  void collectSamples(const qalc::Storage& storage, std::vector<Lack>& lacking);
+  Entry& entryOf(const std::shared_ptr<const SampleTable>& table);
+  void writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames& names);
+
+  [[nodiscard]] std::optional<Reference> besideTimes(const qalc::Samples& times, const qxArray& owner) const;
+
+  Kit& kit_;
+  std::unordered_map<const SampleTable*, Entry> entries_;
+  std::vector<std::uint32_t> staged_;
+
+  // During one write():
+  std::unordered_set<const qalc::Storage*> visited_;
+  std::unordered_map<const SampleTable*, std::size_t> lackOf_;      // index into what is lacking
+  std::unordered_map<const qalc::Storage*, Reference> references_;  // of values
+  mutable std::size_t besideField_ = 0;                             // where the values beside times were found last
+};
+
+}  // namespace vtu::qat

@@ -1,0 +1,55 @@
+#include "platform/qat/write/table_upkeep.hpp"
+
+#include <optional>
+#include <set>
+
+#include "platform/qat/failure.hpp"
+#include "platform/qat/read/open_tables.hpp"
+#include "platform/qat/read/table_use.hpp"
+#include "platform/qat/sample_format.hpp"
+#include "platform/qat/write/remove_link.hpp"
+
+namespace vtu::qat {
+namespace {
+
+/// Nothing if a variable cannot be read.
+std::optional<std::set<std::uint32_t>> usedTablesIfKnown(const Source& source, const std::string& except) {
+  try {
+    return usedTables(source, except);
+  } catch (const Failure&) {
+    return {};
+  }
+}
+
+}  // namespace
+
+SignalNames keptNames(const Source& source, const std::string& replaced) {
+  SignalNames names;
+  OpenTables tables(source);
+  const auto numbers = tables.numbers();
+  if (numbers.empty()) return names;
+  std::optional<std::set<std::uint32_t>> kept;
+  if (hasMember(source.root, replaced)) kept = usedTablesIfKnown(source, replaced);
+  for (const std::uint32_t number : numbers) {
+    if (kept && kept->count(number) == 0) continue;
+    try {
+      for (const StoredColumn& column : tables.table(number).columns()) names.take(column.name);
+    } catch (const Failure&) {
+      continue;  // nobody can read its names
+    }
+  }
+  return names;
+}
+
+void removeUnusedTables(const Source& source, bool trusted) {
+  const auto numbers = OpenTables(source).numbers();
+  if (numbers.empty()) return;
+  const auto used = usedTablesIfKnown(source, {});
+  if (!used) return;
+  const Handle tables = openGroup(source, source.root, kSamplesGroup);
+  for (const std::uint32_t number : numbers) {
+    if (used->count(number) == 0) removeLink(source, tables.get(), std::to_string(number), trusted);
+  }
+}
+
+}  // namespace vtu::qat

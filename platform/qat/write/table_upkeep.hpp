@@ -1,0 +1,19 @@
+/// @file
+/// Keeping the sample tables of a file in step with its variables.
+#pragma once
+
+#include <string>
+
+#include "platform/qat/read/source.hpp"
+#include "platform/qat/write/signal_names.hpp"
+
+namespace vtu::qat {
+
+/// Names of the signals that a file keeps when the variable with the link `replaced` goes.
+[[nodiscard]] SignalNames keptNames(const Source& source, const std::string& replaced);
+
+/// Removes the tables that no variable refers to; none if that cannot be told because a variable is damaged.
+/// @param trusted The file was made by this session: HDF5 may delete tables. @throws Failure
+void removeUnusedTables(const Source& source, bool trusted);
+
+}  // namespace vtu::qat
