@@ -5,8 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/sample_table.hpp"
 #include "platform/text.hpp"
-#include "recorders/dataset/column_array.hpp"
 #include "recorders/dataset/dataset_element.hpp"
 #include "recorders/layout/signal_layout.hpp"
 #include "vtio/core/utils/bus_node.hpp"
@@ -51,14 +51,43 @@ void addFixedPoint(vtu::qxStructWrapper& structure, const fxpDataTypeProp& prope
   structure.set("FixedPoint", std::move(fixedPoint));
 }
 
-vtu::qxArrayWrapper leafStructure(const SampleStream& stream, std::size_t columnIndex) {
-  const LeafColumn& column = stream.position().columns[columnIndex];
+std::vector<std::size_t> sampleDimensions(const LeafColumn& column) {
+  std::vector<std::size_t> dimensions;
+  const auto append = [&dimensions](const std::vector<long long>& more) {
+    for (const long long dimension : more) dimensions.push_back(static_cast<std::size_t>(dimension));
+  };
+  append(column.busDimensions);
+  const std::vector<long long>& own = column.leaf->dataDimensions();
+  const bool isScalar = own.size() <= 2 && std::all_of(own.begin(), own.end(), [](long long d) { return d == 1; });
+  // A text leaf delivers one text whatever its dimensions are.
+  if (!isScalar && column.type.text == StoredType::Text::none) append(own);
+  if (column.type.words > 1) dimensions.push_back(column.type.words);
+  return dimensions;
+}
+
+// @param offset Of the column in what the position has of a row.
+vtu::SampleColumn sampleColumn(const LeafColumn& column, const vtu::ustring& name, const TableBuilder::Samples& samples,
+                               std::size_t offset) {
+  vtu::SampleColumn sampled;
+  sampled.name = name;
+  sampled.unit = column.leaf->unit().getUnits();
+  sampled.dims = sampleDimensions(column);
+  sampled.id = column.type.id;
+  sampled.isComplex = column.type.isComplex;
+  sampled.offset = samples.offset + offset;
+  sampled.first = samples.first;
+  sampled.count = samples.count;
+  return sampled;
+}
+
+vtu::qxArrayWrapper leafStructure(const LeafColumn& column, const vtu::ustring& name,
+                                  const TableBuilder::Samples& samples, std::size_t offset) {
   const LeafNode& leaf = *column.leaf;
   vtu::qxStructWrapper structure(
       {"Kind", "Time", "Data", "DataType", "Unit", "Interpolation", "StartDate", "SampleTime"});
   structure.set("Kind", charArray(u"leaf"));
-  structure.set("Time", stream.timeArray());
-  structure.set("Data", columnArray(stream, columnIndex));
+  structure.set("Time", vtu::sampledTimes(samples.table, samples.first, samples.count));
+  structure.set("Data", vtu::sampledArray(samples.table, sampleColumn(column, name, samples, offset)));
   structure.set("DataType", utf8Array(leaf.datatypeClassName()));
   structure.set("Unit", charArray(leaf.unit().getUnits()));
   structure.set("Interpolation", utf8Array(leaf.interpolationMethod()));
@@ -90,43 +119,57 @@ std::string fieldName(const Node& child, std::size_t index, std::set<std::string
 // Walks the tree in the order in which positions and their columns were numbered.
 class StructureBuilder {
  public:
-  explicit StructureBuilder(const std::vector<SampleStream>& streams) : streams_(streams) {}
+  StructureBuilder(const std::vector<LayoutPosition>& layout, TableBuilder& builder, std::uint32_t first)
+      : layout_(layout), builder_(builder), first_(first) {}
 
-  vtu::qxArrayWrapper build(const Node& node) {
-    const bool startsPosition = !insidePosition_ && isOnePosition(node);
-    insidePosition_ = insidePosition_ || startsPosition;
+  vtu::qxArrayWrapper build(const Node& node, const vtu::ustring& name) {
+    const bool startsPosition = samples_.table == nullptr && isOnePosition(node);
+    if (startsPosition) samples_ = builder_.samples(first_ + position_);
     const auto* bus = dynamic_cast<const BusNode*>(&node);
-    vtu::qxArrayWrapper structure = bus != nullptr ? buildBus(*bus) : leafStructure(streams_[position_], column_++);
+    vtu::qxArrayWrapper structure = bus != nullptr ? buildBus(*bus, name) : buildLeaf(name);
     if (startsPosition) {
-      insidePosition_ = false;
+      samples_ = {};
       ++position_;
       column_ = 0;
+      offset_ = 0;
     }
     return structure;
   }
 
  private:
-  vtu::qxArrayWrapper buildBus(const BusNode& bus) {
+  vtu::qxArrayWrapper buildBus(const BusNode& bus, const vtu::ustring& name) {
     vtu::qxStructWrapper structure({"Kind"});
     structure.set("Kind", charArray(u"bus"));
     std::set<std::string> taken{"Kind"};
     for (std::size_t i = 0; i < bus.children().size(); ++i) {
       const Node& child = *bus.children()[i];
-      structure.set(fieldName(child, i, taken).c_str(), build(child));
+      const std::string field = fieldName(child, i, taken);
+      structure.set(field.c_str(), build(child, name + u'.' + vtu::to_ustring(field)));
     }
     return structure;
   }
 
-  const std::vector<SampleStream>& streams_;
-  std::size_t position_ = 0;
+  vtu::qxArrayWrapper buildLeaf(const vtu::ustring& name) {
+    const LeafColumn& column = layout_[position_].columns[column_++];
+    vtu::qxArrayWrapper structure = leafStructure(column, name, samples_, offset_);
+    offset_ += column.bytesPerRow();
+    return structure;
+  }
+
+  const std::vector<LayoutPosition>& layout_;
+  TableBuilder& builder_;
+  std::uint32_t first_;
+  std::uint32_t position_ = 0;
+  TableBuilder::Samples samples_{};  // of the position that the walk is in; no table between positions
   std::size_t column_ = 0;
-  bool insidePosition_ = false;
+  std::size_t offset_ = 0;  // of the column in what the position has of a row
 };
 
 }  // namespace
 
-vtu::qxArrayWrapper nodeStructure(const Node& root, const std::vector<SampleStream>& streams) {
-  return StructureBuilder(streams).build(root);
+vtu::qxArrayWrapper nodeStructure(const Node& root, const vtu::ustring& name, const std::vector<LayoutPosition>& layout,
+                                  TableBuilder& builder, std::uint32_t first) {
+  return StructureBuilder(layout, builder, first).build(root, name);
 }
 
 }  // namespace vtio::recorders

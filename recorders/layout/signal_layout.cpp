@@ -6,9 +6,9 @@
 #include <unordered_map>
 #include <utility>
 
+#include "platform/sample_table.hpp"
 #include "platform/text.hpp"
 #include "recorders/layout/element_order.hpp"
-#include "recorders/table/row_chunk.hpp"
 #include "vtio/core/utils/bus_node.hpp"
 #include "vtio/core/utils/nv_bus_node.hpp"
 #include "vtio/core/utils/string_leaf_node.hpp"
@@ -266,7 +266,7 @@ void addPositions(const Node& node, SampleOrder order, std::vector<LayoutPositio
 }  // namespace
 
 std::size_t LeafColumn::bytesPerRow() const {
-  return offsets.size() * (type.text == StoredType::Text::none ? deliveredBytes : sizeof(TextCell));
+  return offsets.size() * (type.text == StoredType::Text::none ? deliveredBytes : vtu::TextCell::kBytesInRow);
 }
 
 bool isOnePosition(const Node& node) {

@@ -39,7 +39,7 @@ struct LeafColumn {
   std::vector<std::size_t> offsets;      ///< into the delivered bytes: of each piece of a row, in the row's order
   std::size_t deliveredBytes = 0;        ///< bytes of a piece: the leaf in one bus element, or one element of the leaf
 
-  /// Bytes that one sample takes in memory: the delivered values, or a TextCell per text.
+  /// Bytes that one sample takes in a row: the delivered values, or a vtu::TextCell per text.
   [[nodiscard]] std::size_t bytesPerRow() const;
 };
 

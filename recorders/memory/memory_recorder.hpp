@@ -24,19 +24,21 @@
 
 namespace vtio::recorders {
 
-class SampleStream;
-struct RowCursor;
-class TimeBase;
+struct Cursor;
+class TableBuilder;
 
-/// Makes a store of sample times that several recorders may share.
-[[nodiscard]] VTIO_RECORDERS_EXPORT std::shared_ptr<TimeBase> makeTimeBase();
+/// Makes what finds the sample tables of the recorders that share it: see the constructor of MemoryRecorder.
+[[nodiscard]] VTIO_RECORDERS_EXPORT std::shared_ptr<TableBuilder> makeTableBuilder();
+
+/// Samples that the recorders of a builder could not record, because memory was short or a text was too long.
+[[nodiscard]] VTIO_RECORDERS_EXPORT std::uint64_t lostSamples(const TableBuilder& builder);
 
 /// Records one signal of any tree: a leaf, a virtual bus leaf by leaf, a non-virtual bus as one block, arrays of buses at
 /// any depth.
 ///
-/// Samples are kept by column in chunks: appending never moves what is there, and allocates only when a chunk is full.
-/// A descriptor with a limit of points N keeps the newest N samples of each leaf. Samples that several leaves, or several
-/// recorders with one time base, receive at the same times share the storage of these times.
+/// Samples are kept in tables: a row per time, and in it the values of all leaves, of all recorders with one builder, that
+/// are recorded at the same times. Appending allocates only when the last tile of rows of a table is full. A
+/// descriptor with a limit of points N keeps the newest N samples of each leaf.
 ///
 /// A sample's values are taken in the order in which they stand in memory, the last dimension fastest, as in C
 /// arrays. Those of a model that delivers the first dimension fastest are put in that order: SampleOrder::columnMajor.
@@ -44,8 +46,10 @@ class TimeBase;
 /// non-virtual bus the text itself stands at the leaf's offset. Offsets that the tree does not give (a virtual bus
 /// inside a non-virtual one, a nested bus of unknown size) follow each other without gaps.
 ///
-/// Snapshots give back the exact state, samples that maxPoints has dropped since included; they hold on to the chunks that
-/// they need. Used from one thread, that of the simulation.
+/// Snapshots give back the exact state, samples that maxPoints has dropped since included; they hold on to the tiles that
+/// they need. All recorders of one builder are best stepped back together, as the catalogue and a session do: one that is
+/// stepped back alone gets a copy of its samples. Used from one thread, that of the simulation; arrays that were handed
+/// out may be read and destroyed on any.
 class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
  public:
   /// A recorder with the type that belongs to the signal: OutportLogging for a root outport, else SignalLogging.
@@ -54,9 +58,9 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   /// @throws std::invalid_argument with the name of the leaf if the tree cannot be recorded.
   explicit MemoryRecorder(const core::utils::SignalDescriptor& descriptor, SampleOrder order = SampleOrder::rowMajor);
 
-  /// @param times Shared with other recorders, which is why it is counted; null: one of its own.
+  /// @param builder Shared with other recorders, which is why it is counted; null: one of its own.
   MemoryRecorder(clientType type, const core::utils::SignalDescriptor& descriptor,
-                 std::shared_ptr<TimeBase> times = nullptr, SampleOrder order = SampleOrder::rowMajor);
+                 std::shared_ptr<TableBuilder> builder = nullptr, SampleOrder order = SampleOrder::rowMajor);
   ~MemoryRecorder() override;
 
   MemoryRecorder(const MemoryRecorder&) = delete;
@@ -104,10 +108,11 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   struct State;
   class SnapshotHandler;
 
-  [[nodiscard]] const SampleStream& streamAt(std::size_t position) const;
+  [[nodiscard]] std::uint32_t numberOf(std::size_t position) const;
+  [[nodiscard]] vtu::qxArrayWrapper nodes(bool areIterations) const;
   void append(double time, const void* data);
 
-  RowCursor* cursors_;            // of the positions, side by side
+  Cursor* cursors_;               // of the positions, side by side
   std::size_t positions_;         // at least 1
   std::shared_ptr<State> state_;  // shared with the snapshot interfaces, which the catalogue may keep longer
   std::uint64_t lostSamples_ = 0;

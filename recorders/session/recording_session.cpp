@@ -36,7 +36,7 @@ void followDecimation(Accessor& accessor, unsigned long before) {
 }  // namespace
 
 RecordingSession::RecordingSession(Catalogue& catalogue, SampleOrder order)
-    : catalogue_(catalogue), order_(order), times_(makeTimeBase()) {}
+    : catalogue_(catalogue), order_(order), builder_(makeTableBuilder()) {}
 
 RecordingSession::~RecordingSession() = default;
 
@@ -134,7 +134,7 @@ class RecordingSession::Undo final {
 MemoryRecorder& RecordingSession::add(const SignalDescriptor& descriptor, Accessor& accessor,
                                       const vtu::ustring& datasetName, SampleOrder order) {
   adoptNewClients();
-  auto owned = std::make_unique<MemoryRecorder>(MemoryRecorder::defaultType(descriptor), descriptor, times_, order);
+  auto owned = std::make_unique<MemoryRecorder>(MemoryRecorder::defaultType(descriptor), descriptor, builder_, order);
   MemoryRecorder& recorder = *owned;
   Attached attached{&accessor, nullptr, 0, datasetNumber(datasetName)};
   if (hasSnapshots()) {

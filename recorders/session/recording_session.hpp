@@ -30,7 +30,7 @@ namespace vtio::recorders {
 /// hold.
 ///
 /// The catalogue owns the recorders; the session owns the snapshot interfaces of the accessors. All recorders of a
-/// session share one store of times, which is destroyed with the last of them. The session may be destroyed before or
+/// session share one builder of sample tables, which is destroyed with the last of them. The session may be destroyed before or
 /// after the catalogue and the accessors, but its operations need the catalogue, and the snapshot operations every
 /// attached accessor that has not been detached. Used from the simulation's thread.
 ///
@@ -151,7 +151,7 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
 
   core::client::Catalogue& catalogue_;
   SampleOrder order_;
-  std::shared_ptr<TimeBase> times_;  // shared with the recorders, which the catalogue may keep longer than the session
+  std::shared_ptr<TableBuilder> builder_;  // shared with the recorders, which the catalogue may keep longer
   std::unordered_map<const core::utils::SignalDescriptor*, Attached> attached_;
   std::vector<vtu::ustring> datasets_;  // of the recorders
   std::size_t adopted_ = 0;             // snapshot interfaces of the catalogue that have this session's snapshots

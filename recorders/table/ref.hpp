@@ -1,5 +1,5 @@
 /// @file
-/// Shared ownership counted inside the object; one pointer wide and not synchronised.
+/// Shared ownership counted inside the object; one pointer wide. Safe across threads if `refs` is atomic.
 #pragma once
 
 #include <utility>
@@ -17,7 +17,7 @@ class Ref final {
     if (object_ != nullptr) ++object_->refs;
   }
   Ref(const Ref& other) noexcept : Ref(other.object_) {}
-  Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  Ref(Ref&& other) noexcept : object_(other.release()) {}
   Ref& operator=(Ref other) noexcept {
     std::swap(object_, other.object_);
     return *this;
@@ -25,6 +25,9 @@ class Ref final {
   ~Ref() {
     if (object_ != nullptr && --object_->refs == 0) T::destroy(object_);
   }
+
+  /// Hands the share over to the caller, who counts it down.
+  [[nodiscard]] T* release() noexcept { return std::exchange(object_, nullptr); }
 
   [[nodiscard]] T* get() const noexcept { return object_; }
   [[nodiscard]] T* operator->() const noexcept { return object_; }
@@ -34,5 +37,15 @@ class Ref final {
  private:
   T* object_ = nullptr;
 };
+
+/// Releases an object whose last share is gone and what it leads to by `older`, however long that chain is.
+template <typename T>
+void destroyChain(T* object) {
+  while (object != nullptr) {
+    T* next = object->older.release();
+    delete object;
+    object = next != nullptr && --next->refs == 0 ? next : nullptr;
+  }
+}
 
 }  // namespace vtio::recorders

@@ -55,7 +55,7 @@ TEST_F(TimeSharing, TimesThatAreNotNumbersAreKept) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double infinity = std::numeric_limits<double>::infinity();
   const SignalDescriptor& descriptor = describe(leaf(u"x"));
-  const auto base = vtio::recorders::makeTimeBase();
+  const auto base = vtio::recorders::makeTableBuilder();
   MemoryRecorder one(Client::SignalLogging, descriptor, base);
   MemoryRecorder two(Client::SignalLogging, descriptor, base);
   std::vector<double> times;

@@ -1,0 +1,151 @@
+// Stepping a table builder back.
+#include "recorders/table/builder_snapshot.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+#include "recorders/table/table_builder.hpp"
+
+namespace vtio::recorders {
+
+const TableState& BuilderSnapshot::stateOf(const Table& table) const {
+  for (const auto& [known, state] : tables) {
+    if (known.get() == &table) return state;
+  }
+  for (const FinishedTable* known = finished.get(); known != nullptr; known = known->older.get()) {
+    if (known->table.get() == &table) return known->state;
+  }
+  return const_cast<Table&>(table).state();  // an archive: it never changes
+}
+
+std::uint64_t BuilderSnapshot::next(std::uint32_t position) const {
+  const auto found = behind.find(position);
+  return found != behind.end() ? found->second : stateOf(*states[position].table).current + 1;
+}
+
+bool BuilderSnapshot::isEmpty(std::uint32_t position) const {
+  return position >= states.size() || states[position].isEmpty();
+}
+
+std::shared_ptr<const BuilderSnapshot> TableBuilder::capture() {
+  settle();
+  if (std::shared_ptr<const BuilderSnapshot> same = latest_.lock()) return same;
+  auto snapshot = std::make_shared<BuilderSnapshot>();
+  const bool isBehind = std::any_of(tables_.begin(), tables_.end(),
+                                    [](const Ref<Table>& table) { return table->written < table->state().attached; });
+  for (std::uint32_t i = 0; isBehind && i < positions_.size(); ++i) {
+    const Position& p = positions_[i];
+    if (!isAttached(*p.cursor) || p.cursor->next > p.cursor->table->number) continue;
+    if (p.cursor->next < p.cursor->table->number && p.maxPoints == 0) {
+      close(i);
+    } else {
+      snapshot->behind.emplace(i, p.cursor->next);
+    }
+  }
+  snapshot->tables.reserve(tables_.size());
+  for (const Ref<Table>& table : tables_) {
+    table->show();
+    snapshot->tables.emplace_back(table, table->capture());
+  }
+  snapshot->states = states_;
+  snapshot->finished = finished_;
+  latest_ = snapshot;
+  return snapshot;
+}
+
+void TableBuilder::rollBack(std::uint32_t first, std::size_t count,
+                            const std::shared_ptr<const BuilderSnapshot>& snapshot) {
+  if (count != 0 && positions_[first].goesBack) settle();
+  latest_.reset();
+  goingBack_.reserve(goingBack_.size() + count);
+  for (std::uint32_t i = first; i < first + count; ++i) {
+    goingBack_.emplace_back(i, snapshot);
+    positions_[i].goesBack = true;
+    positions_[i].cursor->table = &nowhere_;  // the next update comes here; the table stands in the state
+  }
+}
+
+// Carries out what rollBack() was asked for.
+void TableBuilder::settle() {
+  if (goingBack_.empty()) return;
+  const auto hadSamples = [](const auto& asked) { return !asked.second->isEmpty(asked.first); };
+  const auto found = std::find_if(goingBack_.begin(), goingBack_.end(), hadSamples);
+  const std::shared_ptr<const BuilderSnapshot> snapshot = (found != goingBack_.end() ? *found : goingBack_[0]).second;
+  if (allGoBackTo(*snapshot)) {
+    restoreAll(*snapshot);
+    for (const auto& asked : goingBack_) positions_[asked.first].goesBack = false;
+    goingBack_.clear();
+  }
+  while (!goingBack_.empty()) {
+    restoreOne(goingBack_.back().first, *goingBack_.back().second);
+    positions_[goingBack_.back().first].goesBack = false;
+    goingBack_.pop_back();
+  }
+}
+
+// A position that had no samples in its own snapshot nor in this one goes back to this one as well: it was added later.
+bool TableBuilder::allGoBackTo(const BuilderSnapshot& snapshot) const {
+  for (const auto& [position, own] : goingBack_) {
+    if (own.get() != &snapshot && !(own->isEmpty(position) && snapshot.isEmpty(position))) return false;
+  }
+  for (std::uint32_t i = 0; i < positions_.size(); ++i) {
+    const bool matters = positions_[i].layout != nullptr && !(states_[i].isEmpty() && snapshot.isEmpty(i));
+    if (matters && !positions_[i].goesBack) return false;
+  }
+  return true;
+}
+
+void TableBuilder::restoreAll(const BuilderSnapshot& snapshot) {
+  PositionStates states = snapshot.states;
+  while (states.size() < positions_.size()) states.add();
+  std::vector<Ref<Table>> tables;
+  tables.reserve(snapshot.tables.size());
+  growing_.clear();
+  for (const auto& [table, state] : snapshot.tables) {
+    table->restore(state);
+    table->place = tables.size();
+    tables.push_back(table);
+  }
+  finished_ = snapshot.finished;
+  for (FinishedTable* f = finished_.get(); f != nullptr; f = f->older.get()) f->table->restore(f->state);
+  tables_ = std::move(tables);
+  states_ = std::move(states);
+  for (std::uint32_t i = 0; i < positions_.size(); ++i) restoreCursor(i, snapshot);
+}
+
+void TableBuilder::restoreCursor(std::uint32_t position, const BuilderSnapshot& snapshot) {
+  Cursor& cursor = *positions_[position].cursor;
+  const PositionState& state = states_[position];
+  cursor.table = &nowhere_;
+  cursor.next = 0;
+  if (!state.table) return;
+  cursor.table = state.table.get();
+  cursor.offset = state.offset;
+  const auto behind = snapshot.behind.find(position);
+  cursor.next = behind != snapshot.behind.end() ? behind->second : state.table->number + 1;
+  if (positions_[position].layout != nullptr) return;
+  PositionState& removed = states_.change(position);
+  detach(position, removed);
+  removed = PositionState();
+}
+
+// The others keep what they have: so this position's samples are copied to a table of their own.
+void TableBuilder::restoreOne(std::uint32_t position, const BuilderSnapshot& snapshot) {
+  Ref<Run> run;
+  std::uint64_t recorded = 0;
+  if (!snapshot.isEmpty(position)) {
+    const PositionState& old = snapshot.states[position];
+    const std::uint64_t next = old.table ? snapshot.next(position) : old.begin;
+    run = archive(position, pieces(old, next, positions_[position].maxPoints), &snapshot);
+    recorded = old.before + (next - old.begin);
+  }
+  PositionState& state = states_.change(position);
+  if (state.table) detach(position, state);
+  state = PositionState();
+  state.closed = std::move(run);
+  state.before = recorded;
+  positions_[position].cursor->next = 0;
+}
+
+}  // namespace vtio::recorders

@@ -1,0 +1,45 @@
+/// @file
+/// The state of a table builder at one moment.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "recorders/table/position_states.hpp"
+#include "recorders/table/ref.hpp"
+#include "recorders/table/table.hpp"
+
+namespace vtio::recorders {
+
+/// A table in which nothing is recorded any more, and those before it. Kept because runs refer to it: when a snapshot of
+/// an earlier time is restored, the table is recorded in again.
+struct FinishedTable {
+  std::uint32_t refs = 0;
+  Ref<Table> table;
+  TableState state;
+  Ref<FinishedTable> older;
+
+  static void destroy(FinishedTable* finished) { destroyChain(finished); }
+};
+
+/// Costs as much as there are tables, not positions: the states of the positions are shared.
+struct BuilderSnapshot {
+  PositionStates states;
+  std::vector<std::pair<Ref<Table>, TableState>> tables;
+  Ref<FinishedTable> finished;
+  std::unordered_map<std::uint32_t, std::uint64_t> behind;  // cursors that are not behind the last row: their `next`
+
+  /// The state of a table. Slow.
+  [[nodiscard]] const TableState& stateOf(const Table& table) const;
+
+  /// The row after the newest sample of an attached position. Slow.
+  [[nodiscard]] std::uint64_t next(std::uint32_t position) const;
+
+  /// Had the position no samples, or was it not there?
+  [[nodiscard]] bool isEmpty(std::uint32_t position) const;
+};
+
+}  // namespace vtio::recorders

@@ -1,0 +1,58 @@
+/// @file
+/// Where the next sample of a position goes: all that recording reads and writes most of the time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+namespace vtio::recorders {
+
+/// The row of a table that is being written.
+struct CurrentRow {
+  double time = std::numeric_limits<double>::quiet_NaN();  // NaN equals no time: the builder is asked first
+  std::byte* bytes = nullptr;                              // read only while `time` is not NaN
+  std::uint64_t number = 0;
+  std::uint64_t written = 0;  // positions of the table that have a sample in the row
+};
+
+/// One position's place in its table. The cursors of positions that are added one after another stand side by side.
+struct Cursor {
+  CurrentRow* table = nullptr;  // never null once the position is added
+  std::uint64_t next = 0;       // the row after the position's newest sample
+  std::uint32_t offset = 0;     // in a row
+  std::uint32_t bytes = 0;      // of a sample that is stored as it is delivered; any other: 0
+
+  /// Does the next sample belong in the current row?
+  [[nodiscard]] bool standsAt(double time) const { return table->time == time && table->number == next; }
+
+  /// Writes a sample as delivered to the current row.
+  /// @return False if it does not belong there or is not stored as delivered; nothing has changed then.
+  bool write(double time, const void* data) {
+    if (!standsAt(time) || bytes == 0) [[unlikely]]
+      return false;
+    std::byte* out = table->bytes + offset;
+    switch (bytes) {
+      case 8:
+        std::memcpy(out, data, 8);
+        break;
+      case 4:
+        std::memcpy(out, data, 4);
+        break;
+      case 2:
+        std::memcpy(out, data, 2);
+        break;
+      case 1:
+        std::memcpy(out, data, 1);
+        break;
+      default:
+        std::memcpy(out, data, bytes);
+    }
+    ++next;
+    ++table->written;
+    return true;
+  }
+};
+
+}  // namespace vtio::recorders

@@ -1,0 +1,212 @@
+#include "recorders/table/table.hpp"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include "recorders/table/tile_size.hpp"
+
+namespace vtio::recorders {
+namespace {
+
+// Lists of tiles grow by a quarter: doubling would leave too much unused beside small tiles.
+void pushTight(std::vector<Ref<Tile>>& list, Ref<Tile> tile) {
+  if (list.size() == list.capacity()) list.reserve(list.size() + std::max<std::size_t>(4, list.size() / 4));
+  list.push_back(std::move(tile));
+}
+
+}  // namespace
+
+bool sameTime(double a, double b) {
+  return a == b || std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+Table::Table(double rowTime, std::uint64_t maxPoints, bool grows) : maxPoints_(maxPoints) {
+  state_.tiles = Ref<TileList>(new TileList());
+  pushTight(state_.tiles->tiles, Tile::make(0, 1, 0));
+  last().times()[0] = rowTime;
+  state_.time = rowTime;
+  state_.grows = grows;
+  openRow();
+}
+
+Table::Table(Ref<Tile> tile, std::uint64_t rows) : maxPoints_(0) {
+  number = rows - 1;
+  state_.rowBytes = tile->rowBytes;
+  state_.time = tile->times()[number];
+  state_.ended = true;
+  state_.tiles = Ref<TileList>(new TileList());
+  state_.tiles->tiles.push_back(std::move(tile));
+}
+
+std::uint32_t Table::addColumns(std::uint32_t more) {
+  const std::uint32_t offset = state_.rowBytes;
+  makeRoomInRow(offset + more);
+  state_.rowBytes += more;
+  return offset;
+}
+
+void Table::makeRoomInRow(std::uint32_t needed) {
+  if (needed <= last().rowBytes) return;
+  const std::uint64_t doubled = std::max<std::uint64_t>(std::uint64_t{last().rowBytes} * 2, needed);
+  const auto room = static_cast<std::uint32_t>(std::min<std::uint64_t>(doubled, UINT32_MAX));
+  Ref<Tile> wider = Tile::make(number, 1, state_.attached <= 1 ? needed : room);
+  wider->times()[0] = state_.time;
+  std::memcpy(wider->row(0), last().row(0), state_.rowBytes);
+  wider->texts = std::move(last().texts);
+  replaceLast(std::move(wider));
+  openRow();
+}
+
+bool Table::isLastTileShared() const { return state_.tiles->refs != 1 || last().refs != 1; }
+
+bool Table::isRowShown() const { return rowInTile() < last().shown && isLastTileShared(); }
+
+bool Table::isFull() const { return rowInTile() + 1 == last().capacity; }
+
+TileList& Table::ownTiles() {
+  if (state_.tiles->refs != 1) {
+    Ref<TileList> own(new TileList());
+    own->tiles.reserve(state_.tiles->tiles.size() + 4);
+    own->tiles = state_.tiles->tiles;
+    state_.tiles = std::move(own);
+  }
+  return *state_.tiles;
+}
+
+void Table::replaceLast(Ref<Tile> tile) { ownTiles().tiles.back() = std::move(tile); }
+
+// Others may refer to rows that are about to be written: goes on in a copy of the rows before.
+void Table::copyLast(std::uint64_t rows) {
+  const Tile& from = last();
+  Ref<Tile> copy = Tile::make(from.firstRow, from.capacity, from.rowBytes);
+  std::copy_n(from.times(), rows, copy->times());
+  std::memcpy(copy->row(0), from.row(0), rows * from.rowBytes);
+  if (from.texts) {
+    copy->texts = Ref<TextStore>(new TextStore());
+    copy->texts->older = from.texts;
+  }
+  replaceLast(std::move(copy));
+}
+
+// Gives up the tiles whose rows are all older than the newest maxPoints; returns one of the wanted size if there is one
+// that nobody else holds.
+Ref<Tile> Table::dropExpired(std::uint32_t capacity) {
+  Ref<Tile> again = std::move(spare_);
+  if (maxPoints_ != 0 && number + 1 > maxPoints_) {
+    const std::uint64_t oldest = number + 1 - maxPoints_;
+    std::vector<Ref<Tile>>& tiles = ownTiles().tiles;
+    std::size_t expired = 0;
+    while (expired + 1 < tiles.size() && tiles[expired + 1]->firstRow <= oldest) ++expired;
+    for (std::size_t i = 0; i < expired && !again; ++i) {
+      if (tiles[i]->refs == 1 && tiles[i]->capacity == capacity) again = std::move(tiles[i]);
+    }
+    tiles.erase(tiles.begin(), tiles.begin() + static_cast<std::ptrdiff_t>(expired));
+  }
+  if (again && (again->refs != 1 || again->capacity != capacity || again->rowBytes != state_.rowBytes)) again = {};
+  return again;
+}
+
+void Table::addTile() {
+  const std::uint64_t held = number + 1 - state_.tiles->tiles.front()->firstRow;
+  const std::uint32_t capacity = tileRows(state_.rowBytes + sizeof(double), held, maxPoints_);
+  Ref<Tile> tile = dropExpired(capacity);
+  if (tile) {
+    tile->shown = 0;
+    tile->firstRow = number + 1;
+    if (tile->texts && tile->texts->refs == 1 && !tile->texts->older) {
+      tile->texts->truncate({});
+    } else {
+      tile->texts = {};
+    }
+  } else {
+    tile = Tile::make(number + 1, capacity, state_.rowBytes);
+  }
+  last().shown = last().capacity;  // of what is shown later, only the last tile is marked
+  pushTight(ownTiles().tiles, std::move(tile));
+}
+
+void Table::beginRow(double rowTime, std::uint32_t starter) {
+  view_.reset();
+  Tile* tile = &last();
+  std::uint64_t k = number + 1 - tile->firstRow;
+  if (k < tile->shown) {
+    if (isLastTileShared()) {
+      copyLast(k);
+      tile = &last();
+    } else {
+      tile->shown = static_cast<std::uint32_t>(k);
+    }
+  }
+  tile->times()[k] = rowTime;
+  ++number;
+  state_.previous = written;
+  written = 0;
+  state_.time = rowTime;
+  state_.starter = starter;
+  state_.grows = false;
+  time = rowTime;
+  bytes = tile->row(k);
+}
+
+void Table::openRow() {
+  view_.reset();
+  if (isRowShown()) copyLast(rowInTile() + 1);
+  bytes = last().row(rowInTile());
+  time = state_.time;
+}
+
+void Table::takeBackRow() {
+  view_.reset();
+  if (last().firstRow == number) {
+    TileList& own = ownTiles();
+    spare_ = std::move(own.tiles.back());
+    own.tiles.pop_back();
+  }
+  --number;
+  written = state_.previous;
+  state_.time = last().times()[rowInTile()];
+  block();
+}
+
+void Table::show() {
+  last().shown = std::max(last().shown, static_cast<std::uint32_t>(rowInTile() + 1));
+  state_.grows = false;
+  block();
+}
+
+TextStore& Table::texts() {
+  if (!last().texts) last().texts = Ref<TextStore>(new TextStore());
+  return *last().texts;
+}
+
+std::shared_ptr<const RecordedTable> Table::view() {
+  if (!view_) {
+    show();
+    view_ = std::make_shared<const RecordedTable>(state_.tiles, number + 1);
+  }
+  return view_;
+}
+
+TableState Table::capture() const {
+  TableState state = state_;
+  state.current = number;
+  state.written = written;
+  if (last().texts) state.texts = last().texts->mark();
+  return state;
+}
+
+void Table::restore(const TableState& state) {
+  view_.reset();
+  state_ = state;
+  number = state.current;
+  written = state.written;
+  block();
+  // Texts that came later are given up, if nobody refers to rows that came later.
+  Tile& tile = last();
+  if (tile.texts && tile.shown <= rowInTile() + 1) tile.texts->truncate(state.texts);
+}
+
+}  // namespace vtio::recorders

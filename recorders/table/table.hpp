@@ -1,0 +1,121 @@
+/// @file
+/// One table of the builder: rows of samples that were recorded at the same times.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "recorders/table/cursor.hpp"
+#include "recorders/table/recorded_table.hpp"
+#include "recorders/table/ref.hpp"
+#include "recorders/table/tile.hpp"
+
+namespace vtio::recorders {
+
+/// Equal as times: equal numbers, or the same NaN.
+[[nodiscard]] bool sameTime(double a, double b);
+
+/// What of a table changes, so that a snapshot can keep it: a copy costs the same whatever the table holds.
+struct TableState {
+  std::uint64_t current = 0;        // number of the current row
+  std::uint64_t written = 0;        // attached positions that have a sample in it
+  std::uint64_t previous = 0;       // attached positions that have missed no row before it
+  double time = 0;                  // of the current row
+  std::uint64_t attachedBytes = 0;  // of a row: those of attached positions
+  std::uint32_t attached = 0;       // positions whose open run is in this table
+  std::uint32_t rowBytes = 0;
+  std::uint32_t starter = 0;  // position that began the current row
+  bool grows = false;         // takes new positions; it has only one row then
+  bool hasArchives = false;   // limited: an attached position may still need older samples from elsewhere
+  bool ended = false;         // nothing is recorded in it any more
+  Ref<TileList> tiles;
+  TextStore::Mark texts;  // end of the texts of the last tile
+};
+
+/// Rows in tiles. The current row, which is the last one, is in the last tile; there is always one.
+///
+/// Rows that are shown (to a snapshot or an array) never change: where one would, the tile is copied first.
+class Table final : public CurrentRow {
+ public:
+  /// A table with one row of no bytes.
+  /// @param maxPoints Rows that are kept at least; 0 keeps all.
+  Table(double time, std::uint64_t maxPoints, bool grows);
+  /// A table of rows that are complete; nothing is recorded in it any more.
+  /// @param rows All of them in the tile; at least 1.
+  Table(Ref<Tile> tile, std::uint64_t rows);
+  Table(const Table&) = delete;
+  Table& operator=(const Table&) = delete;
+
+  [[nodiscard]] std::uint64_t maxPoints() const { return maxPoints_; }
+
+  /// The parts of the state that the builder keeps up to date. Number, time and written of the current row are not
+  /// valid in it: number() and so on are.
+  [[nodiscard]] TableState& state() { return state_; }
+
+  /// Time of the current row.
+  [[nodiscard]] double rowTime() const { return state_.time; }
+
+  /// Does a sample of this time belong in the current row?
+  [[nodiscard]] bool isAt(double rowTime) const { return sameTime(state_.time, rowTime); }
+
+  /// Adds bytes to the only row of a table that grows; returns their offset.
+  [[nodiscard]] std::uint32_t addColumns(std::uint32_t bytes);
+
+  /// True if the last tile has no room for another row.
+  [[nodiscard]] bool isFull() const;
+
+  /// Adds an empty tile; gives up those that hold nothing but rows before the newest maxPoints.
+  void addTile();
+
+  /// Begins the next row. The last tile must have room.
+  void beginRow(double time, std::uint32_t starter);
+
+  /// Lets the current row be written.
+  void openRow();
+
+  /// May snapshots or arrays refer to the current row?
+  [[nodiscard]] bool isRowShown() const;
+
+  /// Gives up the current row; there must be one before it. The row before is the current one again, and complete.
+  void takeBackRow();
+
+  /// Makes what is recorded now shown: it stays what it is. The table takes no more positions.
+  void show();
+
+  /// The texts of the current row go here.
+  [[nodiscard]] TextStore& texts();
+
+  /// The bytes of the current row, whether it may be written or not.
+  [[nodiscard]] const std::byte* currentRow() const { return last().row(rowInTile()); }
+
+  /// The rows as an array sees them. The same object until something is recorded.
+  [[nodiscard]] std::shared_ptr<const RecordedTable> view();
+
+  /// The state to be kept, all of it. The rows must be shown.
+  [[nodiscard]] TableState capture() const;
+  void restore(const TableState& state);
+
+  static void destroy(Table* table) { delete table; }
+
+  std::uint32_t refs = 0;
+  std::size_t place = 0;  // in the builder's list
+
+ private:
+  [[nodiscard]] Tile& last() const { return *state_.tiles->tiles.back(); }
+  [[nodiscard]] bool isLastTileShared() const;
+  [[nodiscard]] std::uint64_t rowInTile() const { return number - last().firstRow; }
+  TileList& ownTiles();
+  void replaceLast(Ref<Tile> tile);
+  void copyLast(std::uint64_t rows);
+  void makeRoomInRow(std::uint32_t bytes);
+  Ref<Tile> dropExpired(std::uint32_t capacity);
+  void block() { time = std::numeric_limits<double>::quiet_NaN(); }
+
+  TableState state_;
+  const std::uint64_t maxPoints_;
+  std::shared_ptr<const RecordedTable> view_;
+  Ref<Tile> spare_;  // given up before, to be used again
+};
+
+}  // namespace vtio::recorders

@@ -1,0 +1,290 @@
+// Which row of which table a sample belongs to.
+#include "recorders/table/table_builder.hpp"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "recorders/table/stored_row.hpp"
+
+namespace vtio::recorders {
+namespace {
+
+constexpr std::size_t kMostRowBytes = std::numeric_limits<std::uint32_t>::max();
+
+}  // namespace
+
+Cursor* TableBuilder::takeCursors(std::size_t count) {
+  constexpr std::size_t kSmallestBlock = 4;
+  constexpr std::size_t kLargestBlock = 256;
+  if (cursorsLeft_ < count) {
+    lastBlock_ = std::max(count, std::clamp(2 * lastBlock_, kSmallestBlock, kLargestBlock));
+    cursors_.push_back(std::make_unique<Cursor[]>(lastBlock_));
+    cursorsLeft_ = lastBlock_;
+  }
+  Cursor* taken = cursors_.back().get() + (lastBlock_ - cursorsLeft_);
+  cursorsLeft_ -= count;
+  return taken;
+}
+
+TableBuilder::Added TableBuilder::add(std::span<const LayoutPosition> layout, std::uint64_t maxPoints) {
+  settle();
+  latest_.reset();
+  for (const LayoutPosition& position : layout) {
+    if (storedBytes(position) > kMostRowBytes) {
+      throw std::length_error("A sample of " + std::to_string(storedBytes(position)) + " bytes is too large");
+    }
+  }
+  const auto first = static_cast<std::uint32_t>(positions_.size());
+  Cursor* cursors = takeCursors(layout.size());
+  while (states_.size() < first + layout.size()) states_.add();
+  for (std::size_t i = 0; i < layout.size(); ++i) {
+    const auto bytes = static_cast<std::uint32_t>(storedBytes(layout[i]));
+    cursors[i].table = &nowhere_;
+    if (isStoredAsDelivered(layout[i])) cursors[i].bytes = bytes;
+    positions_.push_back({&layout[i], &cursors[i], maxPoints, bytes, hasTexts(layout[i]), false});
+  }
+  return {first, cursors};
+}
+
+void TableBuilder::remove(std::uint32_t first, std::size_t count) {
+  settle();
+  latest_.reset();
+  for (std::uint32_t i = first; i < first + count; ++i) {
+    PositionState& state = states_.change(i);
+    if (state.table) detach(i, state);
+    state = PositionState();
+    positions_[i].layout = nullptr;
+  }
+}
+
+void TableBuilder::append(std::uint32_t position, double time, const void* data) {
+  const Position& p = positions_[position];
+  Cursor& cursor = *p.cursor;
+  try {
+    if (!cursor.standsAt(time)) findRow(position, time);
+    Table& table = tableOf(cursor);
+    std::byte* out = table.bytes + cursor.offset;
+    if (cursor.bytes != 0) {
+      std::memcpy(out, data, cursor.bytes);
+    } else {
+      storeSample(*p.layout, static_cast<const std::byte*>(data), out, p.hasTexts ? &table.texts() : nullptr, scratch_);
+    }
+    ++cursor.next;
+    ++table.written;
+  } catch (...) {
+    ++lost_;
+    throw;
+  }
+}
+
+// Makes the position's next row the current one of its table, and that one open.
+void TableBuilder::findRow(std::uint32_t position, double time) {
+  settle();
+  latest_.reset();
+  const Cursor& cursor = *positions_[position].cursor;
+  if (isAttached(cursor)) {
+    Table& table = tableOf(cursor);
+    if (cursor.next == table.number && table.isAt(time)) return table.openRow();
+    if (cursor.next >= table.number && isOfMinority(table)) moveMinority(table);
+    Table& now = tableOf(cursor);
+    if (cursor.next == now.number + 1 && beginRow(now, time, position)) return;
+    close(position);
+  }
+  comeBack(position, time);
+}
+
+void TableBuilder::comeBack(std::uint32_t position, double time) {
+  if (!reopen(position, time)) join(position, time);
+}
+
+// Goes on in the table that the position left, in the same columns, unless it missed too much there.
+bool TableBuilder::reopen(std::uint32_t position, double time) {
+  const Ref<Run> run = states_[position].closed;
+  if (!run || run->table->state().ended || run->table->maxPoints() != 0) return false;
+  Table& table = *run->table;
+  const std::uint64_t end = run->first + run->count;
+  const bool isHere = table.isAt(time);
+  const std::uint64_t missed = table.number + (isHere ? 0 : 1) - end;
+  if (missed > run->count / kGap) return false;
+  PositionState& state = states_.change(position);
+  if (isHere) {
+    table.openRow();
+  } else if (!beginRow(table, time, position)) {
+    return false;
+  }
+  if (missed == 0) {
+    state.closed = run->older;
+    state.before -= run->count;
+  }
+  attach(position, state, run->table, run->offset, missed == 0 ? run->first : table.number);
+  return true;
+}
+
+void TableBuilder::join(std::uint32_t position, double time) {
+  const Position& p = positions_[position];
+  PositionState& state = states_.change(position);
+  Ref<Table> table;
+  if (state.shortRuns < kMostShortRuns) {
+    Ref<Table>& grows = growing_[p.maxPoints];
+    const auto fits = [&](Table& t) {
+      return t.state().grows && t.isAt(time) && !t.state().ended &&
+             t.state().rowBytes + std::uint64_t{p.bytes} <= kMostRowBytes;
+    };
+    if (!grows || !fits(*grows)) grows = Ref<Table>(new Table(time, p.maxPoints, true));
+    table = grows;
+  } else {
+    table = Ref<Table>(new Table(time, p.maxPoints, false));
+  }
+  const std::uint32_t offset = table->addColumns(p.bytes);
+  if (table->state().attached == 0) {
+    tables_.push_back(table);
+    table->place = tables_.size() - 1;
+  }
+  if (state.closed && p.maxPoints != 0) table->state().hasArchives = true;
+  attach(position, state, std::move(table), offset, 0);
+}
+
+// False if the table ends instead: there are better ones for those who are left.
+bool TableBuilder::beginRow(Table& table, double time, std::uint32_t position) {
+  if (table.state().ended) return false;
+  if (table.isFull()) {
+    if (table.written < table.state().attached) closeStragglers(table);
+    if (table.state().attachedBytes * 20 < std::uint64_t{table.state().rowBytes} * 19) {
+      table.state().ended = true;
+      return false;
+    }
+    if (table.state().hasArchives) dropArchives(table);
+    table.addTile();
+  }
+  table.beginRow(time, position);
+  return true;
+}
+
+// Opens a run whose next sample goes into the current row.
+void TableBuilder::attach(std::uint32_t position, PositionState& state, Ref<Table> table, std::uint32_t offset,
+                          std::uint64_t begin) {
+  const Position& p = positions_[position];
+  ++table->state().attached;
+  ++table->state().previous;
+  p.cursor->next = table->number;
+  table->state().attachedBytes += p.bytes;
+  p.cursor->table = table.get();
+  p.cursor->offset = offset;
+  state.begin = begin;
+  state.offset = offset;
+  state.table = std::move(table);
+}
+
+// Ends the open run of a position.
+void TableBuilder::close(std::uint32_t position) {
+  const Position& p = positions_[position];
+  PositionState& state = states_.change(position);
+  const std::uint64_t count = p.cursor->next - state.begin;
+  if (count != 0) {
+    Ref<Run> run;
+    if (p.maxPoints != 0) {
+      run = archive(position, kept(position), nullptr);
+    } else {
+      run = Ref<Run>(new Run());
+      run->table = state.table;
+      run->offset = state.offset;
+      run->first = state.begin;
+      run->count = count;
+      run->older = state.closed;
+    }
+    state.closed = std::move(run);
+    state.before += count;
+  }
+  state.shortRuns = count >= std::max(kGap, p.maxPoints) ? 0 : state.shortRuns + 1;
+  detach(position, state);
+}
+
+void TableBuilder::detach(std::uint32_t position, PositionState& state) {
+  const Position& p = positions_[position];
+  const Ref<Table> table = std::move(state.table);
+  if (p.cursor->next == table->number + 1) --table->written;
+  if (p.cursor->next >= table->number && table->state().previous != 0) --table->state().previous;
+  --table->state().attached;
+  table->state().attachedBytes -= p.bytes;
+  p.cursor->table = &nowhere_;
+  if (table->state().attached == 0) finish(*table);
+}
+
+// Nobody is attached to the table any more. Tables with a limit have no runs that refer to them: see close().
+void TableBuilder::finish(Table& table) {
+  const Ref<Table> kept(&table);
+  table.state().ended = true;
+  if (table.maxPoints() == 0) {
+    table.show();
+    Ref<FinishedTable> finished(new FinishedTable());
+    finished->table = kept;
+    finished->state = table.capture();
+    finished->older = finished_;
+    finished_ = std::move(finished);
+  }
+  tables_.back()->place = table.place;
+  std::swap(tables_[table.place], tables_.back());
+  tables_.pop_back();
+}
+
+// Closes the runs of those who have missed the last row, which is full.
+void TableBuilder::closeStragglers(Table& table) {
+  for (std::uint32_t i = 0; i < positions_.size(); ++i) {
+    const Cursor& cursor = *positions_[i].cursor;
+    if (cursor.table == &table && cursor.next <= table.number) close(i);
+  }
+}
+
+// Once the table has as many rows as a position keeps, its older samples elsewhere are not needed any more.
+void TableBuilder::dropArchives(Table& table) {
+  if (table.number + 1 < table.maxPoints()) return;
+  for (std::uint32_t i = 0; i < positions_.size(); ++i) {
+    if (positions_[i].cursor->table == &table) states_.change(i).closed = {};
+  }
+  table.state().hasArchives = false;
+}
+
+// Has the current row samples of less than half of those who had one in the row before? A row that is shown counts as
+// the table's, as it cannot be given up.
+bool TableBuilder::isOfMinority(Table& table) {
+  const TableState& state = table.state();
+  return 2 * table.written < state.previous && table.written < state.attached && table.number != 0 && !state.ended &&
+         !table.isRowShown();
+}
+
+// Moves those who have a sample in the current row to another table with it, and gives up the row.
+void TableBuilder::moveMinority(Table& table) {
+  const Ref<Table> kept(&table);
+  const auto hasSample = [&table](const Cursor& c) { return c.table == &table && c.next == table.number + 1; };
+  const std::uint32_t starter = table.state().starter;
+  if (table.written == 1 && hasSample(*positions_[starter].cursor)) {
+    moveSample(table, starter);
+  } else {
+    for (std::uint32_t i = 0; i < positions_.size() && table.written != 0; ++i) {
+      if (hasSample(*positions_[i].cursor)) moveSample(table, i);
+    }
+  }
+  table.takeBackRow();
+}
+
+void TableBuilder::moveSample(Table& table, std::uint32_t position) {
+  const Position& p = positions_[position];
+  Cursor& cursor = *p.cursor;
+  const std::byte* from = table.currentRow() + cursor.offset;
+  --cursor.next;
+  --table.written;
+  close(position);
+  join(position, table.rowTime());
+  Table& other = tableOf(cursor);
+  other.openRow();
+  std::byte* to = other.bytes + cursor.offset;
+  std::memcpy(to, from, p.bytes);
+  if (p.hasTexts) moveTexts(*p.layout, to, other.texts());
+  ++cursor.next;
+  ++other.written;
+}
+
+}  // namespace vtio::recorders

@@ -1,0 +1,189 @@
+/// @file
+/// Finds the sample tables in what arrives: which positions are recorded at the same times.
+///
+///     auto builder = std::make_shared<TableBuilder>();
+///     const TableBuilder::Added added = builder->add(layout, maxPoints);
+///     if (!added.cursors[0].write(time, data)) builder->append(added.first, time, data);
+///     const TableBuilder::Samples samples = builder->samples(added.first);
+///
+/// See also: cursor.hpp (what most updates do), table.hpp, position_states.hpp, builder_snapshot.hpp.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <tuple>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/sample_table.hpp"
+#include "recorders/layout/signal_layout.hpp"
+#include "recorders/table/builder_snapshot.hpp"
+#include "recorders/table/cursor.hpp"
+#include "recorders/table/position_states.hpp"
+#include "recorders/table/recorded_table.hpp"
+#include "recorders/table/table.hpp"
+
+namespace vtio::recorders {
+
+/// Keeps the samples of positions in tables. Used from one thread, that of the simulation; what samples() gives may be
+/// read on any.
+///
+/// What always holds:
+///
+/// 1. A position is attached to one table, in which its run is open, or to none. Its samples are its closed runs, oldest
+///    first, then the rows from `begin` up to its cursor's `next` in the table to which it is attached. Nothing that is
+///    recorded moves, but for what 5 and 6 say.
+/// 2. Rows are added at the end only, and only the last one, the current row, is written. An attached position either has a
+///    sample in it (`next` is its number + 1), or has the row before as its newest one (`next` is its number), or has
+///    missed rows; `written` counts the first kind. A position that has missed rows closes its run when it comes back.
+/// 3. A table takes new columns only in its first row: positions that arrive at one time without a table that fits share
+///    a new one. A position comes back to the table that it left if it missed little there (kGap); else it joins a new
+///    table with all others that come to it at the same time; after kMostShortRuns short runs it gets one of its own.
+/// 4. A table whose rows are mostly used no more ends when its next tile is due: who is left moves on together.
+/// 5. A row that only a minority has is not a row of the table: those who have it move to another one with it, and the
+///    row is used again. So nobody else is slowed by a position that gets an extra sample.
+/// 6. A table with a limit of N rows drops older ones tile by tile. Who leaves such a table takes its N newest samples along.
+/// 7. Rows that a snapshot or an array shows do not change. While a table's rows are shown, its `time` is NaN: the first
+///    update after that comes to the builder.
+/// 8. A snapshot holds the states of the tables, and shares those of the positions; of a cursor it needs nothing but where
+///    it is not behind its table's last row, which are the positions that have missed it.
+class TableBuilder final {
+ public:
+  TableBuilder() = default;
+  TableBuilder(const TableBuilder&) = delete;
+  TableBuilder& operator=(const TableBuilder&) = delete;
+
+  /// Positions that were added: numbered from `first` on, their cursors side by side.
+  struct Added {
+    std::uint32_t first;
+    Cursor* cursors;
+  };
+
+  /// @param layout Must outlive the positions.
+  /// @param maxPoints Most samples kept of each; 0 means no limit.
+  /// @throws std::length_error if a sample is too large for a row.
+  [[nodiscard]] Added add(std::span<const LayoutPosition> layout, std::uint64_t maxPoints);
+
+  /// Forgets the samples of positions.
+  void remove(std::uint32_t first, std::size_t count);
+
+  /// Appends one sample. Cursor::write() does the same where it can, and is faster.
+  /// @param data The delivered bytes, copied; texts are followed and copied.
+  /// @throws std::bad_alloc, std::length_error: the sample is lost, and everything else is as it was.
+  void append(std::uint32_t position, double time, const void* data);
+
+  /// Samples recorded since the beginning, the dropped ones included.
+  [[nodiscard]] std::uint64_t recorded(std::uint32_t position);
+
+  /// Samples that are kept.
+  [[nodiscard]] std::uint64_t held(std::uint32_t position);
+
+  /// Samples that append() could not record.
+  [[nodiscard]] std::uint64_t lost() const { return lost_; }
+
+  /// The kept samples of a position: rows [first, first + count) of a table, from `offset` in each row on.
+  struct Samples {
+    std::shared_ptr<const vtu::SampleTable> table;
+    std::size_t offset;
+    std::uint64_t first;
+    std::uint64_t count;
+  };
+
+  /// Positions that were recorded together get the same table.
+  [[nodiscard]] Samples samples(std::uint32_t position);
+
+  /// The state of all positions. The same object until something is recorded.
+  [[nodiscard]] std::shared_ptr<const BuilderSnapshot> capture();
+
+  /// Gives positions back the state that they had.
+  ///
+  /// Takes effect with the next call: if by then all positions have gone back to one snapshot, the tables go back to it,
+  /// which copies nothing; else each position gets a copy of its samples.
+  void rollBack(std::uint32_t first, std::size_t count, const std::shared_ptr<const BuilderSnapshot>& snapshot);
+
+ private:
+  static constexpr std::uint64_t kGap = 128;  // samples that a run needs for each row missed after it
+  static constexpr std::uint32_t kMostShortRuns = 4;
+
+  struct Position {
+    const LayoutPosition* layout;  // null once it is removed
+    Cursor* cursor;
+    std::uint64_t maxPoints;
+    std::uint32_t bytes;
+    bool hasTexts;
+    bool goesBack;  // is in goingBack_
+  };
+
+  // Rows that hold samples of a position.
+  struct Piece {
+    Ref<Table> table;
+    std::uint32_t offset;
+    std::uint64_t first;
+    std::uint64_t count;
+  };
+
+  [[nodiscard]] Cursor* takeCursors(std::size_t count);
+  [[nodiscard]] Table& tableOf(const Cursor& cursor) const { return static_cast<Table&>(*cursor.table); }
+  [[nodiscard]] bool isAttached(const Cursor& cursor) const { return cursor.table != &nowhere_; }
+
+  // Finding the row of a sample.
+  void findRow(std::uint32_t position, double time);
+  void comeBack(std::uint32_t position, double time);
+  [[nodiscard]] bool reopen(std::uint32_t position, double time);
+  void join(std::uint32_t position, double time);
+  [[nodiscard]] bool beginRow(Table& table, double time, std::uint32_t position);
+
+  // Attaching.
+  void attach(std::uint32_t position, PositionState& state, Ref<Table> table, std::uint32_t offset,
+              std::uint64_t begin);
+  void close(std::uint32_t position);
+  void detach(std::uint32_t position, PositionState& state);
+  void finish(Table& table);
+  void closeStragglers(Table& table);
+  void dropArchives(Table& table);
+
+  // Rows of a minority.
+  [[nodiscard]] static bool isOfMinority(Table& table);
+  void moveMinority(Table& table);
+  void moveSample(Table& table, std::uint32_t position);
+
+  // Reading.
+  [[nodiscard]] std::vector<Piece> kept(std::uint32_t position) const;
+  [[nodiscard]] static std::vector<Piece> pieces(const PositionState& state, std::uint64_t next,
+                                                 std::uint64_t maxPoints);
+  [[nodiscard]] Ref<Run> archive(std::uint32_t position, const std::vector<Piece>& pieces,
+                                 const BuilderSnapshot* snapshot) const;
+  [[nodiscard]] Samples joined(std::uint32_t position, const std::vector<Piece>& pieces);
+
+  // Stepping back.
+  void settle();
+  [[nodiscard]] bool allGoBackTo(const BuilderSnapshot& snapshot) const;
+  void restoreAll(const BuilderSnapshot& snapshot);
+  void restoreCursor(std::uint32_t position, const BuilderSnapshot& snapshot);
+  void restoreOne(std::uint32_t position, const BuilderSnapshot& snapshot);
+
+  using JoinedKey = std::vector<std::tuple<const RecordedTable*, std::uint64_t, std::uint64_t>>;
+
+  CurrentRow nowhere_;  // the table of cursors that are attached to none
+  std::vector<Position> positions_;
+  PositionStates states_;
+  std::vector<std::unique_ptr<Cursor[]>> cursors_;
+  std::size_t cursorsLeft_ = 0;                            // in the last block
+  std::size_t lastBlock_ = 0;                              // cursors in the last block
+  std::vector<Ref<Table>> tables_;                         // those that positions are attached to
+  Ref<FinishedTable> finished_;                            // those that closed runs refer to
+  std::unordered_map<std::uint64_t, Ref<Table>> growing_;  // the newest table that takes positions, by limit
+  std::weak_ptr<const BuilderSnapshot> latest_;            // what capture() gave, if nothing was recorded since
+  std::vector<std::pair<std::uint32_t, std::shared_ptr<const BuilderSnapshot>>> goingBack_;
+  std::map<JoinedKey, std::weak_ptr<JoinedTable>> joined_;
+  std::size_t joinedSwept_ = 0;  // entries that were in use when they were last looked through
+  std::shared_ptr<const vtu::SampleTable> empty_;
+  std::string scratch_;
+  std::uint64_t lost_ = 0;
+};
+
+}  // namespace vtio::recorders
