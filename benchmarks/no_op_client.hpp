@@ -1,14 +1,19 @@
 /// @file
-/// A client that does nothing: what is left of an update is the way to it.
+/// The floors of updating and recording: made out of sight of the benchmarks, so that no compiler knows what it calls.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "vtio/core/client/client.hpp"
 
 namespace vtio::benchmarks {
 
-/// Made out of sight of the benchmarks, so that no compiler knows which class it calls.
+/// A client that does nothing: what is left of an update is the way to it.
 std::unique_ptr<core::client::Client> makeNoOpClient(const core::utils::SignalDescriptor& descriptor);
+
+/// A client that appends each value of a double signal to a vector with room for all of them.
+std::unique_ptr<core::client::Client> makeVectorClient(const core::utils::SignalDescriptor& descriptor,
+                                                       std::size_t capacity);
 
 }  // namespace vtio::benchmarks

@@ -13,6 +13,7 @@
 #include "recorders/layout/signal_layout.hpp"
 #include "recorders/table/table_builder.hpp"
 #include "vtio/core/utils/inport_outport_signal_descriptor.hpp"
+#include "vtio/core/utils/slab.hpp"
 
 namespace vtio::recorders {
 
@@ -20,8 +21,6 @@ using core::utils::InportOutportSignalDescriptor;
 using core::utils::SignalDescriptor;
 
 std::shared_ptr<TableBuilder> makeTableBuilder() { return std::make_shared<TableBuilder>(); }
-
-std::uint64_t lostSamples(const TableBuilder& builder) { return builder.lost(); }
 
 struct MemoryRecorder::State {
   State(const SignalDescriptor& descriptor, std::shared_ptr<TableBuilder> shared, SampleOrder order)
@@ -75,40 +74,44 @@ MemoryRecorder::MemoryRecorder(const SignalDescriptor& descriptor, SampleOrder o
 MemoryRecorder::MemoryRecorder(clientType type, const SignalDescriptor& descriptor,
                                std::shared_ptr<TableBuilder> builder, SampleOrder order)
     : Client(type, descriptor),
-      cursors_(nullptr),
-      positions_(0),
       state_(std::make_shared<State>(descriptor, builder != nullptr ? std::move(builder) : makeTableBuilder(), order)) {
   cursors_ = state_->positions.cursors;
   positions_ = state_->layout.size();
+  builder_ = state_->builder.get();
+  first_ = state_->positions.first;
 }
 
 MemoryRecorder::~MemoryRecorder() = default;
 
+void* MemoryRecorder::operator new(std::size_t size) { return core::utils::Slab<MemoryRecorder>::take(size); }
+
+void MemoryRecorder::operator delete(void* memory, std::size_t size) noexcept {
+  core::utils::Slab<MemoryRecorder>::give(memory, size);
+}
+
 void MemoryRecorder::update(const double* time, const void* data) {
-  if (positions_ == 1 && cursors_->write(*time, data)) [[likely]]
+  if (positions_ == 1) {
+    if (!cursors_->write(*time, data)) [[unlikely]]
+      append(first_, *time, data);
     return;
-  try {
-    append(*time, data);
-  } catch (...) {
-    ++lostSamples_;
-    throw;
+  }
+  for (std::size_t i = 0; i < positions_; ++i) {
+    append(numberOf(i), *time, static_cast<const std::byte*>(data) + state_->layout[i].packedOffset);
   }
 }
 
 void MemoryRecorder::update(unsigned long leafIndex, const double* time, const void* data) {
   if (leafIndex < positions_ && cursors_[leafIndex].write(*time, data)) return;
+  if (leafIndex >= positions_) ++lostSamples_;
+  append(numberOf(leafIndex), *time, data);
+}
+
+void MemoryRecorder::append(std::uint32_t number, double time, const void* data) {
   try {
-    state_->builder->append(numberOf(leafIndex), *time, data);
+    builder_->append(number, time, data);
   } catch (...) {
     ++lostSamples_;
     throw;
-  }
-}
-
-void MemoryRecorder::append(double time, const void* data) {
-  for (std::size_t i = 0; i < positions_; ++i) {
-    const std::byte* delivered = static_cast<const std::byte*>(data) + state_->layout[i].packedOffset;
-    state_->builder->append(numberOf(i), time, delivered);
   }
 }
 
@@ -118,7 +121,7 @@ std::unique_ptr<vtsim::SnapshotInterface> MemoryRecorder::getSnapshotInterface()
 
 vtu::qxArrayWrapper MemoryRecorder::nodes(bool areIterations) const {
   const vtu::ustring name = signalName(signalDescriptor(), areIterations, foreachIteration());
-  return nodeStructure(*signalDescriptor().root(), name, state_->layout, *state_->builder, state_->positions.first);
+  return nodeStructure(*signalDescriptor().root(), name, state_->layout, *builder_, first_);
 }
 
 vtu::qxArrayWrapper MemoryRecorder::datasetElement() {
@@ -152,11 +155,11 @@ core::client::Client::clientType MemoryRecorder::defaultType(const SignalDescrip
 std::size_t MemoryRecorder::positions() const { return positions_; }
 
 std::uint64_t MemoryRecorder::recordedSamples(std::size_t position) const {
-  return state_->builder->recorded(numberOf(position));
+  return builder_->recorded(numberOf(position));
 }
 
 std::uint64_t MemoryRecorder::heldSamples(std::size_t position) const {
-  return state_->builder->held(numberOf(position));
+  return builder_->held(numberOf(position));
 }
 
 std::uint64_t MemoryRecorder::foreachIteration() const {
@@ -170,7 +173,7 @@ std::uint32_t MemoryRecorder::numberOf(std::size_t position) const {
                             std::to_string(positions_) + " leaf positions, so none of number " +
                             std::to_string(position));
   }
-  return state_->positions.first + static_cast<std::uint32_t>(position);
+  return first_ + static_cast<std::uint32_t>(position);
 }
 
 }  // namespace vtio::recorders

@@ -30,9 +30,6 @@ class TableBuilder;
 /// Makes what finds the sample tables of the recorders that share it: see the constructor of MemoryRecorder.
 [[nodiscard]] VTIO_RECORDERS_EXPORT std::shared_ptr<TableBuilder> makeTableBuilder();
 
-/// Samples that the recorders of a builder could not record, because memory was short or a text was too long.
-[[nodiscard]] VTIO_RECORDERS_EXPORT std::uint64_t lostSamples(const TableBuilder& builder);
-
 /// Records one signal of any tree: a leaf, a virtual bus leaf by leaf, a non-virtual bus as one block, arrays of buses at
 /// any depth.
 ///
@@ -65,6 +62,10 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
 
   MemoryRecorder(const MemoryRecorder&) = delete;
   MemoryRecorder& operator=(const MemoryRecorder&) = delete;
+
+  /// Recorders lie side by side in memory.
+  static void* operator new(std::size_t size);
+  static void operator delete(void* memory, std::size_t size) noexcept;
 
   /// Appends one sample of the whole signal.
   /// @param time In seconds.
@@ -110,11 +111,13 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
 
   [[nodiscard]] std::uint32_t numberOf(std::size_t position) const;
   [[nodiscard]] vtu::qxArrayWrapper nodes(bool areIterations) const;
-  void append(double time, const void* data);
+  void append(std::uint32_t number, double time, const void* data);
 
-  Cursor* cursors_;               // of the positions, side by side
-  std::size_t positions_;         // at least 1
-  std::shared_ptr<State> state_;  // shared with the snapshot interfaces, which the catalogue may keep longer
+  Cursor* cursors_ = nullptr;        // of the positions, side by side
+  std::size_t positions_ = 0;
+  TableBuilder* builder_ = nullptr;  // that of the state; an update needs no more than this line
+  std::uint32_t first_ = 0;          // number of the first position in the builder
+  std::shared_ptr<State> state_;     // shared with the snapshot interfaces, which the catalogue may keep longer
   std::uint64_t lostSamples_ = 0;
   std::optional<std::uint64_t> foreachIteration_;
 };

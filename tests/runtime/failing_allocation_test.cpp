@@ -181,6 +181,7 @@ TEST(DescriptorAllocationTest, aFailedDescriptorLeavesNothingBehind) {
   });
 }
 
+// Places of accessors and of their cells are kept for the next ones: what is live is compared once there are some.
 TEST(AccessorAllocationTest, aFailureGivesNullAndLeavesNothingBehind) {
   const smartlog::LoggingInterval interval;
   const auto scalar = makeDescriptor(makeLeaf());
@@ -191,6 +192,7 @@ TEST(AccessorAllocationTest, aFailureGivesNullAndLeavesNothingBehind) {
         << "the text of this thread's last error has its memory from here on";
   }
   for (const SignalDescriptor* descriptor : {scalar.get(), bus.get()}) {
+    zetDestructAccessorPointer(zetGetAccessor(descriptor, &interval));
     const int failures = failEveryAllocation([&](std::size_t allowed) {
       const std::ptrdiff_t before = liveAllocations();
       void** handle = nullptr;
@@ -205,8 +207,31 @@ TEST(AccessorAllocationTest, aFailureGivesNullAndLeavesNothingBehind) {
       EXPECT_EQ(liveAllocations(), before) << "allocation " << allowed;
       return failed;
     });
-    EXPECT_GE(failures, 2) << "the cell and the accessor";
+    EXPECT_GE(failures, descriptor == bus.get() ? 2 : 0) << "the counters and the leaves of a bus";
   }
+}
+
+TEST(AccessorAllocationTest, aFailureAmongManyGivesNullAndAllAreReleased) {
+  const smartlog::LoggingInterval interval;
+  const auto scalar = makeDescriptor(makeLeaf());
+  const std::size_t many = 3000;  // more than there are places
+  std::vector<void**> handles;
+  handles.reserve(many);
+  const int failures = failEveryAllocation([&](std::size_t allowed) {
+    bool failed = false;
+    {
+      const FailingAllocation failure(allowed);
+      do {
+        handles.push_back(zetGetAccessor(scalar.get(), &interval));
+      } while (handles.back() != nullptr && handles.size() < many);
+      failed = failure.happened();
+    }
+    EXPECT_EQ(handles.back() == nullptr, failed) << "allocation " << allowed;
+    for (void** handle : handles) zetDestructAccessorPointer(handle);
+    handles.clear();
+    return failed;
+  });
+  EXPECT_GE(failures, 2) << "the cells and the accessors";
 }
 
 // A service may get along without the memory that it was refused: then the catalogue must be whole.

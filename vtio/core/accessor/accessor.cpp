@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "vtio/core/client/client.hpp"
+#include "vtio/core/utils/delivery_epoch.hpp"
 
 namespace vtio::core::accessor {
 
@@ -14,6 +15,7 @@ Accessor::~Accessor() = default;
 void Accessor::addClient(client::Client& client) {
   clients_.push_back(&client);
   client.accessorSlot_ = clients_.size() - 1;
+  utils::DeliveryEpoch::advance();
 }
 
 void Accessor::removeClient(const client::Client& client) {
@@ -24,6 +26,12 @@ void Accessor::removeClient(const client::Client& client) {
     clients_[client.accessorSlot_] = last;
   }
   clients_.pop_back();
+  utils::DeliveryEpoch::advance();
+}
+
+std::vector<client::Client*>& Accessor::clients() {
+  utils::DeliveryEpoch::advance();  // the caller may change the list
+  return clients_;
 }
 
 }  // namespace vtio::core::accessor

@@ -51,7 +51,8 @@ class VTIO_EXPORT Accessor {
 
   /// The subscribers, in the order of delivery.
   [[nodiscard]] const std::vector<client::Client*>& clients() const { return clients_; }
-  [[nodiscard]] std::vector<client::Client*>& clients() { return clients_; }
+  /// For changing the list, until the next update.
+  [[nodiscard]] std::vector<client::Client*>& clients();
 
   [[nodiscard]] const utils::SignalDescriptor& signalDescriptor() const { return signalDescriptor_; }
   [[nodiscard]] bool hasSubscribedClients() const { return !clients_.empty(); }

@@ -27,21 +27,21 @@ bool advancesEpoch(const utils::Node& node) {
 
 }  // namespace
 
-void DecimationCache::refresh(const utils::SignalDescriptor& descriptor, const utils::Node* const* nodes,
-                              std::size_t count) {
+void DeliveryCache::refresh(const Accessor& accessor, const utils::Node* const* nodes, std::size_t count) {
   const std::uint32_t now = utils::DeliveryEpoch::now();
   if (epoch_ == now) return;
   const bool isUntransformed = std::all_of(nodes, nodes + count, [](const utils::Node* node) {
     return advancesEpoch(*node) && node->transformationPolicies() == nullptr;
   });
-  const unsigned long decimation = std::min<unsigned long>(descriptor.decimation(), kNotCached);
+  const unsigned long decimation = std::min<unsigned long>(accessor.signalDescriptor().decimation(), kNotCached);
   decimation_ = isUntransformed ? static_cast<std::uint32_t>(decimation) : kNotCached;
+  onlyClient_ = accessor.clients().size() == 1 ? accessor.clients().front() : nullptr;
   epoch_ = now;
 }
 
 void CachedScalar::updateUncached(const double* time, const void* data, unsigned long index) {
   const utils::Node* root = signalDescriptor().root();
-  cache_.refresh(signalDescriptor(), &root, 1);
+  cache_.refresh(*this, &root, 1);
   Scalar::update(time, data, index);
 }
 
@@ -50,7 +50,7 @@ void CachedScalar::deliverToAll(const double* time, const void* data) const {
 }
 
 void CachedVirtualBus::updateUncached(const double* time, const void* data, unsigned long leafIndex) {
-  cache_.refresh(signalDescriptor(), leaves_.data(), leaves_.size());
+  cache_.refresh(*this, leaves_.data(), leaves_.size());
   VirtualBus::update(time, data, leafIndex);
 }
 

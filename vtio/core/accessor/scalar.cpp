@@ -1,5 +1,7 @@
 #include "vtio/core/accessor/scalar.hpp"
 
+#include <utility>
+
 #include "vtio/core/accessor/delivery.hpp"
 #include "vtio/core/client/client.hpp"
 #include "vtio/core/utils/vtio_scalar_accessor_snapshot_handler.hpp"
@@ -27,7 +29,7 @@ void Scalar::update(const double* time, const void* data, unsigned long /*index*
     if (client != nullptr) {
       client->update(time, data);
     } else {
-      for (client::Client* each : clients()) each->update(time, data);
+      for (client::Client* each : std::as_const(*this).clients()) each->update(time, data);
     }
   }
   ++decimationCounter_;

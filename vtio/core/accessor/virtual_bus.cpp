@@ -43,7 +43,7 @@ void VirtualBus::update(const double* time, const void* data, unsigned long leaf
     if (client != nullptr) {
       client->update(leafIndex, time, data);
     } else {
-      for (client::Client* each : clients()) each->update(leafIndex, time, data);
+      for (client::Client* each : std::as_const(*this).clients()) each->update(leafIndex, time, data);
     }
   }
   ++counter;
