@@ -123,12 +123,11 @@ class StructureBuilder {
       : layout_(layout), builder_(builder), first_(first) {}
 
   vtu::qxArrayWrapper build(const Node& node, const vtu::ustring& name) {
-    const bool startsPosition = samples_.table == nullptr && isOnePosition(node);
+    const bool startsPosition = position_ < layout_.size() && layout_[position_].node == &node;
     if (startsPosition) samples_ = builder_.samples(first_ + position_);
     const auto* bus = dynamic_cast<const BusNode*>(&node);
     vtu::qxArrayWrapper structure = bus != nullptr ? buildBus(*bus, name) : buildLeaf(name);
     if (startsPosition) {
-      samples_ = {};
       ++position_;
       column_ = 0;
       offset_ = 0;
@@ -160,7 +159,7 @@ class StructureBuilder {
   TableBuilder& builder_;
   std::uint32_t first_;
   std::uint32_t position_ = 0;
-  TableBuilder::Samples samples_{};  // of the position that the walk is in; no table between positions
+  TableBuilder::Samples samples_{};  // of the position that the walk is in
   std::size_t column_ = 0;
   std::size_t offset_ = 0;  // of the column in what the position has of a row
 };

@@ -3,32 +3,15 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <vector>
 
-#include "platform/qalc.hpp"
 #include "recorders/layout/sample_order.hpp"
+#include "recorders/layout/stored_type.hpp"
 #include "vtio/core/utils/leaf_node.hpp"
 #include "vtio/core/utils/signal_descriptor.hpp"
 #include "vtio/core/utils/visualization_metadata_policy.hpp"
 
 namespace vtio::recorders {
-
-/// How a leaf's values are kept.
-struct StoredType {
-  /// Where the text of a string leaf is found.
-  enum class Text : std::uint8_t {
-    none,     ///< not a string leaf
-    address,  ///< the delivered bytes begin with the address of a std::u16string
-    inPlace   ///< null-terminated UTF-16 text inside the bytes of a non-virtual bus
-  };
-
-  qxClassID id = qxDOUBLE;       ///< class of the array elements
-  std::size_t elementBytes = 0;  ///< bytes of one delivered real value
-  std::size_t words = 1;         ///< array elements per real value; more than 1 for fixed-point beyond 64 bits
-  bool isComplex = false;
-  Text text = Text::none;
-};
 
 /// One leaf.
 struct LeafColumn {
@@ -45,21 +28,22 @@ struct LeafColumn {
 
 /// What arrives in one update: a leaf, or all leaves of a non-virtual bus.
 struct LayoutPosition {
+  const core::utils::Node* node = nullptr;
   std::vector<LeafColumn> columns;  ///< in the order of the tree
   std::size_t packedOffset = 0;     ///< of this position, if all of them are delivered at once, without gaps
 };
 
-/// The leaf positions of a signal, in the order in which a virtual bus accessor numbers them; one for any other signal.
+/// The leaf positions of a signal: the items of LeafNVBusIterator, in its order, as a virtual bus accessor numbers them; one
+/// for any other signal.
 ///
 /// A non-virtual bus root has the offsets that its tree carries; a non-virtual bus below a virtual one those of its own
 /// children. Where no offsets are given, leaves follow each other without gaps: in a virtual bus that lies inside a
 /// non-virtual one (which has one offset for all of it) and in a nested bus of unknown size.
 /// @param order Of the delivered elements; rows are row-major whatever it is.
-/// @throws std::invalid_argument with the signal and the leaf if the tree cannot be recorded.
+/// @throws std::invalid_argument with the name of the node if the tree cannot be recorded: a bus lacks children or offsets,
+///   has offsets outside its elements or no size, a leaf's bytes do not fit its type, something is too large, or a virtual
+///   bus has fewer input ports than positions.
 [[nodiscard]] std::vector<LayoutPosition> readLayout(const core::utils::SignalDescriptor& descriptor,
                                                      SampleOrder order);
-
-/// True for a bus that takes one position as a whole.
-[[nodiscard]] bool isOnePosition(const core::utils::Node& node);
 
 }  // namespace vtio::recorders

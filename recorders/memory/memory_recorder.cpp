@@ -158,9 +158,7 @@ std::uint64_t MemoryRecorder::recordedSamples(std::size_t position) const {
   return builder_->recorded(numberOf(position));
 }
 
-std::uint64_t MemoryRecorder::heldSamples(std::size_t position) const {
-  return builder_->held(numberOf(position));
-}
+std::uint64_t MemoryRecorder::heldSamples(std::size_t position) const { return builder_->held(numberOf(position)); }
 
 std::uint64_t MemoryRecorder::foreachIteration() const {
   if (signalDescriptor().hasForeachIterationIdx()) return signalDescriptor().foreachIterationIdx();

@@ -113,7 +113,7 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   [[nodiscard]] vtu::qxArrayWrapper nodes(bool areIterations) const;
   void append(std::uint32_t number, double time, const void* data);
 
-  Cursor* cursors_ = nullptr;        // of the positions, side by side
+  Cursor* cursors_ = nullptr;  // of the positions, side by side
   std::size_t positions_ = 0;
   TableBuilder* builder_ = nullptr;  // that of the state; an update needs no more than this line
   std::uint32_t first_ = 0;          // number of the first position in the builder

@@ -182,7 +182,7 @@ TEST_F(TreeShapes, RootWithoutGeneratedOffsetsIsRefused) {
         try {
           MemoryRecorder recorder(descriptor);
         } catch (const std::invalid_argument& error) {
-          EXPECT_STREQ(error.what(), "Cannot record 'root': it carries no data offsets for its 3 leaves");
+          EXPECT_STREQ(error.what(), "Cannot record 'root': it carries 1 data offsets for its 3 leaves");
           throw;
         }
       },

@@ -42,8 +42,10 @@ class VTIO_EXPORT NVBusNode : public BusNode {
   /// @param isTop Whether this is the root, whose array is not unrolled.
   void generateLeafDataOffsetsRecursive(std::vector<long long>& offsets, long long baseOffset, bool isTop) const;
 
- protected:
+  /// Byte offset of each child from the start of one element; in a root, the leaf data offsets once they are generated.
   [[nodiscard]] const std::vector<long long>& childOffsets() const { return childOffsets_; }
+
+ protected:
   [[nodiscard]] std::vector<long long>& childOffsets() { return childOffsets_; }
 
  private:
