@@ -68,6 +68,30 @@ TEST_F(TakenArray, StaysWhenTheRecorderStepsBackAndRecordsOtherValues) {
   }
 }
 
+TEST_F(TakenArray, StaysWhenTheRowInWhichItEndsIsWrittenAgain) {
+  Recorded first = record(leaf(u"a"));
+  Recorded second = record(std::make_unique<StringLeafNode>(0, u"s", "zoh", Dims{}, "string", units(), u"", 8, 2));
+  Recorded third = record(leaf(u"b"));
+  double time = 0;
+  first.add(time, 1.0);
+  second.accessor->update(&time, u"before", 0);
+  third.add(time, 1.0);
+  time = 1;
+  first.add(time, 1.0);
+  session_.captureSnapshot(false);
+  second.accessor->update(&time, u"taken", 0);
+  third.add(time, 2.0);
+  const vtu::qxArrayWrapper word = second.element();
+  const vtu::qxArrayWrapper number = third.element();
+  session_.rollBack();
+  second.accessor->update(&time, u"other", 0);
+  third.add(time, 3.0);
+  EXPECT_EQ(text(qxGetCell(values(word, "Data"), 1)), "taken");
+  EXPECT_EQ(data(number), (std::vector<double>{1, 2}));
+  EXPECT_EQ(text(qxGetCell(values(second.element(), "Data"), 1)), "other");
+  EXPECT_EQ(data(third.element()), (std::vector<double>{1, 3}));
+}
+
 TEST_F(TakenArray, StaysWhenTheRecorderIsGone) {
   std::optional<Catalogue> catalogue(std::in_place);
   std::optional<RecordingSession> session(std::in_place, *catalogue);
