@@ -19,11 +19,28 @@ WAYS = {
     "accessorBus": ("virtual bus, accessor", "floorBus"),
 }
 JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
-    "recordEntry/layout:0": ("record 1000 signals x 2000, C entry", "floorAppend/layout:0", 3.0, "ms", 1e-3),
-    "recordEntry/layout:1": ("record 1000 signals x 2000, C entry, scattered", "floorAppend/layout:1", 3.0, "ms", 1e-3),
-    "recordAccessor/layout:0": ("record 1000 signals x 2000, accessor", "floorAppend/layout:0", None, "ms", 1e-3),
-    "recordAccessor/layout:1": ("record 1000 signals x 2000, accessor, scattered", "floorAppend/layout:1", None,
-                                "ms", 1e-3),
+    "recordEntry/signals:1/steps:1000000/layout:0": ("record 1 signals x 1 000 000, C entry",
+        "floorAppend/signals:1/steps:1000000/layout:0", None, "ms", 1e-3),
+    "recordEntry/signals:100/steps:100000/layout:0": ("record 100 signals x 100 000, C entry",
+        "floorAppend/signals:100/steps:100000/layout:0", None, "ms", 1e-3),
+    "recordEntry/signals:1000/steps:10000/layout:0": ("record 1 000 signals x 10 000, C entry",
+        "floorAppend/signals:1000/steps:10000/layout:0", 2.0, "ms", 1e-3),
+    "recordEntry/signals:1000/steps:10000/layout:1": ("record 1 000 signals x 10 000, scattered, C entry",
+        "floorAppend/signals:1000/steps:10000/layout:1", 2.0, "ms", 1e-3),
+    "recordEntry/signals:10000/steps:1000/layout:0": ("record 10 000 signals x 1 000, C entry",
+        "floorAppend/signals:10000/steps:1000/layout:0", 0.8, "ms", 1e-3),
+    "recordEntry/signals:10000/steps:1000/layout:1": ("record 10 000 signals x 1 000, scattered, C entry",
+        "floorAppend/signals:10000/steps:1000/layout:1", 0.8, "ms", 1e-3),
+    "recordEntry/signals:100000/steps:100/layout:0": ("record 100 000 signals x 100, C entry",
+        "floorAppend/signals:100000/steps:100/layout:0", 2.0, "ms", 1e-3),
+    "recordAccessor/signals:1000/steps:10000/layout:0": ("record 1 000 signals x 10 000, accessor",
+        "floorAppend/signals:1000/steps:10000/layout:0", None, "ms", 1e-3),
+    "recordApart/signals:1000/steps:10000/layout:0": ("record 1 000 signals x 10 000, each at its own times",
+        "floorAppend/signals:1000/steps:10000/layout:0", None, "ms", 1e-3),
+    "recordAccessor/signals:10000/steps:1000/layout:0": ("record 10 000 signals x 1 000, accessor",
+        "floorAppend/signals:10000/steps:1000/layout:0", None, "ms", 1e-3),
+    "recordApart/signals:10000/steps:1000/layout:0": ("record 10 000 signals x 1 000, each at its own times",
+        "floorAppend/signals:10000/steps:1000/layout:0", None, "ms", 1e-3),
     "save/signals:1000/samples:20000": ("save 1000 signals x 20 000", "floorWrite/signals:1000/samples:20000", 2.0,
                                         "ms", 1e-3),
     "save/signals:10000/samples:1000": ("save 10 000 signals x 1000", "floorWrite/signals:10000/samples:1000", 6.0,
@@ -123,7 +140,8 @@ def main(paths):
     problems += far_above(rows)
     print_table(rows)
     print("\nThe fastest of the repetitions. Floors: every client called directly on every update, whatever the "
-          "decimation;\na preallocated vector of (time, value) per signal; one raw write of the same bytes per signal.\nUpdates and "
+          "decimation;\na client per signal that appends the value to a preallocated vector; one raw write of the same bytes per "
+          "signal.\nUpdates and "
           "recording count processor time, saving counts time on the wall; its CPU ratio leaves the disk out.")
     for problem in problems:
         print(f"FAILED: {problem}", file=sys.stderr)

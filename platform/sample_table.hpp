@@ -110,8 +110,8 @@ struct SampleColumn {
 [[nodiscard]] VTIO_PLATFORM_EXPORT qxArrayWrapper sampledArray(std::shared_ptr<const SampleTable> table,
                                                                const SampleColumn& column);
 
-/// The times of rows [first, first + count), count-by-1, read when they are first asked for. Arrays of the same rows of one
-/// table share their storage.
+/// The times of rows [first, first + count), count-by-1, read when they are first asked for. Arrays of the same rows of
+/// one table share their storage.
 /// @throws std::invalid_argument if the table is null, std::out_of_range if the rows are not in the table.
 [[nodiscard]] VTIO_PLATFORM_EXPORT qxArrayWrapper sampledTimes(std::shared_ptr<const SampleTable> table,
                                                                std::uint64_t first, std::uint64_t count);

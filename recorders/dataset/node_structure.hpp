@@ -15,9 +15,9 @@ namespace vtio::recorders {
 
 /// The structure of a node: a leaf with its times, data and description, or a bus with one field per child.
 ///
-/// A leaf's data has N first, then the dimensions of the arrays of buses above the leaf from the outermost inwards, then the
-/// leaf's own. Texts give a cell array. A fixed-point type of more than 64 bits gives unsigned 64-bit words, one more
-/// dimension at the end, least significant word first as delivered.
+/// A leaf's data has N first, then the dimensions of the arrays of buses above the leaf from the outermost inwards,
+/// then the leaf's own. Texts give a cell array. A fixed-point type of more than 64 bits gives unsigned 64-bit words,
+/// one more dimension at the end, least significant word first as delivered.
 /// @param root The tree that the layout was read from.
 /// @param name Of the signal in sample tables.
 /// @param first Number of its first position in the builder.

@@ -9,8 +9,8 @@
 
 namespace vtio::recorders {
 
-/// The signal's name, or `BLOCK/PATH:PORT` if it has none, the levels of the path joined by `|`. The leaves of a bus append
-/// `.CHILD` for each level.
+/// The signal's name, or `BLOCK/PATH:PORT` if it has none, the levels of the path joined by `|`. The leaves of a bus
+/// append `.CHILD` for each level.
 /// @param isIteration Append `[k]` for iteration k of a for-each.
 [[nodiscard]] vtu::ustring signalName(const core::utils::SignalDescriptor& descriptor, bool isIteration,
                                       std::uint64_t iteration);

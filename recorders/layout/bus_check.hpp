@@ -10,8 +10,8 @@ namespace vtio::recorders {
 /// Most elements of arrays of buses, and most data offsets, in one sample; more is a damaged description.
 inline constexpr long long kMostElements = 1LL << 32;
 
-/// Refuses a tree in which a bus has other children than it announced: a node was dropped while it was built, so that all
-/// leaves behind it would be taken for others.
+/// Refuses a tree in which a bus has other children than it announced: a node was dropped while it was built, so that
+/// all leaves behind it would be taken for others.
 /// @throws std::invalid_argument with the name of the bus.
 void checkChildren(const core::utils::Node& node);
 

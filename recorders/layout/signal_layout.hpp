@@ -33,16 +33,16 @@ struct LayoutPosition {
   std::size_t packedOffset = 0;     ///< of this position, if all of them are delivered at once, without gaps
 };
 
-/// The leaf positions of a signal: the items of LeafNVBusIterator, in its order, as a virtual bus accessor numbers them; one
-/// for any other signal.
+/// The leaf positions of a signal: the items of LeafNVBusIterator, in its order, as a virtual bus accessor numbers
+/// them; one for any other signal.
 ///
 /// A non-virtual bus root has the offsets that its tree carries; a non-virtual bus below a virtual one those of its own
 /// children. Where no offsets are given, leaves follow each other without gaps: in a virtual bus that lies inside a
 /// non-virtual one (which has one offset for all of it) and in a nested bus of unknown size.
 /// @param order Of the delivered elements; rows are row-major whatever it is.
-/// @throws std::invalid_argument with the name of the node if the tree cannot be recorded: a bus lacks children or offsets,
-///   has offsets outside its elements or no size, a leaf's bytes do not fit its type, something is too large, or a virtual
-///   bus has fewer input ports than positions.
+/// @throws std::invalid_argument with the name of the node if the tree cannot be recorded: a bus lacks children or
+///   offsets, has offsets outside its elements or no size, a leaf's bytes do not fit its type, something is too large,
+///   or a virtual bus has fewer input ports than positions.
 [[nodiscard]] std::vector<LayoutPosition> readLayout(const core::utils::SignalDescriptor& descriptor,
                                                      SampleOrder order);
 

@@ -30,11 +30,11 @@ class TableBuilder;
 /// Makes what finds the sample tables of the recorders that share it: see the constructor of MemoryRecorder.
 [[nodiscard]] VTIO_RECORDERS_EXPORT std::shared_ptr<TableBuilder> makeTableBuilder();
 
-/// Records one signal of any tree: a leaf, a virtual bus leaf by leaf, a non-virtual bus as one block, arrays of buses at
-/// any depth.
+/// Records one signal of any tree: a leaf, a virtual bus leaf by leaf, a non-virtual bus as one block, arrays of buses
+/// at any depth.
 ///
-/// Samples are kept in tables: a row per time, and in it the values of all leaves, of all recorders with one builder, that
-/// are recorded at the same times. Appending allocates only when the last tile of rows of a table is full. A
+/// Samples are kept in tables: a row per time, and in it the values of all leaves, of all recorders with one builder,
+/// that are recorded at the same times. Appending allocates only when the last tile of rows of a table is full. A
 /// descriptor with a limit of points N keeps the newest N samples of each leaf.
 ///
 /// A sample's values are taken in the order in which they stand in memory, the last dimension fastest, as in C
@@ -43,10 +43,10 @@ class TableBuilder;
 /// non-virtual bus the text itself stands at the leaf's offset. Offsets that the tree does not give (a virtual bus
 /// inside a non-virtual one, a nested bus of unknown size) follow each other without gaps.
 ///
-/// Snapshots give back the exact state, samples that maxPoints has dropped since included; they hold on to the tiles that
-/// they need. All recorders of one builder are best stepped back together, as the catalogue and a session do: one that is
-/// stepped back alone gets a copy of its samples. Used from one thread, that of the simulation; arrays that were handed
-/// out may be read and destroyed on any.
+/// Snapshots give back the exact state, samples that maxPoints has dropped since included; they hold on to the tiles
+/// that they need. All recorders of one builder are best stepped back together, as the catalogue and a session do: one
+/// that is stepped back alone gets a copy of its samples. Used from one thread, that of the simulation; arrays that
+/// were handed out may be read and destroyed on any.
 class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
  public:
   /// A recorder with the type that belongs to the signal: OutportLogging for a root outport, else SignalLogging.

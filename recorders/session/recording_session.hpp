@@ -30,9 +30,9 @@ namespace vtio::recorders {
 /// hold.
 ///
 /// The catalogue owns the recorders; the session owns the snapshot interfaces of the accessors. All recorders of a
-/// session share one builder of sample tables, which is destroyed with the last of them. The session may be destroyed before or
-/// after the catalogue and the accessors, but its operations need the catalogue, and the snapshot operations every
-/// attached accessor that has not been detached. Used from the simulation's thread.
+/// session share one builder of sample tables, which is destroyed with the last of them. The session may be destroyed
+/// before or after the catalogue and the accessors, but its operations need the catalogue, and the snapshot operations
+/// every attached accessor that has not been detached. Used from the simulation's thread.
 ///
 /// Only one session of a catalogue takes snapshots. What joins after snapshots were taken, a signal that is attached or
 /// a client that is added to the catalogue without the session, has in those snapshots the state in which the session

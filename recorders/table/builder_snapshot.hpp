@@ -14,8 +14,8 @@
 
 namespace vtio::recorders {
 
-/// A table in which nothing is recorded any more, and those before it. Kept because runs refer to it: when a snapshot of
-/// an earlier time is restored, the table is recorded in again.
+/// A table in which nothing is recorded any more, and those before it. Kept because runs refer to it: when a snapshot
+/// of an earlier time is restored, the table is recorded in again.
 struct FinishedTable {
   std::uint32_t refs = 0;
   Ref<Table> table;

@@ -1,5 +1,6 @@
 /// @file
-/// How a delivered sample is stored in a row: every column's values side by side, last index fastest, as readers get them.
+/// How a delivered sample is stored in a row: every column's values side by side, last index fastest, as readers get
+/// them.
 #pragma once
 
 #include <cstddef>

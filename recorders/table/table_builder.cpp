@@ -63,21 +63,16 @@ void TableBuilder::remove(std::uint32_t first, std::size_t count) {
 void TableBuilder::append(std::uint32_t position, double time, const void* data) {
   const Position& p = positions_[position];
   Cursor& cursor = *p.cursor;
-  try {
-    if (!cursor.standsAt(time)) findRow(position, time);
-    Table& table = tableOf(cursor);
-    std::byte* out = table.bytes + cursor.offset;
-    if (cursor.bytes != 0) {
-      std::memcpy(out, data, cursor.bytes);
-    } else {
-      storeSample(*p.layout, static_cast<const std::byte*>(data), out, p.hasTexts ? &table.texts() : nullptr, scratch_);
-    }
-    ++cursor.next;
-    ++table.written;
-  } catch (...) {
-    ++lost_;
-    throw;
+  if (!cursor.standsAt(time)) findRow(position, time);
+  Table& table = tableOf(cursor);
+  std::byte* out = table.bytes + cursor.offset;
+  if (cursor.bytes != 0) {
+    std::memcpy(out, data, cursor.bytes);
+  } else {
+    storeSample(*p.layout, static_cast<const std::byte*>(data), out, p.hasTexts ? &table.texts() : nullptr, scratch_);
   }
+  ++cursor.next;
+  ++table.written;
 }
 
 // Makes the position's next row the current one of its table, and that one open.

@@ -34,23 +34,26 @@ namespace vtio::recorders {
 ///
 /// What always holds:
 ///
-/// 1. A position is attached to one table, in which its run is open, or to none. Its samples are its closed runs, oldest
-///    first, then the rows from `begin` up to its cursor's `next` in the table to which it is attached. Nothing that is
-///    recorded moves, but for what 5 and 6 say.
-/// 2. Rows are added at the end only, and only the last one, the current row, is written. An attached position either has a
-///    sample in it (`next` is its number + 1), or has the row before as its newest one (`next` is its number), or has
-///    missed rows; `written` counts the first kind. A position that has missed rows closes its run when it comes back.
-/// 3. A table takes new columns only in its first row: positions that arrive at one time without a table that fits share
-///    a new one. A position comes back to the table that it left if it missed little there (kGap); else it joins a new
-///    table with all others that come to it at the same time; after kMostShortRuns short runs it gets one of its own.
+/// 1. A position is attached to one table, in which its run is open, or to none. Its samples are its closed runs,
+///    oldest first, then the rows from `begin` up to its cursor's `next` in the table to which it is attached. Nothing
+///    that is recorded moves, but for what 5 and 6 say.
+/// 2. Rows are added at the end only, and only the last one, the current row, is written. An attached position either
+///    has a sample in it (`next` is its number + 1), or has the row before as its newest one (`next` is its number), or
+///    has missed rows; `written` counts the first kind. A position that has missed rows closes its run when it comes
+///    back.
+/// 3. A table takes new columns only in its first row: positions that arrive at one time without a table that fits
+///    share a new one. A position comes back to the table that it left if it missed little there (kGap); else it joins
+///    a new table with all others that come to it at the same time; after kMostShortRuns short runs it gets one of its
+///    own.
 /// 4. A table whose rows are mostly used no more ends when its next tile is due: who is left moves on together.
 /// 5. A row that only a minority has is not a row of the table: those who have it move to another one with it, and the
 ///    row is used again. So nobody else is slowed by a position that gets an extra sample.
-/// 6. A table with a limit of N rows drops older ones tile by tile. Who leaves such a table takes its N newest samples along.
-/// 7. Rows that a snapshot or an array shows do not change. While a table's rows are shown, its `time` is NaN: the first
-///    update after that comes to the builder.
-/// 8. A snapshot holds the states of the tables, and shares those of the positions; of a cursor it needs nothing but where
-///    it is not behind its table's last row, which are the positions that have missed it.
+/// 6. A table with a limit of N rows drops older ones tile by tile. Who leaves such a table takes its N newest samples
+///    along.
+/// 7. Rows that a snapshot or an array shows do not change. While a table's rows are shown, its `time` is NaN: the
+///    first update after that comes to the builder.
+/// 8. A snapshot holds the states of the tables, and shares those of the positions; of a cursor it needs nothing but
+///    where it is not behind its table's last row, which are the positions that have missed it.
 class TableBuilder final {
  public:
   TableBuilder() = default;
@@ -82,9 +85,6 @@ class TableBuilder final {
   /// Samples that are kept.
   [[nodiscard]] std::uint64_t held(std::uint32_t position);
 
-  /// Samples that append() could not record.
-  [[nodiscard]] std::uint64_t lost() const { return lost_; }
-
   /// The kept samples of a position: rows [first, first + count) of a table, from `offset` in each row on.
   struct Samples {
     std::shared_ptr<const vtu::SampleTable> table;
@@ -101,8 +101,8 @@ class TableBuilder final {
 
   /// Gives positions back the state that they had.
   ///
-  /// Takes effect with the next call: if by then all positions have gone back to one snapshot, the tables go back to it,
-  /// which copies nothing; else each position gets a copy of its samples.
+  /// Takes effect with the next call: if by then all positions have gone back to one snapshot, the tables go back to
+  /// it, which copies nothing; else each position gets a copy of its samples.
   void rollBack(std::uint32_t first, std::size_t count, const std::shared_ptr<const BuilderSnapshot>& snapshot);
 
  private:
@@ -183,7 +183,6 @@ class TableBuilder final {
   std::size_t joinedSwept_ = 0;  // entries that were in use when they were last looked through
   std::shared_ptr<const vtu::SampleTable> empty_;
   std::string scratch_;
-  std::uint64_t lost_ = 0;
 };
 
 }  // namespace vtio::recorders

@@ -74,7 +74,8 @@ struct Tile {
   static void destroy(Tile* tile);
 };
 
-/// The tiles of a table, oldest first. Shared by the table, snapshots and arrays; who is not alone copies it to change it.
+/// The tiles of a table, oldest first. Shared by the table, snapshots and arrays; who is not alone copies it to change
+/// it.
 struct TileList {
   std::atomic<std::uint32_t> refs = 0;
   std::vector<Ref<Tile>> tiles;

@@ -1,5 +1,5 @@
-// Leaves that miss rows, come late, get extra samples or change their rate: what is recorded equals a plain list of samples
-// per leaf, whatever is captured, rolled back, reset or read in between.
+// Leaves that miss rows, come late, get extra samples or change their rate: what is recorded equals a plain list of
+// samples per leaf, whatever is captured, rolled back, reset or read in between.
 #include <algorithm>
 #include <cstdint>
 #include <deque>

@@ -14,7 +14,6 @@ using namespace recording;
 struct Model {
   std::vector<std::deque<std::pair<double, double>>> samples;
   std::vector<std::deque<std::string>> texts;
-  friend bool operator==(const Model&, const Model&) = default;
 };
 
 class Replay : public Recording, public ::testing::WithParamInterface<unsigned> {

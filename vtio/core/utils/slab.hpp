@@ -13,8 +13,8 @@
 
 namespace vtio::core::utils {
 
-/// Hands out places for objects of one class. Objects that are made one after another lie one after another, which is what
-/// a step through thousands of signals needs: otherwise each object is on a page of its own.
+/// Hands out places for objects of one class. Objects that are made one after another lie one after another, which is
+/// what a step through thousands of signals needs: otherwise each object is on a page of its own.
 ///
 /// Safe to use from several threads. Places are used again; their memory is given back when the process ends.
 template <typename T>
