@@ -10,7 +10,6 @@
 #include "vtio/core/accessor/accessor.hpp"
 #include "vtio/core/accessor/cached_accessors.hpp"
 #include "vtio/core/client/catalogue.hpp"
-#include "vtio/core/utils/slab.hpp"
 #include "vtio/core/utils/top_nv_bus_node.hpp"
 #include "vtio/mdlref_simtarget/block_path.hpp"
 #include "vtio/mdlref_simtarget/generated_code.hpp"
@@ -33,12 +32,6 @@ using vtio::core::utils::TopNVBusNode;
 constexpr unsigned kRootOutport = 1;
 constexpr unsigned kOrdinarySignal = 3;
 constexpr int kActingMode = 1;
-
-// The cell of an accessor's handle. Cells lie side by side: each step reads those of all signals.
-struct AccessorCell {
-  void* accessor;
-};
-using AccessorCells = vtio::core::utils::Slab<AccessorCell>;
 
 // Takes the vector over and frees its handle.
 std::unique_ptr<TreeVector> takeTreeVector(void* handle) {
@@ -137,9 +130,9 @@ void** zetGetAccessor(const void* descriptor, const void* loggingInterval) {
     std::unique_ptr<Accessor> accessor =
         makeAccessor(required<SignalDescriptor>(descriptor, "descriptor"),
                      required<smartlog::LoggingInterval>(loggingInterval, "logging interval"));
-    auto* cell = new (AccessorCells::take(sizeof(AccessorCell))) AccessorCell{accessor.get()};
+    void** handle = newHandle(accessor.get());
     static_cast<void>(accessor.release());  // owned by the handle from here on
-    return &cell->accessor;
+    return handle;
   } catch (...) {
     noteException("zetGetAccessor");
     return nullptr;
@@ -160,7 +153,7 @@ void* zetGetPointerFromUniquePtr(void* handle) { return *static_cast<void**>(han
 void zetDestructAccessorPointer(void* accessorHandle) {
   if (accessorHandle == nullptr) return;
   delete inHandle<Accessor>(accessorHandle);
-  AccessorCells::give(accessorHandle, sizeof(AccessorCell));
+  delete static_cast<void**>(accessorHandle);
 }
 
 bool zetLogRootOutport(const void* catalogue) {
