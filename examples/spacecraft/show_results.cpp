@@ -32,11 +32,11 @@ void sayHowToOpen(const std::string& fileName) {
   std::printf(
       "  import h5py\n"
       "  f = h5py.File(\"%s\")\n"
-      "  elements = f[\"DATASET_SIGNAL_LOGGING/Dataset/Elements\"]\n"
-      "  for i in range(len(elements)):\n"
-      "      print(i, elements[str(i)].attrs[\"Name\"])\n"
-      "  error = next(e for e in elements.values() if e.attrs[\"Name\"] == \"pointingError\")\n"
-      "  print(error[\"Values/Time\"][:], error[\"Values/Data\"][:], error[\"Values\"].attrs[\"Unit\"])\n",
+      "  for name in f[\"qat.samples/0/columns\"][\"name\"]:\n"
+      "      print(name.decode())\n"
+      "  table, error = next((table, column) for table in f[\"qat.samples\"].values()\n"
+      "                      for column in table[\"columns\"] if column[\"name\"] == b\"pointingError\")\n"
+      "  print(table[\"Time\"][:], table[\"double\"][:, error[\"first\"]], error[\"unit\"].decode())\n",
       path.c_str());
 }
 

@@ -15,8 +15,8 @@ import tempfile
 VALUES = """
 import math
 with h5py.File("c.qat") as file:
-    height = file["DATASET_SIGNAL_LOGGING/Dataset/Elements/0/Values"]
-    time, data = height["Time"][:], height["Data"][:]
+    samples = file["qat.samples/0"]
+    time, data = samples["Time"][:], samples["double"][:, 0]
 assert len(time) == len(data) == 1000, (len(time), len(data))
 assert all(t == 0.01 * i for i, t in enumerate(time)), time
 assert all(abs(d - math.sin(t)) < 1e-15 for t, d in zip(time, data)), data
