@@ -161,7 +161,7 @@ std::string_view OpenTable::text(TextCell cell) {
   if (cell.bytes == 0) return {};
   return atPlace(kTextBytesMember, [&] {
     if (!texts_) {
-      texts_.emplace();
+      texts_ = Window();  // Clang 14 cannot emplace() it within its class
       texts_->dataset = openDataset(source_, group_.get(), kTextBytesMember);
       texts_->size = extentsOfRank(texts_->dataset.get(), 1).front();
     }
