@@ -1,6 +1,7 @@
 #include "platform/qat/kit.hpp"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -13,34 +14,12 @@ namespace vtu::qat {
 namespace {
 
 hid_t realType(qxClassID id) {
-  switch (id) {
-    case qxDOUBLE:
-      return H5T_IEEE_F64LE;
-    case qxSINGLE:
-      return H5T_IEEE_F32LE;
-    case qxINT8:
-      return H5T_STD_I8LE;
-    case qxUINT8:
-      return H5T_STD_U8LE;
-    case qxINT16:
-      return H5T_STD_I16LE;
-    case qxCHAR:
-    case qxUINT16:
-      return H5T_STD_U16LE;
-    case qxINT32:
-      return H5T_STD_I32LE;
-    case qxUINT32:
-      return H5T_STD_U32LE;
-    case qxINT64:
-      return H5T_STD_I64LE;
-    case qxUINT64:
-      return H5T_STD_U64LE;
-    case qxUNKNOWN:
-    case qxCELL:
-    case qxSTRUCT:
-    case qxLOGICAL:
-      break;
-  }
+  const std::array types = {H5T_STD_I8LE,  H5T_STD_U8LE,  H5T_STD_I16LE, H5T_STD_U16LE,
+                            H5T_STD_I32LE, H5T_STD_U32LE, H5T_STD_I64LE, H5T_STD_U64LE};
+  if (id == qxDOUBLE) return H5T_IEEE_F64LE;
+  if (id == qxSINGLE) return H5T_IEEE_F32LE;
+  if (id == qxCHAR) return H5T_STD_U16LE;
+  if (id >= qxINT8 && id <= qxUINT64) return types.at(static_cast<std::size_t>(id - qxINT8));
   throw Failure(kUnsupported, "class " + std::to_string(static_cast<int>(id)) + " has no numeric elements");
 }
 
@@ -85,19 +64,9 @@ Handle makeList(hid_t listClass) {
 }
 
 qxClassID integerClass(hid_t type) {
-  const bool isSigned = H5Tget_sign(type) == H5T_SGN_2;
-  switch (H5Tget_size(type)) {
-    case 1:
-      return isSigned ? qxINT8 : qxUINT8;
-    case 2:
-      return isSigned ? qxINT16 : qxUINT16;
-    case 4:
-      return isSigned ? qxINT32 : qxUINT32;
-    case 8:
-      return isSigned ? qxINT64 : qxUINT64;
-    default:
-      return qxUNKNOWN;
-  }
+  const std::size_t size = H5Tget_size(type);
+  if (size > 8 || !std::has_single_bit(size)) return qxUNKNOWN;
+  return static_cast<qxClassID>(qxINT8 + 2 * std::countr_zero(size) + (H5Tget_sign(type) == H5T_SGN_2 ? 0 : 1));
 }
 
 bool hasMemberNamed(hid_t type, unsigned index, const char* name) {
@@ -163,6 +132,12 @@ Handle fixedTextType(std::size_t size) {
   checked(H5Tset_cset(type.get(), H5T_CSET_UTF8), kStorage, "cannot make a text type");
   checked(H5Tset_strpad(type.get(), H5T_STR_NULLPAD), kStorage, "cannot make a text type");
   return type;
+}
+
+std::size_t sizeWithoutPadding(std::string_view text, H5T_str_t padding) {
+  if (padding == H5T_STR_NULLTERM) return std::min(text.find('\0'), text.size());
+  const auto last = text.find_last_not_of(padding == H5T_STR_SPACEPAD ? ' ' : '\0');
+  return last == std::string_view::npos ? 0 : last + 1;
 }
 
 ElementKind elementKindOf(hid_t type) {

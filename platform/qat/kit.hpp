@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <string_view>
 
 #include "platform/qalc.hpp"
 #include "platform/qat/hdf5.hpp"
@@ -43,6 +44,9 @@ class Kit final {
 
 /// Fixed-length UTF-8 text of `size` bytes, padded with zeros.
 [[nodiscard]] Handle fixedTextType(std::size_t size);
+
+/// Bytes of a text of fixed length that are not padding.
+[[nodiscard]] std::size_t sizeWithoutPadding(std::string_view text, H5T_str_t padding);
 
 /// What elements of an HDF5 type become in memory; `id` is qxUNKNOWN for a type that arrays do not have.
 [[nodiscard]] ElementKind elementKindOf(hid_t type);

@@ -2,7 +2,6 @@
 /// How sample tables stand in a file: the names of their members, and what references to them are. For both directions.
 #pragma once
 
-#include <array>
 #include <compare>
 #include <cstdint>
 #include <optional>
@@ -20,9 +19,6 @@ inline constexpr const char* kColumnsMember = "columns";     ///< one record per
 inline constexpr const char* kTextMember = "text";           ///< where the texts stand in kTextBytesMember
 inline constexpr const char* kTextBytesMember = "text.bytes";  ///< UTF-8
 inline constexpr const char* kRowsMember = "rows";             ///< valid rows per record, while the file is written
-
-/// The texts of a record; its numbers are `first`, `width`, `begin` and `count`.
-inline constexpr std::array kRecordTexts = {"name", "unit", "class", "dims"};
 
 /// What of a record a reference stands for.
 inline constexpr std::uint32_t kValuesPart = 0;

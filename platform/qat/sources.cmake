@@ -59,20 +59,19 @@ list(APPEND VTIO_QAT_SOURCES
   qat/read/part_reader.hpp
   qat/read/reader.cpp
   qat/read/reader.hpp
-  qat/read/records.cpp
   qat/read/sample_loader.cpp
   qat/read/sample_loader.hpp
   qat/read/source.cpp
   qat/read/source.hpp
   qat/read/structures.hpp
   qat/read/table_reader.cpp
-  qat/read/table_use.cpp
-  qat/read/table_use.hpp
   qat/read/text_reader.cpp
   qat/read/text_reader.hpp
   qat/row_major_order.hpp
   qat/sample_format.cpp
   qat/sample_format.hpp
+  qat/sample_records.cpp
+  qat/sample_records.hpp
   qat/superblock.cpp
   qat/superblock.hpp
   qat/utf8_rows.cpp
@@ -81,12 +80,10 @@ list(APPEND VTIO_QAT_SOURCES
   qat/write/dataset_writer.hpp
   qat/write/remove_link.cpp
   qat/write/remove_link.hpp
-  qat/write/sample_records.cpp
   qat/write/sample_store.cpp
   qat/write/sample_store.hpp
   qat/write/sample_table_writer.cpp
   qat/write/sample_table_writer.hpp
-  qat/write/shared_objects.cpp
   qat/write/shared_objects.hpp
   qat/write/signal_names.hpp
   qat/write/table_plan.cpp

@@ -132,7 +132,7 @@ TEST_F(QatParts, PathsThatLeadNowhereNameTheStep) {
   EXPECT_THAT(failure({"Elements", "Name", "x"}), HasSubstr("at \"x\": the cells hold no structures"));
   EXPECT_THAT(failure({"Elements", "Values", "9", "Data"}), HasSubstr("at \"9\": there are 4 cells"));
   EXPECT_THAT(failure({"Elements", "Values", "1", "Dat"}), HasSubstr("at \"Dat\""));
-  EXPECT_THAT(failure({"Name", "x"}), HasSubstr("neither a structure nor a cell array"));
+  EXPECT_THAT(failure({"Name", "x"}), HasSubstr("neither a 1-by-1 structure nor a cell array"));
   EXPECT_THAT(failure({"Elements", "Extra", "1", "x"}), HasSubstr("at \"x\": there is nothing"));
   EXPECT_THAT(failureOf([&] { static_cast<void>(vtu::qatGetPart(file_.get(), "w", {})); }),
               HasSubstr("no variable \"w\""));

@@ -77,16 +77,6 @@ qalc::ArrayPtr asRows(const Values& values) {
   return cells;
 }
 
-/// One element of a structure array as a 1-by-1 structure.
-qalc::ArrayPtr elementOf(const qxArray& structures, std::size_t index) {
-  qalc::ArrayPtr single = makeStructures({1, 1}, {});
-  for (const auto& field : structures.storage->fields) {
-    single->storage->fields.push_back({field.name, std::vector<qalc::ArrayPtr>(1)});
-    single->storage->fields.back().values.front() = shared(field.values[index].get());
-  }
-  return single;
-}
-
 }  // namespace
 
 std::optional<std::size_t> numberOfStep(const std::string& step) {
@@ -116,14 +106,10 @@ qalc::ArrayPtr partOf(const qxArray* value, Path path) {
     for (const auto& cell : cells) values.push_back(cell.get());
     return partOfAll(fieldOf(values, step), path.subspan(1));
   }
-  if (value->id != qxSTRUCT) failAtStep(step, "neither a structure nor a cell array");
-  if (isSingle(*value)) {
-    if (qxGetField(value, 0, step.c_str()) == nullptr) failAtStep(step, "no such field");
-    return partOf(qxGetField(value, 0, step.c_str()), path.subspan(1));
-  }
-  if (!number || *number >= value->dims.elements()) failAtStep(step, "no such element of the structure array");
-  const qalc::ArrayPtr element = elementOf(*value, *number);
-  return partOf(element.get(), path.subspan(1));
+  if (value->id != qxSTRUCT || !isSingle(*value)) failAtStep(step, "neither a 1-by-1 structure nor a cell array");
+  const qxArray* field = qxGetField(value, 0, step.c_str());
+  if (field == nullptr) failAtStep(step, "no such field");
+  return partOf(field, path.subspan(1));
 }
 
 qalc::ArrayPtr partOfAll(const std::vector<const qxArray*>& values, Path path) {

@@ -1,6 +1,4 @@
 // The part of the reader that turns datasets into arrays.
-#include <array>
-
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
 #include "platform/qat/read/reader.hpp"
@@ -10,14 +8,9 @@
 
 namespace vtu::qat {
 
-/// HDF5 keeps whole chunks in memory, which may be larger than what they are a part of.
 void Reader::requireChunks(hid_t dataset) {
-  const Handle list(checked(H5Dget_create_plist(dataset), kDamaged, "a dataset has no layout"));
-  if (H5Pget_layout(list.get()) != H5D_CHUNKED) return;
-  std::array<hsize_t, H5S_MAX_RANK> chunk{};
-  const int rank = checked(H5Pget_chunk(list.get(), H5S_MAX_RANK, chunk.data()), kDamaged, "chunks without a size");
-  const std::size_t elements = checkedElements({chunk.begin(), chunk.begin() + rank});
-  budget_.require(elements, H5Tget_size(typeOf(dataset).get()));
+  const auto chunk = chunkOf(dataset);
+  if (!chunk.empty()) budget_.require(checkedElements(chunk), H5Tget_size(typeOf(dataset).get()));
 }
 
 qalc::ArrayPtr Reader::readDataset(hid_t dataset) {
@@ -26,6 +19,7 @@ qalc::ArrayPtr Reader::readDataset(hid_t dataset) {
   // A product of extents that overflows must not reach the library, which trusts it.
   const std::size_t count = checkedElements(extents);
   requireChunks(dataset);
+  if (samplesAs_ == Samples::found && !isReferenceType(type.get())) return referenceRows({});
   if (H5Tget_class(type.get()) == H5T_STRING) return readTexts(dataset, extents);
   if (isReferenceType(type.get())) {
     if (!extents.empty()) throw Failure(kDamaged, "several references that are no column of a table");
@@ -75,11 +69,19 @@ std::vector<Reference> Reader::readReferences(hid_t dataset) {
   return references;
 }
 
-std::vector<std::uint64_t> Reader::readNumbers(hid_t group, const std::string& link) {
-  const qalc::ArrayPtr numbers = readMember(group, link);
-  if (numbers->id != qxUINT64 || numbers->complex) throw Failure(kDamaged, link + " does not hold indices");
-  const auto* values = static_cast<const std::uint64_t*>(qxGetConstData(numbers.get()));
-  return {values, values + numbers->dims.elements()};
+std::vector<std::uint64_t> Reader::readIndices(hid_t group, const std::string& link) {
+  const Handle dataset = openDataset(source_, group, link);
+  if (!(elementKindOf(typeOf(dataset.get()).get()) == ElementKind{qxUINT64, false})) {
+    throw Failure(kDamaged, link + " does not hold indices");
+  }
+  requireChunks(dataset.get());
+  const std::size_t count = checkedElements(extentsOf(dataset.get()));
+  budget_.take(count, sizeof(std::uint64_t));
+  std::vector<std::uint64_t> indices(count + 1);  // never without memory
+  checked(H5Dread(dataset.get(), H5T_NATIVE_UINT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, indices.data()), kDamaged,
+          link + " cannot be read");
+  indices.pop_back();
+  return indices;
 }
 
 }  // namespace vtu::qat

@@ -5,6 +5,7 @@
 
 #include "platform/qat/failure.hpp"
 #include "platform/qat/read/memory_budget.hpp"
+#include "platform/qat/sample_records.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -47,18 +48,11 @@ void requireRange(std::uint64_t first, std::uint64_t count, std::uint64_t limit,
   }
 }
 
-/// Rows and columns of a chunk; 1 by 1 for a dataset without chunks.
-std::array<hsize_t, 2> chunkOf(hid_t dataset, std::size_t elementSize, const Source& source) {
-  const Handle list(checked(H5Dget_create_plist(dataset), kDamaged, "a dataset has no layout"));
-  std::array<hsize_t, 2> chunk{1, 1};
-  if (H5Pget_layout(list.get()) != H5D_CHUNKED) return chunk;
-  checked(H5Pget_chunk(list.get(), 2, chunk.data()), kDamaged, "chunks that do not have 2 axes");
-  MemoryBudget(source.bytes.size()).require(chunk[0] * elementSize, chunk[1]);
-  return chunk;
-}
-
 void setBlocks(OpenTable::Values& values, std::size_t elementSize, const Source& source) {
-  const auto [rows, columns] = chunkOf(values.dataset.get(), elementSize, source);
+  auto chunk = chunkOf(values.dataset.get());
+  chunk.resize(2, 1);
+  const auto [rows, columns] = std::pair(chunk[0], chunk[1]);
+  MemoryBudget(source.bytes.size()).require(rows * elementSize, columns);
   const auto times = [&](std::uint64_t a, std::uint64_t b) {
     return std::max<std::uint64_t>(kBlockBytes / elementSize / std::max<std::uint64_t>(a * b, 1), 1);
   };
@@ -82,7 +76,7 @@ std::uint64_t OpenTable::rows() {
 
 const std::vector<StoredColumn>& OpenTable::columns() {
   if (!columns_) {
-    auto columns = atPlace(kColumnsMember, [this] { return readRecords(source_, group_.get()); });
+    auto columns = atPlace(kColumnsMember, [this] { return readRecords(); });
     takeValidRows(columns);
     for (const StoredColumn& column : columns) {
       atPlace(kColumnsMember, [&] { requireRange(column.begin, column.count, rows(), "rows"); });
@@ -98,6 +92,19 @@ const StoredColumn& OpenTable::column(std::uint32_t number) {
     throw Failure(kDamaged, "column " + std::to_string(number) + " of " + std::to_string(all.size()));
   }
   return all[number];
+}
+
+std::vector<StoredColumn> OpenTable::readRecords() {
+  const Handle dataset = openDataset(source_, group_.get(), kColumnsMember);
+  const std::size_t count = extentsOfRank(dataset.get(), 1).front();
+  const RecordLayout layout(typeOf(dataset.get()).get());
+  MemoryBudget(source_.bytes.size()).take(count, layout.size() + sizeof(StoredColumn));
+  std::vector<char> block(count * layout.size());
+  readRectangle<1>(dataset.get(), layout.type(), {0}, {count}, block.data());
+  std::vector<StoredColumn> columns;
+  columns.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) columns.push_back(layout.get(block.data() + i * layout.size()));
+  return columns;
 }
 
 /// While a file is written, its valid rows stand in a dataset of their own.
@@ -154,7 +161,7 @@ std::string_view OpenTable::text(TextCell cell) {
   if (cell.bytes == 0) return {};
   return atPlace(kTextBytesMember, [&] {
     if (!texts_) {
-      texts_.emplace();
+      texts_ = Window();  // Clang 14 cannot emplace() it within its class
       texts_->dataset = openDataset(source_, group_.get(), kTextBytesMember);
       texts_->size = extentsOfRank(texts_->dataset.get(), 1).front();
     }

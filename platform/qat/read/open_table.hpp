@@ -81,6 +81,7 @@ class OpenTable final {
   };
 
   void openTimes();
+  [[nodiscard]] std::vector<StoredColumn> readRecords();
   void takeValidRows(std::vector<StoredColumn>& columns);
   void moveWindow(std::uint64_t first, std::uint64_t count);
 
@@ -92,8 +93,5 @@ class OpenTable final {
   std::map<std::string, Values> values_;  // by name of the class
   std::optional<Window> texts_;
 };
-
-/// Reads the records of a table. @throws Failure
-[[nodiscard]] std::vector<StoredColumn> readRecords(const Source& source, hid_t table);
 
 }  // namespace vtu::qat

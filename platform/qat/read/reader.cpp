@@ -38,6 +38,11 @@ qalc::ArrayPtr Reader::readAt(haddr_t address) {
   return array;
 }
 
+void Reader::findTables(hid_t group, const std::string& link) {
+  setSamples(Samples::found);
+  static_cast<void>(readMember(group, link));
+}
+
 qalc::ArrayPtr Reader::readMember(hid_t group, const std::string& link) {
   return atPlace(link, [&] {
     haddr_t address = HADDR_UNDEF;
@@ -82,7 +87,7 @@ qalc::ArrayPtr Reader::readCells(hid_t group) {
   const auto dims = dimsAttribute(group);
   const std::size_t count = checkedElements(dims);
   std::vector<std::uint64_t> empty;
-  if (hasMember(group, kEmptyCells)) empty = readNumbers(group, kEmptyCells);
+  if (hasMember(group, kEmptyCells)) empty = readIndices(group, kEmptyCells);
   const std::uint64_t members = memberCount(group) - (empty.empty() ? 0 : 1);
   if (count != members + empty.size() || !std::is_sorted(empty.begin(), empty.end())) {
     throw Failure(kDamaged, std::to_string(members) + " members for " + std::to_string(count) + " cells");
@@ -193,7 +198,8 @@ std::vector<std::size_t> Reader::dimsAttribute(hid_t object) {
 }
 
 qalc::ArrayPtr Reader::samplesOf(const Reference& reference) {
-  if (samplesAs_ == Samples::references) return referenceRows({reference});
+  if (samplesAs_ == Samples::found) tables_.insert(reference.table);
+  if (samplesAs_ != Samples::resolved) return referenceRows({reference});
   return samples_.array(reference);
 }
 

@@ -2,6 +2,7 @@
 /// Reads arrays of any kind from the members of a group, trusting nothing that it finds.
 #pragma once
 
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -29,11 +30,17 @@ class Reader {
   /// The array stored in the object at an address, complete. @throws Failure
   [[nodiscard]] qalc::ArrayPtr readAt(haddr_t address);
 
+  /// Looks through a member of a group for references, without reading its values. @throws Failure
+  void findTables(hid_t group, const std::string& link);
+
+  /// The sample tables that findTables() has found references to.
+  [[nodiscard]] const std::set<std::uint32_t>& tables() const { return tables_; }
+
   /// The single text of an attribute; empty when the object has no such attribute.
   [[nodiscard]] std::string textAttribute(hid_t object, const char* name);
 
  protected:
-  enum class Samples { resolved, references };
+  enum class Samples { resolved, references, found };
 
   /// One field of a table.
   struct Column;
@@ -67,7 +74,7 @@ class Reader {
   qalc::ArrayPtr readElements(hid_t dataset, ElementKind kind, const std::vector<std::size_t>& dims);
   qalc::ArrayPtr readTexts(hid_t dataset, const std::vector<std::size_t>& extents);
   std::vector<Reference> readReferences(hid_t dataset);
-  std::vector<std::uint64_t> readNumbers(hid_t group, const std::string& link);
+  std::vector<std::uint64_t> readIndices(hid_t group, const std::string& link);
   void requireChunks(hid_t dataset);
 
   // Groups.
@@ -81,11 +88,13 @@ class Reader {
   // Tables.
   qalc::ArrayPtr readTable(hid_t group);
   void readGroupColumn(Handle group, std::size_t rows, Column& column);
+  void readMembers(const std::vector<Column>& columns);
   void readDatasetColumn(const Handle& dataset, std::size_t rows, Column& column);
 
   TextReader texts_;
   SampleLoader samples_;
   Samples samplesAs_ = Samples::resolved;
+  std::set<std::uint32_t> tables_;
   std::unordered_map<haddr_t, qalc::ArrayPtr> done_;  // null while the object is being read
   std::unordered_set<haddr_t> columnGroups_;
   int depth_ = 0;

@@ -75,7 +75,7 @@ void SampleLoader::load() {
       if (isUsed(leaf.array)) wanted.push_back(&leaf);
     }
     atPlace(std::string(kSamplesGroup) + "/" + std::to_string(number),
-            [&] { loadTable(tables_.table(number), wanted); });
+            [&, number = number] { loadTable(tables_.table(number), wanted); });
   }
 }
 

@@ -80,4 +80,12 @@ std::vector<std::size_t> extentsOf(hid_t dataset) {
   return {extents.begin(), extents.begin() + rank};
 }
 
+std::vector<std::size_t> chunkOf(hid_t dataset) {
+  const Handle list(checked(H5Dget_create_plist(dataset), kDamaged, "a dataset has no layout"));
+  if (H5Pget_layout(list.get()) != H5D_CHUNKED) return {};
+  std::array<hsize_t, H5S_MAX_RANK> chunk{};
+  const int rank = checked(H5Pget_chunk(list.get(), H5S_MAX_RANK, chunk.data()), kDamaged, "chunks without a size");
+  return {chunk.begin(), chunk.begin() + rank};
+}
+
 }  // namespace vtu::qat

@@ -45,4 +45,7 @@ struct Source {
 [[nodiscard]] Handle spaceOf(hid_t dataset);
 [[nodiscard]] std::vector<std::size_t> extentsOf(hid_t dataset);
 
+/// Extents of the chunks of a dataset, which HDF5 keeps whole in memory, however little is in them; none without chunks.
+[[nodiscard]] std::vector<std::size_t> chunkOf(hid_t dataset);
+
 }  // namespace vtu::qat

@@ -28,9 +28,22 @@ qalc::ArrayPtr Reader::readTable(hid_t group) {
   const std::size_t rows = checkedElements(dims);
   budget_.take(rows, sizeof(void*) + kArrayBytes);
   const auto columns = readColumns(group, rows);
+  if (samplesAs_ == Samples::found) {
+    readMembers(columns);
+    return referenceRows({});
+  }
   qalc::ArrayPtr cells(qxCreateCellArray(dims.size(), dims.data()));
   for (std::size_t i = 0; i < rows; ++i) cells->storage->ownCells[i] = rowStructure(columns, i);
   return cells;
+}
+
+/// Reads what stands in objects of its own, for the references in it.
+void Reader::readMembers(const std::vector<Column>& columns) {
+  for (const Column& column : columns) {
+    for (const Reference& reference : column.references) tables_.insert(reference.table);
+    for (const std::uint64_t row : column.present) readMember(column.members.get(), std::to_string(row));
+    readMembers(column.fields);
+  }
 }
 
 std::vector<Reader::Column> Reader::readColumns(hid_t group, std::size_t rows) {
@@ -88,6 +101,7 @@ void Reader::readDatasetColumn(const Handle& dataset, std::size_t rows, Column& 
   }
   requireChunks(dataset.get());
   const Handle type = typeOf(dataset.get());
+  if (samplesAs_ == Samples::found && !isReferenceType(type.get())) return;
   const bool isText = H5Tget_class(type.get()) == H5T_STRING;
   if (extents.size() > (isText ? 2U : 1U)) throw Failure(kDamaged, "a column with too many axes");
   if (isText) {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/qat/failure.hpp"
+#include "platform/qat/kit.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -67,12 +68,6 @@ herr_t readDataset(hid_t dataset, hid_t type, void* target) {
 }
 
 }  // namespace
-
-std::size_t sizeWithoutPadding(std::string_view text, H5T_str_t padding) {
-  if (padding == H5T_STR_NULLTERM) return std::min(text.find('\0'), text.size());
-  const auto last = text.find_last_not_of(padding == H5T_STR_SPACEPAD ? ' ' : '\0');
-  return last == std::string_view::npos ? 0 : last + 1;
-}
 
 void Texts::assign(std::string block, std::size_t size, H5T_str_t padding) {
   bytes_ = std::move(block);

@@ -18,9 +18,6 @@
 
 namespace vtu::qat {
 
-/// Bytes of a text of fixed length that are not padding.
-[[nodiscard]] std::size_t sizeWithoutPadding(std::string_view text, H5T_str_t padding);
-
 /// Texts that stand in memory one after another.
 class Texts final {
  public:

@@ -49,8 +49,9 @@ SampleSelection selectionOf(const SampleTable& table, const std::vector<const qa
 }  // namespace
 
 std::string SampleStore::key(const SampleColumn& column) {
-  const std::array<std::uint64_t, 6> numbers = {column.offset,    column.first,     column.count,
-                                                column.id + 0ULL, column.isComplex, column.name.size()};
+  const std::array<std::uint64_t, 6> numbers = {column.offset,    column.first,
+                                                column.count,     static_cast<std::uint64_t>(column.id),
+                                                column.isComplex, column.name.size()};
   std::string key;
   const auto append = [&key](const auto& list) {
     key.append(reinterpret_cast<const char*>(list.data()), list.size() * sizeof *list.data());
@@ -123,7 +124,8 @@ void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames&
     const auto [known, isNew] = entry.columns.try_emplace(key(column), reference);
     if (isNew) distinct.push_back(storage);
     references_[storage] = known->second;
-    entry.times.try_emplace({column.first, column.count}, known->second.table, known->second.column, kTimesPart);
+    entry.times.try_emplace({column.first, column.count},
+                            Reference{known->second.table, known->second.column, kTimesPart});
   }
   const std::string link = linkOf(number);
   requireSamplesGroup(staging, kit_.groupList());

@@ -7,6 +7,8 @@
 
 #include "platform/qat/failure.hpp"
 #include "platform/qat/sample_format.hpp"
+#include "platform/qat/sample_records.hpp"
+#include "platform/text.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -77,6 +79,25 @@ class TextCopy final {
   std::string bytes_, text_;
 };
 
+/// The text without NUL, which would end it for some readers.
+std::string plainText(std::u16string text) {
+  std::replace(text.begin(), text.end(), u'\0', u'\xFFFD');
+  return vtu::to_string(text);
+}
+
+/// Records whose texts are padded by more than they hold are worth compressing.
+Handle listFor(const std::vector<char>& block, std::size_t records, const Kit& kit) {
+  const auto padding = static_cast<std::size_t>(std::count(block.begin(), block.end(), '\0'));
+  const bool sparse = block.size() > kChunkBytes && padding > block.size() / 8 * 7;
+  Handle list(
+      checked(H5Pcopy(sparse ? kit.chunkedList() : kit.datasetList()), kStorage, "cannot make a property list"));
+  if (!sparse) return list;
+  const hsize_t chunk = std::max<std::size_t>(1, kChunkBytes / (block.size() / records));
+  checked(H5Pset_chunk(list.get(), 1, &chunk), kStorage, "cannot set up chunks");
+  checked(H5Pset_deflate(list.get(), 1), kStorage, "cannot set up compression");
+  return list;
+}
+
 }  // namespace
 
 /// The dataset of one element class and the chunk that is being filled.
@@ -119,12 +140,16 @@ SampleTableWriter::SampleTableWriter(Kit& kit, hid_t group, const SampleSelectio
     : kit_(kit), group_(group), datasets_(kit), selection_(selection) {
   for (const SampleColumn* column : selection.columns) {
     const ElementKind kind{column->id, column->isComplex};
-    auto found = std::find_if(classes_.begin(), classes_.end(), [&](const auto& known) { return known.kind == kind; });
-    if (found == classes_.end()) found = classes_.insert(found, {kind, {}, {}, 0});
+    auto found = classOf(kind);
+    if (found == classes_.end()) found = classes_.insert(found, {kind, {}, {}, 0, 0});
     found->columns.push_back(column);
     found->firsts.push_back(found->width);
     found->width += column->bytes() / elementBytes(kind);
   }
+}
+
+std::vector<SampleClass>::iterator SampleTableWriter::classOf(ElementKind kind) {
+  return std::find_if(classes_.begin(), classes_.end(), [&](const auto& known) { return known.kind == kind; });
 }
 
 void SampleTableWriter::writeTimes() {
@@ -201,6 +226,24 @@ void SampleTableWriter::writeTexts(const SampleClass& leaves) {
     }
   });
   datasets_.writeValues(group_, kTextBytesMember, H5T_STD_U8LE, {copy.bytes().size()}, copy.bytes().data());
+}
+
+void SampleTableWriter::writeRecords(SignalNames& names) {
+  std::vector<StoredColumn> records;
+  records.reserve(selection_.columns.size());
+  for (const SampleColumn* column : selection_.columns) {
+    const ElementKind kind{column->id, column->isComplex};
+    SampleClass& leaves = *classOf(kind);
+    records.push_back({names.unique(plainText(column->name)), plainText(column->unit), elementClassName(kind),
+                       column->dims, static_cast<std::uint32_t>(leaves.firsts[leaves.recorded++]),
+                       static_cast<std::uint32_t>(column->bytes() / elementBytes(kind)),
+                       column->first - selection_.first, column->count});
+  }
+  const RecordLayout layout(records);
+  std::vector<char> block(records.size() * layout.size(), '\0');
+  for (std::size_t i = 0; i < records.size(); ++i) layout.put(records[i], block.data() + i * layout.size());
+  datasets_.writeValues(group_, kColumnsMember, layout.type(), {records.size()}, block.data(),
+                        listFor(block, records.size(), kit_).get());
 }
 
 }  // namespace vtu::qat

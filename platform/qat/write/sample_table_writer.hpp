@@ -26,6 +26,7 @@ struct SampleClass {
   std::vector<const SampleColumn*> columns;
   std::vector<std::uint64_t> firsts;  ///< of each, its first column in the dataset
   std::uint64_t width = 0;            ///< columns of the dataset
+  std::size_t recorded = 0;           ///< columns whose record has been made
 };
 
 /// Writes times, values and records of a table into a group. Values are copied chunk by chunk, about a megabyte each, and
@@ -43,6 +44,7 @@ class SampleTableWriter final {
  private:
   struct Chunks;
 
+  std::vector<SampleClass>::iterator classOf(ElementKind kind);
   void writeNumbers(const SampleClass& leaves);
   void writeTexts(const SampleClass& leaves);
   Chunks makeChunks(const SampleClass& leaves);

@@ -28,7 +28,16 @@ class SharedObjects final {
   void clear() { known_.clear(); }
 
   /// The address of an object with this array's value, or HADDR_UNDEF.
-  [[nodiscard]] haddr_t find(const qxArray& array);
+  [[nodiscard]] haddr_t find(const qxArray& array) {
+    const auto found = known_.find(qalc::storageIdentity(array));
+    if (found == known_.end()) return HADDR_UNDEF;
+    if (found->second.variable != variable_ && !holds_(found->second.address, array)) {
+      known_.erase(found);
+      return HADDR_UNDEF;
+    }
+    found->second.variable = variable_;
+    return found->second.address;
+  }
 
   void add(const qxArray& array, haddr_t address) { known_[qalc::storageIdentity(array)] = {address, variable_}; }
 
@@ -42,8 +51,5 @@ class SharedObjects final {
   std::unordered_map<const void*, Entry> known_;
   unsigned long variable_ = 0;
 };
-
-/// Where the header of an open object stands.
-[[nodiscard]] haddr_t addressOfObject(hid_t object);
 
 }  // namespace vtu::qat

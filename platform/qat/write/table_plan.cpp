@@ -48,40 +48,40 @@ void takeRow(std::vector<FieldPlan>& plans, const qxArray& row) {
 }  // namespace
 
 void FieldPlan::take(const qxArray* value, const qxArray& owner) {
-  if (values_.empty() && value != nullptr) choose(*value, owner);
-  const bool fitsForm = form_ != Form::members && value != nullptr && fits(*value, owner);
-  values_.push_back(value);
-  owners_.push_back(&owner);
+  if (values.empty() && value != nullptr) choose(*value, owner);
+  const bool fitsForm = form != Form::members && value != nullptr && fits(*value, owner);
+  values.push_back(value);
+  owners.push_back(&owner);
   if (!fitsForm) leaveToMembers();
 }
 
 void FieldPlan::choose(const qxArray& first, const qxArray& owner) {
-  if (table_->samples_.find(first, &owner)) {
-    form_ = Form::references;
+  if (table->samples_.find(first, &owner)) {
+    form = Form::references;
   } else if (first.id == qxCHAR) {
-    form_ = Form::texts;
+    form = Form::texts;
   } else if (first.id == qxCELL) {
-    form_ = Form::textCells;
-    textsPerRow_ = first.dims.elements();
-    cellsAreRows_ = first.dims.data()[0] == 1 && textsPerRow_ != 1;
+    form = Form::textCells;
+    textsPerRow = first.dims.elements();
+    cellsAreRows = first.dims.data()[0] == 1 && textsPerRow != 1;
   } else if (first.id != qxSTRUCT) {
-    form_ = Form::numbers;
-    kind_ = {first.id, first.complex};
-  } else if (isSingle(first) && haveShortNames(first) && table_->depth_ < kDeepestColumns &&
-             table_->fieldCount_ + first.storage->fields.size() <= kMostFields) {
-    form_ = Form::columns;
-    table_->fieldCount_ += first.storage->fields.size();
-    fields_ = plansFor(*table_, first);
+    form = Form::numbers;
+    kind = {first.id, first.complex};
+  } else if (isSingle(first) && haveShortNames(first) && table->depth_ < kDeepestColumns &&
+             table->fieldCount_ + first.storage->fields.size() <= kMostFields) {
+    form = Form::columns;
+    table->fieldCount_ += first.storage->fields.size();
+    fields = plansFor(*table, first);
   }
 }
 
 bool FieldPlan::fits(const qxArray& value, const qxArray& owner) {
   const bool isSampled = value.storage->samples != nullptr;
-  const auto reference = isSampled ? table_->samples_.find(value, &owner) : std::nullopt;
-  if (reference.has_value() != (form_ == Form::references)) return false;
-  switch (form_) {
+  const auto reference = isSampled ? table->samples_.find(value, &owner) : std::nullopt;
+  if (reference.has_value() != (form == Form::references)) return false;
+  switch (form) {
     case Form::references:
-      references_.push_back(*reference);
+      references.push_back(*reference);
       return true;
     case Form::numbers:
       return takeNumber(value);
@@ -90,10 +90,10 @@ bool FieldPlan::fits(const qxArray& value, const qxArray& owner) {
     case Form::textCells:
       return takeTextCells(value);
     case Form::columns:
-      if (!isSingleStructure(&value) || (!values_.empty() && !haveSameFields(value, *values_.front()))) return false;
-      ++table_->depth_;
-      takeRow(fields_, value);
-      --table_->depth_;
+      if (!isSingleStructure(&value) || (!values.empty() && !haveSameFields(value, *values.front()))) return false;
+      ++table->depth_;
+      takeRow(fields, value);
+      --table->depth_;
       return true;
     case Form::members:
       break;
@@ -102,48 +102,48 @@ bool FieldPlan::fits(const qxArray& value, const qxArray& owner) {
 }
 
 bool FieldPlan::takeNumber(const qxArray& value) {
-  if (!(ElementKind{value.id, value.complex} == kind_) || !isSingle(value)) return false;
+  if (!(ElementKind{value.id, value.complex} == kind) || !isSingle(value)) return false;
   const qalc::ValueView view = qalc::storedValues(value);
-  numbers_.insert(numbers_.end(), view.data, view.data + view.elementBytes);
+  numbers.insert(numbers.end(), view.data, view.data + view.elementBytes);
   return true;
 }
 
 bool FieldPlan::takeText(const qxArray& value) {
-  if (!values_.empty() && value.storage == values_.back()->storage && value.dims.elements() > 0) {
-    texts_.push_back(texts_.back());
+  if (!values.empty() && value.storage == values.back()->storage && value.dims.elements() > 0) {
+    texts.push_back(texts.back());
     return true;
   }
   auto text = textOfRow(&value);
-  if (text) texts_.push_back(std::move(*text));
+  if (text) texts.push_back(std::move(*text));
   return text.has_value();
 }
 
 bool FieldPlan::takeTextCells(const qxArray& value) {
-  const std::size_t rows = cellsAreRows_ ? 1 : textsPerRow_;
+  const std::size_t rows = cellsAreRows ? 1 : textsPerRow;
   if (value.id != qxCELL || value.dims.size() != 2 || value.dims.elements() == 0 || value.dims.data()[0] != rows ||
-      value.dims.elements() != textsPerRow_) {
+      value.dims.elements() != textsPerRow) {
     return false;
   }
   for (const auto& cell : value.storage->cells()) {
     auto text = textOfRow(cell.get());
     if (!text) return false;
-    texts_.push_back(std::move(*text));
+    texts.push_back(std::move(*text));
   }
   return true;
 }
 
 void FieldPlan::leaveToMembers() {
-  form_ = Form::members;
-  numbers_ = {};
-  texts_ = {};
-  references_ = {};
-  fields_ = {};
+  form = Form::members;
+  numbers = {};
+  texts = {};
+  references = {};
+  fields = {};
 }
 
 void FieldPlan::finish() {
-  const bool isText = form_ == Form::texts || form_ == Form::textCells;
-  if (isText && !fitFixedLength(texts_)) leaveToMembers();
-  for (FieldPlan& field : fields_) field.finish();
+  const bool isText = form == Form::texts || form == Form::textCells;
+  if (isText && !fitFixedLength(texts)) leaveToMembers();
+  for (FieldPlan& field : fields) field.finish();
 }
 
 bool TablePlan::take(const std::vector<qalc::ArrayPtr>& cells) {

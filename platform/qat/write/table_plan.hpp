@@ -18,11 +18,10 @@ namespace vtu::qat {
 class TablePlan;
 
 /// One field of a table: its value per row, and what its form needs. Rows are taken one after another.
-class FieldPlan final {
- public:
+struct FieldPlan final {
   enum class Form { members, numbers, texts, textCells, references, columns };
 
-  FieldPlan(TablePlan& table, std::string link) : table_(&table), link_(std::move(link)) {}
+  FieldPlan(TablePlan& ofTable, std::string encodedName) : table(&ofTable), link(std::move(encodedName)) {}
 
   /// Takes the value of the next row, null where the field was never set. @param owner The row's structure.
   void take(const qxArray* value, const qxArray& owner);
@@ -30,17 +29,17 @@ class FieldPlan final {
   /// To be called after the last row.
   void finish();
 
-  [[nodiscard]] const std::string& link() const { return link_; }  ///< encoded name
-  [[nodiscard]] Form form() const { return form_; }
-  [[nodiscard]] const std::vector<const qxArray*>& values() const { return values_; }     ///< one per row
-  [[nodiscard]] const std::vector<const qxArray*>& owners() const { return owners_; }     ///< one per row
-  [[nodiscard]] ElementKind kind() const { return kind_; }                                ///< numbers
-  [[nodiscard]] const std::vector<std::byte>& numbers() const { return numbers_; }        ///< numbers
-  [[nodiscard]] const std::vector<std::string>& texts() const { return texts_; }          ///< texts, textCells
-  [[nodiscard]] std::size_t textsPerRow() const { return textsPerRow_; }                  ///< textCells
-  [[nodiscard]] bool cellsAreRows() const { return cellsAreRows_; }                       ///< textCells: 1-by-k
-  [[nodiscard]] const std::vector<Reference>& references() const { return references_; }  ///< references
-  [[nodiscard]] const std::vector<FieldPlan>& fields() const { return fields_; }          ///< columns
+  TablePlan* table;
+  std::string link;  // encoded name
+  Form form = Form::members;
+  std::vector<const qxArray*> values, owners;  // one per row
+  ElementKind kind;                            // numbers
+  std::vector<std::byte> numbers;              // numbers
+  std::vector<std::string> texts;              // texts, textCells
+  std::size_t textsPerRow = 1;                 // textCells
+  bool cellsAreRows = false;                   // textCells: 1-by-k, not k-by-1
+  std::vector<Reference> references;           // references: one per row
+  std::vector<FieldPlan> fields;               // columns
 
  private:
   void choose(const qxArray& first, const qxArray& owner);
@@ -49,18 +48,6 @@ class FieldPlan final {
   [[nodiscard]] bool takeText(const qxArray& value);
   [[nodiscard]] bool takeTextCells(const qxArray& value);
   void leaveToMembers();
-
-  TablePlan* table_;
-  std::string link_;
-  Form form_ = Form::members;
-  std::vector<const qxArray*> values_, owners_;
-  ElementKind kind_;
-  std::vector<std::byte> numbers_;
-  std::vector<std::string> texts_;
-  std::size_t textsPerRow_ = 1;
-  bool cellsAreRows_ = false;
-  std::vector<Reference> references_;
-  std::vector<FieldPlan> fields_;
 };
 
 /// The plan of one table. Borrows the arrays.
@@ -77,7 +64,7 @@ class TablePlan final {
   [[nodiscard]] const std::vector<FieldPlan>& fields() const { return fields_; }
 
  private:
-  friend class FieldPlan;
+  friend struct FieldPlan;
 
   const SampleStore& samples_;
   std::vector<FieldPlan> fields_;

@@ -5,17 +5,21 @@
 
 #include "platform/qat/failure.hpp"
 #include "platform/qat/read/open_tables.hpp"
-#include "platform/qat/read/table_use.hpp"
+#include "platform/qat/read/reader.hpp"
 #include "platform/qat/sample_format.hpp"
 #include "platform/qat/write/remove_link.hpp"
 
 namespace vtu::qat {
 namespace {
 
-/// Nothing if a variable cannot be read.
-std::optional<std::set<std::uint32_t>> usedTablesIfKnown(const Source& source, const std::string& except) {
+/// Numbers of the tables that variables but one refer to; nothing if a variable cannot be read.
+std::optional<std::set<std::uint32_t>> usedTables(const Source& source, const std::string& except) {
   try {
-    return usedTables(source, except);
+    Reader reader(source);
+    for (const std::string& link : memberNames(source.root)) {
+      if (link != except && link != kSamplesGroup) reader.findTables(source.root, link);
+    }
+    return reader.tables();
   } catch (const Failure&) {
     return {};
   }
@@ -29,7 +33,7 @@ SignalNames keptNames(const Source& source, const std::string& replaced) {
   const auto numbers = tables.numbers();
   if (numbers.empty()) return names;
   std::optional<std::set<std::uint32_t>> kept;
-  if (hasMember(source.root, replaced)) kept = usedTablesIfKnown(source, replaced);
+  if (hasMember(source.root, replaced)) kept = usedTables(source, replaced);
   for (const std::uint32_t number : numbers) {
     if (kept && kept->count(number) == 0) continue;
     try {
@@ -44,7 +48,7 @@ SignalNames keptNames(const Source& source, const std::string& replaced) {
 void removeUnusedTables(const Source& source, bool trusted) {
   const auto numbers = OpenTables(source).numbers();
   if (numbers.empty()) return;
-  const auto used = usedTablesIfKnown(source, {});
+  const auto used = usedTables(source, {});
   if (!used) return;
   const Handle tables = openGroup(source, source.root, kSamplesGroup);
   for (const std::uint32_t number : numbers) {

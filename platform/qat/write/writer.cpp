@@ -16,6 +16,12 @@ bool isNumericScalar(const qxArray& array) {
   return array.id != qxCHAR && qalc::elementSize(array.id) > 0 && array.dims.size() == 2 && array.dims.elements() == 1;
 }
 
+haddr_t addressOfObject(hid_t object) {
+  H5O_info_t info;
+  checked(H5Oget_info2(object, &info, H5O_INFO_BASIC), kStorage, "cannot find a new object");
+  return info.addr;
+}
+
 std::vector<std::string> encodedFieldNames(const qxArray& array) {
   std::vector<std::string> names;
   for (const qalc::Field& field : array.storage->fields) names.push_back(encodeName(field.name));
