@@ -52,7 +52,9 @@ class CachedScalar final : public Scalar {
       : Scalar(descriptor, interval) {}
 
   static void* operator new(std::size_t size) { return utils::Slab<CachedScalar>::take(size); }
-  static void operator delete(void* memory, std::size_t size) noexcept { utils::Slab<CachedScalar>::give(memory, size); }
+  static void operator delete(void* memory, std::size_t size) noexcept {
+    utils::Slab<CachedScalar>::give(memory, size);
+  }
 
   using Scalar::update;
 
@@ -85,7 +87,9 @@ class CachedVirtualBus final : public VirtualBus {
       : VirtualBus(descriptor, interval) {}
 
   static void* operator new(std::size_t size) { return utils::Slab<CachedVirtualBus>::take(size); }
-  static void operator delete(void* memory, std::size_t size) noexcept { utils::Slab<CachedVirtualBus>::give(memory, size); }
+  static void operator delete(void* memory, std::size_t size) noexcept {
+    utils::Slab<CachedVirtualBus>::give(memory, size);
+  }
 
   using VirtualBus::update;
 
