@@ -17,7 +17,7 @@ namespace {
 
 thread_local std::string lastError;
 
-/// Runs `work` as a call into HDF5; its failure becomes an error code and qatLastError(), which begins with
+/// Runs `work` as a call into HDF5. A failure becomes an error code and qatLastError(), which begins with
 /// `subjectOf()`.
 template <typename Subject, typename Work>
 int guarded(Subject&& subjectOf, Work&& work) noexcept {

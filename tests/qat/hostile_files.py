@@ -24,8 +24,8 @@ TEXT = h5py.string_dtype()
 NUMBERS = [0, 1, 2, 3, 7, 49, 50, 51, 255, 4096, 2**31 - 1, 2**31, 2**32 - 1, 2**32, 2**62, 2**63, 2**64 - 1]
 TEXTS = ["", "cell", "struct", "char", "table", "columns", "row", "qat", "double", "double.complex", "text", "int8",
          "logical", "logical.complex", "text.complex", "3x3", "0x0", "x", "3x", "99999999999999999999",
-         "4294967295x4294967295",
-         "1x" * 300 + "1", ".", "..", "/", "../x", "%", "%00", "%zz", "qat.kind", "0", "17", "Time", "\ud7ff",
+         "4294967295x4294967295", "1x" * 300 + "1", ".", "..", "/", "../x", "%", "%00", "%zz", "qat.kind", "0", "17",
+         "Time", "\ud7ff",
          "a" * 5000, "n\x00m"]
 
 
@@ -128,8 +128,7 @@ class Nonsense:
     def run(self):
         changes = [self.attribute, self.attribute, self.new_attribute, self.record, self.record, self.reference,
                    self.text_cell, self.replace_member, self.remove_member, self.resize, self.link,
-                   self.same_object_again,
-                   self.many_fields, self.wrong_type, self.huge_shape]
+                   self.same_object_again, self.many_fields, self.wrong_type, self.huge_shape]
         for _ in range(self.random.randint(1, 4)):
             try:
                 self.random.choice(changes)()

@@ -357,7 +357,7 @@ TEST(CatalogueAllocationTest, aResourceThatCannotBeKeptIsDestroyed) {
   EXPECT_EQ(catalogue.getSharedResource("r"), nullptr);
 }
 
-// An override with a long custom name needs memory: the entry function has no net of its own.
+// An override with a long custom name needs memory: the entry function does not catch the failure.
 TEST(LoggingOverrideAllocationTest, theFailurePasses) {
   Catalogue catalogue;
   const SignalDescriptor& descriptor =
