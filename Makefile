@@ -1,4 +1,4 @@
-# The two commands of the README, and what a developer needs besides. Everything else is plain CMake: see CONTRIBUTING.md.
+# The two commands of the README, and more for developers. Everything else is plain CMake: see CONTRIBUTING.md.
 
 JOBS ?= $(shell nproc)
 OUT ?= demo-out

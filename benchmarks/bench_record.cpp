@@ -1,11 +1,11 @@
 /// @file
-/// What recording double signals in memory costs, from 1 to 100 000 of them, beside appending each value to a
+/// What recording double signals in memory costs, from 1 to 100 000 of them, compared to appending each value to a
 /// preallocated vector per signal behind one virtual call. Reports the bytes of memory that one sample takes. Then:
 /// making signals, and snapshots.
 ///
-/// What is measured depends on where things lie, so there are two layouts: signals made one after another, and signals
+/// The result depends on addresses, so there are two layouts: signals made one after another, and signals
 /// with something else in between. Each run begins with memory that the program has not touched yet, as a simulation
-/// does: what the first touch of a page costs is part of recording, and of its floor.
+/// does: the first access to a page is part of recording, and of its floor.
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>

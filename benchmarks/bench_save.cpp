@@ -1,6 +1,7 @@
 /// @file
-/// What saving recorded signals to a Qat file costs, beside raw write() of the same values, one call per signal, on the
-/// same file system. Reports the bytes of the file that one sample takes. Files go to the folder given by --dir=PATH.
+/// What saving recorded signals to a Qat file costs, compared to raw write() of the same values, one call per signal,
+/// on the same file system. Reports the bytes of the file that one sample takes. Files go to the folder given by
+/// --dir=PATH.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

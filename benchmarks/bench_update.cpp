@@ -1,5 +1,5 @@
 /// @file
-/// What an update costs on its way to clients that do nothing, beside calling those clients directly.
+/// What an update of clients that do nothing costs, and what calling those clients directly costs.
 ///
 /// The names are what table.py groups by: <way>/signals:S/decimation:D/clients:C/intervals:I and
 /// floor_<kind>/signals:S/clients:C. Every one reports nanoseconds for one update ("items") of one signal or leaf; the
@@ -61,7 +61,7 @@ Setup makeSetup(const benchmark::State& state, unsigned leaves) {
                static_cast<unsigned>(state.range(2)), state.range(3) != 0);
 }
 
-/// Runs step(time) so often in each iteration that what an iteration itself costs does not count, and reports the updates.
+/// Runs step(time) often enough in each iteration for its own cost to be negligible, and reports the updates.
 /// @param perSignal Updates of one signal in one step.
 template <typename Step>
 void run(benchmark::State& state, unsigned perSignal, const Step& step) {

@@ -1,5 +1,6 @@
 /// @file
-/// A model as generated code sees it: a catalogue and logged signals of doubles, described through the entry functions.
+/// A model as generated code describes it: a catalogue and logged signals of doubles, described through the entry
+/// functions.
 #pragma once
 
 #include <cstddef>

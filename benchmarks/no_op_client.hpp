@@ -1,5 +1,5 @@
 /// @file
-/// The floors of updating and recording: made out of sight of the benchmarks, so that no compiler knows what it calls.
+/// The floors of updating and recording: in a source of their own, so that no call is inlined.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 
 namespace vtio::benchmarks {
 
-/// A client that does nothing: what is left of an update is the way to it.
+/// A client that does nothing: an update costs what delivering to it costs.
 std::unique_ptr<core::client::Client> makeNoOpClient(const core::utils::SignalDescriptor& descriptor);
 
 /// A client that appends each value of a double signal to a vector with room for all of them.

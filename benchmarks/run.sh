@@ -18,7 +18,8 @@ run() {
   local name=$1
   shift
   if [ ! -x "$build/benchmarks/$name" ]; then
-    echo "not built: $build/benchmarks/$name (configure with -DVTIO_BUILD_BENCHMARKS=ON, build the target benchmarks)" >&2
+    echo "not built: $build/benchmarks/$name" \
+      "(configure with -DVTIO_BUILD_BENCHMARKS=ON, build the target benchmarks)" >&2
     failed=1
     return
   fi
@@ -31,7 +32,7 @@ run() {
   fi
 }
 
-# Interleaving spreads what else the machine does over a thing and its floor alike.
+# Interleaving: other load of the machine affects a thing and its floor alike.
 run bench_update --benchmark_min_time=0.05 --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
 run bench_record --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
 run bench_save --benchmark_repetitions=3 --benchmark_enable_random_interleaving=true --dir="$work"

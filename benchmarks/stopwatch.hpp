@@ -1,5 +1,5 @@
 /// @file
-/// Time since a moment: on the wall, and of this program on the processor.
+/// Time since the start of measuring: elapsed time, and processor time of this program.
 #pragma once
 
 #include <chrono>

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints what the benchmarks measured, each beside its floor, as one table.
+"""Prints what the benchmarks measured, each with its floor, as one table.
 
 Usage: table.py RESULT.json...   (files written by --benchmark_out with --benchmark_out_format=json)
 
@@ -140,9 +140,9 @@ def main(paths):
     problems += far_above(rows)
     print_table(rows)
     print("\nThe fastest of the repetitions. Floors: every client called directly on every update, whatever the "
-          "decimation;\na client per signal that appends the value to a preallocated vector; one raw write of the same bytes per "
-          "signal.\nUpdates and "
-          "recording count processor time, saving counts time on the wall; its CPU ratio leaves the disk out.")
+          "decimation;\na client per signal that appends the value to a preallocated vector; one raw write of the same "
+          "bytes per signal.\nUpdates and recording count processor time, saving counts elapsed time; its CPU ratio "
+          "leaves the disk out.")
     for problem in problems:
         print(f"FAILED: {problem}", file=sys.stderr)
     return 1 if problems else 0

@@ -3,7 +3,7 @@
 
 include(CMakePackageConfigHelpers)
 
-# The libraries find each other beside themselves, wherever the prefix is.
+# The libraries find each other in their own folder, whatever the prefix is.
 get_property(libraries GLOBAL PROPERTY VTIO_LIBRARIES)
 foreach(library IN LISTS libraries)
   set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")

@@ -1,7 +1,7 @@
 # What every target of this project has in common: the language level, the warnings, hidden visibility, sanitizers.
 
 set(VTIO_WARNING_FLAGS -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
-# GCC 12 sees overlapping copies in the optimised operator+ of std::string where there are none.
+# GCC 12 warns wrongly of overlapping copies in the optimised operator+ of std::string.
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   list(APPEND VTIO_WARNING_FLAGS -Wno-restrict)
 endif()
@@ -22,7 +22,8 @@ function(vtio_target_defaults target)
     C_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON)
   if(VTIO_SANITIZE)
-    target_compile_options(${target} PRIVATE -fsanitize=${VTIO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${VTIO_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=${VTIO_SANITIZE})
     # Clang links the C++ half of the runtime into C++ programs only; a C program needs it for the libraries.
     set_target_properties(${target} PROPERTIES LINKER_LANGUAGE CXX)

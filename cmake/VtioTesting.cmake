@@ -9,7 +9,7 @@ add_library(vtio_test_precompiled OBJECT "${PROJECT_BINARY_DIR}/tests/precompile
 target_precompile_headers(vtio_test_precompiled PRIVATE
   <gmock/gmock.h> <gtest/gtest.h> <functional> <map> <memory> <string> <vector>)
 
-# vtio_test_defaults(<target>): what all test programs are compiled with; the precompiled header asks for the same.
+# vtio_test_defaults(<target>): what all test programs are compiled with; the precompiled header needs the same.
 function(vtio_test_defaults name)
   vtio_target_defaults(${name})
   # The libraries are tested as they are released; the tests themselves only have to compile quickly.

@@ -26,7 +26,7 @@ int hexadecimal(char digit) {
   return found != std::string_view::npos ? static_cast<int>(found) : -1;
 }
 
-/// One element's bytes with the escapes resolved; nothing if an escape is bad.
+/// One element's bytes with the escapes resolved; empty if an escape is bad.
 std::optional<std::string> unescaped(std::string_view element) {
   std::string result;
   for (std::size_t i = 0; i < element.size(); ++i) {
@@ -43,7 +43,7 @@ std::optional<std::string> unescaped(std::string_view element) {
   return result;
 }
 
-/// The elements of an encoded path in UTF-8; nothing if it is malformed.
+/// The elements of an encoded path in UTF-8; empty if it is malformed.
 std::optional<Elements> expectedElements(std::string_view encoded) {
   Elements elements;
   if (encoded.empty()) {

@@ -1,5 +1,5 @@
 /// @file
-/// Logging selections of every shape: they are read, or refused with a place; what is read is what is looked up.
+/// Logging selections of every kind: they are read, or refused with a place; looking up gives what was read.
 ///
 /// The bytes are a value: a kind, then what the kind needs. make_logging_selection_seeds.py writes them.
 

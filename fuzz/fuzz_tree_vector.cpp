@@ -1,6 +1,7 @@
 /// @file
-/// Drives the generated-code entry functions from bytes: builds a tree within or beside the protocol, registers it,
-/// gets an accessor, walks and copies the tree, feeds samples; compares every step with the model of tree_model.hpp.
+/// Drives the generated-code entry functions from bytes: builds a tree that follows the protocol or violates it,
+/// registers it, gets an accessor, iterates over the tree and copies it, feeds samples; compares every step with the
+/// model of tree_model.hpp.
 
 #include <cmath>
 #include <cstdarg>
@@ -40,7 +41,7 @@ using vtio::fuzz::ModelNode;
 using vtio::fuzz::NodeClass;
 using vtio::fuzz::TreeScript;
 
-constexpr std::uint64_t kMostSampleBytes = 1 << 16;  // larger samples are delivered, but nobody reads them
+constexpr std::uint64_t kMostSampleBytes = 1 << 16;  // larger samples are delivered, but not read
 
 /// Counts what arrives and reads every byte of it.
 class CountingClient final : public Client {
@@ -123,7 +124,7 @@ void checkLeafOffsets(const ModelNode& root) {
   VTIO_FUZZ_CHECK(real->storedSize() == root.busSize * count);
 }
 
-/// A walk or a copy wants no more children announced than there are.
+/// Iterating and copying require that no more children are announced than there are.
 void settleCounts(ModelNode& model) {
   if (model.announced > model.children.size() && model.isBus()) {
     auto* bus = const_cast<BusNode*>(dynamic_cast<const BusNode*>(model.real));
@@ -230,7 +231,7 @@ void feed(ByteReader& in, void* handle, CountingClient& client, const SignalDesc
   VTIO_FUZZ_CHECK(client.received == expected);
 }
 
-/// Sizes of what an update hands over, one entry for each position that may be updated.
+/// Sizes of what an update delivers, one entry for each position that may be updated.
 std::vector<std::uint64_t> sampleSizes(const ModelNode& root, const std::vector<const Node*>& walk,
                                        unsigned inputPorts) {
   std::vector<std::uint64_t> sizes;

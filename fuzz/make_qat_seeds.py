@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Writes the seeds of fuzz_qat_file, with h5py: one of everything that a Qat file holds, what h5py makes of chunks, filters, types,
-and attributes and links that are too many for the header of their object, and what is refused by name."""
+"""Writes the seeds of fuzz_qat_file, with h5py: one of everything that a Qat file holds, what h5py makes of chunks,
+filters, types, and attributes and links that are too many for their object's header, and what is refused by name."""
 
 import pathlib
 import sys

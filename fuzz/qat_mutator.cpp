@@ -49,7 +49,7 @@ void RepairingSource::visitAll() {
 
 namespace {
 
-/// A few bytes of one structure become something else: limits, neighbours of what was there, or bytes of another place.
+/// A few bytes of one structure become something else: limits, values close to the old one, or bytes from elsewhere.
 void changeStructure(std::uint8_t* data, std::size_t size, const RepairingSource& source, std::mt19937& random) {
   if (source.ranges().empty()) return;
   const auto& range = source.ranges()[random() % source.ranges().size()];

@@ -1,6 +1,6 @@
 /// @file
-/// Changes Qat files where it matters: within the metadata that is read, with checksums that are right again afterwards, so
-/// that damage gets past them to the checks of values.
+/// Changes Qat files where it matters: within the metadata that is read, with checksums that are right again
+/// afterwards, so that damage gets past them to the checks of values.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace vtio::fuzz {
 
-/// A file in memory. Remembers which bytes have been read, and puts wrong checksums right.
+/// A file in memory. Records which bytes have been read, and corrects wrong checksums.
 class RepairingSource final : public vtu::qat::ByteSource {
  public:
   struct Range {
@@ -23,7 +23,7 @@ class RepairingSource final : public vtu::qat::ByteSource {
   void read(std::uint64_t address, void* target, std::size_t size) const override;
   void wrongChecksum(vtu::qat::StructurePlace place, std::uint64_t address, std::uint32_t right) override;
 
-  /// Reads everything that can be found, and puts the checksums right on the way.
+  /// Reads everything that can be found, and corrects the checksums.
   void visitAll();
 
   [[nodiscard]] const std::vector<Range>& ranges() const { return ranges_; }

@@ -17,7 +17,7 @@
 
 namespace vtio::fuzz {
 
-/// Stops the fuzzer with the place of the broken promise.
+/// Stops the fuzzer with the place of the failed check.
 #define VTIO_FUZZ_CHECK(condition) ((condition) ? void() : ::vtio::fuzz::checkFailed(#condition, __FILE__, __LINE__))
 
 [[noreturn]] inline void checkFailed(const char* condition, const char* file, int line) {
@@ -36,7 +36,7 @@ inline long long wrappedProduct(const Dimensions& dims) {
   return static_cast<long long>(product);
 }
 
-/// The product with the two values that stand for something else replaced.
+/// The product with the two values of special meaning replaced.
 inline long long normalisedProduct(const Dimensions& dims) {
   const long long product = wrappedProduct(dims);
   if (product == -1) {
@@ -50,7 +50,7 @@ enum class NodeClass { topBus, bus, topNvBus, nvBus, leaf };
 struct ModelNode {
   NodeClass nodeClass = NodeClass::leaf;
   std::u16string name;
-  unsigned announced = 0;   // children, as told when the bus was opened
+  unsigned announced = 0;   // children, as announced when the bus was opened
   Dimensions dims;          // of the array of buses, or of the leaf
   Dimensions childOffsets;  // non-virtual buses only
   std::uint64_t busSize = 0;
@@ -60,9 +60,9 @@ struct ModelNode {
 
   [[nodiscard]] bool isBus() const { return nodeClass != NodeClass::leaf; }
   [[nodiscard]] bool isNonVirtual() const { return nodeClass == NodeClass::nvBus || nodeClass == NodeClass::topNvBus; }
-  /// Children that a walk or a copy visits.
+  /// Children that iterating or copying visits.
   [[nodiscard]] std::size_t visible() const { return std::min<std::size_t>(announced, children.size()); }
-  /// How often a walk that unrolls arrays of buses visits this node in a row.
+  /// How many times in a row an iteration that unrolls arrays of buses visits this node.
   [[nodiscard]] long long repetitions() const {
     return isNonVirtual() && !dims.empty() ? std::max(0LL, wrappedProduct(dims)) : 1;
   }
@@ -70,7 +70,7 @@ struct ModelNode {
 
 using Entries = std::vector<std::unique_ptr<ModelNode>>;  // null: a closing marker
 
-/// Attaches the entries to each other; null when no bus is ever closed back to the root. No leaf stands outside a bus.
+/// Attaches the entries to each other; null when no bus is ever closed back to the root. No leaf is outside a bus.
 inline std::unique_ptr<ModelNode> assemble(Entries& entries) {
   if (entries.size() == 1) {
     return std::move(entries.front());
@@ -113,7 +113,7 @@ inline void appendLeafOffsets(const ModelNode& bus, std::uint64_t base, bool isT
   }
 }
 
-/// Nodes in the order of a walk. A bus without visible children is visited itself.
+/// Nodes in the order of iteration. A bus without visible children is visited itself.
 inline void appendWalk(const ModelNode& node, bool stopAtNonVirtual, bool unroll,
                        std::vector<const core::utils::Node*>& walk) {
   if (!node.isBus() || (stopAtNonVirtual && node.isNonVirtual()) || node.visible() == 0) {

@@ -1,5 +1,5 @@
 /// @file
-/// Drives the tree-building entry functions from bytes and keeps a model of every call beside it.
+/// Drives the tree-building entry functions from bytes and keeps a model of every call.
 ///
 /// An instruction is one byte, modulo 8: top virtual bus, virtual bus, top non-virtual bus, non-virtual bus, leaf,
 /// fixed-point leaf, enumeration leaf, closing marker; 255 ends the tree. Its arguments follow in the order in which
@@ -33,7 +33,7 @@ class TreeScript final {
     }
   }
 
-  /// A closing marker came while no bus had ever been open: what root that gives is nobody's promise.
+  /// A closing marker came while no bus had ever been open: the root that this gives is undefined.
   [[nodiscard]] bool strayMarker() const { return strayMarker_; }
   [[nodiscard]] Entries& entries() { return entries_; }
 
@@ -63,7 +63,7 @@ class TreeScript final {
     }
   }
 
-  /// Dimensions whose product, wrapped, is at most `limit`; now and then one of the products that mean something else.
+  /// Dimensions whose product, wrapped, is at most `limit`; now and then one of the products of special meaning.
   std::vector<unsigned> dims(std::uint64_t limit, bool isLeaf) {
     static const std::array<std::vector<unsigned>, 6> kSpecial = {{
         {4294967295U, 641U, 6700417U},     // -1
@@ -178,7 +178,7 @@ class TreeScript final {
     } else {
       addEnum(name, kClassNames[which], unit, sampleTime);
     }
-    if (known || instruction == 5) {  // a class name that nobody knows adds nothing
+    if (known || instruction == 5) {  // an unknown class name adds nothing
       noteChild();
       entries_.push_back(std::move(node));
     }

@@ -66,9 +66,9 @@ int hexDigit(char16_t unit) {
   return lower >= u'a' && lower <= u'f' ? lower - u'a' + 10 : -1;
 }
 
-/// Decodes the escapes that stand at the start of a text, one right after the other.
+/// Decodes the escapes at the start of a text, one right after the other.
 /// @param length Receives the number of code units that they take.
-/// @return The decoded text; one that is no UTF-8 is refused.
+/// @return The decoded text; throws if it is not UTF-8.
 ustring decodeEscapes(std::u16string_view text, const ustring& encoded, std::size_t& length) {
   std::string bytes;
   for (length = 0; length < text.size() && text[length] == u'%'; length += 3) {

@@ -15,7 +15,7 @@
 
 namespace vtu {
 
-/// Path of a block from the top model: one element per model level, top first, and two values that it only carries.
+/// Path of a block from the top model: one element per model level, top first, and a sub-path with its kind.
 ///
 /// A value: copies are independent. Not synchronised.
 class VTIO_PLATFORM_EXPORT FullBlkPathToTopMdl {

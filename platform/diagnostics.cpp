@@ -8,7 +8,7 @@ namespace vtsv {
 
 namespace {
 
-/// One message of the embedded catalogue; %1, %2, … stand for the arguments.
+/// One message of the embedded catalogue; %1, %2, … are replaced by the arguments.
 struct Message {
   std::string_view identifier;
   std::string_view key;

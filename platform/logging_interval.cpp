@@ -44,8 +44,8 @@ std::vector<Interval> merged(const std::vector<Interval>& sorted) {
   return result;
 }
 
-// The first interval that ends at or after the time. Looks from `start` on in steps of doubling width, so that the next
-// interval is found at once; before it by halving.
+// The first interval that ends at or after the time. Searches from `start` on with steps of doubling width, then by
+// bisection, so that the next interval is found at once.
 std::size_t firstNotBefore(const std::vector<Interval>& intervals, double time, std::size_t start) {
   std::size_t low = 0;
   std::size_t high = std::min(start, intervals.size());
@@ -116,7 +116,7 @@ std::pair<double, double> LoggingInterval::gapBefore(std::size_t number) const {
           number < logged_.size() ? justBefore(logged_[number].first) : kForever};
 }
 
-// The next question looks.
+// Clears the cached answer: the next call searches.
 void LoggingInterval::forget() {
   std::tie(loggedStart_, loggedStop_) = kEmpty;
   std::tie(gapStart_, gapStop_) = kEmpty;

@@ -15,7 +15,7 @@
 
 namespace smartlog {
 
-/// Decides for each time whether it is logged. A value; one thread at a time, because it remembers the last answer.
+/// Decides for each time whether it is logged. A value; one thread at a time, because it caches the last answer.
 class VTIO_PLATFORM_EXPORT LoggingInterval {
  public:
   /// Nothing set: every time is logged.
@@ -38,7 +38,7 @@ class VTIO_PLATFORM_EXPORT LoggingInterval {
     return !(time >= gapStart_ && time <= gapStop_) && seek(time);
   }
 
-  /// True where the last answer was found and it was that the time is logged; false where it takes a look.
+  /// True if the cached answer covers the time and is that it is logged; false also where a search is needed.
   [[nodiscard]] bool isLoggedAsLastTime(double time) const { return time >= loggedStart_ && time <= loggedStop_; }
 
  private:
@@ -49,8 +49,8 @@ class VTIO_PLATFORM_EXPORT LoggingInterval {
   std::vector<std::pair<double, double>> logged_;  // closed, sorted, disjoint; not used while nothing is set
   bool isRestricted_ = false;                      // something is set
 
-  // The stretch of times around the last one asked for that all have its answer, bounds included: logged or not, one of
-  // the two. The other one is empty.
+  // The cached answer: the range of times around the last one, bounds included, that are all logged or all not logged.
+  // The range of the other answer is empty.
   mutable double loggedStart_ = -std::numeric_limits<double>::infinity();
   mutable double loggedStop_ = std::numeric_limits<double>::infinity();
   mutable double gapStart_ = std::numeric_limits<double>::infinity();

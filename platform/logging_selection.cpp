@@ -169,7 +169,7 @@ bool ModelLoggingInfo::Key::operator==(const Key& other) const {
 }
 
 std::size_t ModelLoggingInfo::KeyHash::operator()(const Key& key) const noexcept {
-  // Interned addresses share their low bits; the multiplication spreads them over the word.
+  // Interned addresses have equal low bits; the multiplication distributes them over the word.
   constexpr std::size_t kOdd = 0x9E3779B97F4A7C15U;
   std::size_t hash = key.port * kOdd;
   for (std::size_t i = 0; i < key.path.size(); ++i) {

@@ -8,7 +8,7 @@
 /// The selection is a 1-by-1 structure with the fields
 ///  - `default`: selector of a port that is not listed; 1 if absent;
 ///  - `signals`: cell array of 1-by-1 structures with `blockPath` (char array, or cell array of char arrays, top model
-///    first), `port` (number, from 0) and `selector` (0 off, 1 as the model says, 2 override), and for selector 2
+///    first), `port` (number, from 0) and `selector` (0 off, 1 as the model sets it, 2 override), and for selector 2
 ///    optionally `customName` (char), `decimation` (number, 1 or more) and `maxPoints` (number).
 #pragma once
 
@@ -57,8 +57,9 @@ class VTIO_PLATFORM_EXPORT LoggingInfo {
 
 /// The selection of one model. Look-up is by hash: its cost does not grow with the number of listed signals.
 ///
-/// Empty until populated: every signal is logged as the model says. Line feeds in paths count as spaces, and only the
-/// elements of a path and the port identify a signal. Populating replaces what was there, or throws and leaves it.
+/// Empty until populated: every signal is logged as the model sets it. Line feeds in paths count as spaces, and only
+/// the elements of a path and the port identify a signal. Populating replaces the selection, or throws and leaves it
+/// unchanged.
 class VTIO_PLATFORM_EXPORT ModelLoggingInfo {
  public:
   /// Reads the variable `loggingSelection` of a Qat file; without it the selection is empty.
@@ -72,7 +73,7 @@ class VTIO_PLATFORM_EXPORT ModelLoggingInfo {
   ///   listed twice.
   void populateFromQxArray(const qxArray* selection);
 
-  /// 0 off, 1 as the model says, 2 override.
+  /// 0 off, 1 as the model sets it, 2 override.
   [[nodiscard]] unsigned getSelectorSetting(const vtu::FullBlkPathToTopMdl& path, unsigned long port) const;
 
   /// Overridden parameters; plain ones for a port that is not listed. Valid until populated again or destroyed.

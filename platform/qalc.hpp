@@ -12,7 +12,7 @@
 ///  1. Dimensions: at least two. One dimension N makes an N-by-1 array, none a 1-by-1 array, and trailing dimensions
 ///     of 1 beyond the second are dropped. Values are column-major, indices start at 0.
 ///  2. Ownership: whoever creates, shares or duplicates an array destroys it with qxDestroyArray() or an owner from
-///     namespace vtu below. What qxGetCell() and qxGetField() return belongs to the container.
+///     namespace vtu below. What qxGetCell() and qxGetField() return is owned by the container.
 ///  3. Sharing: a shared copy shares its storage until one side is written. Pointers to values are valid until the
 ///     array is written through another function, or destroyed. A pointer for writing is taken anew after sharing.
 ///  4. Errors: a null array, an array of the wrong class, an index outside the array, or an empty array where an

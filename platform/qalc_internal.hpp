@@ -1,5 +1,5 @@
 /// @file
-/// The inside of a Qalc array, for the parts of this library that store arrays: not installed.
+/// The contents of a Qalc array, for the parts of this library that store arrays. Not installed.
 ///
 ///     vtu::qalc::ValueView view = vtu::qalc::storedValues(*array);
 ///     if (view.rowMajor) { ... }                                   // written as it is, without a transposition
@@ -85,7 +85,7 @@ struct Field {
   std::vector<ArrayPtr> values;
 };
 
-/// Values that stand in several runs in somebody else's memory.
+/// Values in several runs of memory that another object owns.
 class Pieces final {
  public:
   /// @param size Bytes of all pieces together.
@@ -116,7 +116,7 @@ class Pieces final {
   mutable Buffer flat_;
 };
 
-/// Values that stand in a sample table until they are first asked for. Never changed: who writes takes a copy.
+/// Values in a sample table, read on first access. Never changed: writing copies them.
 class Samples final {
  public:
   /// @param column Of times only the rows count.
@@ -153,7 +153,7 @@ class Samples final {
   mutable std::vector<ArrayPtr> cells_;
 };
 
-/// What shared copies of an array have in common.
+/// What shared copies of an array share.
 struct Storage {
   Storage() = default;
   explicit Storage(std::size_t bytes) : values(bytes) {}
@@ -184,7 +184,7 @@ struct Storage {
 struct ValueView {
   const std::byte* data;
   std::size_t elementBytes;  // a complex element counts once
-  bool rowMajor;             // otherwise column-major; a line (all extents but one are 1) says false
+  bool rowMajor;             // otherwise column-major; false for a line (all extents but one are 1)
 };
 
 /// Name of a class in words.
@@ -198,7 +198,7 @@ struct ValueView {
 
 /// Copies values from one order to the other.
 /// @param elementBytes Size of one element, 1 to 16 bytes, a power of two.
-/// @param toColumnMajor True if source is row-major and target column-major, false for the way back.
+/// @param toColumnMajor True if source is row-major and target column-major, false for the reverse.
 void reorder(const std::byte* source, std::byte* target, const Dimensions& dims, std::size_t elementBytes,
              bool toColumnMajor);
 
@@ -206,7 +206,7 @@ void reorder(const std::byte* source, std::byte* target, const Dimensions& dims,
 /// @param array A numeric, logical or char array.
 [[nodiscard]] ValueView storedValues(const qxArray& array);
 
-/// Arrays with the same identity share their storage, so what they hold is the same as long as both are alive.
+/// Arrays with the same identity share their storage, so their contents are equal as long as both exist.
 [[nodiscard]] const void* storageIdentity(const qxArray& array);
 
 }  // namespace vtu::qalc
@@ -230,7 +230,7 @@ inline ValueView storedValues(const qxArray& array) {
   return {array.storage->flat().data(), elementSize(array.id) * (array.complex ? 2 : 1), array.storage->rowMajor};
 }
 
-/// What an array over a sample table is made of; null for any other array. Valid as long as the array.
+/// The samples of an array over a sample table; null for any other array. Valid as long as the array.
 [[nodiscard]] inline const Samples* samplesOf(const qxArray& array) { return array.storage->samples.get(); }
 
 inline const void* storageIdentity(const qxArray& array) { return array.storage.get(); }

@@ -1,6 +1,6 @@
 /// @file
-/// Numeric arrays over values that somebody else keeps, in several runs: nothing is copied as long as nobody asks for the
-/// values in one run. A Qat file takes the runs as they are. Related: qalc.hpp.
+/// Numeric arrays over values that the caller owns, in several runs. They are copied only when all values are read in
+/// one run; a Qat file is written from the runs. Related: qalc.hpp.
 ///
 ///     qxPiece pieces[] = {{first.data(), first.size() * 8}, {second.data(), second.size() * 8}};
 ///     const std::size_t rows[] = {first.size() + second.size()};

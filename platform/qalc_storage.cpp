@@ -10,7 +10,7 @@ namespace vtu::qalc {
 
 namespace {
 
-/// Byte distance between neighbours along each dimension, first dimension first.
+/// Byte distance between consecutive elements along each dimension, first dimension first.
 std::vector<std::size_t> strides(const Dimensions& dims, std::size_t elementBytes, bool rowMajor) {
   const std::size_t n = dims.size();
   std::vector<std::size_t> result(n);
@@ -23,7 +23,7 @@ std::vector<std::size_t> strides(const Dimensions& dims, std::size_t elementByte
   return result;
 }
 
-/// Copies a plane of rows by columns elements in tiles that the cache holds.
+/// Copies a plane of rows by columns elements in blocks that fit the cache.
 template <std::size_t kBytes>
 void copyPlane(const std::byte* source, std::byte* target, std::size_t rows, std::size_t columns,
                const std::array<std::size_t, 2>& sourceStrides, const std::array<std::size_t, 2>& targetStrides) {
@@ -42,7 +42,7 @@ void copyPlane(const std::byte* source, std::byte* target, std::size_t rows, std
   }
 }
 
-/// Walks over all planes of the first and the last dimension.
+/// Visits all planes of the first and the last dimension.
 template <std::size_t kBytes>
 void reorderElements(const std::byte* source, std::byte* target, const Dimensions& dims, bool toColumnMajor) {
   const std::vector<std::size_t> from = strides(dims, kBytes, toColumnMajor);

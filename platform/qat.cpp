@@ -17,7 +17,8 @@ namespace {
 
 thread_local std::string lastError;
 
-/// Runs `work` as a call into HDF5; its failure becomes an error code and qatLastError(), which begins with `subjectOf()`.
+/// Runs `work` as a call into HDF5. A failure becomes an error code and qatLastError(), which begins with
+/// `subjectOf()`.
 template <typename Subject, typename Work>
 int guarded(Subject&& subjectOf, Work&& work) noexcept {
   try {
@@ -75,7 +76,7 @@ char** packNames(const std::vector<std::string>& names) {
   return block;
 }
 
-/// Names the variable in whatever goes wrong.
+/// Adds the name of the variable to every failure.
 template <typename Work>
 void forVariable(const char* name, Work&& work) {
   require(name != nullptr, "the variable's name is null");
@@ -144,13 +145,13 @@ char** qatGetVariableNames(QatFile* file, int* count) {
 }
 
 int qatClose(QatFile* file) {
-  // Owned outside the guard: the file is freed even if there is no memory left to name it in an error.
+  // Owned outside the guard: the file is freed even if there is no memory for the error with its name.
   std::unique_ptr<QatFile> owned(file);
   const int result = guarded(subjectOf(file), [&] {
     require(file != nullptr, "the file is null");
     file->file->close();
   });
-  const vtu::qat::LibraryCall call;  // its end is HDF5 work, too
+  const vtu::qat::LibraryCall call;  // its end calls HDF5, too
   owned.reset();
   return result;
 }

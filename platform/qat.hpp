@@ -4,9 +4,9 @@
 ///     vtu::QatFileWrapper file("results.qat", "w7.3");
 ///     if (file.put("logsout", array.get()) != 0 || file.close() != 0) std::fprintf(stderr, "%s\n", qatLastError());
 ///
-/// Nothing is printed, and nothing fails by throwing: each function returns its failure, and qatLastError() says it in
-/// words. A file is used by one thread at a time. Every array round-trips exactly, and so does a variable whose name is
-/// empty. See also qalc.hpp for arrays, qat_parts.hpp for reading parts of a file.
+/// Nothing is printed or thrown: each function returns its failure, and qatLastError() describes it. A file is used by
+/// one thread at a time. Every array round-trips exactly, and so does a variable whose name is empty. See also qalc.hpp
+/// for arrays, qat_parts.hpp for reading parts of a file.
 #pragma once
 
 #include <cstddef>
@@ -48,15 +48,15 @@ VTIO_PLATFORM_EXPORT char** qatGetVariableNames(QatFile*, int* count);
 /// @return 0 on success, else an error code; nullptr gives an error code.
 VTIO_PLATFORM_EXPORT int qatClose(QatFile*);
 
-/// What the last failing call on this thread says, in words; valid until the next failing call on this thread.
+/// The message of the last failing call on this thread; valid until the next failing call on this thread.
 VTIO_PLATFORM_EXPORT const char* qatLastError();
 
 namespace vtu {
 
 /// Sole owner of an open file; empty if it could not be opened.
 ///
-/// Everything may be called on an empty owner and fails then. What is returned must be looked at; a file that was written
-/// is closed with close(), because the destructor cannot say that closing failed.
+/// Every function may be called on an empty owner and fails then. Results must be checked; a file that was written is
+/// closed with close(), because the destructor cannot report that closing failed.
 class QatFileWrapper {
  public:
   /// @param taken The file to own, or nullptr.

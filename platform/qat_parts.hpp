@@ -9,8 +9,8 @@
 ///     std::vector<double> speed(samples.rows(0));
 ///     samples.readColumn(0, 3, 0, speed.size(), speed.data());
 ///
-/// Everything here throws vtsv::IException "Vortan:Qat" with the key "Unreadable" (damaged, or not stored as a Qat file) or
-/// "NoSuchPart", with the file's name and the place. Reads of one process run one at a time. Related: qat.hpp.
+/// Everything here throws vtsv::IException "Vortan:Qat" with the key "Unreadable" (damaged, or not stored as a Qat
+/// file) or "NoSuchPart", with the file's name and the place. Reads of one process run one at a time. Related: qat.hpp.
 #pragma once
 
 #include <cstddef>
@@ -62,7 +62,7 @@ class VTIO_PLATFORM_EXPORT QatSamples {
   void readColumn(std::uint32_t table, std::uint32_t column, std::uint64_t firstRow, std::uint64_t count,
                   void* out) const;
 
-  /// Reads neighbouring columns of the dataset of one element class other than "text".
+  /// Reads adjacent columns of the dataset of one element class other than "text".
   /// @param out count times width elements, row by row.
   void readBlock(std::uint32_t table, const std::string& elementClass, std::uint64_t firstColumn, std::uint64_t width,
                  std::uint64_t firstRow, std::uint64_t count, void* out) const;
@@ -71,7 +71,7 @@ class VTIO_PLATFORM_EXPORT QatSamples {
   [[nodiscard]] std::vector<std::u16string> readTexts(std::uint32_t table, std::uint32_t column, std::uint64_t firstRow,
                                                       std::uint64_t count) const;
 
-  /// Looks again at a file that another program writes: sees rows that it has added.
+  /// Reads again how many rows a file has that another program is writing.
   void refresh();
 
  private:
@@ -80,7 +80,7 @@ class VTIO_PLATFORM_EXPORT QatSamples {
   std::unique_ptr<Inside> inside_;
 };
 
-/// How arrays of samples come out of qatGetPart().
+/// How qatGetPart() returns arrays of samples.
 enum class QatPartSamples {
   resolved,   ///< as arrays
   references  ///< as uint32 numbers {table, column, part}, 1-by-3; n-by-3 for all cells of a table
@@ -88,9 +88,9 @@ enum class QatPartSamples {
 
 /// Reads a part of a variable.
 ///
-/// A cell array of 1-by-1 structures is entered by the name of a field: the result is that field of all n cells at once:
-/// numbers of one class n-by-1, structures of the same fields a 1-by-1 structure of such columns, anything else, texts
-/// included, a cell array n-by-1. A number that follows selects one cell.
+/// A cell array of 1-by-1 structures is entered by the name of a field: the result is that field of all n cells at
+/// once: numbers of one class n-by-1, structures of the same fields a 1-by-1 structure of such columns, anything else,
+/// texts included, a cell array n-by-1. A number that follows selects one cell.
 ///
 ///     vtu::qatGetPart(file, "logsout", {"Dataset", "Elements", "Name"});
 ///     vtu::qatGetPart(file, "logsout", {"Dataset", "Elements", "Values", "17", "Data"});

@@ -46,7 +46,7 @@ void checkClass(const char* function, const SampleColumn& column) {
   }
 }
 
-// Column-major places of the elements of one sample, in row-major order; the sample is the first index.
+// Column-major indices of the elements of one sample, in row-major order; the sample is the first index.
 std::vector<std::size_t> placesOfElements(const std::vector<std::size_t>& dims) {
   std::vector<std::size_t> places{0};
   std::size_t stride = dims.front();
@@ -77,7 +77,7 @@ struct SampleTable::KnownTimes {
 
   std::mutex mutex;
   std::map<Rows, std::weak_ptr<Storage>> known;
-  std::size_t swept = 0;  // entries that were in use when they were last looked through
+  std::size_t swept = 0;  // entries that were in use when unused ones were last removed
 };
 
 SampleTable::SampleTable() : knownTimes_(std::make_unique<KnownTimes>()) {}

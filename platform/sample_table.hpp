@@ -1,7 +1,7 @@
 /// @file
-/// Arrays over samples that stand in a table: one row per time, one column per leaf.
+/// Arrays over samples in a table: one row per time, one column per leaf.
 ///
-///     std::shared_ptr<const vtu::SampleTable> table = ...;              // of whoever records
+///     std::shared_ptr<const vtu::SampleTable> table = ...;              // from a recorder
 ///     vtu::SampleColumn speed{u"speed", u"m/s", {}, qxDOUBLE, false, 0, 0, table->rows()};
 ///     vtu::qxArrayWrapper data = vtu::sampledArray(table, speed);      // N-by-1; nothing is read yet
 ///     vtu::qxArrayWrapper time = vtu::sampledTimes(table, 0, table->rows());
@@ -21,7 +21,7 @@
 
 namespace vtu {
 
-/// A text of a row: where its bytes stand among the table's text bytes.
+/// A text of a row: the range of its bytes in the table's text bytes.
 struct TextCell {
   static constexpr std::size_t kBytesInRow = 12;  ///< `start`, then `bytes`, without padding
 
@@ -43,15 +43,15 @@ struct TextCell {
   }
 };
 
-/// Where a table already stands in a Qat file.
+/// The place of a table that is already in a Qat file.
 struct StoredTable {
   std::string file;         ///< path
   std::uint32_t table = 0;  ///< member of `qat.samples`
 };
 
-/// Rows that were recorded at the same times. What it gives never changes; its functions may be called from any thread.
+/// Rows that were recorded at the same times. Its contents never change; its functions may be called from any thread.
 ///
-/// Whoever records implements it. Arrays over a table share it.
+/// Implemented by recorders. Arrays over a table share it.
 class VTIO_PLATFORM_EXPORT SampleTable {
  public:
   SampleTable();
@@ -73,7 +73,7 @@ class VTIO_PLATFORM_EXPORT SampleTable {
   /// @throws std::logic_error unless overridden: a table without texts.
   virtual void readText(TextCell cell, std::string& utf8) const;
 
-  /// Where the table already stands in a file, valid as long as the table; null unless overridden.
+  /// The table's place if it is already in a file, valid as long as the table; null unless overridden.
   [[nodiscard]] virtual const StoredTable* stored() const { return nullptr; }
 
  private:
@@ -101,8 +101,8 @@ struct SampleColumn {
   [[nodiscard]] VTIO_PLATFORM_EXPORT std::size_t bytes() const;
 };
 
-/// An array of dimensions (count, dims…) whose values are read from the table when they are first asked for; the
-/// sample is the first index. Texts give a cell array of 1-by-N char arrays.
+/// An array of dimensions (count, dims…) whose values are read from the table on first access; the sample is the
+/// first index. Texts give a cell array of 1-by-N char arrays.
 ///
 /// Such an array is stored row-major. Writing it makes it an ordinary array with values of its own.
 /// @throws std::invalid_argument if the table is null, std::out_of_range if the rows are not in the table,
@@ -110,8 +110,8 @@ struct SampleColumn {
 [[nodiscard]] VTIO_PLATFORM_EXPORT qxArrayWrapper sampledArray(std::shared_ptr<const SampleTable> table,
                                                                const SampleColumn& column);
 
-/// The times of rows [first, first + count), count-by-1, read when they are first asked for. Arrays of the same rows of
-/// one table share their storage.
+/// The times of rows [first, first + count), count-by-1, read on first access. Arrays of the same rows of one table
+/// share their storage.
 /// @throws std::invalid_argument if the table is null, std::out_of_range if the rows are not in the table.
 [[nodiscard]] VTIO_PLATFORM_EXPORT qxArrayWrapper sampledTimes(std::shared_ptr<const SampleTable> table,
                                                                std::uint64_t first, std::uint64_t count);

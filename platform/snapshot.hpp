@@ -53,7 +53,7 @@ class VTIO_PLATFORM_EXPORT SnapshotInterface {
   virtual void size(int n) = 0;
 };
 
-/// The part of an object's snapshots that knows what to save.
+/// Captures and restores the state of one object.
 /// @tparam E One saved state.
 template <typename E>
 class VTIO_PLATFORM_EXPORT SnapshotHandler {

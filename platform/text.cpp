@@ -39,7 +39,7 @@ class TextPool final {
   std::unordered_set<ustring, TextHash, std::equal_to<>> texts_;
 };
 
-/// The pool of the process. Never destroyed, so that texts outlive every static object that holds one.
+/// The pool of the process. Never destroyed, so that texts stay valid for every static object that refers to one.
 TextPool& textPool() {
   static TextPool& pool = *new TextPool;
   return pool;

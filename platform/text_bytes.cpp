@@ -16,7 +16,7 @@ bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00U) == 0xDC00U; }
 
 char32_t pairOf(char16_t high, char16_t low) { return 0x10000U + ((high & 0x3FFU) << 10U) + (low & 0x3FFU); }
 
-// Do three bytes from here on stand for a surrogate?
+// Do the next three bytes encode a surrogate?
 bool isSurrogateForm(std::string_view bytes, std::size_t at) {
   const auto byteAt = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
   return bytes.size() - at >= 3 && byteAt(at) == 0xED && byteAt(at + 1) >= 0xA0 && byteAt(at + 1) < 0xC0 &&

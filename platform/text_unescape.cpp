@@ -48,7 +48,7 @@ void appendCodePoint(std::uint32_t codePoint, ustring& result) {
   }
 }
 
-/// What the letter of a one-letter escape stands for; 0 if it is none.
+/// The character of a one-letter escape; 0 if it is none.
 char16_t simpleEscape(char16_t letter) {
   constexpr std::u16string_view kLetters = u"ntrabfv\\\"'?";
   constexpr std::u16string_view kMeanings = u"\n\t\r\a\b\f\v\\\"'?";

@@ -8,7 +8,7 @@
 
 namespace vtu {
 
-/// Resolves the escapes of C string literals; one that is unknown or unfinished stays as it stands.
+/// Resolves the escapes of C string literals; one that is unknown or unfinished is not changed.
 [[nodiscard]] ustring unescapeC(std::u16string_view text);
 
 }  // namespace vtu

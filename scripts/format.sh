@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Rewrites every source in the project's format; with --check only says which are not in it, and fails then.
+# Rewrites every source in the project's format; with --check only lists those that are not in it, and fails then.
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 mapfile -t files < <(sources)

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs the Debian packages of the named sections of packages.txt that are not there yet. Asks nothing.
+# Installs the Debian packages of the named sections of packages.txt that are missing. Asks for sudo's password at most.
 #
 #   scripts/install-packages.sh demo [test] [bench]
 set -euo pipefail

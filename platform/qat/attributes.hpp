@@ -19,7 +19,7 @@ inline constexpr int kDeepestNesting = 400;
 inline constexpr const char* kKindAttribute = "qat.kind";      ///< "cell", "struct" or "char"
 inline constexpr const char* kFormAttribute = "qat.form";      ///< "table", or "columns" inside a table
 inline constexpr const char* kFieldsAttribute = "qat.fields";  ///< encoded field names in order
-inline constexpr const char* kDimsAttribute = "qat.dims";      ///< extents that the dataspace does not say
+inline constexpr const char* kDimsAttribute = "qat.dims";      ///< extents that the dataspace does not hold
 inline constexpr const char* kShapeAttribute = "qat.shape";    ///< "row": the cells of a column of cells are 1-by-N
 inline constexpr const char* kEmptyCells = "qat.empty";        ///< dataset: indices of cells that hold nothing
 

@@ -1,5 +1,5 @@
 /// @file
-/// The checksum that HDF5 puts behind its metadata.
+/// The checksum that HDF5 stores after its metadata.
 #pragma once
 
 #include <cstddef>

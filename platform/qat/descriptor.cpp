@@ -21,7 +21,7 @@ Descriptor::Descriptor(const std::string& name, int flags)
   struct stat status {};
   const bool isFile = fstat(value_, &status) == 0 && S_ISREG(status.st_mode);
   const bool reads = (flags & O_ACCMODE) == O_RDONLY;
-  // Where there are no locks nobody else has one.
+  // Without locks on this file system, no other program has one.
   const bool isFree = !isFile || flock(value_, (reads ? LOCK_SH : LOCK_EX) | LOCK_NB) == 0 || errno != EWOULDBLOCK;
   if (isFile && isFree) return;
   reset();

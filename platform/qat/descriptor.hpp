@@ -1,5 +1,5 @@
 /// @file
-/// A descriptor of our own beside HDF5's, which locks the file and looks at it first.
+/// A second descriptor of a file, besides that of HDF5: it locks the file and reads it first.
 #pragma once
 
 #include <string>
@@ -11,8 +11,8 @@ class Descriptor final {
  public:
   Descriptor() = default;
 
-  /// Opens a file and locks it, without waiting. @param flags Of open(); O_RDONLY asks for a lock that readers share, any
-  /// other for one that nobody else has. @throws Failure in the system's words, and when the file is in use
+  /// Opens a file and locks it, without waiting. @param flags Of open(); O_RDONLY takes a shared lock, any
+  /// other an exclusive one. @throws Failure with the system's message, and when the file is in use
   Descriptor(const std::string& name, int flags);
   Descriptor(Descriptor&& other) noexcept;
   Descriptor& operator=(Descriptor&& other) noexcept;

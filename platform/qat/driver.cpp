@@ -17,8 +17,8 @@ H5FD_class_t plain;  // HDF5's own driver
 
 using Failures = std::map<const void*, std::shared_ptr<std::string>>;
 
-/// Of the files whose writes are watched, by where their descriptor stands. Lives on: HDF5 closes what is open when the
-/// program ends.
+/// Of the files whose writes are checked, by the address of their descriptor. Never destroyed: HDF5 closes open files
+/// when the program ends.
 Failures& failures() {
   static auto& list = *new Failures;
   return list;
@@ -108,7 +108,7 @@ hid_t registerDriver() {
 
 hid_t fileDriver() {
   static hid_t driver = H5I_INVALID_HID;
-  if (H5Iis_valid(driver) <= 0) driver = registerDriver();  // H5close() in somebody else's hands ends it
+  if (H5Iis_valid(driver) <= 0) driver = registerDriver();  // another caller's H5close() unregisters it
   return driver;
 }
 

@@ -1,10 +1,10 @@
 /// @file
-/// How HDF5 gets at the bytes of a Qat file.
+/// How HDF5 reads and writes the bytes of a Qat file.
 ///
-/// The driver is HDF5's own "sec2" but for three things. It takes no lock: whoever opens the file holds one already, from
-/// before the first look until the end. A file that a killed writer left marked as open reads as a closed one that ends
-/// where it ends, so that reading need not write; a streamed file keeps its mark, HDF5 follows it. And HDF5 does not hear of
-/// a write that fails: it cannot close such a file any more, and then fails for all files when the program ends.
+/// The driver is HDF5's "sec2" with three differences. It takes no lock: the caller holds one from before the first
+/// read until the file is closed. A file that a killed writer left marked as open is read as a closed one of the size
+/// that it has, so that reading need not write; a streamed file keeps the mark, as HDF5 needs it. A write that fails is
+/// not reported to HDF5, which could not close such a file any more and would fail for all files when the program ends.
 #pragma once
 
 #include <memory>
@@ -20,9 +20,9 @@ namespace vtu::qat {
 /// HDF5's descriptor of an open file; -1 if it has none.
 [[nodiscard]] int descriptorOf(hid_t file);
 
-/// While it lives, files that HDF5 opens with the driver are watched until they are closed: the first write that fails leaves
-/// its reason in `failure`. Once that is not empty, whoever put something there, nothing is written any more, and HDF5 takes it
-/// for written.
+/// While it exists, the writes to files that HDF5 opens with the driver are checked until the files are closed: the
+/// first one that fails stores its reason in `failure`. While that is not empty, whatever set it, nothing is written,
+/// and HDF5 is told that it was.
 class WatchedOpening final {
  public:
   explicit WatchedOpening(std::shared_ptr<std::string> failure);

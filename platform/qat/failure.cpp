@@ -13,7 +13,7 @@ herr_t takeInnermost(unsigned position, const H5E_error2_t* error, void* target)
 std::string libraryReason() {
   std::string reason;
   H5Ewalk2(H5E_DEFAULT, H5E_WALK_UPWARD, takeInnermost, &reason);
-  // The file driver packs time, buffer address and more around the words that matter.
+  // The file driver adds time, buffer address and more to the system's message.
   constexpr std::string_view kMarker = "error message = '";
   if (const auto start = reason.find(kMarker); start != std::string::npos) {
     const auto from = start + kMarker.size();

@@ -1,5 +1,5 @@
 /// @file
-/// How the Qat code reports what went wrong, inside. The C functions of qat.hpp turn a Failure into an error code and
+/// How the Qat code reports failures internally. The C functions of qat.hpp turn a Failure into an error code and
 /// the text of qatLastError().
 #pragma once
 
@@ -23,14 +23,14 @@ enum ErrorCode : int {
   kOutOfMemory = 7,
 };
 
-/// One failed operation: a code, a sentence, and the place inside the file, which is added level by level on the way up.
+/// One failed operation: a code, a sentence, and the place inside the file, to which each caller adds a level.
 class Failure final : public std::exception {
  public:
   Failure(ErrorCode code, std::string text) : code_(code), text_(std::move(text)) {}
 
   [[nodiscard]] ErrorCode code() const { return code_; }
 
-  /// Puts one more level before the place: the innermost level is added first.
+  /// Adds one more level before the place: the innermost level is added first.
   void addOuterPlace(std::string_view level) { place_.insert(0, "/" + std::string(level)); }
 
   /// The sentence, with the place if there is one.
@@ -44,7 +44,7 @@ class Failure final : public std::exception {
   std::string place_;
 };
 
-/// The innermost reason on HDF5's error stack of this thread; for a failed system call, the system's own words.
+/// The innermost reason on HDF5's error stack of this thread; for a failed system call, the system's message.
 [[nodiscard]] std::string libraryReason();
 
 /// Throws a Failure "<what>: <libraryReason()>".
@@ -57,7 +57,7 @@ Result checked(Result result, ErrorCode code, std::string_view what) {
   return result;
 }
 
-/// Runs `work`; a Failure that leaves it gains `level` as the outer part of its place.
+/// Runs `work`; `level` is added to the place of a Failure that it throws.
 template <typename Work>
 decltype(auto) atPlace(std::string_view level, Work&& work) {
   try {

@@ -204,10 +204,10 @@ void File::remove(const std::string& variable) {
   });
 }
 
-/// What was checked before this session wrote to the file counts no more.
+/// Checks that were made before this session wrote to the file are not valid any more.
 void File::fileChanged() { integrity_.forget(); }
 
-/// Tables come and go with variables.
+/// Tables are added and removed with variables.
 void File::requireSamplesChangeable() {
   fileChanged();
   if (!has(kSamplesGroup)) return;
@@ -234,7 +234,7 @@ void File::unlink(const std::string& link) {
 }
 
 void File::removeUnusedTables() {
-  flush();  // what is looked at must be in the file
+  flush();  // what is read must be in the file
   qat::removeUnusedTables(source(), mode_ == Mode::create);
   samples_.clear();
 }
@@ -272,11 +272,11 @@ void File::settle() {
   if (bytes_.size() > end && ftruncate(bytes_.descriptor(), static_cast<off_t>(end)) != 0) {
     throw Failure(kStorage, std::string("cannot be cut to size: ") + std::strerror(errno));
   }
-  // Whatever happens to this program from here on, the next reader finds a closed file.
+  // If this program is killed from here on, the next reader finds a closed file.
   if (!clearOpenMark(bytes_.descriptor(), false)) throw Failure(kStorage, "its superblock cannot be written");
 }
 
-/// Runs work that writes. When the storage fails, nobody knows what HDF5 has still to write: the file is given up.
+/// Runs work that writes. When the storage fails, what HDF5 has still to write is unknown: the file is abandoned.
 template <typename Work>
 void File::abandoningOnFailure(Work&& work) {
   try {
@@ -287,7 +287,7 @@ void File::abandoningOnFailure(Work&& work) {
   }
 }
 
-/// HDF5 closes the file, and what it has still to write for it goes nowhere.
+/// HDF5 closes the file; what it has still to write is discarded.
 void File::abandon(const std::string& reason) {
   if (failure_->empty()) *failure_ = reason;
   shared_.clear();

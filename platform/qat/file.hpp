@@ -20,9 +20,9 @@ namespace vtu::qat {
 ///
 /// The file is locked as long as it is open: for readers alone, or for one writer. Reading never writes.
 ///
-/// A variable is written beside the root group, flushed, and only then linked into it and flushed again, so that a
-/// write that fails half-way leaves the variables that were there before. After such a failure the file is abandoned: HDF5
-/// lets go of it without touching it any more, and further calls fail.
+/// A variable is written and flushed without a link, and only then linked into the root group and flushed again, so
+/// that a write that fails half-way leaves the variables that were there before. After such a failure the file is
+/// abandoned: HDF5 closes it without writing to it, and further calls fail.
 class File final {
  public:
   enum class Mode { read, create, update };
@@ -43,7 +43,8 @@ class File final {
   /// What reading needs; valid until the file is changed or closed.
   [[nodiscard]] Source source();
 
-  /// Closes the file; nothing else may be called afterwards. @throws Failure when what was written is not all in the file.
+  /// Closes the file; nothing else may be called afterwards. @throws Failure when what was written is not all in the
+  /// file.
   void close();
 
  private:
@@ -74,7 +75,7 @@ class File final {
 
   std::string name_;
   Mode mode_;
-  Descriptor descriptor_;                                                   // our own, which holds the lock
+  Descriptor descriptor_;                                                   // holds the lock
   FileBytes bytes_;                                                         // through it
   Integrity integrity_;                                                     // reads bytes_
   std::shared_ptr<std::string> failure_ = std::make_shared<std::string>();  // why nothing is written any more

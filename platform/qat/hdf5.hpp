@@ -1,5 +1,5 @@
 /// @file
-/// The HDF5 C library as the Qat code sees it: one owner for every kind of identifier, and silence on the error stream.
+/// The HDF5 C library as the Qat code uses it: one owner for every kind of identifier; errors are not printed.
 /// Related: failure.hpp turns a failing call into an exception.
 #pragma once
 
@@ -32,7 +32,7 @@ class Handle final {
   [[nodiscard]] hid_t get() const { return id_; }
   explicit operator bool() const { return id_ >= 0; }
 
-  /// Releases the identifier. Whoever must know whether that worked calls close().
+  /// Releases the identifier. Where a failure matters, call close().
   void reset() { static_cast<void>(close()); }
 
   /// Releases the identifier; true when HDF5 reported no error.
@@ -45,7 +45,7 @@ class Handle final {
   hid_t id_ = H5I_INVALID_HID;
 };
 
-/// Keeps HDF5 from printing its error stack on this thread while the object lives; restores what was set before.
+/// Keeps HDF5 from printing its error stack on this thread while the object exists; restores what was set before.
 class QuietErrors final {
  public:
   QuietErrors() {

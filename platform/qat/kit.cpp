@@ -39,7 +39,7 @@ Handle makeComplexType(qxClassID id) {
   return type;
 }
 
-/// Where a text stands among the bytes of a table's texts, without padding as in memory.
+/// The range of a text in the bytes of a table's texts; without padding, as in memory.
 Handle makeTextCellType() {
   constexpr const char* kWhat = "cannot make the type of texts in a table";
   Handle type(checked(H5Tcreate(H5T_COMPOUND, TextCell::kBytesInRow), kStorage, kWhat));

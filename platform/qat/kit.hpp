@@ -1,5 +1,5 @@
 /// @file
-/// The HDF5 types and property lists that writing and reading need again and again, made once per open file.
+/// The HDF5 types and property lists for writing and reading, made once per open file.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@
 
 namespace vtu::qat {
 
-/// Class and complexity of elements; the id qxCELL stands for texts of a sample table.
+/// Class and complexity of elements; the id qxCELL means texts of a sample table.
 struct ElementKind {
   qxClassID id = qxUNKNOWN;
   bool complex = false;
@@ -23,7 +23,7 @@ class Kit final {
  public:
   Kit();
 
-  /// The HDF5 type of the elements, the same in memory and in the file. Belongs to the kit.
+  /// The HDF5 type of the elements, the same in memory and in the file. Owned by the kit.
   [[nodiscard]] hid_t elementType(ElementKind kind);
 
   /// The type of references to sample tables: `table`, `column`, `part`, as struct Reference.

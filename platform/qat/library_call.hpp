@@ -1,5 +1,5 @@
 /// @file
-/// Calls into HDF5: one at a time in the process, and silent.
+/// Calls into HDF5: one at a time in the process, without printing.
 #pragma once
 
 #include <mutex>
@@ -8,7 +8,7 @@
 
 namespace vtu::qat {
 
-/// While it lives, HDF5 is this thread's, and prints nothing.
+/// While it exists, only this thread calls HDF5, which prints nothing.
 class LibraryCall final {
  public:
   LibraryCall() : lock_(mutex()) {}

@@ -1,5 +1,5 @@
 /// @file
-/// The way from row-major order, in which files keep elements, to column-major order, in which cell arrays keep cells.
+/// Conversion from row-major order, that of elements in files, to column-major order, that of cells in arrays.
 ///
 ///     RowMajorOrder order(dims);
 ///     for (Text& text : rowMajorTexts) cells[order.next()] = text;
@@ -10,7 +10,7 @@
 
 namespace vtu::qat {
 
-/// Walks through the elements of an array in row-major order and says where each stands in column-major order.
+/// Visits the elements of an array in row-major order and gives the column-major index of each.
 class RowMajorOrder final {
  public:
   /// @param dims Any container of extents.
@@ -23,7 +23,7 @@ class RowMajorOrder final {
     }
   }
 
-  /// Column-major position of the element whose turn it is; may be called once per element.
+  /// Column-major index of the next element; may be called once per element.
   std::size_t next() {
     const std::size_t position = position_;
     for (std::size_t axis = extents_.size(); axis-- > 0;) {

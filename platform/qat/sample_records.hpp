@@ -1,5 +1,5 @@
 /// @file
-/// The records that describe the columns of a sample table, as they stand in a file.
+/// The records that describe the columns of a sample table, as stored in a file.
 #pragma once
 
 #include <array>
@@ -11,7 +11,7 @@
 
 namespace vtu::qat {
 
-/// Where the parts of a record stand in its bytes: four texts of fixed length, then four numbers.
+/// Offsets of the parts of a record in its bytes: four texts of fixed length, then four numbers.
 class RecordLayout final {
  public:
   /// With room for the texts of these records.

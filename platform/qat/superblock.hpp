@@ -1,9 +1,9 @@
 /// @file
-/// The first bytes of a Qat file, read and mended without HDF5.
+/// The first bytes of a Qat file, read and repaired without HDF5.
 ///
-/// HDF5 marks a file as open for writing in its superblock and refuses readers while the mark stands. A program that is
-/// killed, or that gives up on a full disk, leaves the mark behind. Readers see past it (driver.hpp); who changes the file
-/// takes it off.
+/// HDF5 marks a file as open for writing in its superblock and refuses readers while the mark is set. A program that
+/// is killed, or that abandons the file on a full disk, leaves the mark set. Readers ignore it (driver.hpp); a writer
+/// clears it.
 #pragma once
 
 #include <array>
@@ -16,7 +16,7 @@ namespace vtu::qat {
 inline constexpr std::size_t kSuperblockBytes = 48;
 using SuperblockBytes = std::array<unsigned char, kSuperblockBytes>;
 
-/// What the superblock of an HDF5 file says. Only the checksummed versions 2 and 3 are taken.
+/// The superblock of an HDF5 file. Only the versions with a checksum, 2 and 3, are accepted.
 struct Superblock {
   std::uint8_t flags = 0;         ///< bit 0: open for writing; bit 2: with concurrent readers
   std::uint64_t rootAddress = 0;  ///< address of the root group's object header
@@ -26,14 +26,15 @@ struct Superblock {
 };
 
 /// Reads and checks the superblock of an open file.
-/// @throws Failure when there is none, a field is wrong, or a file that is not marked as open promises more bytes than it has.
+/// @throws Failure when there is none, a field is wrong, or a file that is not marked as open is shorter than its End
+/// of File Address.
 [[nodiscard]] Superblock readSuperblock(const FileBytes& file);
 
-/// Makes these bytes the superblock of a closed file: takes the open mark off and seals it again.
+/// Makes these bytes the superblock of a closed file: clears the open mark and updates the checksum.
 /// @param endOfFile The End of File Address; 0 leaves it as it is.
 void closeSuperblock(SuperblockBytes& bytes, std::uint64_t endOfFile);
 
-/// Takes the open mark off and, with `useWholeFile`, makes the end of the file the End of File Address.
+/// Clears the open mark and, with `useWholeFile`, makes the end of the file the End of File Address.
 /// @return false when the superblock cannot be read or written.
 [[nodiscard]] bool clearOpenMark(int descriptor, bool useWholeFile);
 

@@ -1,5 +1,5 @@
 /// @file
-/// Char rows as text: which char arrays a file can keep as UTF-8, and the way there and back.
+/// Char rows as text: which char arrays a file can keep as UTF-8, and the conversion in both directions.
 #pragma once
 
 #include <optional>
@@ -10,7 +10,7 @@
 
 namespace vtu::qat {
 
-/// The UTF-8 text of a 1-by-N char array of valid UTF-16 without NUL; nothing for any other array, null included.
+/// The UTF-8 text of a 1-by-N char array of valid UTF-16 without NUL; empty for any other array, null included.
 [[nodiscard]] std::optional<std::string> textOfRow(const qxArray* array);
 
 /// A 1-by-N char array. Malformed UTF-8 becomes U+FFFD.

@@ -65,7 +65,7 @@ std::vector<std::size_t> sampleDimensions(const LeafColumn& column) {
   return dimensions;
 }
 
-// @param offset Of the column in what the position has of a row.
+// @param offset Of the column in the position's part of a row.
 vtu::SampleColumn sampleColumn(const LeafColumn& column, const vtu::ustring& name, const TableBuilder::Samples& samples,
                                std::size_t offset) {
   vtu::SampleColumn sampled;
@@ -116,7 +116,7 @@ std::string fieldName(const Node& child, std::size_t index, std::set<std::string
   return field;
 }
 
-// Walks the tree in the order in which positions and their columns were numbered.
+// Visits the tree in the order in which positions and their columns were numbered.
 class StructureBuilder {
  public:
   StructureBuilder(const std::vector<LayoutPosition>& layout, TableBuilder& builder, std::uint32_t first)
@@ -159,9 +159,9 @@ class StructureBuilder {
   TableBuilder& builder_;
   std::uint32_t first_;
   std::uint32_t position_ = 0;
-  TableBuilder::Samples samples_{};  // of the position that the walk is in
+  TableBuilder::Samples samples_{};  // of the position that is being visited
   std::size_t column_ = 0;
-  std::size_t offset_ = 0;  // of the column in what the position has of a row
+  std::size_t offset_ = 0;  // of the column in the position's part of a row
 };
 
 }  // namespace

@@ -1,5 +1,5 @@
 /// @file
-/// Recorded values as a tree of structures in the shape of the signal's tree.
+/// Recorded values as a tree of structures like the signal's tree.
 #pragma once
 
 #include <cstdint>

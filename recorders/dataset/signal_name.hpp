@@ -1,5 +1,5 @@
 /// @file
-/// How recorded signals are called in sample tables.
+/// The names of recorded signals in sample tables.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 /// @file
-/// What a bus must be for its leaves to be found.
+/// Checks that the leaves of a bus can be located.
 #pragma once
 
 #include "vtio/core/utils/node.hpp"
@@ -11,7 +11,7 @@ namespace vtio::recorders {
 inline constexpr long long kMostElements = 1LL << 32;
 
 /// Refuses a tree in which a bus has other children than it announced: a node was dropped while it was built, so that
-/// all leaves behind it would be taken for others.
+/// all leaves after it would be recorded under other names.
 /// @throws std::invalid_argument with the name of the bus.
 void checkChildren(const core::utils::Node& node);
 

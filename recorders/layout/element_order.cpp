@@ -13,7 +13,7 @@ bool hasOrder(const Dimensions& dimensions) {
   return std::count_if(dimensions.begin(), dimensions.end(), [](long long d) { return d > 1; }) > 1;
 }
 
-// The places in memory of an array's elements, first index fastest, listed last index fastest.
+// The indices in memory of an array's elements, first index fastest, listed last index fastest.
 std::vector<std::size_t> placesOf(const Dimensions& dimensions) {
   std::vector<std::size_t> places{0};
   std::size_t stride = 1;

@@ -8,8 +8,8 @@
 
 namespace vtio::recorders {
 
-/// Reorders a column whose offsets are listed as its elements stand in memory, which is first index fastest in each
-/// array. Then they are listed last index fastest; a leaf of several dimensions is taken element by element.
+/// Reorders a column whose offsets are listed in the order in memory, first index fastest in each array. Afterwards
+/// they are listed last index fastest; a leaf of several dimensions is taken element by element.
 /// @param arrays Dimensions of each array of buses above the leaf, outermost first.
 void takeColumnMajor(LeafColumn& column, const std::vector<std::vector<long long>>& arrays);
 

@@ -81,7 +81,7 @@ class PositionReader {
     arraysAbove_.push_back(arrays_);
   }
 
-  // One by one, an element costs an offset.
+  // Elements that are read one by one need an offset each.
   static void checkElements(const LeafColumn& column) {
     if (column.type.text != StoredType::Text::none || column.offsets.empty()) return;
     std::size_t elements = 1;
@@ -90,7 +90,7 @@ class PositionReader {
     refuse(*column.leaf, "its " + std::to_string(elements) + " elements are too many to be put in row-major order");
   }
 
-  // The offsets that the root carries are those of one root element, arrays below it unrolled.
+  // The offsets of the root are those of one root element, arrays below it unrolled.
   void placeRoot(const TopNVBusNode& root) {
     const auto offsets = static_cast<std::size_t>(offsetsOf(root));
     const long long elements = elementsOf(root);
@@ -105,7 +105,7 @@ class PositionReader {
     placeElements(root, elements, 0, nextOffset);
   }
 
-  // Places the elements of an array of buses that have a size, one after another.
+  // Sets the offsets of the elements of an array of buses that have a size, one after another.
   // @param nextOffset Gives the offsets in the order of the leaves; of the first element, or of each in turn.
   template <typename Next>
   long long placeElements(const NVBusNode& bus, long long elements, long long offset, const Next& nextOffset) {
@@ -134,7 +134,7 @@ class PositionReader {
     }
   }
 
-  // Places a node and what is below it at an offset; returns the offset behind it.
+  // Sets the offsets of a node and of what is below it; returns the offset after it.
   long long place(const Node& node, long long offset) {
     if (const auto* bus = dynamic_cast<const NVBusNode*>(&node)) return placeNested(*bus, offset);
     if (const auto* bus = dynamic_cast<const BusNode*>(&node)) {

@@ -1,5 +1,5 @@
 /// @file
-/// Reads what arrives in one update.
+/// Determines the columns of one position.
 #pragma once
 
 #include "recorders/layout/sample_order.hpp"

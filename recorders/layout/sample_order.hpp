@@ -6,7 +6,7 @@
 
 namespace vtio::recorders {
 
-/// How the elements of one sample stand in memory. It concerns leaves and arrays of buses of two or more dimensions
+/// The order in memory of the elements of one sample. It concerns leaves and arrays of buses of two or more dimensions
 /// above 1; the order of all others is the same either way.
 ///
 /// What is recorded does not depend on it: element (n, i, j) of `Data` is sample n at (i, j).

@@ -1,5 +1,5 @@
 /// @file
-/// Where the values of each leaf stand in what an accessor delivers, read once from a signal's tree.
+/// Where the values of each leaf are in the bytes that an accessor delivers, read once from a signal's tree.
 #pragma once
 
 #include <cstddef>
@@ -19,14 +19,14 @@ struct LeafColumn {
   const core::utils::VisualizationMetadataPolicy* visualization = nullptr;  ///< the leaf's, else its root's; or null
   StoredType type;
   std::vector<long long> busDimensions;  ///< of the arrays of buses above the leaf, outermost first
-  std::vector<std::size_t> offsets;      ///< into the delivered bytes: of each piece of a row, in the row's order
+  std::vector<std::size_t> offsets;      ///< into the delivered bytes: of each piece of a sample, in row order
   std::size_t deliveredBytes = 0;        ///< bytes of a piece: the leaf in one bus element, or one element of the leaf
 
   /// Bytes that one sample takes in a row: the delivered values, or a vtu::TextCell per text.
   [[nodiscard]] std::size_t bytesPerRow() const;
 };
 
-/// What arrives in one update: a leaf, or all leaves of a non-virtual bus.
+/// What one update delivers: a leaf, or all leaves of a non-virtual bus.
 struct LayoutPosition {
   const core::utils::Node* node = nullptr;
   std::vector<LeafColumn> columns;  ///< in the order of the tree
@@ -36,8 +36,8 @@ struct LayoutPosition {
 /// The leaf positions of a signal: the items of LeafNVBusIterator, in its order, as a virtual bus accessor numbers
 /// them; one for any other signal.
 ///
-/// A non-virtual bus root has the offsets that its tree carries; a non-virtual bus below a virtual one those of its own
-/// children. Where no offsets are given, leaves follow each other without gaps: in a virtual bus that lies inside a
+/// A non-virtual bus root has the offsets that its tree gives; a non-virtual bus below a virtual one those of its own
+/// children. Where no offsets are given, leaves follow each other without gaps: in a virtual bus inside a
 /// non-virtual one (which has one offset for all of it) and in a nested bus of unknown size.
 /// @param order Of the delivered elements; rows are row-major whatever it is.
 /// @throws std::invalid_argument with the name of the node if the tree cannot be recorded: a bus lacks children or

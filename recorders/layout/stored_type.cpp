@@ -69,7 +69,7 @@ StoredType numberType(const LeafNode& leaf) {
   return type;
 }
 
-// A leaf class of somebody else may say what it likes: what is copied must be what the type and the dimensions make.
+// A leaf class of another library may return any size: the bytes to copy must follow from type and dimensions.
 void checkBytes(const LeafNode& leaf, const StoredType& type) {
   std::size_t bytes = type.elementBytes * (type.isComplex ? 2 : 1);
   for (const long long dimension : leaf.dataDimensions()) {

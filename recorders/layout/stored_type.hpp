@@ -26,8 +26,8 @@ struct StoredType {
   Text text = Text::none;
 };
 
-/// @throws std::invalid_argument with the name of the leaf if its type, its dimensions or the bytes that it says to
-///   deliver do not fit each other.
+/// @throws std::invalid_argument with the name of the leaf if its type, its dimensions and its bytesPerSample() do
+///   not fit each other.
 [[nodiscard]] StoredType storedType(const core::utils::LeafNode& leaf, bool insideNonVirtualBus);
 
 }  // namespace vtio::recorders

@@ -27,7 +27,8 @@ namespace vtio::recorders {
 struct Cursor;
 class TableBuilder;
 
-/// Makes what finds the sample tables of the recorders that share it: see the constructor of MemoryRecorder.
+/// Makes a table builder, which assigns the samples of the recorders that share it to tables: see the constructor of
+/// MemoryRecorder.
 [[nodiscard]] VTIO_RECORDERS_EXPORT std::shared_ptr<TableBuilder> makeTableBuilder();
 
 /// Records one signal of any tree: a leaf, a virtual bus leaf by leaf, a non-virtual bus as one block, arrays of buses
@@ -37,19 +38,19 @@ class TableBuilder;
 /// that are recorded at the same times. Appending allocates only when the last tile of rows of a table is full. A
 /// descriptor with a limit of points N keeps the newest N samples of each leaf.
 ///
-/// A sample's values are taken in the order in which they stand in memory, the last dimension fastest, as in C
-/// arrays. Those of a model that delivers the first dimension fastest are put in that order: SampleOrder::columnMajor.
+/// A sample's values are taken in their order in memory, the last index fastest, as in C arrays. Those of
+/// a model that delivers the first index fastest are put in that order: SampleOrder::columnMajor.
 /// The text of a string leaf is copied when it is delivered: a leaf of its own delivers an address, inside a
-/// non-virtual bus the text itself stands at the leaf's offset. Offsets that the tree does not give (a virtual bus
+/// non-virtual bus the text itself is at the leaf's offset. Offsets that the tree does not give (a virtual bus
 /// inside a non-virtual one, a nested bus of unknown size) follow each other without gaps.
 ///
-/// Snapshots give back the exact state, samples that maxPoints has dropped since included; they hold on to the tiles
-/// that they need. All recorders of one builder are best stepped back together, as the catalogue and a session do: one
-/// that is stepped back alone gets a copy of its samples. Used from one thread, that of the simulation; arrays that
-/// were handed out may be read and destroyed on any.
+/// Snapshots restore the exact state, including samples that the limit of points has dropped since; they share the
+/// tiles that they need. All recorders of one builder should be stepped back together, as the catalogue and a session
+/// do: one that is stepped back alone gets a copy of its samples. Used from one thread, that of the simulation; arrays
+/// that were returned may be read and destroyed on any.
 class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
  public:
-  /// A recorder with the type that belongs to the signal: OutportLogging for a root outport, else SignalLogging.
+  /// A recorder with the type that the signal has by default: OutportLogging for a root outport, else SignalLogging.
   /// @param descriptor Must outlive the recorder's use; its limit of points is read here.
   /// @param order In which the elements of a matrix are delivered.
   /// @throws std::invalid_argument with the name of the leaf if the tree cannot be recorded.
@@ -63,7 +64,7 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   MemoryRecorder(const MemoryRecorder&) = delete;
   MemoryRecorder& operator=(const MemoryRecorder&) = delete;
 
-  /// Recorders lie side by side in memory.
+  /// Recorders are adjacent in memory.
   static void* operator new(std::size_t size);
   static void operator delete(void* memory, std::size_t size) noexcept;
 
@@ -99,7 +100,7 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   /// Samples that update() threw for instead of recording them.
   [[nodiscard]] std::uint64_t lostSamples() const { return lostSamples_; }
 
-  /// States which iteration of a for-each this recorder stands for, where the descriptor does not.
+  /// Sets the for-each iteration of this recorder where the descriptor has none.
   void foreachIteration(std::uint64_t iteration) { foreachIteration_ = iteration; }
 
   /// The iteration of the for-each that the descriptor, or else foreachIteration(), gives; 0 if neither does.
@@ -113,9 +114,9 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   [[nodiscard]] vtu::qxArrayWrapper nodes(bool areIterations) const;
   void append(std::uint32_t number, double time, const void* data);
 
-  Cursor* cursors_ = nullptr;  // of the positions, side by side
+  Cursor* cursors_ = nullptr;  // of the positions, contiguous
   std::size_t positions_ = 0;
-  TableBuilder* builder_ = nullptr;  // that of the state; an update needs no more than this line
+  TableBuilder* builder_ = nullptr;  // that of the state; here so that an update reads one cache line
   std::uint32_t first_ = 0;          // number of the first position in the builder
   std::shared_ptr<State> state_;     // shared with the snapshot interfaces, which the catalogue may keep longer
   std::uint64_t lostSamples_ = 0;

@@ -1,4 +1,4 @@
-// What the table builder has recorded.
+// Reading what the table builder has recorded.
 #include <algorithm>
 #include <limits>
 #include <utility>
@@ -45,7 +45,7 @@ std::vector<TableBuilder::Piece> TableBuilder::pieces(const PositionState& state
 }
 
 // Copies samples to a table of their own.
-// @param snapshot Whose rows they are; null: those of now.
+// @param snapshot The rows are those of this snapshot; null: the current ones.
 Ref<Run> TableBuilder::archive(std::uint32_t position, const std::vector<Piece>& pieces,
                                const BuilderSnapshot* snapshot) const {
   const Position& p = positions_[position];

@@ -62,11 +62,11 @@ void TableBuilder::rollBack(std::uint32_t first, std::size_t count,
   for (std::uint32_t i = first; i < first + count; ++i) {
     goingBack_.emplace_back(i, snapshot);
     positions_[i].goesBack = true;
-    positions_[i].cursor->table = &nowhere_;  // the next update comes here; the table stands in the state
+    positions_[i].cursor->table = &nowhere_;  // the next update calls append(); the table is in the state
   }
 }
 
-// Carries out what rollBack() was asked for.
+// Carries out the pending calls of rollBack().
 void TableBuilder::settle() {
   if (goingBack_.empty()) return;
   const auto hadSamples = [](const auto& asked) { return !asked.second->isEmpty(asked.first); };

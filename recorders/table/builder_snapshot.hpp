@@ -25,7 +25,7 @@ struct FinishedTable {
   static void destroy(FinishedTable* finished) { destroyChain(finished); }
 };
 
-/// Costs as much as there are tables, not positions: the states of the positions are shared.
+/// Its size is proportional to the number of tables, not of positions: the states of the positions are shared.
 struct BuilderSnapshot {
   PositionStates states;
   std::vector<std::pair<Ref<Table>, TableState>> tables;
@@ -38,7 +38,7 @@ struct BuilderSnapshot {
   /// The row after the newest sample of an attached position. Slow.
   [[nodiscard]] std::uint64_t next(std::uint32_t position) const;
 
-  /// Had the position no samples, or was it not there?
+  /// True if the position had no samples or was not added yet.
   [[nodiscard]] bool isEmpty(std::uint32_t position) const;
 };
 

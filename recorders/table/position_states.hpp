@@ -25,7 +25,7 @@ struct Run {
   static void destroy(Run* run) { destroyChain(run); }
 };
 
-/// What of a position does not change from sample to sample.
+/// The part of a position's state that does not change from sample to sample.
 struct PositionState {
   Ref<Table> table;             // of the open run; null while none is open
   Ref<Run> closed;              // the newest of the runs before

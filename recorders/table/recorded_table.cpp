@@ -13,7 +13,7 @@ void copyRowsOf(const std::byte* from, std::size_t rowBytes, std::uint64_t count
   for (std::uint64_t i = 0; i < count; ++i, from += rowBytes, out += stride) std::memcpy(out, from, kBytes);
 }
 
-// Values of the usual sizes without a call for each.
+// Copies values of the usual sizes without a function call each.
 void copyRows(const std::byte* from, std::size_t rowBytes, std::uint64_t count, std::size_t bytes, std::byte* out,
               std::size_t stride) {
   switch (bytes) {

@@ -1,5 +1,5 @@
 /// @file
-/// Recorded rows as arrays see them.
+/// Recorded rows as arrays read them.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +38,7 @@ class RecordedTable final : public vtu::SampleTable {
   std::uint64_t end_;
 };
 
-/// Rows of several tables one after another: what positions have that went through the same tables together.
+/// Rows of several tables one after another: the samples of positions that were in the same tables at the same times.
 class JoinedTable final : public vtu::SampleTable {
  public:
   /// Rows of one table.

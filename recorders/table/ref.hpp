@@ -1,18 +1,18 @@
 /// @file
-/// Shared ownership counted inside the object; one pointer wide. Safe across threads if `refs` is atomic.
+/// Shared ownership with the reference count inside the object; one pointer wide. Thread-safe if `refs` is atomic.
 #pragma once
 
 #include <utility>
 
 namespace vtio::recorders {
 
-/// Holds one share of a T, which counts its shares in `refs` and is released by `T::destroy(T*)` with the last one.
+/// One reference to a T, which is counted in its `refs`. The last one releases the object by `T::destroy(T*)`.
 template <typename T>
 class Ref final {
  public:
   Ref() = default;
 
-  /// Takes one more share of the object, which may be null.
+  /// Adds a reference to the object, which may be null.
   explicit Ref(T* object) noexcept : object_(object) {
     if (object_ != nullptr) ++object_->refs;
   }
@@ -26,7 +26,7 @@ class Ref final {
     if (object_ != nullptr && --object_->refs == 0) T::destroy(object_);
   }
 
-  /// Hands the share over to the caller, who counts it down.
+  /// Gives the reference to the caller, who must decrement the count.
   [[nodiscard]] T* release() noexcept { return std::exchange(object_, nullptr); }
 
   [[nodiscard]] T* get() const noexcept { return object_; }
@@ -38,7 +38,7 @@ class Ref final {
   T* object_ = nullptr;
 };
 
-/// Releases an object whose last share is gone and what it leads to by `older`, however long that chain is.
+/// Releases an object without references and then those in the list by `older`, without recursion.
 template <typename T>
 void destroyChain(T* object) {
   while (object != nullptr) {

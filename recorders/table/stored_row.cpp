@@ -36,7 +36,7 @@ void gatherPiecesOf(const std::vector<std::size_t>& offsets, const std::byte* da
   }
 }
 
-// Pieces of the usual sizes without a call for each.
+// Copies pieces of the usual sizes without a function call each.
 void gatherPieces(const LeafColumn& column, const std::byte* data, std::byte* out) {
   switch (column.deliveredBytes) {
     case 1:

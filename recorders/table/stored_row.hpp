@@ -1,5 +1,5 @@
 /// @file
-/// How a delivered sample is stored in a row: every column's values side by side, last index fastest, as readers get
+/// How a delivered sample is stored in a row: the values of each column contiguous, last index fastest, as readers get
 /// them.
 #pragma once
 
@@ -16,12 +16,12 @@ namespace vtio::recorders {
 
 [[nodiscard]] bool hasTexts(const LayoutPosition& position);
 
-/// Is the stored sample the beginning of the delivered bytes as it stands?
+/// True if the stored sample is the beginning of the delivered bytes, unchanged.
 [[nodiscard]] bool isStoredAsDelivered(const LayoutPosition& position);
 
-/// Stores a sample. Logicals become 0 or 1, the two parts of complex values stand side by side, texts are copied.
+/// Stores a sample. Logicals become 0 or 1, the two parts of complex values are interleaved, texts are copied.
 /// @param texts Used for positions with texts only.
-/// @param scratch Spares an allocation for each text.
+/// @param scratch Used again, so that a text needs no allocation.
 void storeSample(const LayoutPosition& position, const std::byte* delivered, std::byte* row, TextStore* texts,
                  std::string& scratch);
 

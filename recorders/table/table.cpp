@@ -11,7 +11,7 @@
 namespace vtio::recorders {
 namespace {
 
-// Lists of tiles grow by a quarter: doubling would leave too much unused beside small tiles.
+// Lists of tiles grow by a quarter: doubling would leave more unused than small tiles take.
 void pushTight(std::vector<Ref<Tile>>& list, Ref<Tile> tile) {
   if (list.size() == list.capacity()) list.reserve(list.size() + std::max<std::size_t>(4, list.size() / 4));
   list.push_back(std::move(tile));
@@ -78,7 +78,7 @@ TileList& Table::ownTiles() {
 
 void Table::replaceLast(Ref<Tile> tile) { ownTiles().tiles.back() = std::move(tile); }
 
-// Others may refer to rows that are about to be written: goes on in a copy of the rows before.
+// Others may refer to rows that are about to be written: replaces the tile by a copy of the rows before.
 void Table::copyLast(std::uint64_t rows) {
   const Tile& from = last();
   Ref<Tile> copy = Tile::make(from.firstRow, from.capacity, from.rowBytes);
@@ -91,8 +91,8 @@ void Table::copyLast(std::uint64_t rows) {
   replaceLast(std::move(copy));
 }
 
-// Gives up the tiles whose rows are all older than the newest maxPoints; returns one of the wanted size if there is one
-// that nobody else holds.
+// Removes the tiles whose rows are all older than the newest maxPoints; returns one of the wanted size if there is one
+// without other references.
 Ref<Tile> Table::dropExpired(std::uint32_t capacity) {
   Ref<Tile> again = std::move(spare_);
   if (maxPoints_ != 0 && number + 1 > maxPoints_) {
@@ -204,7 +204,7 @@ void Table::restore(const TableState& state) {
   number = state.current;
   written = state.written;
   block();
-  // Texts that came later are given up, if nobody refers to rows that came later.
+  // Removes later texts if there are no references to later rows.
   Tile& tile = last();
   if (tile.texts && tile.shown <= rowInTile() + 1) tile.texts->truncate(state.texts);
 }

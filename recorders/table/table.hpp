@@ -13,10 +13,10 @@
 
 namespace vtio::recorders {
 
-/// Equal as times: equal numbers, or the same NaN.
+/// True for equal numbers, and for the same NaN.
 [[nodiscard]] bool sameTime(double a, double b);
 
-/// What of a table changes, so that a snapshot can keep it: a copy costs the same whatever the table holds.
+/// The part of a table that changes, for snapshots: copying it takes the same time however many rows there are.
 struct TableState {
   std::uint64_t current = 0;        // number of the current row
   std::uint64_t written = 0;        // attached positions that have a sample in it
@@ -26,7 +26,7 @@ struct TableState {
   std::uint32_t attached = 0;       // positions whose open run is in this table
   std::uint32_t rowBytes = 0;
   std::uint32_t starter = 0;  // position that began the current row
-  bool grows = false;         // takes new positions; it has only one row then
+  bool grows = false;         // accepts new positions; it has only one row then
   bool hasArchives = false;   // limited: an attached position may still need older samples from elsewhere
   bool ended = false;         // nothing is recorded in it any more
   Ref<TileList> tiles;
@@ -56,7 +56,7 @@ class Table final : public CurrentRow {
   /// Time of the current row.
   [[nodiscard]] double rowTime() const { return state_.time; }
 
-  /// Does a sample of this time belong in the current row?
+  /// True if a sample of this time is one of the current row.
   [[nodiscard]] bool isAt(double rowTime) const { return sameTime(state_.time, rowTime); }
 
   /// Adds bytes to the only row of a table that grows; returns their offset.
@@ -65,7 +65,7 @@ class Table final : public CurrentRow {
   /// True if the last tile has no room for another row.
   [[nodiscard]] bool isFull() const;
 
-  /// Adds an empty tile; gives up those that hold nothing but rows before the newest maxPoints.
+  /// Adds an empty tile; removes those that hold only rows before the newest maxPoints.
   void addTile();
 
   /// Begins the next row. The last tile must have room.
@@ -74,22 +74,22 @@ class Table final : public CurrentRow {
   /// Lets the current row be written.
   void openRow();
 
-  /// May snapshots or arrays refer to the current row?
+  /// True if snapshots or arrays may refer to the current row.
   [[nodiscard]] bool isRowShown() const;
 
-  /// Gives up the current row; there must be one before it. The row before is the current one again, and complete.
+  /// Removes the current row; there must be one before it. The row before is the current one again, and complete.
   void takeBackRow();
 
-  /// Makes what is recorded now shown: it stays what it is. The table takes no more positions.
+  /// Marks all rows as shown: they do not change any more. The table accepts no more positions.
   void show();
 
-  /// The texts of the current row go here.
+  /// Where the texts of the current row are appended.
   [[nodiscard]] TextStore& texts();
 
   /// The bytes of the current row, whether it may be written or not.
   [[nodiscard]] const std::byte* currentRow() const { return last().row(rowInTile()); }
 
-  /// The rows as an array sees them. The same object until something is recorded.
+  /// The rows as arrays read them. The same object until something is recorded.
   [[nodiscard]] std::shared_ptr<const RecordedTable> view();
 
   /// The state to be kept, all of it. The rows must be shown.
@@ -115,7 +115,7 @@ class Table final : public CurrentRow {
   TableState state_;
   const std::uint64_t maxPoints_;
   std::shared_ptr<const RecordedTable> view_;
-  Ref<Tile> spare_;  // given up before, to be used again
+  Ref<Tile> spare_;  // removed before, to be used again
 };
 
 }  // namespace vtio::recorders

@@ -1,4 +1,4 @@
-// Which row of which table a sample belongs to.
+// Finds the row of the table for a sample.
 #include "recorders/table/table_builder.hpp"
 
 #include <algorithm>
@@ -95,7 +95,7 @@ void TableBuilder::comeBack(std::uint32_t position, double time) {
   if (!reopen(position, time)) join(position, time);
 }
 
-// Goes on in the table that the position left, in the same columns, unless it missed too much there.
+// Continues in the table that the position left, in the same columns, unless it missed too much there.
 bool TableBuilder::reopen(std::uint32_t position, double time) {
   const Ref<Run> run = states_[position].closed;
   if (!run || run->table->state().ended || run->table->maxPoints() != 0) return false;
@@ -142,7 +142,7 @@ void TableBuilder::join(std::uint32_t position, double time) {
   attach(position, state, std::move(table), offset, 0);
 }
 
-// False if the table ends instead: there are better ones for those who are left.
+// False if the table ends instead, and the positions that are left get a new one.
 bool TableBuilder::beginRow(Table& table, double time, std::uint32_t position) {
   if (table.state().ended) return false;
   if (table.isFull()) {
@@ -158,7 +158,7 @@ bool TableBuilder::beginRow(Table& table, double time, std::uint32_t position) {
   return true;
 }
 
-// Opens a run whose next sample goes into the current row.
+// Opens a run whose next sample is written to the current row.
 void TableBuilder::attach(std::uint32_t position, PositionState& state, Ref<Table> table, std::uint32_t offset,
                           std::uint64_t begin) {
   const Position& p = positions_[position];
@@ -208,7 +208,7 @@ void TableBuilder::detach(std::uint32_t position, PositionState& state) {
   if (table->state().attached == 0) finish(*table);
 }
 
-// Nobody is attached to the table any more. Tables with a limit have no runs that refer to them: see close().
+// No position is attached to the table any more. Tables with a limit have no runs that refer to them: see close().
 void TableBuilder::finish(Table& table) {
   const Ref<Table> kept(&table);
   table.state().ended = true;
@@ -225,7 +225,7 @@ void TableBuilder::finish(Table& table) {
   tables_.pop_back();
 }
 
-// Closes the runs of those who have missed the last row, which is full.
+// Closes the runs of the positions without a sample in the current row, before the next row begins.
 void TableBuilder::closeStragglers(Table& table) {
   for (std::uint32_t i = 0; i < positions_.size(); ++i) {
     const Cursor& cursor = *positions_[i].cursor;
@@ -242,15 +242,15 @@ void TableBuilder::dropArchives(Table& table) {
   table.state().hasArchives = false;
 }
 
-// Has the current row samples of less than half of those who had one in the row before? A row that is shown counts as
-// the table's, as it cannot be given up.
+// True if less than half of the positions with a sample in the row before have one in the current row. False for a row
+// that is shown, as it cannot be removed.
 bool TableBuilder::isOfMinority(Table& table) {
   const TableState& state = table.state();
   return 2 * table.written < state.previous && table.written < state.attached && table.number != 0 && !state.ended &&
          !table.isRowShown();
 }
 
-// Moves those who have a sample in the current row to another table with it, and gives up the row.
+// Moves the positions with a sample in the current row to another table together with it, and removes the row.
 void TableBuilder::moveMinority(Table& table) {
   const Ref<Table> kept(&table);
   const auto hasSample = [&table](const Cursor& c) { return c.table == &table && c.next == table.number + 1; };

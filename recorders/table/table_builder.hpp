@@ -1,5 +1,5 @@
 /// @file
-/// Finds the sample tables in what arrives: which positions are recorded at the same times.
+/// Assigns samples to tables by finding out which positions are recorded at the same times.
 ///
 ///     auto builder = std::make_shared<TableBuilder>();
 ///     const TableBuilder::Added added = builder->add(layout, maxPoints);
@@ -35,32 +35,32 @@ namespace vtio::recorders {
 /// What always holds:
 ///
 /// 1. A position is attached to one table, in which its run is open, or to none. Its samples are its closed runs,
-///    oldest first, then the rows from `begin` up to its cursor's `next` in the table to which it is attached. Nothing
-///    that is recorded moves, but for what 5 and 6 say.
+///    oldest first, then the rows from `begin` up to its cursor's `next` in the table to which it is attached. Recorded
+///    samples are not moved, except by 5 and 6.
 /// 2. Rows are added at the end only, and only the last one, the current row, is written. An attached position either
 ///    has a sample in it (`next` is its number + 1), or has the row before as its newest one (`next` is its number), or
-///    has missed rows; `written` counts the first kind. A position that has missed rows closes its run when it comes
-///    back.
-/// 3. A table takes new columns only in its first row: positions that arrive at one time without a table that fits
-///    share a new one. A position comes back to the table that it left if it missed little there (kGap); else it joins
-///    a new table with all others that come to it at the same time; after kMostShortRuns short runs it gets one of its
-///    own.
-/// 4. A table whose rows are mostly used no more ends when its next tile is due: who is left moves on together.
-/// 5. A row that only a minority has is not a row of the table: those who have it move to another one with it, and the
-///    row is used again. So nobody else is slowed by a position that gets an extra sample.
-/// 6. A table with a limit of N rows drops older ones tile by tile. Who leaves such a table takes its N newest samples
-///    along.
+///    has missed rows; `written` counts the first kind. A position that has missed rows closes its run with its
+///    next sample.
+/// 3. A table takes new columns only in its first row: positions that get a sample at one time and have no table
+///    share a new one. A position returns to the table that it left if it missed few rows there (kGap); else it joins a
+///    new table with all others that need one at the same time; after kMostShortRuns short runs it gets its own.
+/// 4. When a table needs its next tile and more than 1/20 of the bytes of its rows are of detached positions, it ends:
+///    the positions that are left get a new table together.
+/// 5. A row with samples of a minority only is removed from the table: these positions move to another table together
+///    with it. So a position that gets an extra sample does not slow the others.
+/// 6. A table with a limit of N rows drops older ones tile by tile. The N newest samples of a position that leaves such
+///    a table are copied.
 /// 7. Rows that a snapshot or an array shows do not change. While a table's rows are shown, its `time` is NaN: the
-///    first update after that comes to the builder.
-/// 8. A snapshot holds the states of the tables, and shares those of the positions; of a cursor it needs nothing but
-///    where it is not behind its table's last row, which are the positions that have missed it.
+///    first update after that calls append().
+/// 8. A snapshot holds the states of the tables, and shares those of the positions; of the cursors it
+///    holds only those that are not after their table's last row: the positions that have missed it.
 class TableBuilder final {
  public:
   TableBuilder() = default;
   TableBuilder(const TableBuilder&) = delete;
   TableBuilder& operator=(const TableBuilder&) = delete;
 
-  /// Positions that were added: numbered from `first` on, their cursors side by side.
+  /// Positions that were added: numbered from `first` on, their cursors contiguous.
   struct Added {
     std::uint32_t first;
     Cursor* cursors;
@@ -71,11 +71,11 @@ class TableBuilder final {
   /// @throws std::length_error if a sample is too large for a row.
   [[nodiscard]] Added add(std::span<const LayoutPosition> layout, std::uint64_t maxPoints);
 
-  /// Forgets the samples of positions.
+  /// Removes positions and their samples.
   void remove(std::uint32_t first, std::size_t count);
 
   /// Appends one sample. Cursor::write() does the same where it can, and is faster.
-  /// @param data The delivered bytes, copied; texts are followed and copied.
+  /// @param data The delivered bytes, copied; texts are copied, not their addresses.
   /// @throws std::bad_alloc, std::length_error: the sample is lost, and everything else is as it was.
   void append(std::uint32_t position, double time, const void* data);
 
@@ -99,7 +99,7 @@ class TableBuilder final {
   /// The state of all positions. The same object until something is recorded.
   [[nodiscard]] std::shared_ptr<const BuilderSnapshot> capture();
 
-  /// Gives positions back the state that they had.
+  /// Restores the state of positions from a snapshot.
   ///
   /// Takes effect with the next call: if by then all positions have gone back to one snapshot, the tables go back to
   /// it, which copies nothing; else each position gets a copy of its samples.
@@ -180,7 +180,7 @@ class TableBuilder final {
   std::weak_ptr<const BuilderSnapshot> latest_;            // what capture() gave, if nothing was recorded since
   std::vector<std::pair<std::uint32_t, std::shared_ptr<const BuilderSnapshot>>> goingBack_;
   std::map<JoinedKey, std::weak_ptr<JoinedTable>> joined_;
-  std::size_t joinedSwept_ = 0;  // entries that were in use when they were last looked through
+  std::size_t joinedSwept_ = 0;  // entries that were in use when unused ones were last removed
   std::shared_ptr<const vtu::SampleTable> empty_;
   std::string scratch_;
 };

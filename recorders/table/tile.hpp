@@ -22,17 +22,17 @@ class TextStore final {
   /// @throws std::length_error for a text of 4 GiB or more.
   [[nodiscard]] vtu::TextCell append(std::string_view bytes);
 
-  /// The bytes of a cell, valid as long as the store and until a truncate() that gives them up.
+  /// The bytes of a cell, valid as long as the store and until a truncate() that removes them.
   [[nodiscard]] static std::string_view read(vtu::TextCell cell);
 
-  /// Where the next text goes.
+  /// Where the next text is appended.
   struct Mark {
     std::size_t block = 0;
     std::size_t used = 0;
   };
   [[nodiscard]] Mark mark() const { return at_; }
 
-  /// Gives up all texts that were appended after the mark was taken; the blocks stay for what comes next.
+  /// Removes all texts that were appended after the mark was taken; the blocks are kept for further texts.
   void truncate(Mark mark) { at_ = mark; }
 
   static void destroy(TextStore* store) { destroyChain(store); }
@@ -50,9 +50,9 @@ class TextStore final {
   Mark at_;
 };
 
-/// A run of rows: their times, then the rows side by side. Several lists of tiles may share a tile.
+/// Consecutive rows: their times, then the rows. Several lists of tiles may share a tile.
 struct Tile {
-  std::atomic<std::uint32_t> refs = 0;  // arrays that hold a share may be destroyed on any thread
+  std::atomic<std::uint32_t> refs = 0;  // arrays that refer to it may be destroyed on any thread
   std::uint32_t shown = 0;              // rows to which snapshots or arrays may refer
   std::uint32_t capacity = 0;           // rows
   std::uint32_t rowBytes = 0;
@@ -70,12 +70,12 @@ struct Tile {
   /// @throws std::bad_alloc
   [[nodiscard]] static Ref<Tile> make(std::uint64_t firstRow, std::uint32_t capacity, std::uint32_t rowBytes);
 
-  /// Called with the last share.
+  /// Called when the last reference is released.
   static void destroy(Tile* tile);
 };
 
-/// The tiles of a table, oldest first. Shared by the table, snapshots and arrays; who is not alone copies it to change
-/// it.
+/// The tiles of a table, oldest first. Shared by the table, snapshots and arrays; while it is shared, it is copied
+/// before it is changed.
 struct TileList {
   std::atomic<std::uint32_t> refs = 0;
   std::vector<Ref<Tile>> tiles;

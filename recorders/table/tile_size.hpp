@@ -9,8 +9,8 @@
 
 namespace vtio::recorders {
 
-/// Rows of the next tile: about 1/40 of what the table holds, so that what is not used yet stays small beside it, and
-/// at least about 1 KB. A table that keeps the newest N rows holds at most two square roots of N more.
+/// Rows of the next tile: about 1/40 of what the table holds, so that unused rows take little memory, and at least
+/// about 1 KB. A table that keeps the newest N rows holds at most 2 sqrt(N) more.
 /// @param rowBytes Bytes of one row with its time.
 /// @param held Rows that the table holds.
 /// @param maxPoints Most rows kept; 0 means no limit.

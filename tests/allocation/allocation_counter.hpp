@@ -31,7 +31,7 @@ class AllocationCounter {
   std::size_t live_;
 };
 
-/// Lets exactly one allocation throw std::bad_alloc: the one after the next `allowed`. Disarmed when it goes.
+/// Lets exactly one allocation throw std::bad_alloc: the one after the next `allowed`. Disarmed when it is destroyed.
 class FailingAllocation {
  public:
   explicit FailingAllocation(std::size_t allowed);
@@ -43,7 +43,7 @@ class FailingAllocation {
   bool happened() const;
 };
 
-/// Where the last allocation of exactly `size` bytes was placed; remembered for the size given to watchSize() only.
+/// Where the last allocation of exactly `size` bytes was placed; recorded for the size given to watchSize() only.
 void watchSize(std::size_t size);
 const void* lastOfWatchedSize();
 

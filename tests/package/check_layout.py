@@ -65,7 +65,8 @@ def read_dies(path):
             # Newer versions of readelf name the form of each value first.
             value = re.sub(r"^\((?:strp|line_strp|strx\d?|string|ref\d|ref_addr|data\d|sdata|udata|flag_present|flag|"
                            r"exprloc|block\d|implicit_const)\) ?", "", match[2])
-            value = re.sub(r"^\((?:indirect (?:line )?string, |indexed string: )?(?:offset: )?0x[0-9a-f]+\): ", "", value)
+            value = re.sub(r"^\((?:indirect (?:line )?string, |indexed string: )?(?:offset: )?0x[0-9a-f]+\): ", "",
+                           value)
             value = value.strip()
             stack[-1].attributes[match[1]] = value
     return dies
@@ -200,7 +201,8 @@ class Reader:
         for slot in range(self.slots(die)):
             if slot in own:
                 overrides = slot < self.slots(base)
-                lines.append(f"  override {own[slot].name()}" if overrides else f"  virtual {self.signature(own[slot])}")
+                lines.append(f"  override {own[slot].name()}" if overrides else
+                             f"  virtual {self.signature(own[slot])}")
             elif slot >= self.slots(base) and slot - 1 not in own and lines[-1] == "  virtual ~":
                 continue  # the second slot of the destructor
             elif slot >= self.slots(base):
@@ -229,7 +231,7 @@ def read_expected(path):
 
 
 def in_order(block):
-    """The comparison ignores where overrides stand, not the order of anything else."""
+    """The comparison ignores the places of overrides, not the order of anything else."""
     return [block[0]] + sorted(x for x in block if x.startswith("  override")) + [
         x for x in block[1:] if not x.startswith("  override")]
 
@@ -277,7 +279,7 @@ def main():
 
 
 def in_project(die):
-    """Whether a class stands in one of the project's namespaces (or in none)."""
+    """Whether a class is in one of the project's namespaces (or in none)."""
     outer = die
     while outer.parent is not None and outer.parent.tag != "DW_TAG_compile_unit":
         outer = outer.parent

@@ -15,7 +15,8 @@ import pathlib
 import subprocess
 import sys
 
-HEAD = """# What the shared libraries export, demangled; a line in brackets names the library, T is code, D and B data, R and V
+HEAD = """\
+# What the shared libraries export, demangled; a line in brackets names the library, T is code, D and B data, R and V
 # tables. To accept a change on purpose:
 #   tests/package/check_symbols.py --expected tests/package/symbols.expected --update LIBRARY...
 """

@@ -17,7 +17,7 @@ run("${CMAKE_COMMAND}" --install "${BUILD_DIR}" --prefix "${WORK_DIR}/first")
 file(RENAME "${WORK_DIR}/first" "${WORK_DIR}/prefix")
 set(prefix "${WORK_DIR}/prefix")
 
-# Nothing that was installed may point back to where it was built.
+# No installed file may contain the path of the build.
 file(GLOB_RECURSE texts "${prefix}/*.cmake" "${prefix}/*.pc" "${prefix}/*.h" "${prefix}/*.hpp")
 foreach(file IN LISTS texts)
   file(READ "${file}" text)

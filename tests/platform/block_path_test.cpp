@@ -142,7 +142,7 @@ ustring encode(const Texts& elements, Choose choose) {
   for (std::size_t i = 0; i < elements.size(); ++i) {
     result += i == 0 ? "" : "|";
     for (const char byte : vtu::to_string(elements[i])) {
-      // A byte beyond ASCII is escaped with its neighbours: half a character has no place in 16-bit text.
+      // Bytes beyond ASCII are escaped together: part of a character cannot be converted to 16-bit text.
       const bool ascii = static_cast<unsigned char>(byte) < 0x80;
       char escape[4];
       std::snprintf(escape, sizeof escape, choose() ? "%%%02X" : "%%%02x", static_cast<unsigned char>(byte));

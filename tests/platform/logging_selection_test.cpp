@@ -76,7 +76,7 @@ ModelLoggingInfo populated(const qxArrayWrapper& selection) {
   return result;
 }
 
-/// Is this the info of a signal that overrides nothing?
+/// True for the info of a signal without overrides.
 testing::AssertionResult isPlain(const LoggingInfo& info) {
   if (info.getUseCustomSignalName() || info.getDecimateData() || info.getLimitDataPoints()) {
     return testing::AssertionFailure() << "a setting is in use";

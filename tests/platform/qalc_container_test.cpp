@@ -127,7 +127,7 @@ TEST(QalcContainers, areCopiedOnWriteAtTheLevelThatIsWritten) {
   EXPECT_NE(qxGetConstData(qxGetField(deep.get(), 0, "big")), qxGetConstData(qxGetField(structure.get(), 0, "big")));
 }
 
-/// A tree of plain values with the behaviour that shared copies promise: each copy is independent.
+/// A tree of plain values with the behaviour required of shared copies: each copy is independent.
 struct Model {
   double value = 0;
   std::vector<Model> cells;  // of a cell array of two; empty for a number

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// One saved counter; counts how many of them are alive.
+/// One saved counter; counts how many of them exist.
 struct SavedCounter {
   explicit SavedCounter(int v) : value(v) { ++alive; }
   SavedCounter(const SavedCounter&) = delete;

@@ -17,7 +17,7 @@ namespace vtio::tests {
 using Array = vtu::qxArrayWrapper;
 using Dims = std::vector<std::size_t>;
 
-/// Where two arrays differ, in words; empty if they are the same bit by bit.
+/// A description of where two arrays differ; empty if they are the same bit by bit.
 std::string difference(const qxArray* a, const qxArray* b, const std::string& place = "value");
 
 Array doubles(const Dims& dims, const std::vector<double>& columnMajor);

@@ -54,7 +54,7 @@ void DamagedBytes::setNumber(std::size_t at, std::size_t width, std::uint64_t va
 
 void DamagedBytes::sealHeader(std::size_t header) { seal(header, headerEnd(header) - header); }
 
-/// The header before it says how large it is.
+/// The header before it gives its size.
 void DamagedBytes::sealContinuation(std::size_t chunk) {
   std::string address(8, '\0');
   std::memcpy(address.data(), &chunk, address.size());

@@ -1,6 +1,6 @@
 /// @file
-/// The bytes of a Qat file for tests that damage them: single fields are changed, and the checksum behind them made right
-/// again, as no accident would.
+/// The bytes of a Qat file for tests that damage them: single fields are changed, and the checksum behind them made
+/// right again, as no accident would.
 #pragma once
 
 #include <cstdint>

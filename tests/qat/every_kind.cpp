@@ -173,7 +173,7 @@ int write(const char* path) {
   return file.close() == 0 ? 0 : (std::fprintf(stderr, "%s\n", qatLastError()), 1);
 }
 
-/// Says what a file that was made from ours by other programs holds otherwise.
+/// Prints what differs in a file that other programs made from ours.
 int check(const char* path) {
   const vtu::QatFileWrapper file(path, "r");
   for (const auto& [name, array] : variables()) {

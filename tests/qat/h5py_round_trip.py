@@ -123,7 +123,8 @@ class EveryKind(unittest.TestCase):
     def test_sample_table(self):
         self.assertEqual(list(self.file["qat.samples"]), ["0"])
         table = self.file["qat.samples/0"]
-        self.assertEqual(sorted(table), ["Time", "columns", "double", "logical", "single.complex", "text", "text.bytes"])
+        self.assertEqual(sorted(table),
+                         ["Time", "columns", "double", "logical", "single.complex", "text", "text.bytes"])
         self.assertEqual(table["Time"][()].tolist(), [0, 0.125, 0.25, 0.375, 0.5])
         expected = [[row, row, row + 1, row + 2, row + 3] for row in (0, 10, 20, 30, 40)]
         self.assertEqual(table["double"][()].tolist(), expected)
@@ -206,7 +207,7 @@ class Tools(unittest.TestCase):
     def test_hardly_any_space_is_unaccounted_for(self):
         statistics = self.run_tool("h5stat", PATH)
         unaccounted = int(re.search(r"Unaccounted space: (\d+) bytes", statistics)[1])
-        self.assertLess(unaccounted, 8192)  # texts of attributes, of which h5stat knows nothing
+        self.assertLess(unaccounted, 8192)  # texts of attributes, which h5stat does not count
 
 
 if __name__ == "__main__":

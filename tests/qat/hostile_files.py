@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Makes files that are sound HDF5 and say nonsense: kinds, dims, fields, references, shapes of tables, records of columns and
-links that contradict each other, one to four of them in each file. Number k is the same file every time.
+"""Makes files that are valid HDF5 and contradict themselves: kinds, dims, fields, references, dimensions of tables,
+records of columns and links, one to four of them in each file. Number k is the same file every time.
 
     hostile_files.py FOLDER COUNT [FIRST]      k.qat for FIRST <= k < FIRST + COUNT; number 0 is left as it should be
     hostile_files.py --read PROGRAM COUNT      has qat_read_files survive that many of them, in a folder that goes away
@@ -22,9 +22,11 @@ RECORD = np.dtype([("name", "S12"), ("unit", "S4"), ("class", "S14"), ("dims", "
 TEXT = h5py.string_dtype()
 
 NUMBERS = [0, 1, 2, 3, 7, 49, 50, 51, 255, 4096, 2**31 - 1, 2**31, 2**32 - 1, 2**32, 2**62, 2**63, 2**64 - 1]
-TEXTS = ["", "cell", "struct", "char", "table", "columns", "row", "qat", "double", "double.complex", "text", "int8", "logical",
-         "logical.complex", "text.complex", "3x3", "0x0", "x", "3x", "99999999999999999999", "4294967295x4294967295", "1x" * 300 + "1",
-         ".", "..", "/", "../x", "%", "%00", "%zz", "qat.kind", "0", "17", "Time", "\ud7ff", "a" * 5000, "n\x00m"]
+TEXTS = ["", "cell", "struct", "char", "table", "columns", "row", "qat", "double", "double.complex", "text", "int8",
+         "logical", "logical.complex", "text.complex", "3x3", "0x0", "x", "3x", "99999999999999999999",
+         "4294967295x4294967295", "1x" * 300 + "1", ".", "..", "/", "../x", "%", "%00", "%zz", "qat.kind", "0", "17",
+         "Time", "\ud7ff",
+         "a" * 5000, "n\x00m"]
 
 
 def ordered(parent, name):
@@ -66,7 +68,8 @@ def write_sound(path):
         file.attrs["qat.format"] = "qat"
         file.attrs["qat.version"] = np.uint32(2)
         samples = ordered(file, "qat.samples")
-        table_of_samples(samples, "0", [("speed", "double", "", 1), ("gains", "double", "3x3", 9), ("on", "logical", "", 1),
+        table_of_samples(samples, "0",
+                         [("speed", "double", "", 1), ("gains", "double", "3x3", 9), ("on", "logical", "", 1),
                                         ("state", "text", "", 1), ("wave", "single.complex", "2", 2)])
         table_of_samples(samples, "1", [("slow", "int8", "2x2", 4)])
         file["matrix"] = np.arange(12.0).reshape(3, 4)
@@ -123,9 +126,9 @@ class Nonsense:
         file.visititems(lambda _, item: (self.groups if isinstance(item, h5py.Group) else self.datasets).append(item))
 
     def run(self):
-        changes = [self.attribute, self.attribute, self.new_attribute, self.record, self.record, self.reference, self.text_cell,
-                   self.replace_member, self.remove_member, self.resize, self.link, self.same_object_again, self.many_fields,
-                   self.wrong_type, self.huge_shape]
+        changes = [self.attribute, self.attribute, self.new_attribute, self.record, self.record, self.reference,
+                   self.text_cell, self.replace_member, self.remove_member, self.resize, self.link,
+                   self.same_object_again, self.many_fields, self.wrong_type, self.huge_shape]
         for _ in range(self.random.randint(1, 4)):
             try:
                 self.random.choice(changes)()
@@ -147,7 +150,8 @@ class Nonsense:
         if kind == 3:
             return np.array([tuple(self.pick(NUMBERS) % 2**w for w in (32, 32, 8)) for _ in range(5)], REFERENCE)
         if kind == 4:
-            return np.zeros([self.pick([0, 1, 2, 5]) for _ in range(self.random.randint(0, 6))], self.pick(["f8", "c8", "?", "i1"]))
+            return np.zeros([self.pick([0, 1, 2, 5]) for _ in range(self.random.randint(0, 6))],
+                            self.pick(["f8", "c8", "?", "i1"]))
         if kind == 5:
             return np.array([np.nan, -1.0, 1e300, 0.5])
         if kind == 6:
@@ -185,7 +189,8 @@ class Nonsense:
         dataset = self.pick(self.numbers_in("part"))
         references = dataset[()]
         field = self.pick(REFERENCE.names)
-        references[field][self.random.randrange(len(references))] = self.pick(NUMBERS) % 2**(8 * REFERENCE[field].itemsize)
+        references[field][self.random.randrange(len(references))] = (
+            self.pick(NUMBERS) % 2**(8 * REFERENCE[field].itemsize))
         dataset[...] = references
 
     def text_cell(self):
@@ -212,7 +217,8 @@ class Nonsense:
 
     def resize(self):
         """A dataset of another shape in the place of one."""
-        group, name = self.pick([(g, n) for g, n in self.members() if isinstance(g[n], h5py.Dataset) and g[n].size < 10**4])
+        group, name = self.pick([(g, n) for g, n in self.members()
+                                 if isinstance(g[n], h5py.Dataset) and g[n].size < 10**4])
         data = group[name][()]
         del group[name]
         shape = [max(0, extent + self.random.randint(-2, 2)) for extent in np.shape(data)]
@@ -226,7 +232,8 @@ class Nonsense:
         dtype = group[name].dtype
         del group[name]
         shape = tuple(self.pick([1, 7, 10**6, 2**31, 2**40]) for _ in range(self.random.randint(1, 3)))
-        chunks = tuple(min(extent, self.pick([1, 1000, 10**5])) for extent in shape) if self.random.random() < 0.7 else None
+        chunks = tuple(min(extent, self.pick([1, 1000, 10**5]))
+                       for extent in shape) if self.random.random() < 0.7 else None
         late = h5py.h5p.create(h5py.h5p.DATASET_CREATE)
         late.set_alloc_time(h5py.h5d.ALLOC_TIME_LATE)
         late.set_fill_time(h5py.h5d.FILL_TIME_NEVER)
@@ -234,15 +241,18 @@ class Nonsense:
             group.create_dataset(name, shape=shape, dtype=dtype, chunks=chunks, dcpl=late,
                                  compression=self.pick([None, "gzip"]) if chunks else None)
         else:  # one chunk is there
-            sparse = group.create_dataset(name, shape=(self.pick([10**6, 2**31, 2**40]),), dtype=dtype, chunks=(1000,), maxshape=(None,))
+            sparse = group.create_dataset(name, shape=(self.pick([10**6, 2**31, 2**40]),), dtype=dtype, chunks=(1000,),
+                                          maxshape=(None,))
             sparse[0] = np.zeros((), dtype)
 
     def wrong_type(self):
-        group, name = self.pick([(g, n) for g, n in self.members() if isinstance(g[n], h5py.Dataset) and g[n].size < 10**4])
+        group, name = self.pick([(g, n) for g, n in self.members()
+                                 if isinstance(g[n], h5py.Dataset) and g[n].size < 10**4])
         shape = group[name].shape
         del group[name]
-        kinds = ["f2", ">f8", ">i4", "u1", "S1", "V5", "c16", TEXT, h5py.vlen_dtype("i4"), h5py.ref_dtype, np.dtype(("f8", (2,))),
-                 h5py.enum_dtype({"A": 1, "B": 2}, "i4"), np.dtype([("r", "f8"), ("i", "f4")]), np.dtype([("a", RECORD)])]
+        kinds = ["f2", ">f8", ">i4", "u1", "S1", "V5", "c16", TEXT, h5py.vlen_dtype("i4"), h5py.ref_dtype,
+                 np.dtype(("f8", (2,))), h5py.enum_dtype({"A": 1, "B": 2}, "i4"),
+                 np.dtype([("r", "f8"), ("i", "f4")]), np.dtype([("a", RECORD)])]
         group.create_dataset(name, shape=shape, dtype=self.pick(kinds))
 
     def link(self):

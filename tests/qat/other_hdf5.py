@@ -1,5 +1,5 @@
-"""Other HDF5 libraries and tools read our files and write files that we read: HDF5 2.0 through h5wasm under Node, the installed
-h5py with both of its ways to write the newest format, and h5repack to the oldest.
+"""Other HDF5 libraries and tools read our files and write files that we read: HDF5 2.0 through h5wasm under Node, the
+installed h5py with both of its ways to write the newest format, and h5repack to the oldest.
 
     other_hdf5.py EVERY_KIND READ_FILES NODE NPM      NODE and NPM empty where they are missing
 """
@@ -45,7 +45,7 @@ class OtherHdf5(unittest.TestCase):
     def test_newer_hdf5(self):
         if not NODE or not NPM:
             self.skipTest("Node or npm is not installed: HDF5 2.0 was not tried")
-        for name in os.listdir(os.path.join(HERE, "newer_hdf5")):  # Node looks for packages beside the script
+        for name in os.listdir(os.path.join(HERE, "newer_hdf5")):  # Node searches the script's folder for packages
             shutil.copy(os.path.join(HERE, "newer_hdf5", name), self.folder)
         run(NPM, "ci", "--no-audit", "--no-fund", cwd=self.folder)
         script = os.path.join(self.folder, "newer_hdf5.mjs")

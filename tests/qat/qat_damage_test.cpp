@@ -1,4 +1,5 @@
-// Damaged files: an answer or an error in words, never a crash, an endless loop or memory that the file does not justify.
+// Damaged files: a result or an error message, never a crash, an endless loop or memory that the file does not
+// justify.
 #include <random>
 
 #include "guarded.hpp"

@@ -1,4 +1,4 @@
-// Files and variables: modes, order, replacement, deletion, and what every misuse says.
+// Files and variables: modes, order, replacement, deletion, and the error of every misuse.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>

@@ -50,7 +50,7 @@ class QatTest : public ::testing::Test {
     return array;
   }
 
-  /// Empty if the array comes back from a file as it went in.
+  /// Empty if the array is read from a file as it was written.
   std::string changeByRoundTrip(const qxArray* array) const {
     save("v", array);
     return difference(array, load("v").get());

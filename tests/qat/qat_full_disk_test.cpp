@@ -1,6 +1,6 @@
 // A disk that fills up at any moment: the call fails, what was flushed before stays readable, nothing crashes.
 //
-// A limit on the size of files stands in for the disk; every attempt runs in a process of its own.
+// A limit on the size of files simulates the full disk; every attempt runs in a process of its own.
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -27,8 +27,8 @@ class QatFullDisk : public QatTest {
     setrlimit(RLIMIT_FSIZE, &limit);
   }
 
-  /// What the child found: bit 0 open failed, 1 first put failed, 2 second put failed, 3 close failed, 4 a failure without
-  /// words, 5 the file could not be made anew.
+  /// What the child found: bit 0 open failed, 1 first put failed, 2 second put failed, 3 close failed, 4 a failure
+  /// without words, 5 the file could not be made anew.
   static int writeUntilFull(const char* path) {
     int result = 0;
     const auto failed = [&result](bool yes, int bit) {

@@ -1,4 +1,4 @@
-// Damage that checksums tell, and values that contradict each other under right checksums: both are met before HDF5 reads
+// Damage that checksums detect, and contradicting values with right checksums: both are detected before HDF5 reads
 // the file, and named.
 #include <fcntl.h>
 #include <sys/file.h>
@@ -58,7 +58,7 @@ class QatIntegrity : public QatTest {
 
   void overwrite(const std::string& content) const { std::ofstream(path_, std::ios::binary) << content; }
 
-  /// What opening these bytes says.
+  /// The error of opening these bytes.
   std::string openError(const std::string& content, const char* mode = "r") const {
     overwrite(content);
     const OpenFile file = open(mode);
@@ -66,7 +66,7 @@ class QatIntegrity : public QatTest {
     return file == nullptr ? qatLastError() : "";
   }
 
-  /// What reading a variable of these bytes says.
+  /// The error of reading a variable of these bytes.
   std::string readError(const std::string& content, const char* name) const {
     overwrite(content);
     const OpenFile file = open("r");
@@ -288,7 +288,7 @@ std::string groupWithLink(std::uint64_t target) {
   return sealed.bytes();
 }
 
-/// What another session wrote is never gone through: it may be nested as deep as it likes.
+/// What another session wrote is not read: it may be nested to any depth.
 TEST_F(QatIntegrity, ChainOfGroupsIsDeletedWithoutFollowingIt) {
   std::string content = everyKind();
   const DamagedBytes whole(content);
@@ -315,7 +315,7 @@ TEST_F(QatIntegrity, ChainOfGroupsIsDeletedWithoutFollowingIt) {
   });
 }
 
-/// The damaged size would take the bytes of everything behind it.
+/// The damaged size would claim all bytes after it.
 TEST_F(QatIntegrity, DamagedSizeLeavesOtherVariablesReadable) {
   {
     OpenFile file = open("w");
@@ -382,7 +382,7 @@ TEST_F(QatIntegrity, CheckThatIsNotFinishedIsARefusal) {
       integrity.requireObject(root);
       finished = true;
     } catch (const std::bad_alloc&) {
-      source.reads = 1000;  // there is memory again, but nobody knows what the first half has left
+      source.reads = 1000;  // there is memory again, but the first check was not completed
       EXPECT_THROW(integrity.requireObject(root), vtu::qat::Failure) << unfinished;
     }
   }
@@ -473,7 +473,7 @@ TEST_F(QatForeign, DamagedIndexOfChunksIsNamed) {
   }
 }
 
-/// Each chunk of a dataset would be given room, stored or not.
+/// HDF5 would allocate memory for each chunk of a dataset, stored or not.
 TEST_F(QatForeign, MoreChunksThanTheFileHasRoomFor) {
   DamagedBytes file(seed("chunks.qat"));
   const std::size_t header = file.headerAround(file.find("EAHD"));
@@ -516,7 +516,7 @@ TEST_F(QatForeign, BytesOfChunksAndTypesDamagedOneByOne) {
   }
 }
 
-/// What fuzzing found once: a table of links that HDF5 would take on trust, and crash.
+/// What fuzzing found once: a table of links that HDF5 does not check and crashes on.
 TEST_F(QatForeign, DamagedTableOfLinks) {
   guarded([&] {
     EXPECT_THAT(openError(seed("crash_dense_links.qat")),

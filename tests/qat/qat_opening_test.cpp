@@ -1,4 +1,4 @@
-// Opening, locking, closing and giving up: what a file is promised before HDF5 sees it and after HDF5 has let go.
+// Opening, locking, closing and giving up: what is done to a file before HDF5 opens it and after HDF5 has closed it.
 #ifndef H5_USE_110_API
 #define H5_USE_110_API
 #endif
@@ -32,7 +32,7 @@ Function next(const char* name) {
 
 }  // namespace
 
-/// Stands before HDF5's own function and counts how many threads are in it.
+/// Replaces HDF5's function, calls it, and counts how many threads are in it.
 extern "C" __attribute__((visibility("default"))) int H5Idec_ref(hid_t id) {
   static const auto original = next<int (*)(hid_t)>("H5Idec_ref");
   if (!watchesRelease) return original(id);
@@ -74,7 +74,7 @@ class QatOpening : public QatTest {
     mark(flags, missing);
   }
 
-  /// @param missing How far the End of File Address lies before the end.
+  /// @param missing Bytes from the End of File Address to the end.
   void mark(std::uint64_t flags, std::int64_t missing = 0) const {
     DamagedBytes file(bytes());
     file.setNumber(kFlagsAt, 1, flags);
@@ -83,7 +83,7 @@ class QatOpening : public QatTest {
     std::ofstream(path_, std::ios::binary) << file.bytes();
   }
 
-  /// An HDF5 file of somebody else.
+  /// An HDF5 file of another program.
   void saveForeign() const {
     const hid_t list = H5Pcreate(H5P_FILE_ACCESS);
     H5Pset_libver_bounds(list, H5F_LIBVER_V110, H5F_LIBVER_V110);

@@ -111,7 +111,7 @@ TEST_F(QatParts, NumberSelectsOneCell) {
   EXPECT_FALSE(part({"Elements", "Extra", "1"}));
 }
 
-/// Elements of different fields stand in a plain group; what a path gives is the same.
+/// Elements of different fields are stored in a plain group; what a path gives is the same.
 TEST_F(QatParts, CellsOfUnlikeStructures) {
   std::vector<Array> elements;
   for (std::size_t i = 0; i < 3; ++i) elements.push_back(element(i));

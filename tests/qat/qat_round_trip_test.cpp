@@ -1,4 +1,4 @@
-// Every kind of array comes back from a Qat file as it went in.
+// Every kind of array is read from a Qat file as it was written.
 #include <array>
 #include <limits>
 

@@ -1,7 +1,8 @@
 // Reads whole Qat files, for the tests that are scripts.
 //
 //   qat_read_files print FILE        every variable as lines of text, the same for the same values
-//   qat_read_files survive FILE...   reads and changes each file in a process of its own; fails if one of them is killed, or
+//   qat_read_files survive FILE...   reads and changes each file in a process of its own; fails if one of them is
+//   killed, or
 //                                    takes more than 2 s of processor time or 1 GiB
 #include <sys/resource.h>
 
@@ -105,7 +106,7 @@ int printFile(const char* path) {
   return qatClose(file) == 0 ? status : 1;
 }
 
-/// What a failing call owes: words.
+/// A failing call must leave a message.
 void requireReason() {
   if (*qatLastError() == '\0') std::abort();
 }
@@ -140,7 +141,7 @@ void changeFile(const char* path) {
   if (qatClose(file) != 0) std::abort();
 }
 
-/// @return variables that were read; minus the signal or 1000 if it did not end well.
+/// @return variables that were read; minus the signal or 1000 if it failed.
 int surviveFile(const char* path) {
   int pipe[2];
   if (::pipe(pipe) != 0) return -1000;

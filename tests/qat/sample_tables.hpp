@@ -1,5 +1,5 @@
 /// @file
-/// Sample tables for tests: rows of bytes in memory, and recordings of random shape.
+/// Sample tables for tests: rows of bytes in memory, and random recordings.
 #pragma once
 
 #include <algorithm>
@@ -64,7 +64,7 @@ class Recording final {
  public:
   explicit Recording(unsigned seed) : random_(seed) {}
 
-  /// Makes a table; its leaves are handed out by leaf().
+  /// Makes a table; leaf() returns its leaves.
   void addTable(std::size_t rows, std::size_t leaves);
 
   /// A structure as recorders make them: `Time` and `Data` of one leaf, and a `Unit`.

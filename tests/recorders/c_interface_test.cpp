@@ -1,4 +1,4 @@
-// recorders.h: what a C target reaches, and what it is told when something is wrong.
+// recorders.h: what a C target can call, and the errors that it gets.
 #include "recorders/recorders.h"
 #include "tests/recorders/c_consumer.h"
 #include "tests/recorders/recording_fixture.hpp"

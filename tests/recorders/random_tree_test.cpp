@@ -15,13 +15,13 @@ using vtio::recorders::SampleOrder;
 
 using Bytes = std::vector<std::byte>;
 
-// An array whose elements stand `stride` bytes apart.
+// An array whose elements are `stride` bytes apart.
 struct Level {
   Dims dims;
   std::size_t stride = 0;
 };
 
-// What the test knows about one leaf: where its first element stands, and the arrays that it is in, from the outermost
+// What the test expects of one leaf: the offset of its first element, and the arrays that it is in, from the outermost
 // one to the leaf itself.
 struct ExpectedLeaf {
   std::vector<std::string> path;

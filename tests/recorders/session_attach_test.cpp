@@ -1,4 +1,4 @@
-// What attaching checks, what it leaves behind when it fails, and from when on an accessor that was used before records.
+// What attaching checks, its state after a failure, and from when on an accessor that was used before records.
 #include <stdexcept>
 #include <string>
 
@@ -178,7 +178,7 @@ TEST_F(SessionAttach, DatasetWithoutANameIsRefused) {
   expectNothingLeft(*accessor);
 }
 
-/// An accessor of somebody else that takes no clients.
+/// An accessor of another library that accepts no clients.
 class Unwilling final : public Scalar {
  public:
   using Scalar::Scalar;

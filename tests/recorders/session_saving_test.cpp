@@ -138,7 +138,7 @@ TEST_F(SessionSaving, DatasetsThatWouldReplaceEachOtherAreReported) {
   EXPECT_TRUE(folderContents().empty());
 }
 
-// A limit on the size of files stands in for the disk; each attempt runs in a process of its own.
+// A limit on the size of files simulates the full disk; each attempt runs in a process of its own.
 TEST_F(SessionSaving, FullDiskIsReportedAtEveryMomentAndLeavesTheOldFile) {
   int failures = 0;
   int complete = 0;
@@ -205,7 +205,8 @@ TEST_F(SessionSaving, LeftoversOfInterruptedRunsAreLeftAlone) {
 TEST_F(SessionSaving, FileThatIsBeingWrittenIsLeftAlone) {
   QatFile* writer = qatOpen(file().c_str(), "w");
   ASSERT_NE(writer, nullptr) << qatLastError();
-  EXPECT_EQ(failure(file()), "The results cannot be saved in '" + file() + "': it is being written by another program.");
+  EXPECT_EQ(failure(file()),
+            "The results cannot be saved in '" + file() + "': it is being written by another program.");
   EXPECT_EQ(qatClose(writer), 0) << qatLastError();
   EXPECT_EQ(failure(file()), "");
 }

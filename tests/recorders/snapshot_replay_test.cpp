@@ -10,7 +10,7 @@ namespace {
 
 using namespace recording;
 
-// A plain model of the recorders: the newest samples of each, copied whole into each snapshot.
+// A plain model of the recorders: the newest samples of each, copied completely into each snapshot.
 struct Model {
   std::vector<std::deque<std::pair<double, double>>> samples;
   std::vector<std::deque<std::string>> texts;
@@ -71,7 +71,7 @@ class Replay : public Recording, public ::testing::WithParamInterface<unsigned> 
     return model;
   }
 
-  // Says where lists differ first, not what is in them.
+  // Prints where the lists differ first, not their contents.
   template <typename List>
   static void expectSame(const std::vector<List>& held, const std::vector<List>& expected, const char* what) {
     for (std::size_t i = 0; i < expected.size(); ++i) {

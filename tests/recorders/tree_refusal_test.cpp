@@ -9,7 +9,7 @@ using namespace recording;
 
 constexpr long long kHuge = std::numeric_limits<long long>::max() / 2;
 
-// A leaf class of somebody else.
+// A leaf class of another library.
 class LyingLeaf final : public LeafNode {
  public:
   LyingLeaf(Dims dims, unsigned long bytes)
@@ -22,7 +22,7 @@ class LyingLeaf final : public LeafNode {
 
 class TreeRefusal : public Recording {
  protected:
-  // What the session says when the tree is attached; empty if it is not refused.
+  // The error when the tree is attached; empty if it is not refused.
   std::string refusal(NodePtr root, unsigned long inputPorts = 512) {
     const SignalDescriptor& descriptor =
         catalogue_.createSignalDescriptor(std::move(root), inputPorts, 0, 1, u"s", u"", pathOf(u"model/block"), 0);

@@ -1,4 +1,4 @@
-// Buses of every kind: where each leaf's values come from, and the shape of its array.
+// Buses of every kind: where each leaf's values are read, and the dimensions of its array.
 #include <array>
 #include <cstddef>
 #include <cstdint>

@@ -170,7 +170,7 @@ TEST_F(AccessorTest, concreteAccessorsInheritTheList) {
   EXPECT_THAT(bus.clients(), ElementsAre(&r_));
 }
 
-// Random subscriptions and removals against a list that searches instead of trusting positions.
+// Random subscriptions and removals against a list that is searched each time.
 TEST_F(AccessorTest, agreesWithASearchingListOverRandomHistories) {
   std::mt19937 random(20240611);
   for (int history = 0; history < 40; ++history) {

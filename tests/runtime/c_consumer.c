@@ -109,7 +109,7 @@ RunReport runTarget(const char* configuration, const char* results, unsigned ste
     report.gotAccessors = report.gotAccessors && accessors[i] != NULL;
     environment->subscribe(environment->context, catalogue, descriptor, zetGetPointerFromUniquePtr(accessors[i]));
   }
-  /* One accessor is held raw, to be released the other way. */
+  /* One accessor is held raw, to be released by the other function. */
   void* modeAccessor = *accessors[kMode];
   *accessors[kMode] = NULL;
   for (unsigned i = 0; i < steps; ++i) {

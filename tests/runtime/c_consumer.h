@@ -1,4 +1,4 @@
-/* The road of one signal as a compiled target drives it, in C. */
+/* One signal from description to release, as a compiled target calls it, in C. */
 #ifndef VTIO_TESTS_RUNTIME_C_CONSUMER_H
 #define VTIO_TESTS_RUNTIME_C_CONSUMER_H
 
@@ -6,14 +6,14 @@
 extern "C" {
 #endif
 
-/* What the environment does for the target: subscribes clients, and says when logging is on. */
+/* What the environment does for the target: subscribes clients, and sets when logging is on. */
 typedef struct Environment {
   void* context;
   const void* (*loggingInterval)(void* context, void* catalogue);
   void (*subscribe)(void* context, void* catalogue, const void* descriptor, void* accessor);
 } Environment;
 
-/* What the run met on its way; every field is 1 if that step worked. */
+/* Results of the steps; every field is 1 if that step worked. */
 typedef struct RunReport {
   int gotCatalogue;
   int gotDescriptors;

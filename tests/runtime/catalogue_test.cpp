@@ -177,7 +177,7 @@ TEST(CatalogueDescriptorTest, inportWithItsOrder) {
   EXPECT_TRUE(made.foreachDimensions().empty());
 }
 
-// An override reaches the catalogue's descriptor with the number of the one that is passed: so numbers can be seen.
+// An override reaches the catalogue's descriptor with the number of the one that is passed: so numbers can be tested.
 TEST(CatalogueDescriptorTest, descriptorsOfEveryKindAreNumberedTogetherFromZero) {
   Catalogue catalogue;
   const vtu::FullBlkPathToTopMdl path = makePath({u"m/b"});
@@ -358,7 +358,7 @@ class CatalogueSnapshotTest : public CatalogueTest {
     catalogue_.addClient(std::move(client), u"a");
     return result;
   }
-  void TearDown() override { catalogue_.snapshotInterfaces().clear(); }  // they write to events_, which dies first
+  void TearDown() override { catalogue_.snapshotInterfaces().clear(); }  // they use events_, which is destroyed first
 
   Events events_;
 };

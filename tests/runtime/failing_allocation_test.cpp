@@ -1,4 +1,4 @@
-// What the catalogue and the entry functions promise when memory runs out, tried at every single allocation.
+// What the catalogue and the entry functions guarantee when memory runs out, tried at every single allocation.
 
 #include <gtest/gtest.h>
 
@@ -44,7 +44,7 @@ class TreeAllocationTest : public ::testing::Test {
  protected:
   using Add = std::function<void(void*)>;
 
-  // An add that fails leaves the vector as it was, reports nothing and gives back what it took.
+  // An add that fails leaves the vector as it was, reports nothing and releases what it allocated.
   static void expectAllOrNothing(const std::string& what, const Add& add) {
     zetAddLeafNode(0, "", "", 0, nullptr, 0, kLongText, "", "", 0, 0, nullptr);  // the message has its memory now
     const int failures = failEveryAllocation([&](std::size_t allowed) {
@@ -181,7 +181,7 @@ TEST(DescriptorAllocationTest, aFailedDescriptorLeavesNothingBehind) {
   });
 }
 
-// Places of accessors and of their cells are kept for the next ones: what is live is compared once there are some.
+// Memory of accessors and of their cells is kept for the next ones: allocations are compared once there is some.
 TEST(AccessorAllocationTest, aFailureGivesNullAndLeavesNothingBehind) {
   const smartlog::LoggingInterval interval;
   const auto scalar = makeDescriptor(makeLeaf());
@@ -234,7 +234,7 @@ TEST(AccessorAllocationTest, aFailureAmongManyGivesNullAndAllAreReleased) {
   EXPECT_GE(failures, 2) << "the cells and the accessors";
 }
 
-// A service may get along without the memory that it was refused: then the catalogue must be whole.
+// A service may succeed although an allocation failed: then the catalogue must be complete.
 TEST(CatalogueAllocationTest, theEntryFunctionGivesNullOrAWholeCatalogueWhereverMemoryEnds) {
   TemporaryFolder folder;
   const std::string name = folder.file("configuration.qat");
@@ -357,7 +357,7 @@ TEST(CatalogueAllocationTest, aResourceThatCannotBeKeptIsDestroyed) {
   EXPECT_EQ(catalogue.getSharedResource("r"), nullptr);
 }
 
-// An override with a long custom name needs memory: the entry function has no net of its own.
+// An override with a long custom name needs memory: the entry function does not catch the failure.
 TEST(LoggingOverrideAllocationTest, theFailurePasses) {
   Catalogue catalogue;
   const SignalDescriptor& descriptor =

@@ -19,7 +19,7 @@ using NodeVector = std::vector<std::unique_ptr<core::utils::Node>>;
 /// The vector of a tree-vector handle: the handle is the address of a cell that holds the vector's address.
 inline NodeVector& vectorBehind(void* handle) { return **static_cast<NodeVector**>(handle); }
 
-/// Calls an entry function of the shape (mode, number of arguments, argument list).
+/// Calls an entry function with the parameters (mode, number of arguments, argument list).
 inline void* callWithArguments(void* (*function)(int, int, char*), int mode, int numArgs, ...) {
   std::va_list arguments;
   va_start(arguments, numArgs);

@@ -38,7 +38,7 @@ class CountingClient : public Client {
   int samples = 0;
 };
 
-// A call with the shape of the variable-argument entry functions.
+// A call with the parameters of the variable-argument entry functions.
 void* callVariable(void* (*function)(int, int, char*), int numArgs, ...) {
   std::va_list arguments;
   va_start(arguments, numArgs);

@@ -1,4 +1,4 @@
-// zetLastError(): what it says about a failure that an entry function drops.
+// zetLastError(): its message about a failure that an entry function does not report.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -28,7 +28,7 @@ constexpr const char* kVariables[] = {
 
 class LastErrorTest : public ::testing::Test {
  protected:
-  /// What is said when a catalogue is made from the file, which must fail.
+  /// The message when a catalogue is made from the file, which must fail.
   std::string creationError(const std::string& name) {
     EXPECT_EQ(zetGetNewVtioCatalogue(name.c_str()), nullptr);
     return zetLastError();
@@ -85,7 +85,7 @@ TEST_F(LastErrorTest, malformedSelectionIsNamedWithItsFile) {
   EXPECT_THAT(creationError(configuration), AllOf(HasSubstr("'" + file_ + "': "), HasSubstr("loggingSelection")));
 }
 
-// Every sixteenth byte is changed in turn; what is then said names the file and is never the general sentence alone.
+// Every sixteenth byte is changed in turn; the message then names the file and is never the general sentence alone.
 TEST_F(LastErrorTest, damagedConfigurationIsNamedWithTheDamage) {
   Configuration configuration;
   configuration.set("loggingSelection", makeSelection(1).release());

@@ -64,7 +64,7 @@ class Structure:
 
 
 class Samples:
-    """Where the samples of a leaf stand."""
+    """Where the samples of a leaf are stored."""
 
     def __init__(self, file, reference):
         self.table = file[f"qat.samples/{reference['table']}"]

@@ -1,4 +1,4 @@
-// Simulations on several threads, each with a catalogue, a session and a file of its own: none sees another.
+// Simulations on several threads, each with a catalogue, a session and a file of its own: none affects another.
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -54,7 +54,7 @@ class Simulation {
   }
 
  private:
-  // The same texts in every simulation: all threads meet in the pool of texts. In the order of the saved elements.
+  // The same texts in every simulation: all threads use the pool of texts. In the order of the saved elements.
   static std::u16string nameOf(int signal) { return u"signal" + vtu::to_ustring(std::to_string(100 + signal)); }
 
   void addSignal(int i) {

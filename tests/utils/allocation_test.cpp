@@ -1,4 +1,4 @@
-// What is done for every sample takes nothing from the heap, but for what it has to keep.
+// Per-sample functions allocate nothing, except for what they must keep.
 #include <algorithm>
 #include <array>
 #include <cstring>

@@ -149,7 +149,7 @@ TEST(TopNVBusNode, policiesDieWithTheRoot) {
   auto root = makeRoot({1});
   root->addPolicy(std::make_unique<const test::ProbePolicy>(SignalDescriptorNodePolicy::splitBuffer, true, alive));
   EXPECT_EQ(alive, 1);
-  // It says that it transforms, so it is listed; it is no TransformationPolicy, so it is not handed out as one.
+  // It claims to transform, so it is listed; it is no TransformationPolicy, so it is not returned as one.
   ASSERT_NE(root->transformationPolicies(), nullptr);
   EXPECT_EQ(*root->transformationPolicies(), (std::vector<unsigned long>{0}));
   EXPECT_EQ(root->transformationPolicy(0), nullptr);

@@ -13,7 +13,7 @@ namespace vtu::qat {
 /// What HDF5 is going to do with an object: it goes through more of one that it changes.
 enum class Purpose { reading, changing };
 
-/// Where the bytes of a file come from, and what happens to a structure whose checksum is wrong.
+/// Reads the bytes of a file, and decides what to do about a wrong checksum.
 class ByteSource {
  public:
   virtual ~ByteSource() = default;
@@ -21,10 +21,10 @@ class ByteSource {
   /// Size of the file in bytes.
   [[nodiscard]] virtual std::uint64_t size() const = 0;
 
-  /// Reads bytes that lie within size(). @throws Failure
+  /// Reads bytes within size(). @throws Failure
   virtual void read(std::uint64_t address, void* target, std::size_t size) const = 0;
 
-  /// Told that the four bytes at `address` are not the checksum of their structure, which would be `right`.
+  /// Called when the four bytes at `address` are not the checksum of their structure, which is `right`.
   virtual void wrongChecksum(StructurePlace place, std::uint64_t address, std::uint32_t right) = 0;
 };
 
@@ -38,10 +38,10 @@ struct Block {
   [[nodiscard]] Cursor cursor() const { return {bytes.data() + begin, end - begin, place}; }
 };
 
-/// Hands out structures whose checksum is right, and keeps account of their bytes: in a sound file every byte belongs to one
-/// structure at most. Overlaps are refused, which also bounds the work and the memory of every check by the size of the
-/// file. Nothing is claimed before it has been verified, so that damage in one place does not make another one unreadable.
-/// Borrows the source.
+/// Reads structures, checks their checksums and records the bytes that they take: in a sound file every byte is part of
+/// one structure at most. Overlaps are refused, which also bounds the work and the memory of every check by the size of
+/// the file. Nothing is claimed before it has been verified, so that damage in one place does not make another one
+/// unreadable. Does not own the source.
 class Blocks final {
  public:
   static constexpr std::size_t kChecksumBytes = 4;
@@ -53,8 +53,9 @@ class Blocks final {
   /// Reads bytes of the file without any check but that they are there. @throws Failure
   [[nodiscard]] Block read(StructurePlace place, std::uint64_t size) const;
 
-  /// Reads and claims a structure of version 0 that ends with a checksum. @param signature Its first letters, may be empty.
-  /// @param spare Bytes behind the checksum that belong to it. @throws Failure
+  /// Reads and claims a structure of version 0 that ends with a checksum. @param signature Its first bytes, may be
+  /// empty.
+  /// @param spare Bytes after the checksum that are part of the structure. @throws Failure
   Block take(StructurePlace place, std::string_view signature, std::uint64_t size, std::uint64_t spare = 0);
 
   /// Fails unless the last four of the first `size` bytes are the checksum of those before them.
@@ -63,19 +64,19 @@ class Blocks final {
   /// Fails unless the stored checksum, at `address` in the file, is the right one.
   void verify(StructurePlace place, std::uint64_t address, std::uint32_t stored, std::uint32_t right);
 
-  /// Claims bytes. @throws Failure when they are not in the file or belong to something else
+  /// Claims bytes. @throws Failure when they are not in the file or are claimed already
   void claim(StructurePlace place, std::uint64_t size);
 
-  /// Fails unless the bytes lie in the file.
+  /// Fails unless the bytes are in the file.
   void requireInFile(StructurePlace place, std::uint64_t size) const;
 
-  /// Forgets what has been claimed; to be called when the file has changed.
+  /// Releases all claims; to be called when the file has changed.
   void clear();
 
  private:
   ByteSource& source_;
   std::uint64_t fileSize_ = 0;
-  std::map<std::uint64_t, std::uint64_t> claimed_;  // first address, address behind the last; neighbours are one
+  std::map<std::uint64_t, std::uint64_t> claimed_;  // first address, address after the last; adjacent ranges are merged
 };
 
 }  // namespace vtu::qat

@@ -6,7 +6,7 @@
 namespace vtu::qat {
 namespace {
 
-// Every HDF5 makes these trees with these parameters.
+// The parameters with which the HDF5 library makes these trees.
 constexpr std::size_t kNodeSize = 512;
 constexpr unsigned kSplitPercent = 100, kMergePercent = 40;
 
@@ -28,7 +28,7 @@ struct Pointer {
   std::uint64_t address, records, total;
 };
 
-/// One walk over one tree.
+/// One traversal of one tree.
 class BtreeWalk final {
  public:
   BtreeWalk(Blocks& blocks, BtreeType type, std::size_t recordSize, const std::function<void(Cursor)>& visit)

@@ -8,7 +8,7 @@
 
 namespace vtu::qat {
 
-/// What the records of a tree are, as its Type says.
+/// What the records of a tree are: its Type.
 enum class BtreeType : std::uint8_t {
   hugeObjects = 1,
   linkNames = 5,
@@ -17,7 +17,7 @@ enum class BtreeType : std::uint8_t {
   attributeOrder = 9,
 };
 
-/// Checks the header and every node of the tree at an address, and hands its records over in order.
+/// Checks the header and every node of the tree at an address, and passes its records on in order.
 /// @param recordSize What the records' type demands, in bytes.
 /// @return the number of records. @throws Failure
 std::uint64_t readBtree(Blocks& blocks, std::uint64_t address, BtreeType type, std::size_t recordSize,

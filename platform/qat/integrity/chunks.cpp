@@ -18,8 +18,9 @@ constexpr std::size_t kPrefix = 14;  // of the parts of an array: signature, ver
 constexpr std::size_t kOffset = kMaxBits / 8;
 constexpr std::size_t kChecksum = Blocks::kChecksumBytes;
 
-// The shape of an extensible array: step s has blocksOf(s) data blocks of elementsOf(s) elements. The index block finds the
-// blocks of the first steps, a secondary block each those of a later one. From some step on data blocks have pages.
+// The layout of an extensible array: step s has blocksOf(s) data blocks of elementsOf(s) elements. The index block
+// finds the blocks of the first steps, a secondary block each those of a later one. From some step on data blocks have
+// pages.
 constexpr unsigned kSteps = 1 + kMaxBits - 4;  // 4: log2 of kMinElements
 constexpr unsigned kStepsInIndex = 4;          // twice log2 of kMinPointers
 constexpr std::uint64_t blocksOf(unsigned step) { return std::uint64_t{1} << (step / 2); }
@@ -44,7 +45,7 @@ std::uint64_t inflatedBytes(const Block& chunk, std::uint64_t limit) {
   return status == Z_STREAM_END ? total : kNoAddress;
 }
 
-/// One dataset's chunks while they are checked. Borrows everything it is made with.
+/// One dataset's chunks while they are checked. Owns none of its arguments.
 class ChunkWalk final {
  public:
   ChunkWalk(Blocks& blocks, const Cursor& at, const DatasetInfo& dataset, const ChunkIndex& index)
@@ -55,7 +56,7 @@ class ChunkWalk final {
       chunkBytes_ *= extent;
     }
     at.require(index.chunk.back() == dataset.type.size, "Dataset Element Size", index.chunk.back());
-    // HDF5 makes something of every chunk of the extents, stored or not; a stored one takes an element of the index.
+    // HDF5 uses memory for every chunk of the extents, stored or not; a stored one has an element in the index.
     constexpr std::uint64_t kAlwaysFine = 4096, kBytesOfElement = 8;
     const std::uint64_t chunks = chunksWithin(dataset.space.extents);
     at.require(chunks <= kAlwaysFine + blocks.fileSize() / kBytesOfElement, "number of chunks", chunks);
@@ -123,7 +124,7 @@ class ChunkWalk final {
   [[nodiscard]] std::uint64_t mostChunks() const { return chunksWithin(dataset_.space.limits); }
   [[nodiscard]] unsigned clientId() const { return filtered_ ? 1 : 0; }
 
-  /// The cursor behind what a part of the array says about whose it is.
+  /// The cursor after the prefix of a part of the array, which holds the client and the address of its header.
   [[nodiscard]] Cursor startOf(const Block& block) const {
     Cursor at = block.cursor();
     at.expect(1, clientId(), "Client ID");

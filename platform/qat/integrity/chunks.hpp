@@ -27,7 +27,8 @@ struct ChunkIndex {
   StoredChunk single;  // of a single filtered chunk
 };
 
-// Every HDF5 makes its arrays with these parameters; the Data Layout Message and the header of the array repeat them.
+// The HDF5 library makes its arrays with these parameters; the Data Layout Message and the header of the array repeat
+// them.
 inline constexpr unsigned kPageBits = 10;      ///< log2 of the elements in a page
 inline constexpr unsigned kMaxBits = 32;       ///< of the number of an element
 inline constexpr unsigned kIndexElements = 4;  ///< elements in the index block itself

@@ -12,17 +12,17 @@ namespace vtu::qat {
 /// The address of a structure that does not exist.
 inline constexpr std::uint64_t kNoAddress = ~std::uint64_t{0};
 
-/// The address where a structure begins, and what the HDF5 file format calls it, for the words of an error.
+/// The address where a structure begins, and what the HDF5 file format calls it, for the text of an error.
 struct StructurePlace {
   const char* what = "structure";
   std::uint64_t address = 0;
 };
 
-/// How a Failure calls a structure: "the <what> at address N".
+/// The name of a structure in a Failure: "the <what> at address N".
 [[nodiscard]] std::string inWords(StructurePlace place);
 
-/// A reading position within bytes that somebody else keeps. Numbers are little-endian. Fields are called as the HDF5 file
-/// format calls them. @throws Failure past the end.
+/// A reading position within bytes that the caller owns. Numbers are little-endian. Fields have the names of the HDF5
+/// file format. @throws Failure past the end.
 class Cursor final {
  public:
   Cursor() = default;
@@ -39,7 +39,7 @@ class Cursor final {
   std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
   std::uint64_t u64() { return number(8); }
 
-  /// The next bytes; they live as long as what the cursor reads.
+  /// The next bytes; valid as long as the bytes that the cursor reads.
   std::string_view text(std::size_t size);
 
   /// A cursor over the next bytes alone.
@@ -57,7 +57,7 @@ class Cursor final {
   /// Fails: "the <what> at address N: <why>".
   [[noreturn]] void fail(const std::string& why) const;
 
-  /// Fails likewise because HDF5 has this, but Qat files do not. @param advice What to do about it.
+  /// Fails likewise: HDF5 files may have this, Qat files may not. @param advice What to do about it.
   [[noreturn]] void refuse(const std::string& what, const char* advice = "") const;
 
  private:

@@ -88,7 +88,7 @@ void readEnumeration(Cursor& at, const Header& header) {
   at.skip(members * header.size);
 }
 
-/// Numbers, fixed texts and enumerations. @return false for what stands in none of these
+/// Numbers, fixed texts and enumerations. @return false for any other type
 bool readSimple(Cursor& at, const Header& header) {
   switch (header.kind) {
     case fixedPoint:

@@ -10,7 +10,7 @@
 namespace vtu::qat {
 namespace {
 
-// Every HDF5 makes its heaps with these parameters.
+// The parameters with which the HDF5 library makes its heaps.
 constexpr std::uint64_t kWidth = 4, kLargestBlock = 1U << 16U, kLargestManaged = 4096, kStartingRows = 1;
 constexpr unsigned kBlockChecksums = 2, kSectionClasses = 4;
 constexpr std::size_t kLengthBytes = 2;
@@ -72,7 +72,7 @@ class HeapReader final {
     at.expect(heap_.offsetBytes(), offset, "Block Offset");
   }
 
-  /// The checksum stands before the objects, and is made as if it were 0.
+  /// The checksum is before the objects, and is computed with its own bytes as 0.
   void readDirect(std::uint64_t address, std::uint64_t offset, std::uint64_t size) {
     Block block = blocks_.read({"Fractal Heap Direct Block", address}, size);
     Cursor at = block.cursor();
@@ -118,7 +118,7 @@ class HeapReader final {
     });
   }
 
-  /// HDF5 goes through the account of free space when it adds or removes something.
+  /// HDF5 reads the list of free space when it adds or removes something.
   void checkFreeSpace(std::uint64_t address) {
     constexpr std::size_t kHeader = 82;
     const Block block = blocks_.take({"Free-space Manager Header", address}, "FSHD", kHeader);

@@ -9,7 +9,7 @@
 
 namespace vtu::qat {
 
-/// The parameters with which every HDF5 makes its heaps, besides those that are the same for both.
+/// The parameters with which the HDF5 library makes its heaps, besides those that are the same for both.
 struct HeapForm {
   std::size_t idBytes;      ///< what the users of the heap keep of an object
   std::uint64_t firstSize;  ///< of a block, in bytes
@@ -20,10 +20,10 @@ inline constexpr HeapForm kLinkHeap{7, 512, 32}, kAttributeHeap{8, 1024, 40};
 /// The objects of one heap. Valid as long as the heap that was read.
 class Heap final {
  public:
-  /// Reads the heap at an address and checks it as a whole. @throws Failure when anything in it contradicts itself.
+  /// Reads the heap at an address and checks all of it. @throws Failure when parts of it contradict each other.
   Heap(Blocks& blocks, std::uint64_t address, const HeapForm& form, Purpose purpose);
 
-  /// The bytes of the object with an identity; they live as long as the heap. @throws Failure when there is none.
+  /// The bytes of the object with an identity; valid as long as the heap. @throws Failure when there is none.
   [[nodiscard]] Cursor object(Cursor id) const;
 
  private:

@@ -1,16 +1,16 @@
 /// @file
 /// Checks what HDF5 is about to read.
 ///
-/// HDF5 trusts much of what a file says: damaged metadata can make it crash, loop or ask for any amount of memory. Metadata of
-/// the latest format carries checksums, so that accidental damage can be told; a file made on purpose can have right
-/// checksums around wrong values. Both are met here, without HDF5, before HDF5 opens the object. What a Qat file does not
-/// hold is not checked but refused by name.
+/// HDF5 does not check much of what it reads: damaged metadata can make it crash, loop or allocate any amount of
+/// memory. Metadata of the latest format carries checksums, so that accidental damage is detected; a file made on
+/// purpose can have right checksums and wrong values. Both are checked here, without HDF5, before HDF5 opens the
+/// object. Structures that Qat files do not have are not checked but refused by name.
 ///
 ///     Integrity integrity(source);
 ///     integrity.requireObject(address);   // throws, or HDF5 may open the object at that address
 ///
-/// An object is checked alone: its header, attributes, links and layout, not what its links lead to, so that damage
-/// in one variable leaves the others readable. Every object is checked once.
+/// An object is checked alone: its header, attributes, links and layout, not the objects that its links refer to, so
+/// that damage in one variable leaves the others readable. Every object is checked once.
 #pragma once
 
 #include <unordered_map>
@@ -21,17 +21,18 @@
 
 namespace vtu::qat {
 
-/// The checks of one file. Borrows the source of its bytes. Not synchronised.
+/// The checks of one file. Does not own the source of the bytes. Not synchronised.
 class Integrity final {
  public:
   explicit Integrity(ByteSource& source) : blocks_(source) {}
 
-  /// Checks one object. A check that did not come to its end, for want of memory for example, is a refusal from then on.
-  /// @param purpose Counts when an object is checked for the first time. @throws Failure saying what is wrong and at which
-  /// address
+  /// Checks one object. An object whose check could not be completed, for lack of memory for example, is refused from
+  /// then on.
+  /// @param purpose Used when an object is checked for the first time. @throws Failure saying what is wrong and at
+  /// which address
   void requireObject(std::uint64_t address, Purpose purpose = Purpose::reading);
 
-  /// Forgets what has been checked; to be called when the file has changed.
+  /// Discards the results of earlier checks; to be called when the file has changed.
   void forget();
 
  private:

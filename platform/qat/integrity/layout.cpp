@@ -16,7 +16,7 @@ std::uint64_t bytesOf(const Cursor& at, const DatasetInfo& dataset) {
   return bytes;
 }
 
-/// HDF5 makes up what was never written, as much as the extents say.
+/// HDF5 fills in what was never written, up to the extents.
 void requireWritten(const Cursor& at, const DatasetInfo& dataset) {
   constexpr std::uint64_t kLittle = 4096;
   if (bytesOf(at, dataset) > kLittle) at.refuse("a dataset without any data");
@@ -30,7 +30,7 @@ void checkContiguous(Blocks& blocks, Cursor at, const DatasetInfo& dataset) {
   blocks.claim({"contiguous data", address}, size);
 }
 
-/// The parameters with which every HDF5 makes its index of this kind.
+/// The parameters with which the HDF5 library makes its index of this kind.
 void checkIndexParameters(Cursor& at, ChunkIndexType type) {
   if (type == ChunkIndexType::fixedArray) return at.expect(1, kPageBits, "Page Bits");
   at.expect(1, kMaxBits, "Max Bits");

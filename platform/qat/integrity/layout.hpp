@@ -1,5 +1,5 @@
 /// @file
-/// Where the elements of a dataset stand, checked against its type and extents.
+/// Where the elements of a dataset are stored, checked against its type and extents.
 #pragma once
 
 #include <vector>
@@ -9,15 +9,15 @@
 
 namespace vtu::qat {
 
-/// What a dataset is, as its messages say.
+/// What the messages of a dataset describe.
 struct DatasetInfo {
   SpaceInfo space;
   TypeInfo type;
   std::vector<unsigned> filters;
 };
 
-/// Checks that the storage holds what type and extents ask for, and that it lies in the file; of chunks, their index and
-/// that every chunk gives as many bytes as it has elements. @throws Failure
+/// Checks that the storage has the size that type and extents require, and that it is in the file; of chunks, their
+/// index and that every chunk has as many bytes as it has elements. @throws Failure
 void checkLayout(Blocks& blocks, Cursor at, const DatasetInfo& dataset);
 
 }  // namespace vtu::qat

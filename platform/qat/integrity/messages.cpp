@@ -10,7 +10,7 @@ void requireTerminated(const Cursor& at, std::string_view text, const char* fiel
   at.require(!text.empty() && text.find('\0') == text.size() - 1, field);
 }
 
-/// Two texts, each with a NUL behind it: a file and a path in it.
+/// Two texts, each ending with a NUL: a file and a path in it.
 void checkExternalLink(Cursor at) {
   at.expect(1, 0, "Version and Flags");
   const std::string_view texts = at.text(at.left());

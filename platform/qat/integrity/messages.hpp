@@ -1,5 +1,5 @@
 /// @file
-/// What the messages of an object say, each read within its own bytes and checked for itself.
+/// The messages of an object, each read within its own bytes and checked alone.
 #pragma once
 
 #include <string_view>
@@ -26,7 +26,7 @@ std::string_view readLink(Cursor at);
 /// Checks one attribute, with everything in it. @return its name
 std::string_view readAttribute(Cursor at);
 
-/// Where links or attributes stand that are too many for the header.
+/// Where links or attributes are stored that are too many for the header.
 struct DenseInfo {
   std::uint64_t heap = kNoAddress;
   std::uint64_t nameIndex = kNoAddress;

@@ -1,5 +1,5 @@
 /// @file
-/// The messages of an object: what HDF5 knows about a group or a dataset.
+/// The messages of an object: the description of a group or a dataset.
 #pragma once
 
 #include <vector>
@@ -8,7 +8,7 @@
 
 namespace vtu::qat {
 
-/// The kinds of messages that stand in the objects of a Qat file.
+/// The kinds of messages in the objects of a Qat file.
 enum class MessageType : std::uint8_t {
   nil = 0x00,
   dataspace = 0x01,
@@ -25,7 +25,7 @@ enum class MessageType : std::uint8_t {
   referenceCount = 0x16,
 };
 
-/// One message; its body lies in a block of its header.
+/// One message; its body is in a block of its header.
 struct Message {
   MessageType type;
   Cursor body;
@@ -40,8 +40,8 @@ struct ObjectHeader {
   [[nodiscard]] const Message* find(MessageType type) const;
 };
 
-/// Reads the header at an address with its continuations. @throws Failure also for a message that Qat files do not have, and
-/// for one that is there twice and must not be.
+/// Reads the header at an address with its continuations. @throws Failure also for a message that Qat files do not
+/// have, and for one that is there twice and must not be.
 [[nodiscard]] ObjectHeader readObjectHeader(Blocks& blocks, std::uint64_t address);
 
 }  // namespace vtu::qat

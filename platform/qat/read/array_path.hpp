@@ -12,16 +12,16 @@
 
 namespace vtu::qat {
 
-/// The number that a step of a path is; nothing for any other text.
+/// The number in a step of a path; empty for any other text.
 [[nodiscard]] std::optional<std::size_t> numberOfStep(const std::string& step);
 
-/// Throws that a path leads nowhere at a step.
+/// Throws the Failure for a step of a path that does not exist.
 [[noreturn]] void failAtStep(const std::string& step, const std::string& why);
 
-/// What a path leads to from a value; see qatGetPart(). @param value May be null. @throws Failure
+/// The value at a path below a value; see qatGetPart(). @param value May be null. @throws Failure
 [[nodiscard]] qalc::ArrayPtr partOf(const qxArray* value, std::span<const std::string> path);
 
-/// What a path leads to from values that are one field of n cells: a number selects one, a name enters all.
+/// The value at a path below values that are one field of n cells: a number selects one, a name enters all.
 [[nodiscard]] qalc::ArrayPtr partOfAll(const std::vector<const qxArray*>& values, std::span<const std::string> path);
 
 }  // namespace vtu::qat

@@ -16,7 +16,7 @@ void Reader::requireChunks(hid_t dataset) {
 qalc::ArrayPtr Reader::readDataset(hid_t dataset) {
   const Handle type = typeOf(dataset);
   auto extents = extentsOf(dataset);
-  // A product of extents that overflows must not reach the library, which trusts it.
+  // A product of extents that overflows must not reach the library, which does not check it.
   const std::size_t count = checkedElements(extents);
   requireChunks(dataset);
   if (samplesAs_ == Samples::found && !isReferenceType(type.get())) return referenceRows({});

@@ -9,22 +9,22 @@
 
 namespace vtu::qat {
 
-/// What an array takes in memory beside its values.
+/// Memory of an array in addition to its values.
 inline constexpr std::uint64_t kArrayBytes = 320;
 
 /// What an object and an attribute of a file count, with which time is bounded, too.
 inline constexpr std::uint64_t kObjectBytes = 2048;
 inline constexpr std::uint64_t kAttributeBytes = 1024;
 
-/// How much memory one read may take: in proportion to the file, so that a small file cannot ask for much.
+/// How much memory one read may take: in proportion to the file, so that a small file cannot use much.
 class MemoryBudget final {
  public:
   explicit MemoryBudget(std::uint64_t fileSize) { allow(fileSize); }
 
-  /// Another file takes part.
+  /// Adds the size of another file.
   void allow(std::uint64_t fileSize) { left_ += fileSize * kBytesPerFileByte; }
 
-  /// Takes room for `count` things of `each` bytes. @throws Failure if there is no room left.
+  /// Reserves `count` times `each` bytes. @throws Failure if the budget is exceeded.
   void take(std::uint64_t count, std::uint64_t each) {
     std::uint64_t bytes = 0;
     if (__builtin_mul_overflow(count, each, &bytes) || bytes > left_) {
@@ -34,7 +34,7 @@ class MemoryBudget final {
     left_ -= bytes;
   }
 
-  /// The same for memory that is released soon: nothing is taken.
+  /// The same for memory that is released soon: nothing stays reserved.
   void require(std::uint64_t count, std::uint64_t each) const { MemoryBudget(*this).take(count, each); }
 
  private:

@@ -107,7 +107,7 @@ std::vector<StoredColumn> OpenTable::readRecords() {
   return columns;
 }
 
-/// While a file is written, its valid rows stand in a dataset of their own.
+/// While a file is written, the number of valid rows is in a dataset of its own.
 void OpenTable::takeValidRows(std::vector<StoredColumn>& columns) {
   if (!hasMember(group_.get(), kRowsMember)) return;
   atPlace(kRowsMember, [&] {

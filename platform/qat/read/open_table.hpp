@@ -18,7 +18,7 @@
 
 namespace vtu::qat {
 
-/// A table that is open. Opens its datasets when they are first asked for. Every function throws Failure.
+/// A table that is open. Opens its datasets on first use. Every function throws Failure.
 class OpenTable final {
  public:
   /// The values of one element class.
@@ -66,13 +66,13 @@ class OpenTable final {
     }
   }
 
-  /// Forgets what it has read and opened.
+  /// Closes what is open and discards what was read.
   void refresh();
 
   [[nodiscard]] const Source& source() const { return source_; }
 
  private:
-  /// The texts' bytes, a stretch of them in memory.
+  /// A range of the texts' bytes in memory.
   struct Window {
     Handle dataset;
     std::uint64_t size = 0;  // of the dataset

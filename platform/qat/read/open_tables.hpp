@@ -14,9 +14,9 @@ namespace vtu::qat {
 
 class File;
 
-/// Opens tables when they are first asked for and keeps them open. Every function throws Failure.
+/// Opens tables on first use and keeps them open. Every function throws Failure.
 ///
-/// A table may stand in a streamed file beside this one: its member is then an external link to the member of the same
+/// A table may be in a streamed file in the same folder: its member is then an external link to the member of the same
 /// name there, by the bare name of the file. No other link to another file is followed.
 class OpenTables final {
  public:
@@ -30,7 +30,7 @@ class OpenTables final {
 
   [[nodiscard]] OpenTable& table(std::uint32_t number);
 
-  /// Makes the tables look again at a file that is being written.
+  /// Makes the tables read a file again that is being written.
   void refresh();
 
  private:
@@ -40,7 +40,7 @@ class OpenTables final {
 
   Source source_;
   Handle group_;
-  std::map<std::string, std::unique_ptr<File>> otherFiles_;  // before the tables, which borrow from them
+  std::map<std::string, std::unique_ptr<File>> otherFiles_;  // destroyed after the tables, which refer to them
   std::map<std::uint32_t, std::unique_ptr<OpenTable>> tables_;
 };
 

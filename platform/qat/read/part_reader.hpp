@@ -12,7 +12,7 @@
 
 namespace vtu::qat {
 
-/// Follows a path as far as the file is laid out for it, and in memory from there on. See qatGetPart().
+/// Follows a path through the objects of the file as far as it can, then in the array in memory. See qatGetPart().
 class PartReader final : private Reader {
  public:
   PartReader(const Source& source, QatPartSamples samples);

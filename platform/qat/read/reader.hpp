@@ -1,5 +1,5 @@
 /// @file
-/// Reads arrays of any kind from the members of a group, trusting nothing that it finds.
+/// Reads arrays of any kind from the members of a group, checking everything that it reads.
 #pragma once
 
 #include <set>
@@ -18,8 +18,8 @@ namespace vtu::qat {
 
 /// Reads one variable: an array and everything below it. Objects that are linked more than once become shared copies.
 ///
-/// Memory, nesting and repetition are bounded, cycles are found. One reader serves one variable: what it remembers is right
-/// as long as the file does not change. Borrows the file.
+/// Memory, nesting and repetition are bounded, cycles are found. One reader serves one variable: what it caches is
+/// valid as long as the file does not change. Does not own the file.
 class Reader {
  public:
   explicit Reader(const Source& source);
@@ -30,7 +30,7 @@ class Reader {
   /// The array stored in the object at an address, complete. @throws Failure
   [[nodiscard]] qalc::ArrayPtr readAt(haddr_t address);
 
-  /// Looks through a member of a group for references, without reading its values. @throws Failure
+  /// Searches a member of a group for references, without reading its values. @throws Failure
   void findTables(hid_t group, const std::string& link);
 
   /// The sample tables that findTables() has found references to.
@@ -45,7 +45,7 @@ class Reader {
   /// One field of a table.
   struct Column;
 
-  /// How arrays of samples come out; resolved ones have no values before loadSamples().
+  /// How arrays of samples are returned; resolved ones have no values before loadSamples().
   void setSamples(Samples samples) { samplesAs_ = samples; }
   void forgetObjects() { done_.clear(); }
   [[nodiscard]] bool samplesAre(Samples samples) const { return samplesAs_ == samples; }

@@ -11,7 +11,7 @@
 namespace vtu::qat {
 namespace {
 
-/// An array of samples with room for nothing yet.
+/// An array of samples without values.
 qalc::ArrayPtr emptyArray(std::uint64_t rows, const std::vector<std::size_t>& sampleDims, ElementKind kind) {
   std::vector<std::size_t> dims{rows};
   dims.insert(dims.end(), sampleDims.begin(), sampleDims.end());
@@ -41,7 +41,7 @@ struct Rectangle {
   [[nodiscard]] std::uint64_t width() const { return endColumn - firstColumn; }
 };
 
-/// Copies what a block has of a leaf into its array.
+/// Copies the part of a leaf that is in a block into its array.
 void scatter(const Rectangle& block, const StoredColumn& leaf, std::byte* values) {
   const std::uint64_t from = std::max<std::uint64_t>(leaf.first, block.firstColumn);
   const std::uint64_t to = std::min(std::uint64_t{leaf.first} + leaf.width, block.endColumn);

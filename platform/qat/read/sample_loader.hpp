@@ -16,20 +16,20 @@ namespace vtu::qat {
 
 /// Makes arrays without values first and fills them all together: each table is read in one pass.
 ///
-/// Arrays of equal references share their storage; so do the times of the same rows of a table. Borrows what it is made
-/// with.
+/// Arrays of equal references share their storage; so do the times of the same rows of a table. Does not own its
+/// arguments.
 class SampleLoader final {
  public:
   SampleLoader(const Source& source, MemoryBudget& budget) : tables_(source), budget_(budget) {}
 
-  /// The array that a reference stands for; its values are there after load(). @throws Failure
+  /// The array that a reference refers to; it has values after load(). @throws Failure
   [[nodiscard]] qalc::ArrayPtr array(const Reference& reference);
 
   /// Fills the arrays that are still in use. @throws Failure
   void load();
 
  private:
-  /// A leaf whose values are wanted.
+  /// A leaf whose values are to be read.
   struct Wanted {
     const StoredColumn* column = nullptr;
     ElementKind kind;

@@ -12,7 +12,7 @@
 
 namespace vtu::qat {
 
-/// Parts of an open file; all are borrowed, and valid until it is closed or changed.
+/// Parts of an open file, not owned; valid until it is closed or changed.
 struct Source {
   Kit& kit;
   FileBytes bytes;
@@ -21,13 +21,14 @@ struct Source {
   const std::string& path;
 };
 
-/// True if a group has a member of this name. @throws Failure for a name that HDF5 would take for a path
+/// True if a group has a member of this name. @throws Failure for a name that HDF5 would read as a path
 [[nodiscard]] bool hasMember(hid_t group, const std::string& link);
 
 /// Opens the object at an address after it has been checked. @throws Failure
 [[nodiscard]] Handle openAt(const Source& source, haddr_t address);
 
-/// Opens a member of a group; every object is checked before HDF5 opens it. @param address Set if not null. @throws Failure
+/// Opens a member of a group; every object is checked before HDF5 opens it. @param address Set if not null.
+/// @throws Failure
 [[nodiscard]] Handle openMember(const Source& source, hid_t group, const std::string& link, haddr_t* address = nullptr);
 
 /// The same for a member that must be a dataset or a group.
@@ -45,7 +46,7 @@ struct Source {
 [[nodiscard]] Handle spaceOf(hid_t dataset);
 [[nodiscard]] std::vector<std::size_t> extentsOf(hid_t dataset);
 
-/// Extents of the chunks of a dataset, which HDF5 keeps whole in memory, however little is in them; none without chunks.
+/// Extents of the chunks of a dataset, which HDF5 always holds in memory completely; none without chunks.
 [[nodiscard]] std::vector<std::size_t> chunkOf(hid_t dataset);
 
 }  // namespace vtu::qat

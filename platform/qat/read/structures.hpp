@@ -14,10 +14,10 @@
 
 namespace vtu::qat {
 
-/// What a field takes in memory beside its values.
+/// Memory of a field in addition to its values.
 inline constexpr std::uint64_t kFieldBytes = 96;
 
-/// Counts levels of nesting while it lives. @throws Failure when they are too many
+/// Counts levels of nesting while it exists. @throws Failure when they are too many
 class Deeper final {
  public:
   explicit Deeper(int& depth) : depth_(depth) {

@@ -37,7 +37,7 @@ qalc::ArrayPtr Reader::readTable(hid_t group) {
   return cells;
 }
 
-/// Reads what stands in objects of its own, for the references in it.
+/// Reads the values that have objects of their own, so that the references in them are found.
 void Reader::readMembers(const std::vector<Column>& columns) {
   for (const Column& column : columns) {
     for (const Reference& reference : column.references) tables_.insert(reference.table);

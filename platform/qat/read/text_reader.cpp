@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* kReferenceTag = "vtio text reference";
 
-/// A text of variable length as it stands in the file.
+/// A text of variable length as stored in the file.
 struct HeapReference {
   std::uint32_t length;
   std::uint64_t heapAddress;

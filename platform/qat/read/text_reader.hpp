@@ -1,8 +1,8 @@
 /// @file
 /// Reads texts from attributes and datasets, of fixed and of variable length.
 ///
-/// HDF5 keeps text of variable length in heaps that carry no checksum and trusts what it finds there. Here the references
-/// are taken as they stand and the heaps are read with every length checked, so that a damaged file cannot do harm.
+/// HDF5 keeps text of variable length in heaps without checksums and does not check what it reads there. Here
+/// HDF5 only reads the references; the heaps are parsed with every length checked, so that a damaged file does no harm.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@
 
 namespace vtu::qat {
 
-/// Texts that stand in memory one after another.
+/// Texts in memory, one after another.
 class Texts final {
  public:
   [[nodiscard]] std::size_t size() const { return runs_.size(); }
@@ -41,7 +41,7 @@ class Texts final {
   std::vector<std::pair<std::size_t, std::size_t>> runs_;  // offset and size
 };
 
-/// Reads texts of one file. Keeps the heaps that it has seen, within a limit. Borrows what it is made with.
+/// Reads texts of one file. Caches heaps, up to a limit. Does not own its arguments.
 class TextReader final {
  public:
   TextReader(FileBytes bytes, MemoryBudget& budget) : bytes_(bytes), fileSize_(bytes.size()), budget_(budget) {}

@@ -18,7 +18,7 @@ inline constexpr std::size_t kLongestText = std::size_t{1} << 30;
 /// Whether texts may share one fixed length without wasting much of the file.
 [[nodiscard]] bool fitFixedLength(std::span<const std::string> texts);
 
-/// Makes datasets in a group and fills them. Borrows the kit.
+/// Makes datasets in a group and fills them. Does not own the kit.
 class DatasetWriter final {
  public:
   explicit DatasetWriter(Kit& kit) : kit_(kit) {}
@@ -33,7 +33,7 @@ class DatasetWriter final {
   Handle writeTexts(hid_t group, const std::string& link, std::span<const std::string> texts,
                     const std::vector<hsize_t>& extents);
 
-  /// Writes elements that stand in memory one after another.
+  /// Writes elements that are contiguous in memory.
   /// @param extents None for a single element. @param list How the dataset is stored; by default contiguous.
   Handle writeValues(hid_t group, const std::string& link, hid_t type, const std::vector<hsize_t>& extents,
                      const void* values, hid_t list = H5P_DEFAULT);

@@ -20,27 +20,28 @@
 
 namespace vtu::qat {
 
-/// Knows which samples in memory the file holds already, and writes those that it lacks.
+/// Records which samples in memory are in the file already, and writes those that are not.
 ///
-/// Arrays over one SampleTable that one variable holds stand in one table of the file; what the file has from an earlier
-/// variable is referred to, not written again. Lives as long as the file is open. Borrows the kit.
+/// The arrays of one variable over one SampleTable are written to one table of the file; what the file has from an
+/// earlier variable is referred to, not written again. Used as long as the file is open. Does not own the kit.
 class SampleStore final {
  public:
   explicit SampleStore(Kit& kit) : kit_(kit) {}
 
   /// Writes the samples of an array and of everything below it that the file lacks, as tables in the group `staging`.
-  /// @param root The root group. @param takenNames Gives the names of the signals in the file; asked if there is a table to
-  ///   write. @throws Failure
+  /// @param root The root group. @param takenNames Gives the names of the signals in the file; called if there is a
+  ///   table to write. @throws Failure
   void write(const qxArray& array, hid_t root, hid_t staging, const std::function<SignalNames()>& takenNames);
 
-  /// The reference that stands for a value of the array given to write(); nothing for an array without samples in the
-  /// file. @param owner The structure with the value as a field, or null: times refer to the record of a value beside them.
+  /// The reference to store for a value of the array given to write(); empty for an array without samples in the
+  /// file. @param owner The structure with the value as a field, or null: times refer to the record of a value in
+  /// the same structure.
   [[nodiscard]] std::optional<Reference> find(const qxArray& value, const qxArray* owner) const;
 
   /// Moves the tables in `staging` to the root's group of tables, which is made if need be.
   void link(hid_t root, hid_t staging);
 
-  /// Forgets everything; to be called when tables may have been deleted.
+  /// Clears the record; to be called when tables may have been deleted.
   void clear();
 
  private:
@@ -74,7 +75,7 @@ class SampleStore final {
   std::unordered_set<const qalc::Storage*> visited_;
   std::unordered_map<const SampleTable*, std::size_t> lackOf_;      // index into what is lacking
   std::unordered_map<const qalc::Storage*, Reference> references_;  // of values
-  mutable std::size_t besideField_ = 0;                             // where the values beside times were found last
+  mutable std::size_t besideField_ = 0;                             // the field that had the values of the last times
 };
 
 }  // namespace vtu::qat

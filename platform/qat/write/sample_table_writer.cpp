@@ -18,7 +18,7 @@ constexpr std::uint64_t kChunkRows = 1536;  // that a chunk has before it become
 
 std::uint64_t divideUp(std::uint64_t a, std::uint64_t b) { return (a + b - 1) / b; }
 
-/// Splits an extent into pieces of about `size`, at most a third smaller, so that the last one wastes little.
+/// Splits an extent into pieces of about `size`, at most a third smaller, so that little of the last one is unused.
 std::uint64_t evenPiece(std::uint64_t extent, std::uint64_t size) {
   std::uint64_t best = std::clamp<std::uint64_t>(size, 1, extent);
   const auto waste = [extent](std::uint64_t piece) { return divideUp(extent, piece) * piece - extent; };
@@ -28,7 +28,7 @@ std::uint64_t evenPiece(std::uint64_t extent, std::uint64_t size) {
   return best;
 }
 
-/// Columns that stand side by side in the dataset and in the rows.
+/// Columns that are adjacent in the dataset and in the rows.
 struct Run {
   std::uint64_t column;  // first in the dataset
   std::uint64_t width;
@@ -130,7 +130,7 @@ struct SampleTableWriter::Chunks {
     }
   }
 
-  /// Where an element of the chunk stands.
+  /// The address of an element of the chunk.
   [[nodiscard]] std::byte* elementAt(std::uint64_t row, std::uint64_t column) {
     return bytes.data() + (row - at[0]) * stride() + (column - at[1]) * element;
   }

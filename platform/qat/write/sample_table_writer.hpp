@@ -29,8 +29,8 @@ struct SampleClass {
   std::size_t recorded = 0;           ///< columns whose record has been made
 };
 
-/// Writes times, values and records of a table into a group. Values are copied chunk by chunk, about a megabyte each, and
-/// the chunks written directly. Borrows what it is made with. Its functions throw Failure.
+/// Writes times, values and records of a table into a group. Values are copied chunk by chunk, about a megabyte each,
+/// and the chunks written directly. Does not own its arguments. Its functions throw Failure.
 class SampleTableWriter final {
  public:
   SampleTableWriter(Kit& kit, hid_t group, const SampleSelection& selection);

@@ -16,7 +16,7 @@ namespace vtu::qat {
 /// reused, so the first hit is compared with what the file holds.
 class SharedObjects final {
  public:
-  /// Says whether the object at an address holds the array's value.
+  /// True if the object at an address holds the array's value.
   using Comparison = std::function<bool(haddr_t, const qxArray&)>;
 
   explicit SharedObjects(Comparison comparison) : holds_(std::move(comparison)) {}
@@ -24,7 +24,7 @@ class SharedObjects final {
   /// From here on every known object is compared before it is used.
   void beginVariable() { ++variable_; }
 
-  /// Forgets everything; to be called when objects may have been deleted.
+  /// Clears the record; to be called when objects may have been deleted.
   void clear() { known_.clear(); }
 
   /// The address of an object with this array's value, or HADDR_UNDEF.

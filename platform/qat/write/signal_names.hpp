@@ -8,7 +8,8 @@
 
 namespace vtu::qat {
 
-/// Hands out names: the second signal of a name becomes `NAME#2`, the third `NAME#3`, or the next number that is free.
+/// Makes names unique: the second signal of a name becomes `NAME#2`, the third `NAME#3`, or the next free
+/// number.
 class SignalNames final {
  public:
   /// Takes a name as it is.

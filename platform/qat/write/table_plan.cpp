@@ -24,7 +24,7 @@ bool haveSameFields(const qxArray& a, const qxArray& b) {
                                 [](const auto& x, const auto& y) { return x.name == y.name; });
 }
 
-/// True if the fields' names can stand in a table.
+/// True if a table can have fields of these names.
 bool haveShortNames(const qxArray& structure) {
   const auto& fields = structure.storage->fields;
   return !fields.empty() && std::all_of(fields.begin(), fields.end(), [](const qalc::Field& field) {

@@ -1,9 +1,9 @@
 /// @file
 /// Decides which fields of a cell array of like structures become columns, and collects what the columns hold.
 ///
-/// A field that is in every cell a number of one class, a char row, a cell of the same number of char rows or an array of
-/// samples is a column. A field that is in every cell a structure of the same fields is a group of such fields. What is
-/// left is a group with one member per row.
+/// A field that in every cell is a number of one class, a char row, a cell of the same number of char rows or an array
+/// of samples is a column. A field that in every cell is a structure of the same fields is a group of such fields. Any
+/// other field is a group with one member per row.
 #pragma once
 
 #include <string>
@@ -50,7 +50,7 @@ struct FieldPlan final {
   void leaveToMembers();
 };
 
-/// The plan of one table. Borrows the arrays.
+/// The plan of one table. Does not own the arrays.
 class TablePlan final {
  public:
   /// @param samples Gives the references of arrays of samples.
@@ -58,7 +58,8 @@ class TablePlan final {
   TablePlan(const TablePlan&) = delete;
   TablePlan& operator=(const TablePlan&) = delete;
 
-  /// Plans the cells of a cell array. @return False if they are not all 1-by-1 structures of the same fields, at least one.
+  /// Plans the cells of a cell array. @return False if they are not all 1-by-1 structures of the same fields, at least
+  /// one.
   [[nodiscard]] bool take(const std::vector<qalc::ArrayPtr>& cells);
 
   [[nodiscard]] const std::vector<FieldPlan>& fields() const { return fields_; }

@@ -12,7 +12,7 @@
 namespace vtu::qat {
 namespace {
 
-/// Numbers of the tables that variables but one refer to; nothing if a variable cannot be read.
+/// Numbers of the tables that all variables but one refer to; empty if a variable cannot be read.
 std::optional<std::set<std::uint32_t>> usedTables(const Source& source, const std::string& except) {
   try {
     Reader reader(source);
@@ -39,7 +39,7 @@ SignalNames keptNames(const Source& source, const std::string& replaced) {
     try {
       for (const StoredColumn& column : tables.table(number).columns()) names.take(column.name);
     } catch (const Failure&) {
-      continue;  // nobody can read its names
+      continue;  // its names cannot be read
     }
   }
   return names;

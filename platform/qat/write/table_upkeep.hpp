@@ -12,7 +12,7 @@ namespace vtu::qat {
 /// Names of the signals that a file keeps when the variable with the link `replaced` goes.
 [[nodiscard]] SignalNames keptNames(const Source& source, const std::string& replaced);
 
-/// Removes the tables that no variable refers to; none if that cannot be told because a variable is damaged.
+/// Removes the tables that no variable refers to; none if a variable is damaged, so that its references are unknown.
 /// @param trusted The file was made by this session: HDF5 may delete tables. @throws Failure
 void removeUnusedTables(const Source& source, bool trusted);
 

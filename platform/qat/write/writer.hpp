@@ -13,7 +13,7 @@
 
 namespace vtu::qat {
 
-/// Writes one variable: an array and everything below it. Borrows everything it is made with.
+/// Writes one variable: an array and everything below it. Does not own its arguments.
 class Writer final {
  public:
   /// @param samples Holds the samples of the variable already.

@@ -16,11 +16,11 @@
 
 namespace vtio::core::accessor {
 
-/// Cache of a signal's decimation and of its client if it has just one, for a signal none of whose nodes transforms data,
-/// as most are.
+/// Cache of a signal's decimation and of its client if it has just one, for a signal none of whose nodes transforms
+/// data, as most are.
 ///
-/// It saves each step the reads of the descriptor, the nodes and the list of clients, which are most of what a step costs
-/// in a model of a thousand signals.
+/// It saves each step the reads of the descriptor, the nodes and the list of clients, which are most of what a step
+/// costs in a model of a thousand signals.
 class DeliveryCache final {
  public:
   /// Whether the signal transforms nothing and nothing has changed since refresh().

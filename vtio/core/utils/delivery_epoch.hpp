@@ -8,8 +8,8 @@
 namespace vtio::core::utils {
 
 /// Changes whenever something changes that decides how samples are delivered: a transformation policy is attached to a
-/// node, the decimation of a descriptor is overridden, or the clients of an accessor change. Never 0. One number for the
-/// simulations of all threads: a change in another simulation costs one refresh of each cache.
+/// node, the decimation of a descriptor is overridden, or the clients of an accessor change. Never 0. One number for
+/// the simulations of all threads: a change in another simulation costs one refresh of each cache.
 class DeliveryEpoch final {
  public:
   [[nodiscard]] static std::uint32_t now() { return number.load(std::memory_order_relaxed); }
