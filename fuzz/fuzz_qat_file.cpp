@@ -8,9 +8,10 @@
 #include <fstream>
 #include <string>
 
+#include "platform/diagnostics.hpp"
 #include "platform/qalc.hpp"
-#include "platform/qat.hpp"
 #include "platform/qat/checksum.hpp"
+#include "platform/qat_parts.hpp"
 
 namespace {
 
@@ -27,39 +28,54 @@ void require(bool condition) {
 }
 
 /// Every variable is read; what cannot be read must say why.
-void readAll(QatFile* file) {
-  int count = 0;
-  char** names = qatGetVariableNames(file, &count);
-  for (int i = 0; names != nullptr && i < count; ++i) {
-    qxArray* array = qatGetVariable(file, names[i]);
-    require(array != nullptr || *qatLastError() != '\0');
-    qxDestroyArray(array);
+void readAll(const vtu::QatFileWrapper& file) {
+  for (const std::string& name : file.names().value_or(std::vector<std::string>())) {
+    require(file.variable(name.c_str()) || *qatLastError() != '\0');
   }
-  qxFree(names);
+}
+
+void readTable(const vtu::QatSamples& samples, std::uint32_t table) {
+  std::vector<char> row;
+  const auto& columns = samples.columns(table);
+  for (std::uint32_t c = 0; c < columns.size() && samples.rows(table) > 0; ++c) {
+    if (columns[c].elementClass == "text") {
+      static_cast<void>(samples.readTexts(table, c, 0, 1));
+    } else if (columns[c].width < 1000) {
+      row.resize(columns[c].width * 16U);
+      samples.readColumn(table, c, samples.rows(table) - 1, 1, row.data());
+    }
+  }
+}
+
+/// A row of every column of samples is read; what cannot be read must say why.
+void readSamples(const vtu::QatFileWrapper& file) {
+  try {
+    const vtu::QatSamples samples(*file.get());
+    for (const std::uint32_t table : samples.tables()) readTable(samples, table);
+  } catch (const vtsv::IException& failure) {
+    require(*failure.what() != '\0');
+  }
 }
 
 void readFile() {
-  QatFile* file = qatOpen(scratchFile().c_str(), "r");
-  require(file != nullptr || *qatLastError() != '\0');
-  if (file == nullptr) return;
+  vtu::QatFileWrapper file(scratchFile(), "r");
+  require(file || *qatLastError() != '\0');
+  if (!file) return;
   readAll(file);
-  require(qatClose(file) == 0);
+  readSamples(file);
+  require(file.close() == 0);
 }
 
 /// One variable is added, one replaced and one deleted.
 void changeFile() {
-  QatFile* file = qatOpen(scratchFile().c_str(), "u");
-  require(file != nullptr || *qatLastError() != '\0');
-  if (file == nullptr) return;
-  qxArray* text = qxCreateString("new");
-  int count = 0;
-  char** names = qatGetVariableNames(file, &count);
-  qatPutVariable(file, "another", text);
-  if (names != nullptr && count > 0) qatPutVariable(file, names[0], text);
-  if (names != nullptr && count > 1) qatDeleteVariable(file, names[count - 1]);
-  qxFree(names);
-  qxDestroyArray(text);
-  qatClose(file);
+  vtu::QatFileWrapper file(scratchFile(), "u");
+  require(file || *qatLastError() != '\0');
+  if (!file) return;
+  const vtu::qxArrayWrapper text(qxCreateString("new"));
+  const auto names = file.names().value_or(std::vector<std::string>());
+  static_cast<void>(file.put("another", text.get()));
+  if (!names.empty()) static_cast<void>(file.put(names.front().c_str(), text.get()));
+  if (names.size() > 1) static_cast<void>(file.remove(names.back().c_str()));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "platform/logging_selection.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -123,36 +124,13 @@ LoggingInfo infoOf(const qxArray* signal, const std::string& place) {
 }
 
 /// Is the variable in the file? A file whose list of variables cannot be read is refused.
-bool holdsSelection(QatFile* file, const vtu::ustring& fileName) {
-  int count = -1;
-  char** names = qatGetVariableNames(file, &count);
-  if (names == nullptr && count != 0) {
+bool holdsSelection(const vtu::QatFileWrapper& file, const vtu::ustring& fileName) {
+  const auto names = file.names();
+  if (!names) {
     failFile(fileName);
   }
-  bool found = false;
-  for (int i = 0; i < count && !found; ++i) {
-    found = std::string_view(names[i]) == kVariable;
-  }
-  qxFree(names);
-  return found;
+  return std::find(names->begin(), names->end(), kVariable) != names->end();
 }
-
-/// Closes a file at the end of a scope.
-class OpenFile final {
- public:
-  explicit OpenFile(const vtu::ustring& name) : file_(qatOpen(vtu::to_string(name).c_str(), "r")) {}
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-  ~OpenFile() {
-    if (file_ != nullptr) {
-      static_cast<void>(qatClose(file_));
-    }
-  }
-  [[nodiscard]] QatFile* get() const { return file_; }
-
- private:
-  QatFile* file_;
-};
 
 }  // namespace
 
@@ -180,15 +158,15 @@ std::size_t ModelLoggingInfo::KeyHash::operator()(const Key& key) const noexcept
 }
 
 void ModelLoggingInfo::populateFromQatFile(const vtu::ustring& fileName) {
-  const OpenFile file(fileName);
-  if (file.get() == nullptr) {
+  const vtu::QatFileWrapper file(vtu::to_string(fileName), "r");
+  if (!file) {
     failFile(fileName);
   }
-  if (!holdsSelection(file.get(), fileName)) {
+  if (!holdsSelection(file, fileName)) {
     *this = ModelLoggingInfo();
     return;
   }
-  const vtu::qxArrayWrapper selection(qatGetVariable(file.get(), kVariable));
+  const vtu::qxArrayWrapper selection = file.variable(kVariable);
   if (!selection) {
     failFile(fileName);
   }

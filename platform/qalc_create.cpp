@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <stdexcept>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/diagnostics.hpp"
@@ -57,14 +58,13 @@ ArrayPtr makeScalar(const char* function, qxClassID id) {
 
 void addFields(Storage& storage, std::size_t elements, int numFields, const char* const* names) {
   storage.fields.reserve(static_cast<std::size_t>(numFields));
+  std::unordered_set<std::string_view> taken;
   for (int i = 0; i < numFields; ++i) {
     if (names == nullptr || names[i] == nullptr) {
       throw std::invalid_argument("qxCreateStructArray: field " + std::to_string(i) + " has no name");
     }
-    for (const Field& field : storage.fields) {
-      if (field.name == names[i]) {
-        throw std::invalid_argument("qxCreateStructArray: the field '" + field.name + "' is named twice");
-      }
+    if (!taken.insert(names[i]).second) {
+      throw std::invalid_argument("qxCreateStructArray: the field '" + std::string(names[i]) + "' is named twice");
     }
     storage.fields.push_back({names[i], std::vector<ArrayPtr>(elements)});
   }

@@ -68,10 +68,7 @@ class QatSamples::Inside {
   /// Runs `work` on one table.
   template <typename Work>
   decltype(auto) onTable(std::uint32_t number, Work&& work) {
-    return reading(name_, [&]() -> decltype(auto) {
-      qat::OpenTable& table = tables_->table(number);
-      return qat::atPlace("qat.samples/" + std::to_string(number), [&]() -> decltype(auto) { return work(table); });
-    });
+    return reading(name_, [&]() -> decltype(auto) { return work(tables_->table(number)); });
   }
 
   /// Runs `work` on all tables.

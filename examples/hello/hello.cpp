@@ -14,18 +14,17 @@
 
 /// The six switches that a catalogue reads; the same file may hold a logging selection.
 bool writeConfiguration(const char* name) {
-  QatFile* file = qatOpen(name, "w");
-  if (file == nullptr) return false;
-  const auto put = [file](const char* variable, qxArray* array) {
+  vtu::QatFileWrapper file(name, "w");
+  const auto put = [&file](const char* variable, qxArray* array) {
     const vtu::qxArrayWrapper value(array);
-    return qatPutVariable(file, variable, value.get()) == 0;
+    return file.put(variable, value.get()) == 0;
   };
   const bool put6 = put("signalLoggingToPersistentStorage", qxCreateDoubleScalar(0)) &&
                     put("signalLogging", qxCreateLogicalScalar(true)) &&
                     put("signalStorageParameters", qxCreateString("")) &&
                     put("outputLogging", qxCreateDoubleScalar(1)) && put("DSMLogging", qxCreateLogicalScalar(false)) &&
                     put("disableSignalLoggingToR2forXIL", qxCreateDoubleScalar(0));
-  return qatClose(file) == 0 && put6;
+  return file.close() == 0 && put6;
 }
 
 /// Logs a sine wave of 10 s.

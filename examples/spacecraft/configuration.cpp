@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <initializer_list>
-#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -65,10 +64,6 @@ qxStructWrapper loggingSelection() {
   return selection;
 }
 
-struct CloseQatFile {
-  void operator()(QatFile* file) const { qatClose(file); }
-};
-
 [[noreturn]] void failWith(const std::string& fileName) {
   throw std::runtime_error("cannot write '" + fileName + "': " + qatLastError());
 }
@@ -76,12 +71,12 @@ struct CloseQatFile {
 }  // namespace
 
 void writeConfiguration(const std::string& fileName) {
-  std::unique_ptr<QatFile, CloseQatFile> file(qatOpen(fileName.c_str(), "w7.3"));
-  if (file == nullptr) {
+  vtu::QatFileWrapper file(fileName, "w7.3");
+  if (!file) {
     failWith(fileName);
   }
   const auto put = [&](const char* name, const qxArrayWrapper& value) {
-    if (qatPutVariable(file.get(), name, value.get()) != 0) {
+    if (file.put(name, value.get()) != 0) {
       failWith(fileName);
     }
   };
@@ -92,7 +87,7 @@ void writeConfiguration(const std::string& fileName) {
   put("DSMLogging", logical(false));
   put("disableSignalLoggingToR2forXIL", number(0));
   put("loggingSelection", loggingSelection());
-  if (qatClose(file.release()) != 0) {
+  if (file.close() != 0) {
     failWith(fileName);
   }
 }

@@ -12,10 +12,6 @@
 namespace spacecraft {
 namespace {
 
-struct CloseQatFile {
-  void operator()(QatFile* file) const { qatClose(file); }
-};
-
 const qxArray* field(const qxArray* structure, const char* name) {
   const qxArray* value = qxGetField(structure, 0, name);
   if (value == nullptr) {
@@ -130,13 +126,13 @@ double Leaf::rate() const {
 }
 
 Results Results::open(const std::string& fileName) {
-  const std::unique_ptr<QatFile, CloseQatFile> file(qatOpen(fileName.c_str(), "r"));
-  if (file == nullptr) {
+  const vtu::QatFileWrapper file(fileName, "r");
+  if (!file) {
     throw std::runtime_error("cannot open '" + fileName + "': " + qatLastError());
   }
   Results results;
   for (const char* variable : {"DATASET_SIGNAL_LOGGING", "DATASET_OUTPORT_LOGGING"}) {
-    vtu::qxArrayWrapper dataset(qatGetVariable(file.get(), variable));
+    vtu::qxArrayWrapper dataset = file.variable(variable);
     if (!dataset) {
       throw std::runtime_error("cannot read '" + std::string(variable) + "' of '" + fileName + "': " + qatLastError());
     }

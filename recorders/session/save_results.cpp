@@ -1,7 +1,6 @@
 #include "recorders/session/save_results.hpp"
 
 #include <map>
-#include <memory>
 #include <stdexcept>
 
 #include "platform/diagnostics.hpp"
@@ -14,11 +13,6 @@ namespace {
 
 using core::client::Catalogue;
 using ResultsVariable = Catalogue::ResultsVariable;
-
-struct FileCloser {
-  void operator()(QatFile* file) const { qatClose(file); }
-};
-using OpenFile = std::unique_ptr<QatFile, FileCloser>;
 
 void check(int result) {
   if (result != 0) throw std::runtime_error(qatLastError());
@@ -53,13 +47,13 @@ void write(Catalogue& catalogue, const std::string& fileName) {
   const std::vector<ResultsVariable> variables = catalogue.resultsVariables();
   requireDistinctKeys(catalogue, variables);
   FileReplacement replacement(fileName);
-  OpenFile file(qatOpen(replacement.path().c_str(), "w7.3"));
-  if (file == nullptr) throw std::runtime_error(qatLastError());
+  vtu::QatFileWrapper file(replacement.path(), "w7.3");
+  if (!file) throw std::runtime_error(qatLastError());
   for (const ResultsVariable& variable : variables) {
     const vtu::qxArrayWrapper value = build(catalogue, variable);
-    if (value) check(qatPutVariable(file.get(), variable.key.c_str(), value.get()));
+    if (value) check(file.put(variable.key.c_str(), value.get()));
   }
-  check(qatClose(file.release()));
+  check(file.close());
   replacement.commit();
 }
 

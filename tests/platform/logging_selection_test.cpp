@@ -364,10 +364,10 @@ class LoggingSelectionFile : public testing::Test {
   /// Writes one variable into a new file.
   [[nodiscard]] std::string fileWith(const char* variable, const qxArray* value) const {
     const std::string name = file("selection \xC3\xA9.qat");
-    QatFile* opened = qatOpen(name.c_str(), "w");
-    EXPECT_NE(opened, nullptr) << qatLastError();
-    EXPECT_EQ(qatPutVariable(opened, variable, value), 0) << qatLastError();
-    EXPECT_EQ(qatClose(opened), 0);
+    vtu::QatFileWrapper opened(name, "w");
+    EXPECT_TRUE(opened) << qatLastError();
+    EXPECT_EQ(opened.put(variable, value), 0) << qatLastError();
+    EXPECT_EQ(opened.close(), 0);
     return name;
   }
 
@@ -396,7 +396,7 @@ TEST_F(LoggingSelectionFile, withoutTheVariableLeavesAnEmptySelection) {
 
 TEST_F(LoggingSelectionFile, withoutAnyVariableLeavesAnEmptySelection) {
   const std::string name = file("empty.qat");
-  ASSERT_EQ(qatClose(qatOpen(name.c_str(), "w")), 0);
+  ASSERT_EQ(vtu::QatFileWrapper(name, "w").close(), 0);
   ModelLoggingInfo info;
   info.populateFromQatFile(vtu::to_ustring(name));
   EXPECT_EQ(info.getSelectorSetting(path({u"a"}), 0), 1U);

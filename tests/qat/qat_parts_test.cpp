@@ -208,7 +208,8 @@ TEST_F(QatSampleParts, WhatIsNotThereIsNamed) {
   const vtu::QatSamples samples(*file_.get());
   double out[8];
   EXPECT_THAT(failureOf([&] { static_cast<void>(samples.rows(1)); }), HasSubstr("qat.samples/1: no such table"));
-  EXPECT_THAT(failureOf([&] { samples.readColumn(0, 3, 0, 1, out); }), HasSubstr("column 3 of 3"));
+  EXPECT_THAT(failureOf([&] { samples.readColumn(0, 3, 0, 1, out); }),
+              HasSubstr("qat.samples/0/columns: columns 3 to 4 of 3"));
   EXPECT_THAT(failureOf([&] { samples.readColumn(0, 0, 5, 2, out); }), HasSubstr("rows 5 to 7 of 6"));
   EXPECT_THAT(failureOf([&] { samples.readTimes(0, 7, 1, out); }), HasSubstr("rows 7 to 8 of 6"));
   EXPECT_THAT(failureOf([&] { samples.readBlock(0, "double", 0, 2, 0, 1, out); }), HasSubstr("columns 0 to 2 of 1"));

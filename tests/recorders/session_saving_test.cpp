@@ -80,10 +80,9 @@ class SessionSaving : public Recording {
   }
 
   static std::vector<double> savedTimes(const std::string& name) {
-    QatFile* opened = qatOpen(name.c_str(), "r");
-    if (opened == nullptr) throw std::runtime_error(qatLastError());
-    const vtu::qxArrayWrapper dataset(qatGetVariable(opened, "DATASET_SIGNAL_LOGGING"));
-    qatClose(opened);
+    const vtu::QatFileWrapper opened(name, "r");
+    if (!opened) throw std::runtime_error(qatLastError());
+    const vtu::qxArrayWrapper dataset = opened.variable("DATASET_SIGNAL_LOGGING");
     if (!dataset) throw std::runtime_error("no dataset in the file");
     const qxArray* element = qxGetCell(field(field(dataset.get(), "Dataset"), "Elements"), 0);
     return numbers<double>(field(field(element, "Values"), "Time"));
@@ -203,11 +202,11 @@ TEST_F(SessionSaving, LeftoversOfInterruptedRunsAreLeftAlone) {
 }
 
 TEST_F(SessionSaving, FileThatIsBeingWrittenIsLeftAlone) {
-  QatFile* writer = qatOpen(file().c_str(), "w");
-  ASSERT_NE(writer, nullptr) << qatLastError();
+  vtu::QatFileWrapper writer(file(), "w");
+  ASSERT_TRUE(writer) << qatLastError();
   EXPECT_EQ(failure(file()),
             "The results cannot be saved in '" + file() + "': it is being written by another program.");
-  EXPECT_EQ(qatClose(writer), 0) << qatLastError();
+  EXPECT_EQ(writer.close(), 0) << qatLastError();
   EXPECT_EQ(failure(file()), "");
 }
 

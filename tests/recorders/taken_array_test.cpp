@@ -145,11 +145,11 @@ TEST_F(TakenArray, IsSavedAsItIs) {
   const std::string path =
       (std::filesystem::temp_directory_path() / ("vtio_taken_array_" + std::to_string(getpid()) + ".qat")).string();
   catalogue_.saveDatasetsToQatFile(vtu::to_ustring(path));
-  QatFile* file = qatOpen(path.c_str(), "r");
-  ASSERT_NE(file, nullptr) << qatLastError();
-  const vtu::qxArrayWrapper saved(qatGetVariable(file, "DATASET_SIGNAL_LOGGING"));
+  vtu::QatFileWrapper file(path, "r");
+  ASSERT_TRUE(file) << qatLastError();
+  const vtu::qxArrayWrapper saved = file.variable("DATASET_SIGNAL_LOGGING");
   const std::string reason = qatLastError();
-  qatClose(file);
+  file.reset();
   std::filesystem::remove(path);
   ASSERT_TRUE(saved) << reason;
   const qxArray* elements = field(field(saved.get(), "Dataset"), "Elements");

@@ -147,12 +147,12 @@ class Configuration {
     return *this;
   }
   void write(const std::string& fileName) const {
-    QatFile* file = qatOpen(fileName.c_str(), "w7.3");
-    ASSERT_NE(file, nullptr) << fileName;
+    vtu::QatFileWrapper file(fileName, "w7.3");
+    ASSERT_TRUE(file) << fileName;
     for (const auto& [name, value] : variables_) {
-      ASSERT_EQ(qatPutVariable(file, name.c_str(), value.get()), 0) << name;
+      ASSERT_EQ(file.put(name.c_str(), value.get()), 0) << name;
     }
-    ASSERT_EQ(qatClose(file), 0);
+    ASSERT_EQ(file.close(), 0);
   }
 
  private:
@@ -160,31 +160,20 @@ class Configuration {
 };
 
 inline std::vector<std::string> variableNames(const std::string& fileName) {
-  std::vector<std::string> result;
-  QatFile* file = qatOpen(fileName.c_str(), "r");
-  if (file == nullptr) {
-    ADD_FAILURE() << "cannot open " << fileName;
-    return result;
+  const auto names = vtu::QatFileWrapper(fileName, "r").names();
+  if (!names) {
+    ADD_FAILURE() << fileName << ": " << qatLastError();
+    return {};
   }
-  int count = 0;
-  char** names = qatGetVariableNames(file, &count);
-  for (int i = 0; i < count; ++i) {
-    result.emplace_back(names[i]);
-  }
-  qxFree(names);
-  qatClose(file);
-  return result;
+  return *names;
 }
 
 inline vtu::qxArrayWrapper readVariable(const std::string& fileName, const std::string& variable) {
-  QatFile* file = qatOpen(fileName.c_str(), "r");
-  if (file == nullptr) {
+  const vtu::QatFileWrapper file(fileName, "r");
+  if (!file) {
     ADD_FAILURE() << "cannot open " << fileName;
-    return vtu::qxArrayWrapper();
   }
-  vtu::qxArrayWrapper result(qatGetVariable(file, variable.c_str()));
-  qatClose(file);
-  return result;
+  return file.variable(variable.c_str());
 }
 
 /// Runs `action` and expects exactly this diagnostic.

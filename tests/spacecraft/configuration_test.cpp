@@ -15,11 +15,10 @@ class Configuration : public spacecraft_test::QatFolder {
   Configuration() { spacecraft::writeConfiguration(file_); }
 
   [[nodiscard]] vtu::qxArrayWrapper read(const char* variable) const {
-    QatFile* file = qatOpen(file_.c_str(), "r");
-    EXPECT_NE(file, nullptr) << qatLastError();
-    vtu::qxArrayWrapper value(qatGetVariable(file, variable));
+    const vtu::QatFileWrapper file(file_, "r");
+    EXPECT_TRUE(file) << qatLastError();
+    vtu::qxArrayWrapper value = file.variable(variable);
     EXPECT_TRUE(value) << variable << ": " << qatLastError();
-    qatClose(file);
     return value;
   }
 

@@ -31,11 +31,10 @@ class QatFolder : public testing::Test {
   /// Replaces one variable of a file, or removes it when `value` is null. Takes ownership.
   static void replace(const std::string& fileName, const char* variable, qxArray* value) {
     const vtu::qxArrayWrapper owner(value);
-    QatFile* file = qatOpen(fileName.c_str(), "u");
-    ASSERT_NE(file, nullptr) << qatLastError();
-    EXPECT_EQ(value == nullptr ? qatDeleteVariable(file, variable) : qatPutVariable(file, variable, value), 0)
-        << qatLastError();
-    EXPECT_EQ(qatClose(file), 0);
+    vtu::QatFileWrapper file(fileName, "u");
+    ASSERT_TRUE(file) << qatLastError();
+    EXPECT_EQ(value == nullptr ? file.remove(variable) : file.put(variable, value), 0) << qatLastError();
+    EXPECT_EQ(file.close(), 0);
   }
 
   static void writeText(const std::string& fileName, const std::string& text) {

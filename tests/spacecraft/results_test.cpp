@@ -65,11 +65,11 @@ qxStructWrapper dataset(qxStructWrapper only) {
 class ResultsFile : public spacecraft_test::QatFolder {
  protected:
   void write(const qxArrayWrapper& signals, const qxArrayWrapper& outports) const {
-    QatFile* file = qatOpen(file_.c_str(), "w7.3");
-    ASSERT_NE(file, nullptr) << qatLastError();
-    EXPECT_EQ(qatPutVariable(file, "DATASET_SIGNAL_LOGGING", signals.get()), 0) << qatLastError();
-    EXPECT_EQ(qatPutVariable(file, "DATASET_OUTPORT_LOGGING", outports.get()), 0) << qatLastError();
-    EXPECT_EQ(qatClose(file), 0);
+    vtu::QatFileWrapper file(file_, "w7.3");
+    ASSERT_TRUE(file) << qatLastError();
+    EXPECT_EQ(file.put("DATASET_SIGNAL_LOGGING", signals.get()), 0) << qatLastError();
+    EXPECT_EQ(file.put("DATASET_OUTPORT_LOGGING", outports.get()), 0) << qatLastError();
+    EXPECT_EQ(file.close(), 0);
   }
 
   [[nodiscard]] static std::string whatOf(const std::function<void()>& action) {

@@ -75,10 +75,9 @@ class Simulation {
   }
 
   void readBack() {
-    QatFile* file = qatOpen(path_.c_str(), "r");
-    if (file == nullptr) throw std::runtime_error(qatLastError());
-    const vtu::qxArrayWrapper saved(qatGetVariable(file, "DATASET_SIGNAL_LOGGING"));
-    qatClose(file);
+    const vtu::QatFileWrapper file(path_, "r");
+    if (!file) throw std::runtime_error(qatLastError());
+    const vtu::qxArrayWrapper saved = file.variable("DATASET_SIGNAL_LOGGING");
     const qxArray* elements = field(field(saved.get(), "Dataset"), "Elements");
     for (std::size_t i = 0; i < qxGetNumberOfElements(elements); ++i) {
       const qxArray* element = qxGetCell(elements, i);

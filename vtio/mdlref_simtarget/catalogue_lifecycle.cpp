@@ -20,10 +20,6 @@ using vtio::core::client::Catalogue;
 using vtio::core::client::writeResults;
 using vtio::core::utils::SignalDescriptor;
 
-struct FileCloser {
-  void operator()(QatFile* file) const { qatClose(file); }
-};
-
 void readSelection(Catalogue& catalogue, const char* fileName) {
   try {
     catalogue.setModelLoggingInfo(plainText(fileName));
@@ -37,14 +33,14 @@ void readSelection(Catalogue& catalogue, const char* fileName) {
 // The configuration variables of an open file.
 class Configuration {
  public:
-  explicit Configuration(const char* fileName) : fileName_(textOrEmpty(fileName)), file_(qatOpen(fileName, "r")) {
-    if (file_ == nullptr) throw std::runtime_error(qatLastError());
+  explicit Configuration(const char* fileName) : fileName_(textOrEmpty(fileName)), file_(fileName, "r") {
+    if (!file_) throw std::runtime_error(qatLastError());
   }
 
   // What a qx function takes from a variable, with the variable named in its failure.
   template <typename Reader>
   auto read(const char* variable, Reader&& reader) const {
-    const vtu::qxArrayWrapper value(qatGetVariable(file_.get(), variable));
+    const vtu::qxArrayWrapper value = file_.variable(variable);
     if (!value) throw std::runtime_error(about(variable) + "cannot be read: " + qatLastError());
     try {
       return reader(value.get());
@@ -59,7 +55,7 @@ class Configuration {
   }
 
   std::string fileName_;
-  std::unique_ptr<QatFile, FileCloser> file_;
+  vtu::QatFileWrapper file_;
 };
 
 // What the six configuration variables hold, in the order in which they are read.

@@ -65,8 +65,10 @@ void setBlocks(OpenTable::Values& values, std::size_t elementSize, const Source&
 
 void OpenTable::openTimes() {
   if (times_) return;
-  times_ = openDataset(source_, group_.get(), kTimeMember);
-  rows_ = extentsOfRank(times_.get(), 1).front();
+  onMember(kTimeMember, [this] {
+    times_ = openDataset(source_, group_.get(), kTimeMember);
+    rows_ = extentsOfRank(times_.get(), 1).front();
+  });
 }
 
 std::uint64_t OpenTable::rows() {
@@ -76,10 +78,10 @@ std::uint64_t OpenTable::rows() {
 
 const std::vector<StoredColumn>& OpenTable::columns() {
   if (!columns_) {
-    auto columns = atPlace(kColumnsMember, [this] { return readRecords(); });
+    auto columns = onMember(kColumnsMember, [this] { return readRecords(); });
     takeValidRows(columns);
     for (const StoredColumn& column : columns) {
-      atPlace(kColumnsMember, [&] { requireRange(column.begin, column.count, rows(), "rows"); });
+      onMember(kColumnsMember, [&] { requireRange(column.begin, column.count, rows(), "rows"); });
     }
     columns_ = std::move(columns);
   }
@@ -88,9 +90,7 @@ const std::vector<StoredColumn>& OpenTable::columns() {
 
 const StoredColumn& OpenTable::column(std::uint32_t number) {
   const auto& all = columns();
-  if (number >= all.size()) {
-    throw Failure(kDamaged, "column " + std::to_string(number) + " of " + std::to_string(all.size()));
-  }
+  onMember(kColumnsMember, [&] { requireRange(number, 1, all.size(), "columns"); });
   return all[number];
 }
 
@@ -110,7 +110,7 @@ std::vector<StoredColumn> OpenTable::readRecords() {
 /// While a file is written, the number of valid rows is in a dataset of its own.
 void OpenTable::takeValidRows(std::vector<StoredColumn>& columns) {
   if (!hasMember(group_.get(), kRowsMember)) return;
-  atPlace(kRowsMember, [&] {
+  onMember(kRowsMember, [&] {
     const Handle rows = openDataset(source_, group_.get(), kRowsMember);
     std::vector<std::uint64_t> counts(columns.size());
     if (extentsOfRank(rows.get(), 1).front() != counts.size()) throw Failure(kDamaged, "not one number per column");
@@ -123,7 +123,7 @@ const OpenTable::Values& OpenTable::values(ElementKind kind) {
   const std::string name = elementClassName(kind);
   const auto known = values_.find(name);
   if (known != values_.end()) return known->second;
-  return atPlace(name, [&]() -> const Values& {
+  return onMember(name, [&]() -> const Values& {
     Values values;
     if (!hasMember(group_.get(), name)) throw Failure(kAbsent, "there are no samples of that class");
     values.dataset = openDataset(source_, group_.get(), name);
@@ -137,7 +137,7 @@ const OpenTable::Values& OpenTable::values(ElementKind kind) {
 }
 
 void OpenTable::readTimes(std::uint64_t first, std::uint64_t count, double* out) {
-  atPlace(kTimeMember, [&] {
+  onMember(kTimeMember, [&] {
     requireRange(first, count, rows(), "rows");
     readRectangle<1>(times_.get(), H5T_NATIVE_DOUBLE, {first}, {count}, out);
   });
@@ -147,7 +147,7 @@ void OpenTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint
                           std::uint64_t count, void* out) {
   if (width == 0 || count == 0) return;
   const Values& from = values(kind);
-  atPlace(elementClassName(kind), [&] {
+  onMember(elementClassName(kind), [&] {
     requireRange(firstRow, count, from.rows, "rows");
     requireRange(firstColumn, width, from.columns, "columns");
     readRectangle<2>(from.dataset.get(), source_.kit.elementType(kind), {firstRow, firstColumn}, {count, width}, out);
@@ -159,7 +159,7 @@ void OpenTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint
 
 std::string_view OpenTable::text(TextCell cell) {
   if (cell.bytes == 0) return {};
-  return atPlace(kTextBytesMember, [&] {
+  return onMember(kTextBytesMember, [&] {
     if (!texts_) {
       texts_ = Window();  // Clang 14 cannot emplace() it within its class
       texts_->dataset = openDataset(source_, group_.get(), kTextBytesMember);

@@ -9,8 +9,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "platform/qat/failure.hpp"
 #include "platform/qat/read/source.hpp"
 #include "platform/qat/sample_format.hpp"
 #include "platform/qat_parts.hpp"
@@ -30,7 +32,9 @@ class OpenTable final {
     std::uint64_t blockColumns = 1;
   };
 
-  OpenTable(const Source& source, Handle group) : source_(source), group_(std::move(group)) {}
+  /// @param path Of the group, for errors.
+  OpenTable(const Source& source, std::string path, Handle group)
+      : source_(source), path_(std::move(path)), group_(std::move(group)) {}
 
   [[nodiscard]] std::uint64_t rows();
 
@@ -69,8 +73,6 @@ class OpenTable final {
   /// Closes what is open and discards what was read.
   void refresh();
 
-  [[nodiscard]] const Source& source() const { return source_; }
-
  private:
   /// A range of the texts' bytes in memory.
   struct Window {
@@ -80,12 +82,19 @@ class OpenTable final {
     std::string bytes;
   };
 
+  /// Runs work on a member, which its failure names.
+  template <typename Work>
+  decltype(auto) onMember(const std::string& name, Work&& work) const {
+    return atPlace(path_, [&]() -> decltype(auto) { return atPlace(name, std::forward<Work>(work)); });
+  }
+
   void openTimes();
   [[nodiscard]] std::vector<StoredColumn> readRecords();
   void takeValidRows(std::vector<StoredColumn>& columns);
   void moveWindow(std::uint64_t first, std::uint64_t count);
 
   Source source_;
+  std::string path_;
   Handle group_;
   Handle times_;
   std::uint64_t rows_ = 0;

@@ -57,7 +57,7 @@ std::unique_ptr<OpenTable> OpenTables::open(const std::string& name) {
   H5L_info_t info;
   checked(H5Lget_info(group(), name.c_str(), &info, H5P_DEFAULT), kDamaged, "a member cannot be found");
   if (info.type == H5L_TYPE_EXTERNAL) return openElsewhere(name, info.u.val_size);
-  return std::make_unique<OpenTable>(source_, openGroup(source_, group(), name));
+  return std::make_unique<OpenTable>(source_, pathOf(name), openGroup(source_, group(), name));
 }
 
 std::unique_ptr<OpenTable> OpenTables::openElsewhere(const std::string& name, std::size_t linkSize) {
@@ -73,10 +73,14 @@ std::unique_ptr<OpenTable> OpenTables::openElsewhere(const std::string& name, st
                                     "; it must lead to the same member of a file in the same folder");
   }
   std::unique_ptr<File>& other = otherFiles_[bare];
-  if (!other) other = File::open(source_.path.substr(0, source_.path.rfind('/') + 1) + bare, File::Mode::read);
+  try {
+    if (!other) other = File::open(source_.path.substr(0, source_.path.rfind('/') + 1) + bare, File::Mode::read);
+  } catch (const Failure& failure) {
+    throw Failure(failure.code(), "the file '" + bare + "' beside this one " + failure.message());
+  }
   const Source there = other->source();
   const Handle samples = openGroup(there, there.root, kSamplesGroup);
-  return std::make_unique<OpenTable>(there, openGroup(there, samples.get(), name));
+  return std::make_unique<OpenTable>(there, pathOf(name), openGroup(there, samples.get(), name));
 }
 
 void OpenTables::refresh() {

@@ -74,8 +74,7 @@ void SampleLoader::load() {
     for (auto& [column, leaf] : leaves) {
       if (isUsed(leaf.array)) wanted.push_back(&leaf);
     }
-    atPlace(std::string(kSamplesGroup) + "/" + std::to_string(number),
-            [&, number = number] { loadTable(tables_.table(number), wanted); });
+    loadTable(tables_.table(number), wanted);
   }
 }
 

@@ -29,16 +29,24 @@ class DatasetWriter final {
   /// Writes one text as a scalar.
   Handle writeText(hid_t group, const std::string& link, std::string_view text);
 
-  /// Writes texts of one fixed length. @param extents At least one; their product is the number of texts.
+  /// Writes texts of one fixed length as a column. @param extents At least one; their product is the number of texts.
   Handle writeTexts(hid_t group, const std::string& link, std::span<const std::string> texts,
                     const std::vector<hsize_t>& extents);
 
-  /// Writes elements that are contiguous in memory.
-  /// @param extents None for a single element. @param list How the dataset is stored; by default contiguous.
+  /// Writes elements that are contiguous in memory. @param extents None for a single element.
   Handle writeValues(hid_t group, const std::string& link, hid_t type, const std::vector<hsize_t>& extents,
-                     const void* values, hid_t list = H5P_DEFAULT);
+                     const void* values) {
+    return write(group, link, type, extents, values, kit_.datasetList());
+  }
+
+  /// Writes rows; where all are the same, or mostly padding, they are deflated. @param extents Rows first.
+  Handle writeColumn(hid_t group, const std::string& link, hid_t type, const std::vector<hsize_t>& extents,
+                     const void* values);
 
  private:
+  static Handle write(hid_t group, const std::string& link, hid_t type, const std::vector<hsize_t>& extents,
+                      const void* values, hid_t list);
+
   Kit& kit_;
 };
 

@@ -107,18 +107,20 @@ void SampleStore::collectSamples(const qalc::Storage& storage, std::vector<Lack>
   }
   const auto [lack, isNew] = lackOf_.try_emplace(samples.table().get(), lacking.size());
   if (isNew) lacking.push_back({samples.table(), {}});
-  lacking[lack->second].columns.push_back(&storage);
+  lacking[lack->second].columns.emplace_back(samples.column().offset, &storage);
 }
 
 void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames& names) {
-  const auto offset = [](const qalc::Storage* values) { return values->samples->column().offset; };
   std::stable_sort(lack.columns.begin(), lack.columns.end(),
-                   [&](const auto* a, const auto* b) { return offset(a) < offset(b); });
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
   const std::uint32_t number = freeNumber(root, staged_.empty() ? 0 : staged_.back() + 1);
   Entry& entry = entries_[lack.table.get()];
   entry.table = lack.table;
   std::vector<const qalc::Storage*> distinct;
-  for (const qalc::Storage* storage : lack.columns) {
+  references_.reserve(references_.size() + lack.columns.size());
+  entry.columns.reserve(entry.columns.size() + lack.columns.size());
+  distinct.reserve(lack.columns.size());
+  for (const auto& [offset, storage] : lack.columns) {
     const SampleColumn& column = storage->samples->column();
     const Reference reference{number, static_cast<std::uint32_t>(distinct.size()), kValuesPart};
     const auto [known, isNew] = entry.columns.try_emplace(key(column), reference);

@@ -56,7 +56,7 @@ class SampleStore final {
   /// What is still to be written of one table in memory.
   struct Lack {
     std::shared_ptr<const SampleTable> table;
-    std::vector<const qalc::Storage*> columns;
+    std::vector<std::pair<std::size_t, const qalc::Storage*>> columns;  // with the offset in a row
   };
 
   static std::string key(const SampleColumn& column);

@@ -22,7 +22,7 @@ std::uint64_t divideUp(std::uint64_t a, std::uint64_t b) { return (a + b - 1) / 
 std::uint64_t evenPiece(std::uint64_t extent, std::uint64_t size) {
   std::uint64_t best = std::clamp<std::uint64_t>(size, 1, extent);
   const auto waste = [extent](std::uint64_t piece) { return divideUp(extent, piece) * piece - extent; };
-  for (std::uint64_t piece = best; piece > best * 2 / 3 && waste(best) > extent / 1000; --piece) {
+  for (std::uint64_t piece = best; piece > best * 2 / 3 && waste(best) > 0; --piece) {
     if (waste(piece) < waste(best)) best = piece;
   }
   return best;
@@ -80,22 +80,12 @@ class TextCopy final {
 };
 
 /// The text without NUL, which would end it for some readers.
-std::string plainText(std::u16string text) {
-  std::replace(text.begin(), text.end(), u'\0', u'\xFFFD');
-  return vtu::to_string(text);
-}
-
-/// Records whose texts are padded by more than they hold are worth compressing.
-Handle listFor(const std::vector<char>& block, std::size_t records, const Kit& kit) {
-  const auto padding = static_cast<std::size_t>(std::count(block.begin(), block.end(), '\0'));
-  const bool sparse = block.size() > kChunkBytes && padding > block.size() / 8 * 7;
-  Handle list(
-      checked(H5Pcopy(sparse ? kit.chunkedList() : kit.datasetList()), kStorage, "cannot make a property list"));
-  if (!sparse) return list;
-  const hsize_t chunk = std::max<std::size_t>(1, kChunkBytes / (block.size() / records));
-  checked(H5Pset_chunk(list.get(), 1, &chunk), kStorage, "cannot set up chunks");
-  checked(H5Pset_deflate(list.get(), 1), kStorage, "cannot set up compression");
-  return list;
+std::string plainText(const std::u16string& text) {
+  const bool isAscii = std::all_of(text.begin(), text.end(), [](char16_t unit) { return unit != 0 && unit < 0x80; });
+  if (isAscii) return {text.begin(), text.end()};
+  std::u16string plain = text;
+  std::replace(plain.begin(), plain.end(), u'\0', u'\xFFFD');
+  return vtu::to_string(plain);
 }
 
 }  // namespace
@@ -231,6 +221,7 @@ void SampleTableWriter::writeTexts(const SampleClass& leaves) {
 void SampleTableWriter::writeRecords(SignalNames& names) {
   std::vector<StoredColumn> records;
   records.reserve(selection_.columns.size());
+  names.reserve(selection_.columns.size());
   for (const SampleColumn* column : selection_.columns) {
     const ElementKind kind{column->id, column->isComplex};
     SampleClass& leaves = *classOf(kind);
@@ -242,8 +233,7 @@ void SampleTableWriter::writeRecords(SignalNames& names) {
   const RecordLayout layout(records);
   std::vector<char> block(records.size() * layout.size(), '\0');
   for (std::size_t i = 0; i < records.size(); ++i) layout.put(records[i], block.data() + i * layout.size());
-  datasets_.writeValues(group_, kColumnsMember, layout.type(), {records.size()}, block.data(),
-                        listFor(block, records.size(), kit_).get());
+  datasets_.writeColumn(group_, kColumnsMember, layout.type(), {records.size()}, block.data());
 }
 
 }  // namespace vtu::qat

@@ -15,6 +15,9 @@ class SignalNames final {
   /// Takes a name as it is.
   void take(const std::string& name) { taken_.try_emplace(name, 1); }
 
+  /// Makes room for as many names more.
+  void reserve(std::size_t count) { taken_.reserve(taken_.size() + count); }
+
   /// Takes a name, or the next one made from it that is free.
   std::string unique(const std::string& name) {
     const auto [entry, isFree] = taken_.try_emplace(name, 1);

@@ -37,7 +37,7 @@ void Writer::writeColumn(hid_t group, const FieldPlan& field, int depth) {
   const std::size_t rows = field.values.size();
   switch (field.form) {
     case FieldPlan::Form::numbers:
-      datasets_.writeValues(group, link, kit_.elementType(field.kind), {rows}, field.numbers.data());
+      datasets_.writeColumn(group, link, kit_.elementType(field.kind), {rows}, field.numbers.data());
       return;
     case FieldPlan::Form::texts:
       datasets_.writeTexts(group, link, field.texts, {rows});
