@@ -1,6 +1,7 @@
 // A disk that fills up at any moment: the call fails, what was flushed before stays readable, nothing crashes.
 //
 // A limit on the size of files simulates the full disk; every attempt runs in a process of its own.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
@@ -49,13 +50,17 @@ class QatFullDisk : public QatTest {
 
   int attempt(rlim_t limit) const {
     std::filesystem::remove(path_);
+    const std::string said = path_ + ".said";
     const pid_t child = fork();
     if (child == 0) {
+      dup2(::open(said.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
       limitFileSize(limit);
       std::exit(writeUntilFull(path_.c_str()));  // with everything that runs at a normal exit
     }
     int status = 0;
     waitpid(child, &status, 0);
+    EXPECT_EQ(std::filesystem::file_size(said), 0U) << "HDF5 has something to say at limit " << limit;
+    std::filesystem::remove(said);
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
   }
 };

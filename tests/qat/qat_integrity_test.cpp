@@ -339,6 +339,16 @@ TEST_F(QatIntegrity, DamagedSizeLeavesOtherVariablesReadable) {
   EXPECT_TRUE(Array(qatGetVariable(opened.get(), "data"))) << qatLastError();
 }
 
+/// HDF5 compiled with its assertions ends the program over it.
+TEST_F(QatIntegrity, MessageWithFlagsThatNobodyWrites) {
+  DamagedBytes file(everyKind());
+  const std::size_t header = matrixHeader(file);
+  file.setNumber(file.message(header, kDatatype) - 1, 1, 0x40);
+  file.sealHeader(header);
+  EXPECT_THAT(readError(file.bytes(), "matrix"),
+              AllOf(HasSubstr("the Datatype Message at address"), HasSubstr("its Header Message Flags cannot be 64")));
+}
+
 TEST_F(QatIntegrity, DataThatBelongToSomethingElse) {
   DamagedBytes file(everyKind());
   const std::size_t header = matrixHeader(file);

@@ -105,9 +105,10 @@ class HeaderReader final {
   }
 
   void add(Message message, unsigned flags) {
-    constexpr unsigned kShared = 2;
+    constexpr unsigned kConstant = 1, kShared = 2, kNotToBeShared = 4;
     if (message.type == MessageType::nil) return;
     if ((flags & kShared) != 0) message.body.refuse("a shared message");
+    message.body.require((flags & ~(kConstant | kNotToBeShared)) == 0, "Header Message Flags", flags);
     if (message.type == MessageType::continuation) {
       const std::uint64_t address = message.body.u64();
       more_.push_back({address, message.body.u64()});
