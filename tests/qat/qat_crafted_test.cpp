@@ -1,4 +1,5 @@
-// Sound HDF5 that says something else than a Qat file: clear errors, in bounded time and memory. And links to other files.
+// Sound HDF5 that says something else than a Qat file: clear errors, in bounded time and memory. And links to other
+// files.
 #ifndef H5_USE_110_API
 #define H5_USE_110_API
 #endif
