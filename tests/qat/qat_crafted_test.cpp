@@ -296,7 +296,7 @@ TEST_F(QatCraftedSamples, RecordsThatDoNotFitTheirTable) {
   for (const auto& [member, wrong] : cases) {
     saveSamples(path_);
     Edit(path_).setNumber("qat.samples/0/columns", member, wrong.first);
-    guarded([&, what = wrong.second] { EXPECT_THAT(error(), HasSubstr(what)) << member; });
+    guarded([&, what = wrong.second, where = member] { EXPECT_THAT(error(), HasSubstr(what)) << where; });
   }
   saveSamples(path_);
   Edit(path_).setText("qat.samples/0/columns", "class", "chars");
