@@ -534,5 +534,11 @@ TEST_F(QatForeign, DamagedTableOfLinks) {
   });
 }
 
+/// Another one: HDF5 goes through links, and frees what it never made when it cannot go on.
+TEST_F(QatForeign, ObjectsBehindTheManagedSpaceOfAHeap) {
+  guarded(
+      [&] { EXPECT_THAT(openError(seed("crash_managed_space.qat")), HasSubstr("its Heap ID's Offset cannot be ")); });
+}
+
 }  // namespace
 }  // namespace vtio::tests

@@ -24,6 +24,7 @@ std::vector<std::string> namesOf(QatFile* file) {
   int count = 0;
   char** list = qatGetVariableNames(file, &count);
   std::vector<std::string> names;
+  if (list == nullptr && *qatLastError() == '\0') std::abort();
   for (int i = 0; list != nullptr && i < count; ++i) names.emplace_back(list[i]);
   qxFree(list);
   return names;

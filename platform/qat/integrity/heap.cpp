@@ -39,10 +39,10 @@ class HeapReader final {
     const std::uint64_t hugeTree = at.u64();
     at.skip(8);
     const std::uint64_t freeSpace = at.u64();
-    const std::uint64_t span = at.u64();
+    heap_.span_ = at.u64();
     at.skip(8);
     const std::uint64_t next = at.u64();
-    at.require(next <= span, "Offset of Direct Block Allocation Iterator in Managed Space", next);
+    at.require(next <= heap_.span_, "Offset of Direct Block Allocation Iterator in Managed Space", next);
     at.skip(16);
     const std::uint64_t hugeCount = at.u64();
     at.skip(8);
@@ -106,15 +106,19 @@ class HeapReader final {
     }
   }
 
+  /// HDF5 finds them by their identities, which are in order.
   std::uint64_t readHuge(std::uint64_t tree) {
     constexpr std::size_t kRecord = 24;
-    return readBtree(blocks_, tree, BtreeType::hugeObjects, kRecord, [this](Cursor record) {
+    std::uint64_t last = 0;
+    return readBtree(blocks_, tree, BtreeType::hugeObjects, kRecord, [&](Cursor record) {
       const StructurePlace place{"huge object of a Fractal Heap", record.u64()};
       const std::uint64_t size = record.u64();
       Block block = blocks_.read(place, size);
       blocks_.claim(place, size);
       const std::uint64_t id = record.u64();
-      record.require(heap_.huge_.emplace(id, std::move(block)).second, "Huge Object ID", id);
+      record.require(id > last, "Huge Object ID", id);
+      last = id;
+      heap_.huge_.emplace(id, std::move(block));
     });
   }
 
@@ -201,8 +205,9 @@ Cursor Heap::object(Cursor id) const {
   id.require(type >> 4U == kManaged, "Heap ID's Version & Type", type);
   const std::uint64_t offset = id.number(offsetBytes());
   const std::uint64_t length = id.number(kLengthBytes);
+  id.require(length <= kLargestManaged, "Heap ID's Length", length);
   std::uint64_t within = 0;
-  const Block* block = blockWith(offset, length, within);
+  const Block* block = offset < span_ ? blockWith(offset, length, within) : nullptr;
   id.require(block != nullptr, "Heap ID's Offset", offset);
   return {block->bytes.data() + within, length, {"object of a Fractal Heap", block->place.address + within}};
 }

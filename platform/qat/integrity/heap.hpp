@@ -35,6 +35,7 @@ class Heap final {
   [[nodiscard]] const Block* blockWith(std::uint64_t offset, std::uint64_t length, std::uint64_t& within) const;
 
   const HeapForm& form_;
+  std::uint64_t span_ = 0;                  // of the managed blocks
   std::map<std::uint64_t, Block> managed_;  // by offset in the heap
   std::unordered_map<std::uint64_t, Block> huge_;
 };
