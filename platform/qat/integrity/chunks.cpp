@@ -52,7 +52,7 @@ class ChunkWalk final {
       : blocks_(blocks), at_(at), dataset_(dataset), index_(index), filtered_(!dataset.filters.empty()) {
     for (const std::uint64_t extent : index.chunk) {
       at.require(extent > 0, "Dimension #n Size", extent);
-      if (extent > kLargestChunk / chunkBytes_) at.refuse("chunks of more than 32 MiB");
+      if (chunkBytes_ > kLargestChunk / std::max<std::uint64_t>(extent, 1)) at.refuse("chunks of more than 32 MiB");
       chunkBytes_ *= extent;
     }
     at.require(index.chunk.back() == dataset.type.size, "Dataset Element Size", index.chunk.back());

@@ -206,8 +206,9 @@ Cursor Heap::object(Cursor id) const {
   const std::uint64_t offset = id.number(offsetBytes());
   const std::uint64_t length = id.number(kLengthBytes);
   id.require(length <= kLargestManaged, "Heap ID's Length", length);
+  id.require(offset < span_, "Heap ID's Offset", offset);
   std::uint64_t within = 0;
-  const Block* block = offset < span_ ? blockWith(offset, length, within) : nullptr;
+  const Block* block = blockWith(offset, length, within);
   id.require(block != nullptr, "Heap ID's Offset", offset);
   return {block->bytes.data() + within, length, {"object of a Fractal Heap", block->place.address + within}};
 }

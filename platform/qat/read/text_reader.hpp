@@ -44,7 +44,7 @@ class Texts final {
 /// Reads texts of one file. Caches heaps, up to a limit. Does not own its arguments.
 class TextReader final {
  public:
-  TextReader(FileBytes bytes, MemoryBudget& budget) : bytes_(bytes), fileSize_(bytes.size()), budget_(budget) {}
+  TextReader(const FileBytes& bytes, MemoryBudget& budget) : bytes_(bytes), fileSize_(bytes.size()), budget_(budget) {}
 
   /// All texts of an attribute, in storage order. @throws Failure
   [[nodiscard]] Texts attributeTexts(hid_t attribute);
