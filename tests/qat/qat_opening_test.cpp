@@ -279,7 +279,8 @@ TEST_F(QatOpening, FilesOfTheProcessThatAreNotOursOutliveAFileThatIsGivenUp) {
 
 TEST_F(QatOpening, FileLeftOpenAtExitIsComplete) {
   EXPECT_EQ(inChild([this] {
-              QatFile* file = qatOpen(path_.c_str(), "w");
+              static QatFile* file = nullptr;  // static: still referred to when the process ends
+              file = qatOpen(path_.c_str(), "w");
               const Array array(qxCreateDoubleScalar(7.0));
               return qatPutVariable(file, "a", array.get());
             }),

@@ -45,7 +45,8 @@ class HeaderReader final {
 
   void run(std::uint64_t address) {
     readFirst({"Object Header", address});
-    for (std::size_t i = 0; i < more_.size(); ++i) readContinuation(more_[i]);
+    std::size_t next = 0;
+    while (next < more_.size()) readContinuation(more_[next++]);  // may add to the list
   }
 
  private:
