@@ -9,6 +9,7 @@
 /// empty. See also qalc.hpp for arrays, qat_parts.hpp for reading parts of a file.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <utility>
@@ -58,17 +59,18 @@ namespace vtu {
 /// is closed with close(), because the destructor cannot say that closing failed.
 class QatFileWrapper {
  public:
-  QatFileWrapper() noexcept = default;
+  /// @param taken The file to own, or nullptr.
+  explicit QatFileWrapper(QatFile* taken = nullptr) noexcept : file_(taken) {}
 
   /// Opens a file as qatOpen() does.
   QatFileWrapper(const char* name, const char* mode) : file_(qatOpen(name, mode)) {}
   QatFileWrapper(const std::string& name, const char* mode) : QatFileWrapper(name.c_str(), mode) {}
 
-  QatFileWrapper(QatFileWrapper&& other) noexcept : file_(std::exchange(other.file_, nullptr)) {}
+  QatFileWrapper(QatFileWrapper&& other) noexcept : file_(other.release()) {}
   QatFileWrapper& operator=(QatFileWrapper&& other) noexcept {
     if (this != &other) {
       reset();
-      file_ = std::exchange(other.file_, nullptr);
+      file_ = other.release();
     }
     return *this;
   }
@@ -79,6 +81,10 @@ class QatFileWrapper {
   /// The file, still owned; nullptr if empty.
   [[nodiscard]] QatFile* get() const noexcept { return file_; }
   explicit operator bool() const noexcept { return file_ != nullptr; }
+  friend bool operator==(const QatFileWrapper& owner, std::nullptr_t) noexcept { return !owner; }
+
+  /// Gives the file to the caller and becomes empty.
+  [[nodiscard]] QatFile* release() noexcept { return std::exchange(file_, nullptr); }
 
   /// Reads a variable; empty if it is absent or unreadable.
   [[nodiscard]] qxArrayWrapper variable(const char* name) const { return qxArrayWrapper(qatGetVariable(file_, name)); }
@@ -100,11 +106,11 @@ class QatFileWrapper {
   [[nodiscard]] int remove(const char* name) { return qatDeleteVariable(file_, name); }
 
   /// Closes the file and becomes empty. @return 0 on success, else an error code.
-  [[nodiscard]] int close() { return qatClose(std::exchange(file_, nullptr)); }
+  [[nodiscard]] int close() { return qatClose(release()); }
 
   /// Closes the file, if there is one, whatever the result.
   void reset() noexcept {
-    if (file_ != nullptr) static_cast<void>(qatClose(std::exchange(file_, nullptr)));
+    if (file_ != nullptr) static_cast<void>(qatClose(release()));
   }
 
  private:

@@ -98,7 +98,8 @@ std::uint64_t QatSamples::rows(std::uint32_t table) const {
 }
 
 const std::vector<StoredColumn>& QatSamples::columns(std::uint32_t table) const {
-  return inside_->onTable(table, [](qat::OpenTable& open) -> const auto& { return open.columns(); });
+  return inside_->onTable(
+      table, [](qat::OpenTable & open) -> const auto& { return open.columns(); });
 }
 
 void QatSamples::readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) const {

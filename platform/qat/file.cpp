@@ -11,18 +11,19 @@
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/equality.hpp"
 #include "platform/qat/failure.hpp"
+#include "platform/qat/file_format.hpp"
 #include "platform/qat/names.hpp"
 #include "platform/qat/read/reader.hpp"
+#include "platform/qat/stream/stream_lock.hpp"
+#include "platform/qat/stream/unfinished.hpp"
 #include "platform/qat/superblock.hpp"
 #include "platform/qat/write/table_upkeep.hpp"
 
 namespace vtu::qat {
 namespace {
 
-constexpr const char* kFormatAttribute = "qat.format";
-constexpr const char* kVersionAttribute = "qat.version";
-constexpr std::uint32_t kVersion = 2;
-constexpr off_t kReserve = 256 << 10;  // bytes that linking one more variable surely does not need
+constexpr unsigned kLiveAttempts = 20;  // to read metadata that may be half-written
+constexpr off_t kReserve = 256 << 10;   // bytes that linking one more variable surely does not need
 
 /// A plain descriptor for the looks and repairs that happen before HDF5 opens the file.
 class Descriptor final {
@@ -55,30 +56,10 @@ void mendOpenMark(const std::string& name) {
     throw Failure(kStorage, "is marked as being written, and cannot be mended");
 }
 
-Handle makeAccessList() {
-  Handle list(checked(H5Pcreate(H5P_FILE_ACCESS), kStorage, "cannot make a property list"));
-  constexpr const char* kWhat = "cannot set up the file access";
-  checked(H5Pset_libver_bounds(list.get(), H5F_LIBVER_V110, H5F_LIBVER_V110), kStorage, kWhat);
-  checked(H5Pset_fclose_degree(list.get(), H5F_CLOSE_STRONG), kStorage, kWhat);
-  checked(H5Pset_file_locking(list.get(), true, true), kStorage, kWhat);
-  checked(H5Pset_sieve_buf_size(list.get(), 0), kStorage, kWhat);  // a write that fails says so at once
-  checked(H5Pset_metadata_read_attempts(list.get(), 1), kStorage, kWhat);
-  checked(H5Pset_fapl_sec2(list.get()), kStorage, kWhat);
-  return list;
-}
-
-Handle makeFileCreationList() {
-  Handle list(checked(H5Pcreate(H5P_FILE_CREATE), kStorage, "cannot make a property list"));
-  checked(H5Pset_link_creation_order(list.get(), H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED), kStorage,
-          "cannot keep the order of variables");
-  checked(H5Pset_obj_track_times(list.get(), false), kStorage, "cannot set up the file");
-  return list;
-}
-
 }  // namespace
 
-std::unique_ptr<File> File::open(const std::string& name, Mode mode) {
-  std::unique_ptr<File> file(new File(name, mode));
+std::unique_ptr<File> File::open(const std::string& name, Mode mode, Owner owner) {
+  std::unique_ptr<File> file(new File(name, mode, owner));
   if (mode == Mode::create) {
     file->create();
   } else {
@@ -87,9 +68,10 @@ std::unique_ptr<File> File::open(const std::string& name, Mode mode) {
   return file;
 }
 
-File::File(std::string name, Mode mode)
+File::File(std::string name, Mode mode, Owner owner)
     : name_(std::move(name)),
       mode_(mode),
+      owner_(owner),
       shared_([this](haddr_t address, const qxArray& array) { return holds(address, array); }) {}
 
 File::~File() {
@@ -100,14 +82,14 @@ File::~File() {
 
 void File::create() {
   const bool exists = ::access(name_.c_str(), F_OK) == 0;
-  if (exists) static_cast<void>(Descriptor(name_, O_RDWR | O_NONBLOCK, kStorage));
+  if (exists) requireNotStreamed(Descriptor(name_, O_RDWR | O_NONBLOCK, kStorage).get());
   const Handle access = makeAccessList();
   file_ = Handle(checked(
       H5Fcreate(name_.c_str(), exists ? H5F_ACC_TRUNC : H5F_ACC_EXCL, makeFileCreationList().get(), access.get()),
       kStorage, "cannot be created"));
   try {
     takeDescriptor(access.get());
-    writeFormat();
+    writeFormat(kit_, root_.get());
     flush();
     settle();
   } catch (const Failure&) {
@@ -123,10 +105,26 @@ void File::openExisting() {
     static_cast<void>(inspect());
   }
   const Handle access = makeAccessList();
-  file_ = Handle(checked(H5Fopen(name_.c_str(), update ? H5F_ACC_RDWR : H5F_ACC_RDONLY, access.get()), kDamaged,
-                         "cannot be opened"));
+  // Readers that are still attached hold a lock of HDF5; whoever streams has a better one.
+  if (owner_ == Owner::stream) checked(H5Pset_file_locking(access.get(), false, true), kStorage, "cannot be opened");
+  if (live_) checked(H5Pset_metadata_read_attempts(access.get(), kLiveAttempts), kStorage, "cannot be opened");
+  const unsigned flags = update ? H5F_ACC_RDWR : live_ ? H5F_ACC_RDONLY | H5F_ACC_SWMR_READ : H5F_ACC_RDONLY;
+  file_ = Handle(checked(H5Fopen(name_.c_str(), flags, access.get()), kDamaged, "cannot be opened"));
   takeDescriptor(access.get());
   checkFormat();
+  if (update) finishStream();
+}
+
+/// Makes a file plain whose writer streamed into it and died, or is about to close it.
+void File::finishStream() {
+  try {
+    qat::finishStream(source());
+    flush();
+    settle();
+  } catch (const Failure& failure) {
+    if (failure.code() == kStorage) abandon();
+    throw;
+  }
 }
 
 /// Looks at what HDF5 reads when it opens the file. @return true if the file is marked as open, which must be mended first.
@@ -134,11 +132,15 @@ bool File::inspect() {
   const Descriptor descriptor(name_, (mode_ == Mode::update ? O_RDWR : O_RDONLY) | O_NONBLOCK, kStorage);
   const FileBytes bytes(descriptor.get());
   const Superblock superblock = readSuperblock(descriptor.get(), bytes.size());
-  if (superblock.markedAsOpen()) return true;
+  if (mode_ != Mode::read && owner_ == Owner::anybody) requireNotStreamed(descriptor.get());
+  live_ = mode_ == Mode::read && superblock.letsReadersIn();
+  if (superblock.markedAsOpen() && !live_) return true;
   source_.emplace(bytes);
   integrity_.emplace(*source_, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
-  integrity_->requireExtension(superblock.extension);
-  integrity_->requireObject(superblock.rootAddress);
+  if (!live_) {
+    integrity_->requireExtension(superblock.extension);
+    integrity_->requireObject(superblock.rootAddress);
+  }
   return false;
 }
 
@@ -155,14 +157,6 @@ void File::takeDescriptor(hid_t accessList) {
     integrity_.emplace(*source_, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
   }
   root_ = Handle(checked(H5Gopen2(file_.get(), "/", H5P_DEFAULT), kDamaged, "its root group cannot be opened"));
-}
-
-void File::writeFormat() {
-  writeTextAttribute(kit_, root_.get(), kFormatAttribute, "qat");
-  const Handle version(
-      checked(H5Acreate2(root_.get(), kVersionAttribute, H5T_STD_U32LE, kit_.scalarSpace(), H5P_DEFAULT, H5P_DEFAULT),
-              kStorage, "cannot write the format version"));
-  checked(H5Awrite(version.get(), H5T_NATIVE_UINT32, &kVersion), kStorage, "cannot write the format version");
 }
 
 void File::checkFormat() {
@@ -196,8 +190,8 @@ bool File::has(const std::string& link) const { return hasMember(root_.get(), li
 
 Source File::source() {
   requireUsable();
-  if (mode_ != Mode::read) fileChanged();
-  return {kit_, bytes_, *integrity_, root_.get(), name_};
+  if (mode_ != Mode::read || live_) fileChanged();
+  return {kit_, bytes_, *integrity_, root_.get(), name_, live_ ? &*source_ : nullptr};
 }
 
 qalc::ArrayPtr File::get(const std::string& variable) {

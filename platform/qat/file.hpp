@@ -25,8 +25,11 @@ class File final {
  public:
   enum class Mode { read, create, update };
 
+  /// Who opens it: only whoever streams into a file may change it meanwhile.
+  enum class Owner { anybody, stream };
+
   /// Opens a file. @param name UTF-8 file name.
-  static std::unique_ptr<File> open(const std::string& name, Mode mode);
+  static std::unique_ptr<File> open(const std::string& name, Mode mode, Owner owner = Owner::anybody);
 
   File(const File&) = delete;
   File& operator=(const File&) = delete;
@@ -45,14 +48,14 @@ class File final {
   void close();
 
  private:
-  File(std::string name, Mode mode);
+  File(std::string name, Mode mode, Owner owner);
 
   void openExisting();
+  void finishStream();
   [[nodiscard]] bool inspect();
   void create();
   void takeDescriptor(hid_t accessList);
   void checkFormat();
-  void writeFormat();
   void fileChanged();
   void requireDeletable(const std::string& link);
   void requireUsable() const;
@@ -68,6 +71,8 @@ class File final {
 
   std::string name_;
   Mode mode_;
+  Owner owner_;
+  bool live_ = false;  // somebody may be writing it, for concurrent readers
   Handle file_;
   Handle root_;
   Kit kit_;

@@ -9,7 +9,7 @@
 namespace vtu::qat {
 namespace {
 
-constexpr std::array kClasses = {qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8, qxINT16,   qxUINT16,
+constexpr std::array kClasses = {qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8,  qxINT16,   qxUINT16,
                                  qxINT32,  qxUINT32, qxINT64, qxUINT64, qxLOGICAL, qxCELL};
 constexpr std::string_view kComplexSuffix = ".complex";
 

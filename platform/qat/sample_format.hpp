@@ -14,12 +14,12 @@
 
 namespace vtu::qat {
 
-inline constexpr const char* kSamplesGroup = "qat.samples";   ///< member of the root: one group per table, "0", "1", …
-inline constexpr const char* kTimeMember = "Time";            ///< seconds, one per row
-inline constexpr const char* kColumnsMember = "columns";      ///< one record per leaf
-inline constexpr const char* kTextMember = "text";            ///< where the texts stand in kTextBytesMember
+inline constexpr const char* kSamplesGroup = "qat.samples";  ///< member of the root: one group per table, "0", "1", …
+inline constexpr const char* kTimeMember = "Time";           ///< seconds, one per row
+inline constexpr const char* kColumnsMember = "columns";     ///< one record per leaf
+inline constexpr const char* kTextMember = "text";           ///< where the texts stand in kTextBytesMember
 inline constexpr const char* kTextBytesMember = "text.bytes";  ///< UTF-8
-inline constexpr const char* kRowsMember = "rows";            ///< valid rows per record, while the file is written
+inline constexpr const char* kRowsMember = "rows";             ///< valid rows per record, while the file is written
 
 /// The texts of a record; its numbers are `first`, `width`, `begin` and `count`.
 inline constexpr std::array kRecordTexts = {"name", "unit", "class", "dims"};

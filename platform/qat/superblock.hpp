@@ -21,6 +21,9 @@ struct Superblock {
   std::uint64_t rootAddress = 0;  ///< address of the root group's object header
 
   [[nodiscard]] bool markedAsOpen() const { return flags != 0; }
+
+  /// Whoever writes it, or died while doing so, did it such that others may read.
+  [[nodiscard]] bool letsReadersIn() const { return (flags & 5U) == 5U; }
 };
 
 /// Reads and checks the superblock of an open file.

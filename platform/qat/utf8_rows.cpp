@@ -36,7 +36,8 @@ std::optional<std::string> textOfRow(const qxArray* array) {
 }
 
 qalc::ArrayPtr rowOfText(std::string_view utf8) {
-  const bool isAscii = std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  const bool isAscii =
+      std::all_of(utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
   const ustring text = isAscii ? ustring(utf8.begin(), utf8.end()) : to_ustring(utf8);
   return qalc::ArrayPtr(qxCreateUString(text.data(), text.size()));
 }

@@ -113,9 +113,9 @@ Array sampled() {
     table->set(row, 56, -1.0F);
     table->set(row, 60, row % 2 == 1);
   }
-  std::vector<vtu::SampleColumn> columns = {column(u"speed", qxDOUBLE, 0, kRows), column(u"position", qxDOUBLE, 8, kRows),
-                                            column(u"mode", qxCELL, 40, kRows), column(u"speed", qxSINGLE, 52, kRows),
-                                            column(u"on", qxLOGICAL, 60, kRows)};
+  std::vector<vtu::SampleColumn> columns = {column(u"speed", qxDOUBLE, 0, kRows),
+                                            column(u"position", qxDOUBLE, 8, kRows), column(u"mode", qxCELL, 40, kRows),
+                                            column(u"speed", qxSINGLE, 52, kRows), column(u"on", qxLOGICAL, 60, kRows)};
   columns[1].dims = {2, 2};
   columns[3].isComplex = true;
   columns[4].first = 2;

@@ -8,7 +8,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,10 +16,7 @@
 
 namespace vtio::tests {
 
-struct QatCloser {
-  void operator()(QatFile* file) const { qatClose(file); }
-};
-using OpenFile = std::unique_ptr<QatFile, QatCloser>;
+using OpenFile = vtu::QatFileWrapper;
 
 class QatTest : public ::testing::Test {
  protected:
@@ -36,14 +32,14 @@ class QatTest : public ::testing::Test {
     std::filesystem::remove(path_, ignored);
   }
 
-  OpenFile open(const char* mode) const { return OpenFile(qatOpen(path_.c_str(), mode)); }
+  OpenFile open(const char* mode) const { return OpenFile(path_, mode); }
 
   /// Writes one variable into a new file.
   void save(const char* name, const qxArray* array) const {
     OpenFile file = open("w");
     ASSERT_NE(file, nullptr) << qatLastError();
-    ASSERT_EQ(qatPutVariable(file.get(), name, array), 0) << qatLastError();
-    ASSERT_EQ(qatClose(file.release()), 0) << qatLastError();
+    ASSERT_EQ(file.put(name, array), 0) << qatLastError();
+    ASSERT_EQ(file.close(), 0) << qatLastError();
   }
 
   Array load(const char* name) const {

@@ -5,10 +5,10 @@
 namespace vtio::tests {
 namespace {
 
-constexpr std::array<qxClassID, 12> kClasses = {qxDOUBLE, qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8,  qxINT16,
+constexpr std::array<qxClassID, 12> kClasses = {qxDOUBLE, qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8,   qxINT16,
                                                 qxUINT16, qxINT32,  qxUINT32, qxINT64, qxLOGICAL, qxCELL};
-constexpr std::array<std::u16string_view, 6> kTexts = {u"", u"on", u"\x00e9t\x00e9", u"\xd83d", u"\xd83d\xde00",
-                                                       std::u16string_view(u"a\0b", 3)};
+constexpr std::array<std::u16string_view, 6> kTexts = {u"",       u"on",           u"\x00e9t\x00e9",
+                                                       u"\xd83d", u"\xd83d\xde00", std::u16string_view(u"a\0b", 3)};
 
 }  // namespace
 

@@ -62,7 +62,8 @@ void setBlocks(OpenTable::Values& values, std::size_t elementSize, const Source&
   const auto times = [&](std::uint64_t a, std::uint64_t b) {
     return std::max<std::uint64_t>(kBlockBytes / elementSize / std::max<std::uint64_t>(a * b, 1), 1);
   };
-  values.blockColumns = std::min<std::uint64_t>(columns * times(rows, columns), std::max<std::uint64_t>(values.columns, 1));
+  values.blockColumns =
+      std::min<std::uint64_t>(columns * times(rows, columns), std::max<std::uint64_t>(values.columns, 1));
   values.blockRows = rows * times(rows, values.blockColumns);
 }
 
@@ -117,6 +118,7 @@ const OpenTable::Values& OpenTable::values(ElementKind kind) {
   if (known != values_.end()) return known->second;
   return atPlace(name, [&]() -> const Values& {
     Values values;
+    if (!hasMember(group_.get(), name)) throw Failure(kAbsent, "there are no samples of that class");
     values.dataset = openDataset(source_, group_.get(), name);
     const auto extents = extentsOfRank(values.dataset.get(), 2);
     if (!holds(values.dataset.get(), kind)) throw Failure(kDamaged, "a dataset of another type");

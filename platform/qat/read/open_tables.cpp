@@ -45,7 +45,8 @@ OpenTable& OpenTables::table(std::uint32_t number) {
   if (!table) {
     const std::string name = std::to_string(number);
     table = atPlace(pathOf(name), [&] {
-      if (!hasMember(source_.root, kSamplesGroup) || !hasMember(group(), name)) throw Failure(kDamaged, "no such table");
+      if (!hasMember(source_.root, kSamplesGroup) || !hasMember(group(), name))
+        throw Failure(kDamaged, "no such table");
       return open(name);
     });
   }
@@ -61,7 +62,8 @@ std::unique_ptr<OpenTable> OpenTables::open(const std::string& name) {
 
 std::unique_ptr<OpenTable> OpenTables::openElsewhere(const std::string& name, std::size_t linkSize) {
   std::string value(linkSize, '\0');
-  checked(H5Lget_val(group(), name.c_str(), value.data(), value.size(), H5P_DEFAULT), kDamaged, "a link cannot be read");
+  checked(H5Lget_val(group(), name.c_str(), value.data(), value.size(), H5P_DEFAULT), kDamaged,
+          "a link cannot be read");
   const char* file = nullptr;
   const char* object = nullptr;
   checked(H5Lunpack_elink_val(value.data(), value.size(), nullptr, &file, &object), kDamaged, "a link cannot be read");

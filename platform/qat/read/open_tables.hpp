@@ -40,7 +40,7 @@ class OpenTables final {
 
   Source source_;
   Handle group_;
-  std::map<std::string, std::unique_ptr<File>> otherFiles_;       // before the tables, which borrow from them
+  std::map<std::string, std::unique_ptr<File>> otherFiles_;  // before the tables, which borrow from them
   std::map<std::uint32_t, std::unique_ptr<OpenTable>> tables_;
 };
 

@@ -172,7 +172,8 @@ std::vector<std::string> Reader::fieldLinks(hid_t group) {
   std::unordered_set<std::string> names;
   for (std::size_t i = 0; i < texts.size(); ++i) {
     links.emplace_back(texts[i]);
-    if (!names.insert(decodeName(texts[i])).second) throw Failure(kDamaged, "the field " + links.back() + " is named twice");
+    if (!names.insert(decodeName(texts[i])).second)
+      throw Failure(kDamaged, "the field " + links.back() + " is named twice");
   }
   return links;
 }

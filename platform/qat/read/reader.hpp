@@ -99,12 +99,12 @@ struct Reader::Column {
   std::string name;
   Form form = Form::members;
   qalc::ArrayPtr numbers;
-  Texts texts;                   // texts, textCells
-  std::size_t textsPerRow = 1;   // textCells
-  bool cellsAreRows = false;     // textCells
+  Texts texts;                  // texts, textCells
+  std::size_t textsPerRow = 1;  // textCells
+  bool cellsAreRows = false;    // textCells
   std::vector<Reference> references;
-  std::vector<Column> fields;    // columns
-  Handle members;                     // the group of members
+  std::vector<Column> fields;          // columns
+  Handle members;                      // the group of members
   std::vector<std::uint64_t> present;  // rows that have a member, ascending
 };
 

@@ -74,7 +74,8 @@ void SampleLoader::load() {
     for (auto& [column, leaf] : leaves) {
       if (isUsed(leaf.array)) wanted.push_back(&leaf);
     }
-    atPlace(std::string(kSamplesGroup) + "/" + std::to_string(number), [&] { loadTable(tables_.table(number), wanted); });
+    atPlace(std::string(kSamplesGroup) + "/" + std::to_string(number),
+            [&] { loadTable(tables_.table(number), wanted); });
   }
 }
 
@@ -127,7 +128,8 @@ void SampleLoader::loadNumbers(OpenTable& table, ElementKind kind, const std::ve
   const OpenTable::Values& values = table.values(kind);
   for (const Wanted* leaf : leaves) {
     const StoredColumn& column = *leaf->column;
-    if (column.count > 0 && (column.begin + column.count > values.rows || column.first + std::uint64_t{column.width} > values.columns)) {
+    if (column.count > 0 &&
+        (column.begin + column.count > values.rows || column.first + std::uint64_t{column.width} > values.columns)) {
       throw Failure(kDamaged, "\"" + column.name + "\" is not in the dataset " + column.elementClass);
     }
     makeRoom(*leaf->array);

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/qat/file_bytes.hpp"
+#include "platform/qat/integrity/file_source.hpp"
 #include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
 
@@ -19,6 +20,7 @@ struct Source {
   Integrity& integrity;
   hid_t root;
   const std::string& path;
+  FileSource* live = nullptr;  ///< set if the file may be growing
 };
 
 /// True if a group has a member of this name. @throws Failure for a name that HDF5 would take for a path

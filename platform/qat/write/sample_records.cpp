@@ -76,7 +76,8 @@ Handle listFor(const std::vector<char>& block, std::size_t records, const Kit& k
   constexpr std::size_t kAlwaysFine = 1U << 20U;
   const auto padding = static_cast<std::size_t>(std::count(block.begin(), block.end(), '\0'));
   const bool sparse = block.size() > kAlwaysFine && padding > block.size() / 8 * 7;
-  Handle list(checked(H5Pcopy(sparse ? kit.chunkedList() : kit.datasetList()), kStorage, "cannot make a property list"));
+  Handle list(
+      checked(H5Pcopy(sparse ? kit.chunkedList() : kit.datasetList()), kStorage, "cannot make a property list"));
   if (!sparse) return list;
   const hsize_t chunk = std::max<std::size_t>(1, kAlwaysFine / (block.size() / records));
   checked(H5Pset_chunk(list.get(), 1, &chunk), kStorage, "cannot set up chunks");
@@ -94,7 +95,10 @@ void SampleTableWriter::writeRecords(SignalNames& names) {
     const auto width = static_cast<std::uint32_t>(column->bytes() / elementBytes(kind));
     records.push_back({{names.unique(plainText(column->name)), plainText(column->unit), elementClassName(kind),
                         dimsText(column->dims)},
-                       0, width, column->first - selection_.first, column->count});
+                       0,
+                       width,
+                       column->first - selection_.first,
+                       column->count});
   }
   for (const SampleClass& leaves : classes_) {
     std::size_t next = 0;

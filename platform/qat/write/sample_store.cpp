@@ -20,7 +20,8 @@ std::string linkOf(std::uint32_t table) { return std::string(kSamplesGroup) + "/
 
 void requireSamplesGroup(hid_t parent, hid_t list) {
   if (hasLink(parent, kSamplesGroup)) return;
-  const Handle made(checked(H5Gcreate2(parent, kSamplesGroup, H5P_DEFAULT, list, H5P_DEFAULT), kStorage, kGroupFailure));
+  const Handle made(
+      checked(H5Gcreate2(parent, kSamplesGroup, H5P_DEFAULT, list, H5P_DEFAULT), kStorage, kGroupFailure));
 }
 
 /// The smallest number from `number` on that no table has.
@@ -48,7 +49,7 @@ SampleSelection selectionOf(const SampleTable& table, const std::vector<const qa
 }  // namespace
 
 std::string SampleStore::key(const SampleColumn& column) {
-  const std::array<std::uint64_t, 6> numbers = {column.offset,    column.first,      column.count,
+  const std::array<std::uint64_t, 6> numbers = {column.offset,    column.first,     column.count,
                                                 column.id + 0ULL, column.isComplex, column.name.size()};
   std::string key;
   const auto append = [&key](const auto& list) {
@@ -73,6 +74,17 @@ void SampleStore::write(const qxArray& array, hid_t root, hid_t staging,
   if (lacking.empty()) return;
   SignalNames names = takenNames();
   for (Lack& lack : lacking) writeTable(lack, root, staging, names);
+}
+
+void SampleStore::adopt(const std::shared_ptr<const SampleTable>& table, const std::vector<SampleColumn>& leaves,
+                        std::uint32_t number) {
+  Entry& entry = entries_[table.get()];
+  entry.table = table;
+  for (std::uint32_t i = 0; i < leaves.size(); ++i) {
+    const Reference reference{number, i, kValuesPart};
+    entry.columns.try_emplace(key(leaves[i]), reference);
+    entry.times.try_emplace({leaves[i].first, leaves[i].count}, number, i, kTimesPart);
+  }
 }
 
 void SampleStore::collect(const qxArray& array, int depth, std::vector<Lack>& lacking) {
@@ -126,8 +138,8 @@ void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames&
   }
   const std::string link = linkOf(number);
   requireSamplesGroup(staging, kit_.groupList());
-  const Handle group(checked(H5Gcreate2(staging, link.c_str(), H5P_DEFAULT, kit_.groupList(), H5P_DEFAULT), kStorage,
-                             kGroupFailure));
+  const Handle group(
+      checked(H5Gcreate2(staging, link.c_str(), H5P_DEFAULT, kit_.groupList(), H5P_DEFAULT), kStorage, kGroupFailure));
   staged_.push_back(number);
   const SampleSelection selection = selectionOf(*lack.table, distinct);
   SampleTableWriter writer(kit_, group.get(), selection);

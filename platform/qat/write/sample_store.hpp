@@ -33,6 +33,10 @@ class SampleStore final {
   ///   write. @throws Failure
   void write(const qxArray& array, hid_t root, hid_t staging, const std::function<SignalNames()>& takenNames);
 
+  /// Arrays over a table in memory become references to this table of the file. @param leaves Its records.
+  void adopt(const std::shared_ptr<const SampleTable>& table, const std::vector<SampleColumn>& leaves,
+             std::uint32_t number);
+
   /// The reference that stands for a value of the array given to write(); nothing for an array without samples in the
   /// file. @param owner The structure with the value as a field, or null: times refer to the record of a value beside them.
   [[nodiscard]] std::optional<Reference> find(const qxArray& value, const qxArray* owner) const;
@@ -72,9 +76,9 @@ class SampleStore final {
 
   // During one write():
   std::unordered_set<const qalc::Storage*> visited_;
-  std::unordered_map<const SampleTable*, std::size_t> lackOf_;         // index into what is lacking
-  std::unordered_map<const qalc::Storage*, Reference> references_;     // of values
-  mutable std::size_t besideField_ = 0;  // where the values beside times were found last
+  std::unordered_map<const SampleTable*, std::size_t> lackOf_;      // index into what is lacking
+  std::unordered_map<const qalc::Storage*, Reference> references_;  // of values
+  mutable std::size_t besideField_ = 0;                             // where the values beside times were found last
 };
 
 }  // namespace vtu::qat

@@ -82,9 +82,9 @@ class TextCopy final {
 /// The dataset of one element class and the chunk that is being filled.
 struct SampleTableWriter::Chunks {
   Handle dataset;
-  hsize_t rows = 0;     // of the dataset
-  hsize_t columns = 0;  // of the dataset
-  std::size_t element = 0;    // bytes
+  hsize_t rows = 0;         // of the dataset
+  hsize_t columns = 0;      // of the dataset
+  std::size_t element = 0;  // bytes
   std::array<hsize_t, 2> extent{};
   std::array<hsize_t, 2> at{};  // first row and column of the chunk
   std::vector<std::byte> bytes;
@@ -135,7 +135,8 @@ void SampleTableWriter::writeTimes() {
 
 void SampleTableWriter::writeValues() {
   for (const SampleClass& leaves : classes_) {
-    atPlace(elementClassName(leaves.kind), [&] { leaves.kind.id == qxCELL ? writeTexts(leaves) : writeNumbers(leaves); });
+    atPlace(elementClassName(leaves.kind),
+            [&] { leaves.kind.id == qxCELL ? writeTexts(leaves) : writeNumbers(leaves); });
   }
 }
 
@@ -188,7 +189,8 @@ void SampleTableWriter::writeTexts(const SampleClass& leaves) {
       const std::uint64_t to = std::min<hsize_t>(leaves.firsts[i] + leaf.bytes() / chunks.element, chunks.columnsEnd());
       // Rows that are not the leaf's hold nothing that could be read as a text.
       const std::uint64_t begin = std::max<std::uint64_t>(leaf.first - selection_.first, chunks.at[0]);
-      const std::uint64_t end = std::min<hsize_t>(leaf.first - selection_.first + leaf.count, chunks.at[0] + chunks.rowsHere());
+      const std::uint64_t end =
+          std::min<hsize_t>(leaf.first - selection_.first + leaf.count, chunks.at[0] + chunks.rowsHere());
       if (from >= to || begin >= end) continue;
       selection_.table->readRows(selection_.first + begin, end - begin,
                                  leaf.offset + (from - leaves.firsts[i]) * chunks.element, (to - from) * chunks.element,

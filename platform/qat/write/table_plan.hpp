@@ -32,15 +32,15 @@ class FieldPlan final {
 
   [[nodiscard]] const std::string& link() const { return link_; }  ///< encoded name
   [[nodiscard]] Form form() const { return form_; }
-  [[nodiscard]] const std::vector<const qxArray*>& values() const { return values_; }       ///< one per row
-  [[nodiscard]] const std::vector<const qxArray*>& owners() const { return owners_; }       ///< one per row
-  [[nodiscard]] ElementKind kind() const { return kind_; }                                  ///< numbers
-  [[nodiscard]] const std::vector<std::byte>& numbers() const { return numbers_; }          ///< numbers
-  [[nodiscard]] const std::vector<std::string>& texts() const { return texts_; }            ///< texts, textCells
-  [[nodiscard]] std::size_t textsPerRow() const { return textsPerRow_; }                    ///< textCells
-  [[nodiscard]] bool cellsAreRows() const { return cellsAreRows_; }                         ///< textCells: 1-by-k
-  [[nodiscard]] const std::vector<Reference>& references() const { return references_; }    ///< references
-  [[nodiscard]] const std::vector<FieldPlan>& fields() const { return fields_; }            ///< columns
+  [[nodiscard]] const std::vector<const qxArray*>& values() const { return values_; }     ///< one per row
+  [[nodiscard]] const std::vector<const qxArray*>& owners() const { return owners_; }     ///< one per row
+  [[nodiscard]] ElementKind kind() const { return kind_; }                                ///< numbers
+  [[nodiscard]] const std::vector<std::byte>& numbers() const { return numbers_; }        ///< numbers
+  [[nodiscard]] const std::vector<std::string>& texts() const { return texts_; }          ///< texts, textCells
+  [[nodiscard]] std::size_t textsPerRow() const { return textsPerRow_; }                  ///< textCells
+  [[nodiscard]] bool cellsAreRows() const { return cellsAreRows_; }                       ///< textCells: 1-by-k
+  [[nodiscard]] const std::vector<Reference>& references() const { return references_; }  ///< references
+  [[nodiscard]] const std::vector<FieldPlan>& fields() const { return fields_; }          ///< columns
 
  private:
   void choose(const qxArray& first, const qxArray& owner);
