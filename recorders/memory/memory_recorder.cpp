@@ -134,11 +134,12 @@ vtu::qxArrayWrapper MemoryRecorder::datasetElement() {
     cells.set(0, std::move(values));
     for (std::size_t i = 0; i < members.size(); ++i) {
       Client& member = *members[i];
+      const std::uint64_t described = member.signalDescriptor().foreachIterationIdx();
       if (const auto* recorder = dynamic_cast<const MemoryRecorder*>(&member)) {
         iterations.push_back(recorder->foreachIteration());
         cells.set(i + 1, recorder->nodes(areIterations));
       } else {
-        iterations.push_back(member.signalDescriptor().foreachIterationIdx());
+        iterations.push_back(described);
         cells.set(i + 1, valuesOfElement(member.datasetElement()));
       }
     }

@@ -67,7 +67,7 @@ bool meansInPlace(int error) { return error == EACCES || error == EPERM || error
 // @return Its name; empty if the folder takes none.
 std::string makeBeside(const std::string& target, const std::optional<struct stat>& status) {
   for (int i = 1; i <= kMostLeftovers; ++i) {
-    const std::string name = target + ".saving" + std::to_string(i);
+    std::string name = target + ".saving" + std::to_string(i);
     const Descriptor file(name, O_WRONLY | O_CREAT | O_EXCL);
     if (file.isOpen()) {
       if (status)

@@ -23,6 +23,7 @@ class Ref final {
     return *this;
   }
   ~Ref() {
+    // The analyzer does not count references. NOLINTNEXTLINE(clang-analyzer-cplusplus.NewDelete)
     if (object_ != nullptr && --object_->refs == 0) T::destroy(object_);
   }
 
