@@ -11,12 +11,12 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
-#include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "benchmarks/file_benchmarks.hpp"
 #include "benchmarks/logged_model.hpp"
 #include "benchmarks/stopwatch.hpp"
 #include "platform/text.hpp"
@@ -123,33 +123,6 @@ void bothSizes(benchmark::internal::Benchmark* job) {
 BENCHMARK(floorWrite)->Apply(bothSizes);
 BENCHMARK(save)->Apply(bothSizes);
 
-/// Takes --dir=PATH out of the arguments.
-void readFolder(int& argc, char** argv) {
-  int kept = 1;
-  for (int i = 1; i < argc; ++i) {
-    const std::string argument = argv[i];
-    if (argument.starts_with("--dir=")) {
-      folder = argument.substr(6);
-    } else {
-      argv[kept++] = argv[i];
-    }
-  }
-  argc = kept;
-}
-
 }  // namespace
 
-int main(int argc, char** argv) {
-  readFolder(argc, argv);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
-    return 2;
-  }
-  if (!fs::is_directory(folder)) {
-    std::cerr << "--dir=" << folder.string() << ": no such folder\n";
-    return 2;
-  }
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+int main(int argc, char** argv) { return vtio::benchmarks::runFileBenchmarks(argc, argv, folder); }

@@ -43,8 +43,16 @@ JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
         "floorAppend/signals:10000/steps:1000/layout:0", None, "ms", 1e-3),
     "save/signals:1000/samples:20000": ("save 1000 signals x 20 000", "floorWrite/signals:1000/samples:20000", 2.0,
                                         "ms", 1e-3),
-    "save/signals:10000/samples:1000": ("save 10 000 signals x 1000", "floorWrite/signals:10000/samples:1000", 6.0,
+    "save/signals:10000/samples:1000": ("save 10 000 signals x 1000", "floorWrite/signals:10000/samples:1000", 3.0,
                                         "ms", 1e-3),
+    "list/signals:10000/samples:1000": ("list 10 000 signals (goal 50 ms)", "floorList/signals:10000/samples:1000", None,
+                                        "ms", 1e-3),
+    "list/signals:100000/samples:10": ("list 100 000 signals (goal 500 ms)", "floorList/signals:100000/samples:10", None,
+                                       "ms", 1e-3),
+    "readSignal/signals:10000/samples:1000": ("read one of 10 000 signals x 1000 (goal 3 ms)",
+                                              "floorRead/signals:10000/samples:1000", None, "ms", 1e-3),
+    "readSignal/signals:1000/samples:100000": ("read one of 1000 signals x 100 000 (goal 15 ms)",
+                                               "floorRead/signals:1000/samples:100000", None, "ms", 1e-3),
 }
 SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 TOLERANCE = 4 / 3  # how far above its target a ratio may be on a busy machine

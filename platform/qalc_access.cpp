@@ -49,12 +49,11 @@ void checkIndex(const char* function, std::size_t index, std::size_t count) {
 
 std::size_t elementBytes(const qxArray& array) { return elementSize(array.id) * (array.complex ? 2 : 1); }
 
-std::vector<ArrayPtr> sharedCopies(const std::vector<ArrayPtr>& values) {
-  std::vector<ArrayPtr> result;
-  result.reserve(values.size());
-  for (const ArrayPtr& value : values) {
-    result.emplace_back(value ? qxShareArray(value.get()) : nullptr);
-  }
+template <typename Values>
+Values sharedCopies(const Values& values) {
+  Values result(values.size());
+  std::transform(values.begin(), values.end(), result.begin(),
+                 [](const ArrayPtr& value) { return ArrayPtr(value ? qxShareArray(value.get()) : nullptr); });
   return result;
 }
 
@@ -252,7 +251,7 @@ void qxSetField(qxArray* array, std::size_t index, const char* name, qxArray* va
   Storage& storage = vtu::qalc::unshare(*array);
   Field* field = vtu::qalc::findField(storage, name);
   if (field == nullptr) {
-    storage.fields.push_back({name, std::vector<vtu::qalc::ArrayPtr>(array->dims.elements())});
+    storage.fields.push_back({name, vtu::qalc::FieldValues(array->dims.elements())});
     field = &storage.fields.back();
   }
   field->values[index].reset(value);

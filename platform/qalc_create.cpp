@@ -66,16 +66,15 @@ void addFields(Storage& storage, std::size_t elements, int numFields, const char
     if (!taken.insert(names[i]).second) {
       throw std::invalid_argument("qxCreateStructArray: the field '" + std::string(names[i]) + "' is named twice");
     }
-    storage.fields.push_back({names[i], std::vector<ArrayPtr>(elements)});
+    storage.fields.push_back({names[i], FieldValues(elements)});
   }
 }
 
-std::vector<ArrayPtr> duplicates(const std::vector<ArrayPtr>& values) {
-  std::vector<ArrayPtr> result;
-  result.reserve(values.size());
-  for (const ArrayPtr& value : values) {
-    result.emplace_back(value ? qxDuplicateArray(value.get()) : nullptr);
-  }
+template <typename Values>
+Values duplicates(const Values& values) {
+  Values result(values.size());
+  std::transform(values.begin(), values.end(), result.begin(),
+                 [](const ArrayPtr& value) { return ArrayPtr(value ? qxDuplicateArray(value.get()) : nullptr); });
   return result;
 }
 

@@ -79,10 +79,32 @@ class Dimensions final {
   std::unique_ptr<std::size_t[]> more_;
 };
 
-/// One field of a structure array: a value per element.
+/// A value per element of a structure array. A single one needs no allocation.
+class FieldValues final {
+ public:
+  explicit FieldValues(std::size_t count)
+      : count_(count), many_(count == 1 ? nullptr : std::make_unique<ArrayPtr[]>(count)) {}
+
+  [[nodiscard]] std::size_t size() const { return count_; }
+  [[nodiscard]] ArrayPtr* begin() { return many_ ? many_.get() : &one_; }
+  [[nodiscard]] ArrayPtr* end() { return begin() + count_; }
+  [[nodiscard]] const ArrayPtr* begin() const { return many_ ? many_.get() : &one_; }
+  [[nodiscard]] const ArrayPtr* end() const { return begin() + count_; }
+  [[nodiscard]] ArrayPtr& operator[](std::size_t index) { return begin()[index]; }
+  [[nodiscard]] const ArrayPtr& operator[](std::size_t index) const { return begin()[index]; }
+  [[nodiscard]] ArrayPtr& front() { return *begin(); }
+  [[nodiscard]] const ArrayPtr& front() const { return *begin(); }
+
+ private:
+  std::size_t count_;
+  ArrayPtr one_;
+  std::unique_ptr<ArrayPtr[]> many_;
+};
+
+/// One field of a structure array.
 struct Field {
   std::string name;
-  std::vector<ArrayPtr> values;
+  FieldValues values;
 };
 
 /// Values in several runs of memory that another object owns.

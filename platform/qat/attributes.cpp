@@ -38,7 +38,7 @@ void writeDimsAttribute(hid_t object, const qalc::Dimensions& dims) {
 }
 
 void writeReferenceAttribute(Kit& kit, hid_t object, const char* name, const Reference& reference) {
-  writeAttribute(object, name, kit.referenceType(), kit.scalarSpace(), &reference);
+  writeAttribute(object, name, kit.storedReferenceType(), kit.scalarSpace(), packed({&reference, 1}).data());
 }
 
 void writeScalarAttribute(Kit& kit, hid_t object, const char* name, const qxArray& scalar) {

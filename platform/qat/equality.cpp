@@ -24,7 +24,8 @@ class Comparison final {
   }
 
  private:
-  bool sameList(const std::vector<qalc::ArrayPtr>& a, const std::vector<qalc::ArrayPtr>& b) {
+  template <typename Values>
+  bool sameList(const Values& a, const Values& b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [this](const auto& x, const auto& y) { return same(x.get(), y.get()); });
   }

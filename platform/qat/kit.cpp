@@ -51,9 +51,18 @@ Handle makeTextCellType() {
 Handle makeReferenceType() {
   constexpr const char* kWhat = "cannot make the type of references";
   Handle type(checked(H5Tcreate(H5T_COMPOUND, sizeof(Reference)), kStorage, kWhat));
-  checked(H5Tinsert(type.get(), "table", offsetof(Reference, table), H5T_STD_U32LE), kStorage, kWhat);
-  checked(H5Tinsert(type.get(), "column", offsetof(Reference, column), H5T_STD_U32LE), kStorage, kWhat);
-  checked(H5Tinsert(type.get(), "part", offsetof(Reference, part), H5T_STD_U32LE), kStorage, kWhat);
+  checked(H5Tinsert(type.get(), "table", offsetof(Reference, table), H5T_NATIVE_UINT32), kStorage, kWhat);
+  checked(H5Tinsert(type.get(), "column", offsetof(Reference, column), H5T_NATIVE_UINT32), kStorage, kWhat);
+  checked(H5Tinsert(type.get(), "part", offsetof(Reference, part), H5T_NATIVE_UINT32), kStorage, kWhat);
+  return type;
+}
+
+Handle makeStoredReferenceType() {
+  constexpr const char* kWhat = "cannot make the type of references";
+  Handle type(checked(H5Tcreate(H5T_COMPOUND, kPackedReference), kStorage, kWhat));
+  checked(H5Tinsert(type.get(), "table", 0, H5T_STD_U32LE), kStorage, kWhat);
+  checked(H5Tinsert(type.get(), "column", 4, H5T_STD_U32LE), kStorage, kWhat);
+  checked(H5Tinsert(type.get(), "part", 8, H5T_STD_U8LE), kStorage, kWhat);
   return type;
 }
 
@@ -104,7 +113,8 @@ Kit::Kit()
       scalarSpace_(checked(H5Screate(H5S_SCALAR), kStorage, "cannot make the scalar space")),
       logicalType_(makeLogicalType()),
       textCellType_(makeTextCellType()),
-      referenceType_(makeReferenceType()) {
+      referenceType_(makeReferenceType()),
+      storedReferenceType_(makeStoredReferenceType()) {
   constexpr const char* kWhat = "cannot set up a property list";
   for (const Handle* list : {&datasetList_, &chunkedList_}) {
     checked(H5Pset_fill_time(list->get(), H5D_FILL_TIME_NEVER), kStorage, kWhat);

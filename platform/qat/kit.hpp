@@ -26,8 +26,11 @@ class Kit final {
   /// The HDF5 type of the elements, the same in memory and in the file. Owned by the kit.
   [[nodiscard]] hid_t elementType(ElementKind kind);
 
-  /// The type of references to sample tables: `table`, `column`, `part`, as struct Reference.
+  /// The type of references to sample tables in memory, as struct Reference.
   [[nodiscard]] hid_t referenceType() const { return referenceType_.get(); }
+
+  /// The type of references in the file; see packed().
+  [[nodiscard]] hid_t storedReferenceType() const { return storedReferenceType_.get(); }
 
   [[nodiscard]] hid_t datasetList() const { return datasetList_.get(); }            ///< contiguous, never filled
   [[nodiscard]] hid_t chunkedList() const { return chunkedList_.get(); }            ///< never filled
@@ -38,7 +41,7 @@ class Kit final {
 
  private:
   Handle datasetList_, chunkedList_, groupList_, orderedGroupList_, variableText_, scalarSpace_;
-  Handle logicalType_, textCellType_, referenceType_;
+  Handle logicalType_, textCellType_, referenceType_, storedReferenceType_;
   std::array<Handle, 16> complexTypes_;
 };
 

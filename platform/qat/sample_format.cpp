@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cstring>
 
 #include "platform/qalc_internal.hpp"
 #include "platform/sample_table.hpp"
@@ -19,6 +20,18 @@ bool hasIntegerMember(hid_t type, const char* name) {
 }
 
 }  // namespace
+
+std::vector<char> packed(std::span<const Reference> references) {
+  std::vector<char> bytes(references.size() * kPackedReference);
+  char* at = bytes.data();
+  for (const Reference& reference : references) {
+    std::memcpy(at, &reference.table, 4);
+    std::memcpy(at + 4, &reference.column, 4);
+    at[8] = static_cast<char>(reference.part);
+    at += kPackedReference;
+  }
+  return bytes;
+}
 
 std::string elementClassName(ElementKind kind) {
   std::string name = kind.id == qxCELL ? kTextMember : qalc::className(kind.id);

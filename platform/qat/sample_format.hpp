@@ -5,6 +5,7 @@
 #include <compare>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,6 +33,10 @@ struct Reference {
 
   friend auto operator<=>(const Reference&, const Reference&) = default;
 };
+
+/// References as they stand in a file, kPackedReference bytes each: u4, u4, u1.
+inline constexpr std::size_t kPackedReference = 9;
+[[nodiscard]] std::vector<char> packed(std::span<const Reference> references);
 
 /// Name of the dataset for a kind of elements: "double", "double.complex", "text" for the id qxCELL.
 [[nodiscard]] std::string elementClassName(ElementKind kind);

@@ -242,6 +242,20 @@ TEST_F(QatSampleParts, ReferencesAreResolvedOtherwise) {
   EXPECT_EQ(difference(part({}).get(), load("v").get()), "");
 }
 
+TEST_F(QatSampleParts, SingleSamplesOfUnlikeStructures) {
+  const auto table = std::make_shared<RowTable>(1, 16);
+  std::vector<Array> elements;
+  for (std::size_t i = 0; i < 2; ++i) {
+    table->set(0, 8 * i, 2.5 * static_cast<double>(i + 1));
+    const vtu::SampleColumn column{u"x", u"", {}, qxDOUBLE, false, 8 * i, 0, 1};
+    elements.push_back(structure({{i == 0 ? "A" : "B", text("")}, {"Data", vtu::sampledArray(table, column)}}));
+  }
+  store(structure({{"Elements", cells({1, 2}, std::move(elements))}}));
+  const Array data = part({"Elements", "Data"});
+  EXPECT_EQ(difference(qxGetCell(data.get(), 0), Array(qxCreateDoubleScalar(2.5)).get()), "");
+  EXPECT_EQ(difference(qxGetCell(data.get(), 1), Array(qxCreateDoubleScalar(5)).get()), "");
+}
+
 TEST_F(QatSampleParts, FileWithoutTables) {
   save("v", text("x").get());
   file_ = open("r");

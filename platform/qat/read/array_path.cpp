@@ -31,10 +31,12 @@ Values fieldOf(const Values& structures, const std::string& name) {
   return values;
 }
 
+/// Samples that have not been read yet do not count as numbers.
 bool areNumbersOfOneClass(const Values& values) {
   return std::all_of(values.begin(), values.end(), [&](const qxArray* value) {
     return value != nullptr && qalc::elementSize(value->id) > 0 && value->id != qxCHAR && isSingle(*value) &&
-           value->id == values.front()->id && value->complex == values.front()->complex;
+           value->id == values.front()->id && value->complex == values.front()->complex &&
+           value->storage->flat().size() > 0;
   });
 }
 

@@ -8,17 +8,12 @@
 
 namespace vtu::qat {
 
-void Reader::requireChunks(hid_t dataset) {
-  const auto chunk = chunkOf(dataset);
-  if (!chunk.empty()) budget_.require(checkedElements(chunk), H5Tget_size(typeOf(dataset).get()));
-}
-
 qalc::ArrayPtr Reader::readDataset(hid_t dataset) {
   const Handle type = typeOf(dataset);
   auto extents = extentsOf(dataset);
   // A product of extents that overflows must not reach the library, which does not check it.
   const std::size_t count = checkedElements(extents);
-  requireChunks(dataset);
+  requireChunks(dataset, budget_);
   if (samplesAs_ == Samples::found && !isReferenceType(type.get())) return referenceRows({});
   if (H5Tget_class(type.get()) == H5T_STRING) return readTexts(dataset, extents);
   if (isReferenceType(type.get())) {
@@ -74,7 +69,7 @@ std::vector<std::uint64_t> Reader::readIndices(hid_t group, const std::string& l
   if (!(elementKindOf(typeOf(dataset.get()).get()) == ElementKind{qxUINT64, false})) {
     throw Failure(kDamaged, link + " does not hold indices");
   }
-  requireChunks(dataset.get());
+  requireChunks(dataset.get(), budget_);
   const std::size_t count = checkedElements(extentsOf(dataset.get()));
   budget_.take(count, sizeof(std::uint64_t));
   std::vector<std::uint64_t> indices(count + 1);  // never without memory

@@ -5,6 +5,7 @@
 
 #include "platform/qat/failure.hpp"
 #include "platform/qat/read/memory_budget.hpp"
+#include "platform/qat/read/structures.hpp"
 #include "platform/qat/sample_records.hpp"
 
 namespace vtu::qat {
@@ -48,11 +49,10 @@ void requireRange(std::uint64_t first, std::uint64_t count, std::uint64_t limit,
   }
 }
 
-void setBlocks(OpenTable::Values& values, std::size_t elementSize, const Source& source) {
+void setBlocks(OpenTable::Values& values, std::size_t elementSize) {
   auto chunk = chunkOf(values.dataset.get());
   chunk.resize(2, 1);
   const auto [rows, columns] = std::pair(chunk[0], chunk[1]);
-  MemoryBudget(source.bytes.size()).require(rows * elementSize, columns);
   const auto times = [&](std::uint64_t a, std::uint64_t b) {
     return std::max<std::uint64_t>(kBlockBytes / elementSize / std::max<std::uint64_t>(a * b, 1), 1);
   };
@@ -63,10 +63,18 @@ void setBlocks(OpenTable::Values& values, std::size_t elementSize, const Source&
 
 }  // namespace
 
+/// Opens a dataset; what HDF5 remembers of a file that has grown is read again.
+Handle OpenTable::open(const std::string& name) const {
+  Handle dataset = openDataset(source_, group_.get(), name);
+  if (refreshed_) checked(H5Drefresh(dataset.get()), kDamaged, "a dataset cannot be read again");
+  requireChunks(dataset.get(), MemoryBudget(source_.bytes.size()));
+  return dataset;
+}
+
 void OpenTable::openTimes() {
   if (times_) return;
   onMember(kTimeMember, [this] {
-    times_ = openDataset(source_, group_.get(), kTimeMember);
+    times_ = open(kTimeMember);
     rows_ = extentsOfRank(times_.get(), 1).front();
   });
 }
@@ -95,7 +103,7 @@ const StoredColumn& OpenTable::column(std::uint32_t number) {
 }
 
 std::vector<StoredColumn> OpenTable::readRecords() {
-  const Handle dataset = openDataset(source_, group_.get(), kColumnsMember);
+  const Handle dataset = open(kColumnsMember);
   const std::size_t count = extentsOfRank(dataset.get(), 1).front();
   const RecordLayout layout(typeOf(dataset.get()).get());
   MemoryBudget(source_.bytes.size()).take(count, layout.size() + sizeof(StoredColumn));
@@ -111,7 +119,7 @@ std::vector<StoredColumn> OpenTable::readRecords() {
 void OpenTable::takeValidRows(std::vector<StoredColumn>& columns) {
   if (!hasMember(group_.get(), kRowsMember)) return;
   onMember(kRowsMember, [&] {
-    const Handle rows = openDataset(source_, group_.get(), kRowsMember);
+    const Handle rows = open(kRowsMember);
     std::vector<std::uint64_t> counts(columns.size());
     if (extentsOfRank(rows.get(), 1).front() != counts.size()) throw Failure(kDamaged, "not one number per column");
     readRectangle<1>(rows.get(), H5T_NATIVE_UINT64, {0}, {counts.size()}, counts.data());
@@ -126,12 +134,12 @@ const OpenTable::Values& OpenTable::values(ElementKind kind) {
   return onMember(name, [&]() -> const Values& {
     Values values;
     if (!hasMember(group_.get(), name)) throw Failure(kAbsent, "there are no samples of that class");
-    values.dataset = openDataset(source_, group_.get(), name);
+    values.dataset = open(name);
     const auto extents = extentsOfRank(values.dataset.get(), 2);
     if (!holds(values.dataset.get(), kind)) throw Failure(kDamaged, "a dataset of another type");
     values.rows = extents[0];
     values.columns = extents[1];
-    setBlocks(values, elementBytes(kind), source_);
+    setBlocks(values, elementBytes(kind));
     return values_.emplace(name, std::move(values)).first->second;
   });
 }
@@ -162,7 +170,7 @@ std::string_view OpenTable::text(TextCell cell) {
   return onMember(kTextBytesMember, [&] {
     if (!texts_) {
       texts_ = Window();  // Clang 14 cannot emplace() it within its class
-      texts_->dataset = openDataset(source_, group_.get(), kTextBytesMember);
+      texts_->dataset = open(kTextBytesMember);
       texts_->size = extentsOfRank(texts_->dataset.get(), 1).front();
     }
     requireRange(cell.start, cell.bytes, texts_->size, "bytes");
@@ -182,6 +190,7 @@ void OpenTable::moveWindow(std::uint64_t first, std::uint64_t count) {
 }
 
 void OpenTable::refresh() {
+  refreshed_ = true;
   times_.reset();
   columns_.reset();
   values_.clear();

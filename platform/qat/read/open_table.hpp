@@ -88,12 +88,14 @@ class OpenTable final {
     return atPlace(path_, [&]() -> decltype(auto) { return atPlace(name, std::forward<Work>(work)); });
   }
 
+  [[nodiscard]] Handle open(const std::string& name) const;
   void openTimes();
   [[nodiscard]] std::vector<StoredColumn> readRecords();
   void takeValidRows(std::vector<StoredColumn>& columns);
   void moveWindow(std::uint64_t first, std::uint64_t count);
 
   Source source_;
+  bool refreshed_ = false;
   std::string path_;
   Handle group_;
   Handle times_;

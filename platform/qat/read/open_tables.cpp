@@ -84,9 +84,9 @@ std::unique_ptr<OpenTable> OpenTables::openElsewhere(const std::string& name, st
 }
 
 void OpenTables::refresh() {
-  for (auto& [number, table] : tables_) table.reset();
-  group_.reset();
   source_.integrity.forget();
+  for (auto& [name, file] : otherFiles_) file->source().integrity.forget();
+  for (auto& [number, table] : tables_) table->refresh();
 }
 
 }  // namespace vtu::qat

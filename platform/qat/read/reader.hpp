@@ -75,7 +75,6 @@ class Reader {
   qalc::ArrayPtr readTexts(hid_t dataset, const std::vector<std::size_t>& extents);
   std::vector<Reference> readReferences(hid_t dataset);
   std::vector<std::uint64_t> readIndices(hid_t group, const std::string& link);
-  void requireChunks(hid_t dataset);
 
   // Groups.
   qalc::ArrayPtr readGroup(hid_t group);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <string>
 
 #include "platform/qat/failure.hpp"
@@ -133,27 +134,32 @@ void SampleLoader::loadNumbers(OpenTable& table, ElementKind kind, const std::ve
     }
     makeRoom(*leaf->array);
   }
-  Rectangle block;
-  block.element = elementBytes(kind);
-  for (; block.firstColumn < values.columns; block.firstColumn = block.endColumn) {
-    block.endColumn = std::min(values.columns, block.firstColumn + values.blockColumns);
+  for (std::uint64_t first = 0; first < values.columns; first += values.blockColumns) {
+    const std::uint64_t end = std::min(values.columns, first + values.blockColumns);
     std::vector<const Wanted*> here;
-    std::uint64_t begin = values.rows, end = 0;
-    for (const Wanted* leaf : leaves) {
-      const StoredColumn& column = *leaf->column;
-      if (column.first >= block.endColumn || column.first + std::uint64_t{column.width} <= block.firstColumn) continue;
-      here.push_back(leaf);
-      begin = std::min(begin, column.begin);
-      end = std::max(end, column.begin + column.count);
-    }
-    for (block.firstRow = begin / values.blockRows * values.blockRows; block.firstRow < end;
-         block.firstRow = block.endRow) {
-      block.endRow = std::min(end, block.firstRow + values.blockRows);
-      block.bytes.resize((block.endRow - block.firstRow) * block.width() * block.element);
-      table.readBlock(kind, block.firstColumn, block.width(), block.firstRow, block.endRow - block.firstRow,
-                      block.bytes.data());
-      for (const Wanted* leaf : here) scatter(block, *leaf->column, leaf->array->storage->values.data());
-    }
+    std::copy_if(leaves.begin(), leaves.end(), std::back_inserter(here), [&](const Wanted* leaf) {
+      return leaf->column->first < end && leaf->column->first + std::uint64_t{leaf->column->width} > first;
+    });
+    if (!here.empty()) loadBlocks(table, values, first, end, here);
+  }
+}
+
+/// Loads leaves from columns [firstColumn, endColumn) of a dataset.
+void SampleLoader::loadBlocks(OpenTable& table, const OpenTable::Values& values, std::uint64_t firstColumn,
+                              std::uint64_t endColumn, const std::vector<const Wanted*>& leaves) {
+  std::uint64_t begin = values.rows, end = 0;
+  for (const Wanted* leaf : leaves) {
+    begin = std::min(begin, leaf->column->begin);
+    end = std::max(end, leaf->column->begin + leaf->column->count);
+  }
+  const ElementKind kind = leaves.front()->kind;
+  Rectangle block{0, 0, firstColumn, endColumn, elementBytes(kind), {}};
+  for (std::uint64_t row = begin / values.blockRows * values.blockRows; row < end; row = block.endRow) {
+    block.firstRow = row;
+    block.endRow = std::min(end, row + values.blockRows);
+    block.bytes.resize((block.endRow - row) * block.width() * block.element);
+    table.readBlock(kind, firstColumn, block.width(), row, block.endRow - row, block.bytes.data());
+    for (const Wanted* leaf : leaves) scatter(block, *leaf->column, leaf->array->storage->values.data());
   }
 }
 

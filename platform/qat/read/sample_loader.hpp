@@ -42,6 +42,8 @@ class SampleLoader final {
   void loadTimes();
   void loadTable(OpenTable& table, std::vector<Wanted*>& wanted);
   void loadNumbers(OpenTable& table, ElementKind kind, const std::vector<Wanted*>& leaves);
+  void loadBlocks(OpenTable& table, const OpenTable::Values& values, std::uint64_t firstColumn, std::uint64_t endColumn,
+                  const std::vector<const Wanted*>& leaves);
   void loadTexts(OpenTable& table, const Wanted& leaf);
 
   OpenTables tables_;

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "platform/qat/failure.hpp"
+#include "platform/qat/read/structures.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -86,6 +87,11 @@ std::vector<std::size_t> chunkOf(hid_t dataset) {
   std::array<hsize_t, H5S_MAX_RANK> chunk{};
   const int rank = checked(H5Pget_chunk(list.get(), H5S_MAX_RANK, chunk.data()), kDamaged, "chunks without a size");
   return {chunk.begin(), chunk.begin() + rank};
+}
+
+void requireChunks(hid_t dataset, const MemoryBudget& budget) {
+  const auto chunk = chunkOf(dataset);
+  if (!chunk.empty()) budget.require(checkedElements(chunk), H5Tget_size(typeOf(dataset).get()));
 }
 
 }  // namespace vtu::qat

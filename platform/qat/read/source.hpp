@@ -9,6 +9,7 @@
 #include "platform/qat/file_bytes.hpp"
 #include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
+#include "platform/qat/read/memory_budget.hpp"
 
 namespace vtu::qat {
 
@@ -46,7 +47,10 @@ struct Source {
 [[nodiscard]] Handle spaceOf(hid_t dataset);
 [[nodiscard]] std::vector<std::size_t> extentsOf(hid_t dataset);
 
-/// Extents of the chunks of a dataset, which HDF5 always holds in memory completely; none without chunks.
+/// Extents of the chunks of a dataset; none without chunks.
 [[nodiscard]] std::vector<std::size_t> chunkOf(hid_t dataset);
+
+/// Throws a Failure for chunks that are too large: HDF5 keeps one whole in memory, however little is in it.
+void requireChunks(hid_t dataset, const MemoryBudget& budget);
 
 }  // namespace vtu::qat

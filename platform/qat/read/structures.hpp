@@ -48,7 +48,7 @@ inline qalc::ArrayPtr makeStructures(const std::vector<std::size_t>& dims, const
   array->storage = std::make_shared<qalc::Storage>();
   array->storage->fields.reserve(names.size());
   for (const std::string& name : names) {
-    array->storage->fields.push_back({name, std::vector<qalc::ArrayPtr>(array->dims.elements())});
+    array->storage->fields.push_back({name, qalc::FieldValues(array->dims.elements())});
   }
   return array;
 }

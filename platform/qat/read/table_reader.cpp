@@ -99,7 +99,7 @@ void Reader::readDatasetColumn(const Handle& dataset, std::size_t rows, Column& 
   if (extents.empty() || extents.front() != rows) {
     throw Failure(kDamaged, "a column that does not have " + std::to_string(rows) + " rows");
   }
-  requireChunks(dataset.get());
+  requireChunks(dataset.get(), budget_);
   const Handle type = typeOf(dataset.get());
   if (samplesAs_ == Samples::found && !isReferenceType(type.get())) return;
   const bool isText = H5Tget_class(type.get()) == H5T_STRING;
@@ -124,7 +124,7 @@ qalc::ArrayPtr Reader::rowStructure(const std::vector<Column>& columns, std::siz
   auto& fields = structure->storage->fields;
   fields.reserve(columns.size());
   for (const Column& column : columns) {
-    fields.push_back({column.name, std::vector<qalc::ArrayPtr>(1)});
+    fields.push_back({column.name, qalc::FieldValues(1)});
     fields.back().values.front() = rowValue(column, row);
   }
   return structure;

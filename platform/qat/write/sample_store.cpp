@@ -1,7 +1,7 @@
 #include "platform/qat/write/sample_store.hpp"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"

@@ -62,9 +62,7 @@ class SampleStore final {
   static std::string key(const SampleColumn& column);
   void collect(const qxArray& array, int depth, std::vector<Lack>& lacking);
   void collectSamples(const qalc::Storage& storage, std::vector<Lack>& lacking);
-  Entry& entryOf(const std::shared_ptr<const SampleTable>& table);
   void writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames& names);
-
   [[nodiscard]] std::optional<Reference> besideTimes(const qalc::Samples& times, const qxArray& owner) const;
 
   Kit& kit_;

@@ -48,7 +48,7 @@ void Writer::writeColumn(hid_t group, const FieldPlan& field, int depth) {
       return;
     }
     case FieldPlan::Form::references:
-      datasets_.writeValues(group, link, kit_.referenceType(), {rows}, field.references.data());
+      datasets_.writeValues(group, link, kit_.storedReferenceType(), {rows}, packed(field.references).data());
       return;
     case FieldPlan::Form::columns:
       return writeColumnGroup(group, field, depth);

@@ -36,7 +36,7 @@ void Writer::writeMember(hid_t group, const std::string& link, const qxArray& ar
     throw Failure(kUnsupported, "nested deeper than " + std::to_string(kDeepestNesting) + " levels");
   }
   if (const auto reference = samples_.find(array, owner)) {
-    datasets_.writeValues(group, link, kit_.referenceType(), {}, &*reference);
+    datasets_.writeValues(group, link, kit_.storedReferenceType(), {}, packed({&*reference, 1}).data());
     return;
   }
   if (linkKnown(group, link, array)) return;
