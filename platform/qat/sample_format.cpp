@@ -1,17 +1,33 @@
 #include "platform/qat/sample_format.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstring>
 
 #include "platform/qalc_internal.hpp"
+#include "platform/qat/failure.hpp"
 #include "platform/sample_table.hpp"
 
 namespace vtu::qat {
 namespace {
 
-constexpr std::array kClasses = {qxDOUBLE, qxSINGLE, qxINT8,  qxUINT8,  qxINT16,   qxUINT16,
-                                 qxINT32,  qxUINT32, qxINT64, qxUINT64, qxLOGICAL, qxCELL};
+struct NamedClass {
+  qxClassID id;
+  std::string_view name;
+};
+constexpr std::array<NamedClass, 12> kClasses = {{{qxDOUBLE, "double"},
+                                                  {qxSINGLE, "single"},
+                                                  {qxINT8, "int8"},
+                                                  {qxUINT8, "uint8"},
+                                                  {qxINT16, "int16"},
+                                                  {qxUINT16, "uint16"},
+                                                  {qxINT32, "int32"},
+                                                  {qxUINT32, "uint32"},
+                                                  {qxINT64, "int64"},
+                                                  {qxUINT64, "uint64"},
+                                                  {qxLOGICAL, "logical"},
+                                                  {qxCELL, kTextMember}}};
 constexpr std::string_view kComplexSuffix = ".complex";
 
 bool hasIntegerMember(hid_t type, const char* name) {
@@ -34,20 +50,20 @@ std::vector<char> packed(std::span<const Reference> references) {
 }
 
 std::string elementClassName(ElementKind kind) {
-  std::string name = kind.id == qxCELL ? kTextMember : qalc::className(kind.id);
-  return kind.complex ? name.append(kComplexSuffix) : name;
+  const auto found =
+      std::find_if(kClasses.begin(), kClasses.end(), [kind](const NamedClass& known) { return known.id == kind.id; });
+  if (found == kClasses.end()) throw Failure(kUnsupported, "samples of class " + std::to_string(kind.id));
+  return std::string(found->name).append(kind.complex ? kComplexSuffix : "");
 }
 
 std::optional<ElementKind> elementClassOf(std::string_view name) {
-  ElementKind kind;
-  kind.complex = name.ends_with(kComplexSuffix);
-  if (kind.complex) name.remove_suffix(kComplexSuffix.size());
-  for (const qxClassID id : kClasses) {
-    if (elementClassName({id, false}) == name) kind.id = id;
-  }
-  const bool isReal = kind.id == qxLOGICAL || kind.id == qxCELL;
-  if (kind.id == qxUNKNOWN || (kind.complex && isReal)) return {};
-  return kind;
+  const bool isComplex = name.ends_with(kComplexSuffix);
+  if (isComplex) name.remove_suffix(kComplexSuffix.size());
+  const auto found =
+      std::find_if(kClasses.begin(), kClasses.end(), [name](const NamedClass& known) { return known.name == name; });
+  const bool isReal = found != kClasses.end() && (found->id == qxLOGICAL || found->id == qxCELL);
+  if (found == kClasses.end() || (isComplex && isReal)) return {};
+  return ElementKind{found->id, isComplex};
 }
 
 std::size_t elementBytes(ElementKind kind) {

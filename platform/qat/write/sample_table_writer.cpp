@@ -14,7 +14,7 @@ namespace vtu::qat {
 namespace {
 
 constexpr std::uint64_t kChunkBytes = 1U << 20U;
-constexpr std::uint64_t kChunkRows = 1536;  // that a chunk has before it becomes narrower than its dataset
+constexpr std::uint64_t kChunkRows = 4096;  // that a chunk has before it becomes narrower than its dataset
 
 std::uint64_t divideUp(std::uint64_t a, std::uint64_t b) { return (a + b - 1) / b; }
 
