@@ -72,12 +72,8 @@ Storage& unshare(qxArray& array) {
   return *array.storage;
 }
 
-/// Brings the values of unshared storage into one run of its own, in the wanted order.
+/// Brings the values of unshared storage into the wanted order.
 void setOrder(Storage& storage, const qxArray& array, bool rowMajor) {
-  if (storage.pieces) {
-    storage.values.swap(storage.pieces->flat());
-    storage.pieces.reset();
-  }
   if (storage.rowMajor != rowMajor && !array.dims.isLine()) {
     Buffer reordered(storage.values.size());
     reorder(storage.values.data(), reordered.data(), array.dims, elementBytes(array), !rowMajor);

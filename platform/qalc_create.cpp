@@ -56,14 +56,35 @@ ArrayPtr makeScalar(const char* function, qxClassID id) {
   return makeValues(function, 2, dims, id, false);
 }
 
+/// Tells names apart: pairwise as long as there are few, which needs no memory.
+class DifferentNames final {
+ public:
+  explicit DifferentNames(const std::vector<Field>& fields) : fields_(fields) {}
+
+  /// @return False for a name that one of the fields has already.
+  bool take(std::string_view name) {
+    constexpr std::size_t kFew = 32;
+    if (fields_.size() < kFew) {
+      return std::none_of(fields_.begin(), fields_.end(), [name](const Field& field) { return field.name == name; });
+    }
+    for (; known_ < fields_.size(); ++known_) taken_.insert(fields_[known_].name);
+    return taken_.count(name) == 0;
+  }
+
+ private:
+  const std::vector<Field>& fields_;
+  std::size_t known_ = 0;
+  std::unordered_set<std::string_view> taken_;
+};
+
 void addFields(Storage& storage, std::size_t elements, int numFields, const char* const* names) {
-  storage.fields.reserve(static_cast<std::size_t>(numFields));
-  std::unordered_set<std::string_view> taken;
+  storage.fields.reserve(static_cast<std::size_t>(numFields));  // the names stay where they are
+  DifferentNames different(storage.fields);
   for (int i = 0; i < numFields; ++i) {
     if (names == nullptr || names[i] == nullptr) {
       throw std::invalid_argument("qxCreateStructArray: field " + std::to_string(i) + " has no name");
     }
-    if (!taken.insert(names[i]).second) {
+    if (!different.take(names[i])) {
       throw std::invalid_argument("qxCreateStructArray: the field '" + std::string(names[i]) + "' is named twice");
     }
     storage.fields.push_back({names[i], FieldValues(elements)});
@@ -137,31 +158,6 @@ qxArray* qxCreateNumericArray(std::size_t ndim, const std::size_t* dims, qxClass
 qxArray* qxCreateNumericArrayRowMajor(std::size_t ndim, const std::size_t* dims, qxClassID id, bool isComplex) {
   ArrayPtr array = vtu::qalc::makeValues(__func__, ndim, dims, id, isComplex);
   vtu::qalc::setRowMajor(*array);
-  return array.release();
-}
-
-qxArray* qxCreateNumericArrayOfPieces(std::size_t ndim, const std::size_t* dims, qxClassID id, bool isComplex,
-                                      const qxPiece* pieces, std::size_t count, void* owner,
-                                      void (*release)(void* owner)) {
-  ArrayPtr array = vtu::qalc::makeShape(__func__, ndim, dims, id, isComplex);
-  const std::size_t expected = vtu::qalc::valueBytes(__func__, *array);
-  if (pieces == nullptr && count != 0) {
-    throw std::invalid_argument(std::string(__func__) + ": no list given for " + std::to_string(count) + " pieces");
-  }
-  std::size_t given = 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    if (pieces[i].values == nullptr || __builtin_add_overflow(given, pieces[i].bytes, &given)) {
-      throw std::invalid_argument(std::string(__func__) + ": piece " + std::to_string(i) + " is null or too large");
-    }
-  }
-  if (given != expected) {
-    throw std::invalid_argument(std::string(__func__) + ": the pieces have " + std::to_string(given) + " bytes, the " +
-                                std::to_string(array->dims.elements()) + " elements " + std::to_string(expected));
-  }
-  array->storage = std::make_shared<Storage>();
-  array->storage->pieces = std::make_unique<vtu::qalc::Pieces>(pieces, count, expected);
-  vtu::qalc::setRowMajor(*array);
-  array->storage->pieces->take(owner, release);  // last: nothing throws from here on
   return array.release();
 }
 

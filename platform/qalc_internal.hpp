@@ -17,7 +17,6 @@
 #include <vector>
 
 #include "platform/qalc.hpp"
-#include "platform/qalc_pieces.hpp"
 #include "platform/sample_table.hpp"
 
 namespace vtu::qalc {
@@ -107,37 +106,6 @@ struct Field {
   FieldValues values;
 };
 
-/// Values in several runs of memory that another object owns.
-class Pieces final {
- public:
-  /// @param size Bytes of all pieces together.
-  Pieces(const qxPiece* pieces, std::size_t count, std::size_t size) : list_(pieces, pieces + count), size_(size) {}
-  Pieces(const Pieces&) = delete;
-  Pieces& operator=(const Pieces&) = delete;
-  ~Pieces() {
-    if (release_ != nullptr) release_(owner_);
-  }
-
-  /// From here on the owner is released with this object.
-  void take(void* owner, void (*release)(void*)) {
-    owner_ = owner;
-    release_ = release;
-  }
-
-  [[nodiscard]] const std::vector<qxPiece>& list() const { return list_; }
-
-  /// All values in one run. The first caller copies them; callers may race for that.
-  [[nodiscard]] Buffer& flat() const;
-
- private:
-  std::vector<qxPiece> list_;
-  std::size_t size_;
-  void* owner_ = nullptr;
-  void (*release_)(void*) = nullptr;
-  mutable std::once_flag flattened_;
-  mutable Buffer flat_;
-};
-
 /// Values in a sample table, read on first access. Never changed: writing copies them.
 class Samples final {
  public:
@@ -185,16 +153,12 @@ struct Storage {
   ~Storage() { delete columnMajorCopy.load(); }
 
   /// The values in one run.
-  [[nodiscard]] const Buffer& flat() const {
-    if (samples) return samples->flat();
-    return pieces ? pieces->flat() : values;
-  }
+  [[nodiscard]] const Buffer& flat() const { return samples ? samples->flat() : values; }
 
   /// The cells of a cell array.
   [[nodiscard]] const std::vector<ArrayPtr>& cells() const { return samples ? samples->cells() : ownCells; }
 
   Buffer values;                                                // numeric, logical and char arrays
-  std::unique_ptr<Pieces> pieces;                               // instead of values
   std::unique_ptr<const Samples> samples;                       // instead of values or ownCells
   bool rowMajor = false;                                        // order of values; false where both orders are the same
   mutable std::atomic<const Buffer*> columnMajorCopy{nullptr};  // made by the first reader; owned; only if rowMajor

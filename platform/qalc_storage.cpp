@@ -92,19 +92,6 @@ void Buffer::swap(Buffer& other) noexcept {
   std::swap(inline_, other.inline_);
 }
 
-Buffer& Pieces::flat() const {
-  std::call_once(flattened_, [this] {
-    Buffer values(size_);
-    std::byte* target = values.data();
-    for (const qxPiece& piece : list_) {
-      std::memcpy(target, piece.values, piece.bytes);
-      target += piece.bytes;
-    }
-    flat_.swap(values);
-  });
-  return flat_;
-}
-
 Dimensions::Dimensions(std::size_t ndim, const std::size_t* dims) {
   if (dims == nullptr && ndim != 0) {
     throw std::invalid_argument("Qalc array: " + std::to_string(ndim) + " dimensions asked for, but no extents given");

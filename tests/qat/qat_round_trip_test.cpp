@@ -53,7 +53,7 @@ TEST_F(QatRoundTrip, RowMajorAndColumnMajorStorageGiveTheSameFile) {
   EXPECT_EQ(difference(load("v").get(), doubles({2, 3}, {1, 4, 2, 5, 3, 6}).get()), "");
 }
 
-TEST_F(QatRoundTrip, LargeMatrixIsTransposedInPieces) {
+TEST_F(QatRoundTrip, LargeMatrixIsTransposed) {
   const Dims dims = {1500, 7, 130};
   Array array(qxCreateNumericArray(3, dims.data(), qxDOUBLE, false));
   auto* values = static_cast<double*>(qxGetData(array.get()));

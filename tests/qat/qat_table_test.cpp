@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <numeric>
 
-#include "platform/qalc_pieces.hpp"
 #include "qat_fixture.hpp"
 
 namespace vtio::tests {
@@ -63,33 +62,6 @@ TEST_F(QatTable, ArraysOfEveryKindComeBackAsTheyWere) {
   rows.push_back(
       structure({{"A", rowMajorDoubles({2, 2, 2}, {1, 2, 3, 4, 5, 6, 7, 8})}, {"B", series(1)}, {"C", Array()}}));
   EXPECT_EQ(changeByRoundTrip(column(std::move(rows)).get()), "");
-}
-
-TEST_F(QatTable, ArraysInPiecesAreWrittenPieceByPiece) {
-  std::vector<double> values(60000);
-  std::iota(values.begin(), values.end(), 0.0);
-  const std::size_t dims[] = {20000, 3};
-  int released = 0;
-  const auto release = [](void* count) { ++*static_cast<int*>(count); };
-  std::vector<Array> rows;
-  for (int i = 0; i < 12; ++i) {
-    // From pieces of one element to one that is written past the buffer, in another cut for every row.
-    std::vector<qxPiece> pieces;
-    std::size_t at = 0;
-    for (std::size_t size = 1; at < values.size(); at += pieces.back().bytes / sizeof(double), size += 1 + size / 2) {
-      const std::size_t count = std::min(size + static_cast<std::size_t>(i), values.size() - at);
-      pieces.push_back({values.data() + at, count * sizeof(double)});
-    }
-    rows.push_back(structure({{"Data", Array(qxCreateNumericArrayOfPieces(2, dims, qxDOUBLE, false, pieces.data(),
-                                                                          pieces.size(), &released, release))}}));
-  }
-  Array table = column(std::move(rows));
-  EXPECT_EQ(changeByRoundTrip(qxGetField(qxGetCell(table.get(), 0), 0, "Data")), "");
-  EXPECT_EQ(changeByRoundTrip(table.get()), "");
-  EXPECT_EQ(difference(rowMajorDoubles({20000, 3}, values).get(), qxGetField(qxGetCell(load("v").get(), 7), 0, "Data")),
-            "");
-  table.reset();
-  EXPECT_EQ(released, 12);
 }
 
 TEST_F(QatTable, RowsWithMoreThanNumbersStandAmongOthers) {

@@ -14,16 +14,18 @@ namespace vtu::qat {
 namespace {
 
 constexpr std::uint64_t kChunkBytes = 1U << 20U;
-constexpr std::uint64_t kChunkRows = 4096;  // that a chunk has before it becomes narrower than its dataset
+constexpr std::uint64_t kChunkRows = 3072;  // that a chunk has before it becomes narrower than its dataset
 
 std::uint64_t divideUp(std::uint64_t a, std::uint64_t b) { return (a + b - 1) / b; }
 
-/// Splits an extent into pieces of about `size`, at most a third smaller, so that little of the last one is unused.
-std::uint64_t evenPiece(std::uint64_t extent, std::uint64_t size) {
-  std::uint64_t best = std::clamp<std::uint64_t>(size, 1, extent);
-  const auto waste = [extent](std::uint64_t piece) { return divideUp(extent, piece) * piece - extent; };
-  for (std::uint64_t piece = best; piece > best * 2 / 3 && waste(best) > 0; --piece) {
-    if (waste(piece) < waste(best)) best = piece;
+/// Splits an extent into equal pieces of at most `most` and more than half of that, so that little of the last is unused.
+std::uint64_t evenPiece(std::uint64_t extent, std::uint64_t most) {
+  const std::uint64_t fewest = divideUp(extent, std::clamp<std::uint64_t>(most, 1, extent));
+  std::uint64_t best = divideUp(extent, fewest);
+  const auto unused = [extent](std::uint64_t piece) { return divideUp(extent, piece) * piece - extent; };
+  for (std::uint64_t pieces = fewest; pieces < 2 * fewest && unused(best) > 0; ++pieces) {
+    const std::uint64_t piece = divideUp(extent, pieces);
+    if (unused(piece) < unused(best)) best = piece;
   }
   return best;
 }
