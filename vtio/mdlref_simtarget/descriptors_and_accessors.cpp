@@ -10,6 +10,7 @@
 #include "vtio/core/accessor/accessor.hpp"
 #include "vtio/core/accessor/cached_accessors.hpp"
 #include "vtio/core/client/catalogue.hpp"
+#include "vtio/core/utils/slab.hpp"
 #include "vtio/core/utils/top_nv_bus_node.hpp"
 #include "vtio/mdlref_simtarget/block_path.hpp"
 #include "vtio/mdlref_simtarget/generated_code.hpp"
@@ -32,6 +33,12 @@ using vtio::core::utils::TopNVBusNode;
 constexpr unsigned kRootOutport = 1;
 constexpr unsigned kOrdinarySignal = 3;
 constexpr int kActingMode = 1;
+
+// The cell of an accessor's handle. Cells lie side by side: each step reads those of all signals.
+struct AccessorCell {
+  void* accessor;
+};
+using AccessorCells = vtio::core::utils::Slab<AccessorCell>;
 
 // Takes the vector over and frees its handle.
 std::unique_ptr<TreeVector> takeTreeVector(void* handle) {
@@ -130,9 +137,9 @@ void** zetGetAccessor(const void* descriptor, const void* loggingInterval) {
     std::unique_ptr<Accessor> accessor =
         makeAccessor(required<SignalDescriptor>(descriptor, "descriptor"),
                      required<smartlog::LoggingInterval>(loggingInterval, "logging interval"));
-    void** handle = newHandle(accessor.get());
+    auto* cell = new (AccessorCells::take(sizeof(AccessorCell))) AccessorCell{accessor.get()};
     static_cast<void>(accessor.release());  // owned by the handle from here on
-    return handle;
+    return &cell->accessor;
   } catch (...) {
     noteException("zetGetAccessor");
     return nullptr;
@@ -153,7 +160,7 @@ void* zetGetPointerFromUniquePtr(void* handle) { return *static_cast<void**>(han
 void zetDestructAccessorPointer(void* accessorHandle) {
   if (accessorHandle == nullptr) return;
   delete inHandle<Accessor>(accessorHandle);
-  delete static_cast<void**>(accessorHandle);
+  AccessorCells::give(accessorHandle, sizeof(AccessorCell));
 }
 
 bool zetLogRootOutport(const void* catalogue) {
