@@ -87,6 +87,7 @@ void File::create() {
 /// The file is not changed before it has been recognised as a Qat file.
 void File::openExisting() {
   const Superblock superblock = readSuperblock(bytes_);
+  if (!superblock.markedAsOpen()) integrity_.endAt(superblock.endOfFile);
   integrity_.requireObject(superblock.rootAddress, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
   openLibraryFile(superblock.markedAsStreamed() ? H5F_ACC_RDONLY | H5F_ACC_SWMR_READ : H5F_ACC_RDONLY);
   checkFormat();
@@ -250,6 +251,7 @@ std::vector<std::string> File::variables() {
 
 void File::flush() {
   checked(H5Fflush(file_.get(), H5F_SCOPE_LOCAL), kStorage, "cannot be written");
+  integrity_.endAt(endOfFile());  // what is in the file now; what HDF5 changes from here on is not in it yet
   requireWritten();
 }
 
@@ -257,9 +259,14 @@ void File::requireWritten() {
   if (!failure_->empty()) throw Failure(kStorage, "cannot be written: " + *failure_);
 }
 
-void File::reserve() const {
+haddr_t File::endOfFile() const {
   haddr_t end = 0;
   checked(H5Fget_eoa(file_.get(), &end), kStorage, "cannot be measured");
+  return end;
+}
+
+void File::reserve() const {
+  const haddr_t end = endOfFile();
   if (fallocate(bytes_.descriptor(), 0, static_cast<off_t>(end), kReserve) == 0) return;
   if (errno != EOPNOTSUPP && errno != ENOSYS) {
     throw Failure(kStorage, std::string("cannot be written: ") + std::strerror(errno));
@@ -267,8 +274,7 @@ void File::reserve() const {
 }
 
 void File::settle() {
-  haddr_t end = 0;
-  checked(H5Fget_eoa(file_.get(), &end), kStorage, "cannot be measured");
+  const haddr_t end = endOfFile();
   if (bytes_.size() > end && ftruncate(bytes_.descriptor(), static_cast<off_t>(end)) != 0) {
     throw Failure(kStorage, std::string("cannot be cut to size: ") + std::strerror(errno));
   }

@@ -66,6 +66,7 @@ class File final {
   void unlink(const std::string& link);
   void removeUnusedTables();
   void flush();
+  [[nodiscard]] haddr_t endOfFile() const;
   void reserve() const;
   void settle();
   void abandon(const std::string& reason);

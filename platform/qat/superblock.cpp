@@ -42,11 +42,11 @@ Superblock readSuperblock(const FileBytes& file) {
   block.flags = at.u8();
   at.expect(8, 0, "Base Address");
   if (at.u64() != kNoAddress) at.refuse("a Superblock Extension");
-  const std::uint64_t endOfFile = at.u64();
+  block.endOfFile = at.u64();
   block.rootAddress = at.u64();
-  if (endOfFile > size && !block.markedAsOpen()) {
+  if (block.endOfFile > size && !block.markedAsOpen()) {
     throw Failure(kDamaged,
-                  "is truncated: it has " + std::to_string(size) + " of " + std::to_string(endOfFile) + " bytes");
+                  "is truncated: it has " + std::to_string(size) + " of " + std::to_string(block.endOfFile) + " bytes");
   }
   return block;
 }

@@ -19,6 +19,7 @@ using SuperblockBytes = std::array<unsigned char, kSuperblockBytes>;
 /// The superblock of an HDF5 file. Only the versions with a checksum, 2 and 3, are accepted.
 struct Superblock {
   std::uint8_t flags = 0;         ///< bit 0: open for writing; bit 2: with concurrent readers
+  std::uint64_t endOfFile = 0;    ///< End of File Address; right only in a file that is not marked as open
   std::uint64_t rootAddress = 0;  ///< address of the root group's object header
 
   [[nodiscard]] bool markedAsOpen() const { return flags != 0; }

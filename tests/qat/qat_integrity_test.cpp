@@ -127,6 +127,32 @@ TEST_F(QatIntegrity, TruncationAtEveryLength) {
   });
 }
 
+/// HDF5 fails in the middle of a list of links when one of its blocks is behind the End of File Address.
+TEST_F(QatIntegrity, BlocksBehindTheEndOfFileAddress) {
+  DamagedBytes file(manyVariables());
+  for (const std::size_t missing : {1, 512, 4096}) {
+    file.setNumber(28, 8, file.bytes().size() - missing);
+    file.sealSuperblock();
+    guarded([&] {
+      for (const char* mode : {"r", "u"}) {
+        overwrite(file.bytes());
+        const OpenFile damaged = open(mode);
+        if (damaged == nullptr) {
+          EXPECT_THAT(qatLastError(), HasSubstr("do not lie in the file"));
+          continue;
+        }
+        int count = 0, unread = 0;
+        char** names = qatGetVariableNames(damaged.get(), &count);
+        EXPECT_EQ(count, 40);
+        for (int i = 0; i < count; ++i) unread += Array(qatGetVariable(damaged.get(), names[i])) ? 0 : 1;
+        EXPECT_GT(unread, 0) << missing;
+        EXPECT_THAT(qatLastError(), HasSubstr("do not lie in the file"));
+        qxFree(static_cast<void*>(names));
+      }
+    });
+  }
+}
+
 TEST_F(QatIntegrity, OpenMarkOfAWriterThatLivesStands) {
   DamagedBytes file(everyKind());
   file.setNumber(11, 1, 1);

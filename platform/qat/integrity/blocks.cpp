@@ -1,5 +1,6 @@
 #include "platform/qat/integrity/blocks.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 
@@ -70,9 +71,14 @@ void Blocks::requireInFile(StructurePlace place, std::uint64_t size) const {
 
 void Blocks::clear() {
   constexpr std::uint64_t kSuperblockBytes = 48;
-  fileSize_ = source_.size();
+  fileSize_ = std::min(source_.size(), end_);
   claimed_.clear();
   claimed_.emplace(0, kSuperblockBytes);
+}
+
+void Blocks::endAt(std::uint64_t address) {
+  end_ = address;
+  clear();
 }
 
 }  // namespace vtu::qat

@@ -73,9 +73,13 @@ class Blocks final {
   /// Releases all claims; to be called when the file has changed.
   void clear();
 
+  /// Nothing may lie at this address or behind it, however long the file is. Releases all claims.
+  void endAt(std::uint64_t address);
+
  private:
   ByteSource& source_;
   std::uint64_t fileSize_ = 0;
+  std::uint64_t end_ = kNoAddress;
   std::map<std::uint64_t, std::uint64_t> claimed_;  // first address, address after the last; adjacent ranges are merged
 };
 

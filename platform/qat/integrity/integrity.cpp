@@ -28,6 +28,11 @@ void Integrity::forget() {
   failures_.clear();
 }
 
+void Integrity::endAt(std::uint64_t endOfFileAddress) {
+  forget();
+  blocks_.endAt(endOfFileAddress);
+}
+
 void Integrity::checkObject(std::uint64_t address, Purpose purpose) {
   const ObjectHeader header = readObjectHeader(blocks_, address);
   for (const Message& message : header.messages) checkMessage(message, purpose);
