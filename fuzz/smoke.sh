@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs every fuzzer for a while, two at a time, each on a copy of its corpus, and prints how much each one executed.
 # Usage: fuzz/smoke.sh BUILD_DIR [SECONDS] [FUZZER...]     (all of them by default)
+# FUZZ_SEED=N chooses what is tried: 1, if it is not set, so that two runs of one build try the same; 0 is random.
 # Fails when a fuzzer finds something (what it found stays in BUILD_DIR/fuzz-findings), is not built, or ran nothing.
 set -u -o pipefail
 
@@ -22,7 +23,8 @@ run_one() {
   fi
   mkdir -p "$work/$name.corpus"
   if [ -d "$corpus" ]; then cp -r "$corpus/." "$work/$name.corpus/"; fi
-  (cd "$work" && "$program" "$work/$name.corpus" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 \
+  (cd "$work" && "$program" "$work/$name.corpus" -seed="${FUZZ_SEED:-1}" \
+    -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$findings/$name-") >"$work/$name.log" 2>&1
   echo $? >"$work/$name.status"
 }
