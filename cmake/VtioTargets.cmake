@@ -46,6 +46,9 @@ function(vtio_add_library name)
     PRIVATE ${arg_SOURCES}
     PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS})
   vtio_target_defaults(${name})
+  if(VTIO_UNITY_BUILD)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+  endif()
   set_target_properties(${name} PROPERTIES
     EXPORT_NAME ${arg_EXPORT_NAME}
     VERSION ${PROJECT_VERSION}

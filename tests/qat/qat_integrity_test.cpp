@@ -130,7 +130,7 @@ TEST_F(QatIntegrity, TruncationAtEveryLength) {
 /// HDF5 fails in the middle of a list of links when one of its blocks is behind the End of File Address.
 TEST_F(QatIntegrity, BlocksBehindTheEndOfFileAddress) {
   DamagedBytes file(manyVariables());
-  for (const std::size_t missing : {1, 512, 4096}) {
+  for (const std::size_t missing : {1U, 512U, 4096U}) {
     file.setNumber(28, 8, file.bytes().size() - missing);
     file.sealSuperblock();
     guarded([&] {
