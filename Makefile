@@ -18,24 +18,24 @@ help:
 	@echo "make clean    remove build/ and $(OUT)/"
 
 demo:
-	@scripts/install-packages.sh demo
+	@scripts/install-packages.sh demo tools
 	@scripts/demo.sh "$(OUT)"
 
 test:
-	@scripts/install-packages.sh demo test
+	@scripts/install-packages.sh demo tools test
 	@scripts/test.sh
 
 check:
-	@scripts/install-packages.sh demo test check
+	@scripts/install-packages.sh demo tools test check
 	@scripts/check.sh
 
 lint:
-	@scripts/install-packages.sh demo test check
+	@scripts/install-packages.sh demo tools test check
 	@cmake --preset asan >/dev/null
 	@scripts/lint.sh build/asan
 
 bench:
-	@scripts/install-packages.sh demo bench
+	@scripts/install-packages.sh demo tools bench
 	@scripts/bench.sh
 
 format:

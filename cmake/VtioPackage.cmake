@@ -45,3 +45,7 @@ vtio_install_pc(vtio-platform LIBRARY vtio_platform DESCRIPTION "Environment ser
 vtio_install_pc(vtio LIBRARY vtio DESCRIPTION "${PROJECT_DESCRIPTION}" REQUIRES "vtio-platform = ${PROJECT_VERSION}")
 vtio_install_pc(vtio-recorders LIBRARY vtio_recorders DESCRIPTION "Ready-made recorders for vtio"
   REQUIRES "vtio = ${PROJECT_VERSION}")
+if(TARGET vtio_results)
+  vtio_install_pc(vtio-results LIBRARY vtio_results DESCRIPTION "Reads, compares and exports the results of vtio"
+    REQUIRES "vtio-platform = ${PROJECT_VERSION}")
+endif()

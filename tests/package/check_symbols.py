@@ -18,7 +18,7 @@ import sys
 HEAD = """\
 # What the shared libraries export, demangled; a line in brackets names the library, T is code, D and B data, R and V
 # tables. To accept a change on purpose:
-#   tests/package/check_symbols.py --expected tests/package/symbols.expected --update LIBRARY...
+#   tests/package/check_symbols.py --expected tests/package/{} --update LIBRARY...
 """
 
 
@@ -47,7 +47,7 @@ def main():
         if not symbols:
             sys.exit(f"{library} exports nothing")
         lines += [f"[{os.path.basename(library).split('.so')[0]}]", *symbols, ""]
-    text = HEAD + "\n".join(lines)
+    text = HEAD.format(options.expected.name) + "\n".join(lines)
     if options.update:
         options.expected.write_text(text, encoding="utf-8")
         return 0

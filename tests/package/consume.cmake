@@ -41,7 +41,7 @@ foreach(way IN ITEMS find_package pkg-config)
     "-DCMAKE_C_COMPILER=${C_COMPILER}" "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}"
     "-DCMAKE_C_FLAGS=${flags}" "-DCMAKE_CXX_FLAGS=${flags}"
     "-DCMAKE_PREFIX_PATH=${prefix}" "-DCONSUME_WITH=${way}" "-DHELLO_DIR=${SOURCE_DIR}/examples/hello"
-    "-DVERSION=${VERSION}" "-DEXPECTED_PREFIX=${prefix}")
+    "-DVERSION=${VERSION}" "-DEXPECTED_PREFIX=${prefix}" "-DWITH_RESULTS=${RESULTS}")
   run("${CMAKE_COMMAND}" --build "${build}")
   # find_package writes the place of the libraries into the programs; pkg-config leaves that to the user.
   if(way STREQUAL "pkg-config")
@@ -60,5 +60,9 @@ foreach(way IN ITEMS find_package pkg-config)
       message(FATAL_ERROR "${way}: ${results} has only ${size} bytes")
     endif()
   endforeach()
+  if(RESULTS)
+    run("${build}/results_only" "${build}/hello_c.qat")
+    run("${prefix}/${BINDIR}/qat" diff "${build}/hello_c.qat" "${build}/hello_c.qat")
+  endif()
   message(STATUS "${way}: built and ran")
 endforeach()

@@ -1,0 +1,27 @@
+# What the results library and the tool qat need. VTIO_BUILD_TOOLS is on at top level where all of it is installed; asked
+# for by hand, what is missing is an error.
+
+set(VTIO_TOOLS_FOUND ${PROJECT_IS_TOP_LEVEL})
+set(VTIO_TOOLS_MISSING "")
+find_package(CLI11 2 QUIET)
+find_package(nlohmann_json 3.11 QUIET)
+find_package(SQLite3 QUIET)
+find_package(PkgConfig QUIET)
+if(PkgConfig_FOUND)
+  pkg_check_modules(VTIO_LIBZIP QUIET IMPORTED_TARGET libzip)
+endif()
+foreach(package IN ITEMS CLI11 nlohmann_json SQLite3 VTIO_LIBZIP)
+  if(NOT ${package}_FOUND)
+    list(APPEND VTIO_TOOLS_MISSING ${package})
+  endif()
+endforeach()
+if(VTIO_TOOLS_MISSING)
+  set(VTIO_TOOLS_FOUND OFF)
+endif()
+
+option(VTIO_BUILD_TOOLS "Build the results library and the tool qat" ${VTIO_TOOLS_FOUND})
+if(VTIO_BUILD_TOOLS AND VTIO_TOOLS_MISSING)
+  message(FATAL_ERROR "VTIO_BUILD_TOOLS needs ${VTIO_TOOLS_MISSING}: see section [tools] of scripts/packages.txt")
+elseif(VTIO_TOOLS_MISSING AND PROJECT_IS_TOP_LEVEL)
+  message(STATUS "The tool qat is left out: ${VTIO_TOOLS_MISSING} not found (scripts/packages.txt, section [tools])")
+endif()

@@ -1,0 +1,21 @@
+/// @file
+/// `qat check`: whether a file is whole.
+#pragma once
+
+#include <string>
+
+#include "results/commands/command.hpp"
+#include "results/export.hpp"
+
+namespace vtio::results {
+
+struct CheckSettings {
+  std::string file;
+};
+
+/// Reads every signal once and prints what it found.
+/// @return kDone if the file is complete and sound, kNo if it is incomplete or a signal is not sound.
+/// @throws ResultsError if the file cannot be read, Interrupted
+VTIO_RESULTS_EXPORT int checkFile(const CheckSettings& settings, const Console& console);
+
+}  // namespace vtio::results

@@ -1,0 +1,30 @@
+/// @file
+/// `qat diff`: whether two files hold the same.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "results/commands/command.hpp"
+#include "results/export.hpp"
+
+namespace vtio::results {
+
+struct DiffSettings {
+  std::string a;
+  std::string b;
+  std::vector<std::string> patterns;  ///< none: all signals
+  double rtol = 0;
+  double atol = 0;
+  double timeTolerance = 0;  ///< seconds
+  std::string tolerances;    ///< a file with a line per pattern; empty: none
+  bool json = false;
+  std::string plot;  ///< where the signals that differ are drawn; empty: nowhere
+};
+
+/// Prints what differs.
+/// @return kDone if nothing does, kNo if something does.
+/// @throws ResultsError, Interrupted
+VTIO_RESULTS_EXPORT int diffFiles(const DiffSettings& settings, const Console& console);
+
+}  // namespace vtio::results

@@ -1,0 +1,94 @@
+#include "results/commands/plot.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+#include <memory>
+#include <ostream>
+
+#include "results/file/results_error.hpp"
+#include "results/file/results_file.hpp"
+#include "results/plot/figure.hpp"
+#include "results/plot/gnuplot.hpp"
+#include "results/terminal/chart.hpp"
+
+namespace vtio::results {
+namespace {
+
+constexpr std::size_t kMargin = 12;  // characters beside a chart
+
+std::string pictureFormat(const std::string& output) {
+  if (output.empty()) return "";
+  const std::string ending = std::filesystem::path(output).extension().string();
+  if (ending == ".svg" || ending == ".png") return ending.substr(1);
+  throw ResultsError(output, "a plot is written as .svg or .png");
+}
+
+std::vector<const SignalInfo*> chosenSignals(const ResultsFile& file, const std::vector<std::string>& names) {
+  // The order of the names counts: the first is the abscissa of an XY plot.
+  std::vector<const SignalInfo*> signals;
+  for (const std::string& name : names) {
+    for (const SignalInfo* signal : file.select(std::span(&name, 1))) {
+      if (std::find(signals.begin(), signals.end(), signal) == signals.end()) signals.push_back(signal);
+    }
+  }
+  return signals;
+}
+
+TimeRange extentOf(const Figure& figure) {
+  if (!figure.isXy) return figure.range;
+  TimeRange extent{std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()};
+  for (const Panel& panel : figure.panels) {
+    for (const Curve& curve : panel.curves) {
+      for (const Point& point : curve.points) {
+        if (!std::isfinite(point.time)) continue;
+        extent.from = std::min(extent.from, point.time);
+        extent.to = std::max(extent.to, point.time);
+      }
+    }
+  }
+  return extent;
+}
+
+void drawOnConsole(const Figure& figure, const Console& console) {
+  const TimeRange extent = extentOf(figure);
+  console.out << console.style.bold(printable(figure.title)) << '\n';
+  for (const Panel& panel : figure.panels) {
+    Chart chart;
+    chart.unit = panel.unit;
+    chart.columns = std::clamp<std::size_t>(console.style.width, 40, 200) - kMargin;
+    chart.rows = panel.kind == Panel::Kind::tracks ? std::max<std::size_t>(2, panel.ticks.size()) : 12;
+    chart.from = std::isfinite(extent.from) ? extent.from : 0;
+    chart.to = std::isfinite(extent.to) ? extent.to : 0;
+    for (const Curve& curve : panel.curves) {
+      chart.curves.push_back({curve.name + (curve.isOther ? " (other)" : ""), curve.points, curve.isStairs});
+    }
+    console.out << chart.draw(console.style);
+    if (panel.kind != Panel::Kind::labels) continue;
+    for (const auto& [value, label] : panel.ticks) console.out << "  " << value << " = " << printable(label) << '\n';
+  }
+  if (figure.isXy) console.out << printable(figure.xTitle) << '\n';
+}
+
+}  // namespace
+
+int plotSignals(const PlotSettings& settings, const Console& console) {
+  const std::string format = pictureFormat(settings.output);
+  const ResultsFile file(settings.file);
+  const auto other = settings.compare.empty() ? nullptr : std::make_unique<ResultsFile>(settings.compare);
+  FigureSettings figureSettings;
+  figureSettings.range = settings.time.range();
+  figureSettings.isXy = settings.xy;
+  if (format.empty()) figureSettings.pixels = 2 * std::max<std::size_t>(40, console.style.width);
+  const Figure figure =
+      makeFigure(file, chosenSignals(file, settings.signals), other.get(), figureSettings, console.job);
+  if (format.empty()) {
+    drawOnConsole(figure, console);
+  } else {
+    drawWithGnuplot(figure, format, settings.output);
+  }
+  return kDone;
+}
+
+}  // namespace vtio::results

@@ -1,0 +1,26 @@
+/// @file
+/// `qat plot`: curves of signals.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "results/commands/command.hpp"
+#include "results/export.hpp"
+
+namespace vtio::results {
+
+struct PlotSettings {
+  std::string file;
+  std::vector<std::string> signals;  ///< names or patterns, at least one
+  std::string output;                ///< .svg or .png; empty: drawn in the terminal
+  std::string compare;               ///< another file; empty: none
+  TimeOptions time;
+  bool xy = false;  ///< all others over the first signal
+};
+
+/// Draws into a file, or with characters on the console.
+/// @throws ResultsError, Interrupted
+VTIO_RESULTS_EXPORT int plotSignals(const PlotSettings& settings, const Console& console);
+
+}  // namespace vtio::results

@@ -1,0 +1,42 @@
+#include "results/file/qat_source.hpp"
+
+#include "platform/text.hpp"
+#include "results/file/results_error.hpp"
+
+namespace vtio::results {
+
+QatSource::QatSource(const std::string& path) : file_(path, "r") {
+  if (file_.get() == nullptr) {
+    // The message of the file service may begin with the file's name already.
+    std::string reason = qatLastError();
+    if (reason.starts_with(path + ": ")) reason.erase(0, path.size() + 2);
+    throw ResultsError(path, reason);
+  }
+  samples_ = std::make_unique<vtu::QatSamples>(*file_.get());
+}
+
+QatSource::~QatSource() {
+  samples_.reset();  // before the file that it reads
+}
+
+void QatSource::readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) {
+  samples_->readTimes(table, first, count, out);
+}
+
+void QatSource::readBlock(std::uint32_t table, ElementType type, std::size_t firstColumn, std::size_t width,
+                          std::uint64_t firstRow, std::uint64_t count, std::byte* out) {
+  std::string name(nameOf(type.id));
+  if (type.isComplex) name += ".complex";
+  samples_->readBlock(table, name, firstColumn, width, firstRow, count, out);
+}
+
+std::vector<std::string> QatSource::readTexts(std::uint32_t table, std::uint32_t column, std::uint64_t firstRow,
+                                              std::uint64_t count) {
+  std::vector<std::string> texts;
+  for (const std::u16string& text : samples_->readTexts(table, column, firstRow, count)) {
+    texts.push_back(vtu::to_string(text));
+  }
+  return texts;
+}
+
+}  // namespace vtio::results

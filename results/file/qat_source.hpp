@@ -1,0 +1,35 @@
+/// @file
+/// The sample tables of a Qat file.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/qat_parts.hpp"
+#include "results/file/sample_source.hpp"
+
+namespace vtio::results {
+
+/// Owns the open file.
+class QatSource final : public SampleSource {
+ public:
+  /// @throws ResultsError if the file cannot be opened.
+  explicit QatSource(const std::string& path);
+  ~QatSource() override;
+
+  [[nodiscard]] QatFile* file() const { return file_.get(); }
+  [[nodiscard]] const vtu::QatSamples& samples() const { return *samples_; }
+
+  void readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) override;
+  void readBlock(std::uint32_t table, ElementType type, std::size_t firstColumn, std::size_t width,
+                 std::uint64_t firstRow, std::uint64_t count, std::byte* out) override;
+  std::vector<std::string> readTexts(std::uint32_t table, std::uint32_t column, std::uint64_t firstRow,
+                                     std::uint64_t count) override;
+
+ private:
+  vtu::QatFileWrapper file_;
+  std::unique_ptr<vtu::QatSamples> samples_;
+};
+
+}  // namespace vtio::results

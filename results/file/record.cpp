@@ -1,0 +1,134 @@
+#include "results/file/record.hpp"
+
+#include "platform/text.hpp"
+
+namespace vtio::results {
+namespace {
+
+bool isOf(const qxArray* array, qxClassID id) { return array != nullptr && qxGetClassID(array) == id; }
+
+bool isNumeric(const qxArray* array) {
+  return array != nullptr && (qxGetClassID(array) >= qxDOUBLE || qxGetClassID(array) == qxLOGICAL);
+}
+
+template <class T>
+std::int64_t integerAt(const void* data, std::size_t i) {
+  return static_cast<std::int64_t>(static_cast<const T*>(data)[i]);
+}
+
+std::int64_t integerAt(const qxArray* array, std::size_t i) {
+  const void* data = qxGetConstData(array);
+  switch (qxGetClassID(array)) {
+    case qxDOUBLE:
+      return integerAt<double>(data, i);
+    case qxSINGLE:
+      return integerAt<float>(data, i);
+    case qxINT8:
+      return integerAt<std::int8_t>(data, i);
+    case qxINT16:
+      return integerAt<std::int16_t>(data, i);
+    case qxUINT16:
+      return integerAt<std::uint16_t>(data, i);
+    case qxINT32:
+      return integerAt<std::int32_t>(data, i);
+    case qxUINT32:
+      return integerAt<std::uint32_t>(data, i);
+    case qxINT64:
+      return integerAt<std::int64_t>(data, i);
+    case qxUINT64:
+      return integerAt<std::uint64_t>(data, i);
+    default:
+      return integerAt<std::uint8_t>(data, i);
+  }
+}
+
+double numberAt(const qxArray* array, std::size_t i) {
+  if (qxGetClassID(array) == qxDOUBLE) return static_cast<const double*>(qxGetConstData(array))[i];
+  if (qxGetClassID(array) == qxSINGLE) return static_cast<const float*>(qxGetConstData(array))[i];
+  return static_cast<double>(integerAt(array, i));
+}
+
+}  // namespace
+
+std::string textOf(const qxArray* array) {
+  if (!isOf(array, qxCHAR)) return "";
+  return vtu::to_string(std::u16string_view(qxGetChars(array), qxGetNumberOfElements(array)));
+}
+
+const qxArray* Record::field(const char* name) const {
+  return isOf(structure_, qxSTRUCT) ? qxGetField(structure_, 0, name) : nullptr;
+}
+
+// What the field holds in this row, where the column is a cell array; else the column itself.
+const qxArray* Record::value(const char* name) const {
+  const qxArray* column = field(name);
+  if (!isColumns_ || !isOf(column, qxCELL)) return column;
+  return row_ < qxGetNumberOfElements(column) ? qxGetCell(column, row_) : nullptr;
+}
+
+bool Record::has(const char* name) const { return value(name) != nullptr; }
+
+std::string Record::text(const char* name) const { return textOf(value(name)); }
+
+double Record::number(const char* name, double absent) const {
+  const qxArray* found = value(name);
+  const bool isColumn = isColumns_ && found == field(name);
+  const std::size_t i = isColumn ? row_ : 0;
+  return isNumeric(found) && i < qxGetNumberOfElements(found) ? numberAt(found, i) : absent;
+}
+
+std::vector<std::string> Record::texts(const char* name) const {
+  const qxArray* found = value(name);
+  std::vector<std::string> result;
+  if (isOf(found, qxCHAR)) result.push_back(textOf(found));
+  if (!isOf(found, qxCELL)) return result;
+  for (std::size_t i = 0; i < qxGetNumberOfElements(found); ++i) result.push_back(textOf(qxGetCell(found, i)));
+  return result;
+}
+
+std::vector<std::int64_t> Record::integers(const char* name) const {
+  const qxArray* found = value(name);
+  std::vector<std::int64_t> result;
+  if (!isNumeric(found)) return result;
+  if (isColumns_ && found == field(name)) {  // a scalar in every row
+    if (row_ < qxGetNumberOfElements(found)) result.push_back(integerAt(found, row_));
+    return result;
+  }
+  for (std::size_t i = 0; i < qxGetNumberOfElements(found); ++i) result.push_back(integerAt(found, i));
+  return result;
+}
+
+std::optional<SampleReference> Record::reference(const char* name) const {
+  const qxArray* found = value(name);
+  if (!isOf(found, qxUINT32)) return std::nullopt;
+  const bool isColumn = isColumns_ && found == field(name);
+  const std::size_t rows = isColumn ? rows_ : 1;
+  const std::size_t row = isColumn ? row_ : 0;
+  const std::size_t* dims = qxGetDimensions(found);
+  if (qxGetNumberOfDimensions(found) != 2 || dims[0] != rows || dims[1] != 3) return std::nullopt;
+  const auto* numbers = static_cast<const std::uint32_t*>(qxGetConstData(found));
+  return SampleReference{numbers[row], numbers[rows + row], numbers[2 * rows + row]};
+}
+
+std::vector<Record> Record::records(const char* name) const {
+  const qxArray* found = value(name);
+  std::vector<Record> result;
+  if (isOf(found, qxSTRUCT)) {
+    const bool isColumn = isColumns_ && found == field(name);
+    result.push_back(isColumn ? Record(found, row_, rows_) : Record(found));
+  }
+  if (!isOf(found, qxCELL)) return result;
+  for (std::size_t i = 0; i < qxGetNumberOfElements(found); ++i) {
+    if (isOf(qxGetCell(found, i), qxSTRUCT)) result.emplace_back(qxGetCell(found, i));
+  }
+  return result;
+}
+
+std::vector<std::string> Record::fields() const {
+  std::vector<std::string> names;
+  if (!isOf(structure_, qxSTRUCT)) return names;
+  for (int i = 0; i < qxGetNumberOfFields(structure_); ++i) names.emplace_back(qxGetFieldName(structure_, i));
+  return names;
+}
+
+}  // namespace vtio::results

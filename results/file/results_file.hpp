@@ -1,0 +1,71 @@
+/// @file
+/// An open results file: its signals, and where their samples are read.
+///
+///     vtio::results::ResultsFile file("results.qat");
+///     const auto& speed = file.find("wheels.speed");
+///     vtio::results::Series samples = vtio::results::readSeries(file, speed);
+///
+/// Related: series.hpp for one signal, table_block.hpp for many.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "results/export.hpp"
+#include "results/file/sample_source.hpp"
+#include "results/signals/signal_info.hpp"
+
+namespace vtio::results {
+
+/// Reads a file's signal list when opened, samples when asked. Used by one thread at a time.
+class VTIO_RESULTS_EXPORT ResultsFile final {
+ public:
+  /// Opens a Qat file.
+  /// @throws ResultsError naming the file if it cannot be read.
+  explicit ResultsFile(const std::string& path);
+
+  /// Results from elsewhere. `path` is what messages call them.
+  ResultsFile(std::string path, std::vector<SignalInfo> signals, std::unique_ptr<SampleSource> source);
+
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+  /// Always true: a saved file appears under its name when it is whole, and no other file is read.
+  [[nodiscard]] bool isComplete() const { return complete_; }
+
+  /// All signals in file order; valid as long as this object.
+  [[nodiscard]] std::span<const SignalInfo> signals() const { return signals_; }
+
+  /// The signal of a name; null if there is none.
+  [[nodiscard]] const SignalInfo* lookUp(std::string_view name) const;
+
+  /// The signal of a name.
+  /// @throws ResultsError that suggests near names.
+  [[nodiscard]] const SignalInfo& find(std::string_view name) const;
+
+  /// Signals that match any of the patterns, each once, in file order; all if there is no pattern.
+  /// @throws ResultsError for a pattern that matches nothing, with near names.
+  [[nodiscard]] std::vector<const SignalInfo*> select(std::span<const std::string> patterns) const;
+
+  /// The same, where a pattern may match nothing.
+  [[nodiscard]] std::vector<const SignalInfo*> selectAny(std::span<const std::string> patterns) const;
+
+  /// The samples.
+  [[nodiscard]] SampleSource& source() const { return *source_; }
+
+ private:
+  [[nodiscard]] std::string noSignal(const std::string& what, std::string_view name) const;
+  void indexNames();
+
+  std::string path_;
+  bool complete_ = true;
+  std::vector<SignalInfo> signals_;
+  std::unordered_map<std::string_view, std::size_t> byName_;
+  std::unique_ptr<SampleSource> source_;
+};
+
+}  // namespace vtio::results

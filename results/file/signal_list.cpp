@@ -1,0 +1,171 @@
+#include "results/file/signal_list.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "platform/qat.hpp"
+#include "results/file/record.hpp"
+#include "results/file/results_error.hpp"
+
+namespace vtio::results {
+namespace {
+
+std::vector<std::string> variableNames(QatFile* file, const std::string& path) {
+  int count = 0;
+  char** list = qatGetVariableNames(file, &count);
+  if (list == nullptr) throw ResultsError(path, qatLastError());
+  std::vector<std::string> names(list, list + std::max(count, 0));
+  qxFree(list);
+  return names;
+}
+
+EnumLabels labelsOf(const Record& leaf) {
+  const std::vector<std::string> names = leaf.texts("EnumLabels");
+  const std::vector<std::int64_t> values = leaf.integers("EnumValues");
+  EnumLabels labels;
+  for (std::size_t i = 0; i < std::min(names.size(), values.size()); ++i) labels.emplace_back(names[i], values[i]);
+  return labels;
+}
+
+FixedPoint fixedPointOf(const Record& record) {
+  return {record.number("Signed") != 0, static_cast<int>(record.number("WordLength")),
+          static_cast<int>(record.number("FixedExponent")), record.number("SlopeAdjustmentFactor", 1),
+          record.number("Bias")};
+}
+
+/// Collects the leaves of all datasets of a file.
+class ListReader {
+ public:
+  ListReader(QatSource& source, const std::string& path) : source_(source), path_(path) {}
+
+  std::vector<SignalInfo> read() {
+    for (const std::string& variable : variableNames(source_.file(), path_)) readVariable(variable);
+    addUnnamed();
+    return std::move(signals_);
+  }
+
+ private:
+  void readVariable(const std::string& variable) {
+    if (!isDataset(variable)) return;
+    const vtu::qxArrayWrapper dataset = part(variable, {"Dataset", "Name"});
+    const vtu::qxArrayWrapper names = part(variable, {"Dataset", "Elements", "Name"});
+    const std::size_t count = names ? qxGetNumberOfElements(names.get()) : 0;
+    if (count == 0) return;
+    vtu::qxStructWrapper columns({"Values"});
+    for (const char* field : {"Name", "BlockPath", "PortIndex", "PortKind", "Decimation", "Values"}) {
+      columns.set(field, part(variable, {"Dataset", "Elements", field}));
+    }
+    element_ = {};
+    element_.dataset = textOf(dataset.get());
+    for (std::size_t i = 0; i < count; ++i) readElement(Record(columns.get(), i, count));
+  }
+
+  // Whether a variable is a structure with a dataset that has elements; anything else holds no signals.
+  bool isDataset(const std::string& variable) {
+    try {
+      const vtu::qxArrayWrapper storage = part(variable, {"DatasetStorageType"});
+      return static_cast<bool>(storage);
+    } catch (const std::exception&) {
+      return false;
+    }
+  }
+
+  vtu::qxArrayWrapper part(const std::string& variable, const std::vector<std::string>& place) {
+    return vtu::qatGetPart(source_.file(), variable.c_str(), place, vtu::QatPartSamples::references);
+  }
+
+  void readElement(const Record& element) {
+    element_.element = element.text("Name");
+    element_.blockPath = element.texts("BlockPath");
+    element_.port = static_cast<std::uint64_t>(element.number("PortIndex"));
+    element_.portKind = element.text("PortKind");
+    element_.decimation = static_cast<std::uint64_t>(element.number("Decimation"));
+    for (const Record& node : element.records("Values")) readNode(node);
+  }
+
+  void readNode(const Record& node) {
+    if (node.text("Kind") == "leaf") {
+      readLeaf(node);
+      return;
+    }
+    for (const std::string& field : node.fields()) {
+      for (const Record& child : node.records(field.c_str())) readNode(child);
+    }
+  }
+
+  void readLeaf(const Record& leaf) {
+    const auto data = leaf.reference("Data");
+    if (!data || data->part != 0) return;
+    SignalInfo signal = element_;
+    signal.interpolation = leaf.text("Interpolation");
+    signal.sampleTime = leaf.text("SampleTime");
+    addColumn(signal, data->table, data->column);
+    if (leaf.has("EnumLabels")) {
+      signal.labels = labelsOf(leaf);
+      signal.typeName = leaf.text("DataType");
+    }
+    for (const Record& fixedPoint : leaf.records("FixedPoint")) signal.fixedPoint = fixedPointOf(fixedPoint);
+    named_.emplace(data->table, data->column);
+    signals_.push_back(std::move(signal));
+  }
+
+  // What the table says about its column.
+  void addColumn(SignalInfo& signal, std::uint32_t table, std::uint32_t number) {
+    const std::vector<vtu::StoredColumn>& columns = source_.samples().columns(table);
+    if (number >= columns.size()) {
+      throw ResultsError(path_, "element '" + signal.element + "' refers to column " + std::to_string(number) +
+                                    " of table " + std::to_string(table) + ", which has " +
+                                    std::to_string(columns.size()));
+    }
+    const vtu::StoredColumn& column = columns[number];
+    signal.name = column.name;
+    signal.unit = column.unit;
+    signal.type = elementTypeOf(column.elementClass);
+    signal.typeName = nameOf(signal.type.id);
+    signal.dimensions = column.dims;
+    signal.place = {table, number, column.first, column.begin, column.count};
+    signal.first = signal.last = std::numeric_limits<double>::quiet_NaN();
+    if (column.count == 0) return;
+    signal.first = timeOf(table, column.begin);
+    signal.last = timeOf(table, column.begin + column.count - 1);
+  }
+
+  double timeOf(std::uint32_t table, std::uint64_t row) {
+    const auto [known, isNew] = times_.emplace(std::pair(table, row), 0.0);
+    if (isNew) source_.readTimes(table, row, 1, &known->second);
+    return known->second;
+  }
+
+  void addUnnamed() {
+    element_ = {};
+    for (const std::uint32_t table : source_.samples().tables()) {
+      const std::size_t count = source_.samples().columns(table).size();
+      for (std::uint32_t column = 0; column < count; ++column) {
+        if (named_.contains({table, column})) continue;
+        SignalInfo signal;
+        addColumn(signal, table, column);
+        signals_.push_back(std::move(signal));
+      }
+    }
+  }
+
+  QatSource& source_;
+  const std::string& path_;
+  SignalInfo element_;  // what all leaves of the element have in common
+  std::set<std::pair<std::uint32_t, std::uint32_t>> named_;
+  std::map<std::pair<std::uint32_t, std::uint64_t>, double> times_;
+  std::vector<SignalInfo> signals_;
+};
+
+}  // namespace
+
+std::vector<SignalInfo> readSignalList(QatSource& source, const std::string& path) {
+  return ListReader(source, path).read();
+}
+
+}  // namespace vtio::results

@@ -1,0 +1,80 @@
+#include "results/values/shown_value.hpp"
+
+#include <limits>
+#include <type_traits>
+
+#include "results/values/number_text.hpp"
+
+namespace vtio::results {
+namespace {
+
+ShownValue stored(ElementClass id, const std::byte* bytes) {
+  if (id == ElementClass::logical) return loadNumber<std::uint8_t>(bytes) != 0;
+  return withNumber(id, [&]<class T>(T) -> ShownValue {
+    const T value = loadNumber<T>(bytes);
+    if constexpr (std::is_floating_point_v<T>)
+      return value;
+    else if constexpr (std::is_signed_v<T>)
+      return std::int64_t{value};
+    else
+      return std::uint64_t{value};
+  });
+}
+
+}  // namespace
+
+double numberAt(ElementClass id, const std::byte* bytes) {
+  return withNumber(id, [&]<class T>(T) { return static_cast<double>(loadNumber<T>(bytes)); });
+}
+
+ShownValues::ShownValues(const SignalInfo& signal, bool raw) {
+  if (raw) return;
+  if (signal.labels) {
+    for (const auto& [label, value] : *signal.labels) labels_.emplace(value, label);
+  }
+  if (signal.fixedPoint) {
+    scaled_ = true;
+    slope_ = signal.fixedPoint->slope();
+    bias_ = signal.fixedPoint->bias;
+  }
+}
+
+ShownValue ShownValues::operator()(const SampleView& sample, std::size_t cell) const {
+  if (sample.texts != nullptr) return std::string_view(sample.texts[cell]);
+  const std::byte* bytes = sample.bytes + cell * (sample.type.bytes() / sample.type.parts());
+  // The imaginary part of a fixed-point value has no bias.
+  if (scaled_) {
+    const bool isImaginary = sample.type.isComplex && cell % 2 == 1;
+    return numberAt(sample.type.id, bytes) * slope_ + (isImaginary ? 0.0 : bias_);
+  }
+  const ShownValue value = stored(sample.type.id, bytes);
+  if (labels_.empty()) return value;
+  const auto* number = std::get_if<std::int64_t>(&value);
+  const auto label =
+      labels_.find(number != nullptr ? *number : static_cast<std::int64_t>(numberAt(sample.type.id, bytes)));
+  if (label == labels_.end()) return value;
+  return std::string_view(label->second);
+}
+
+double ShownValues::number(const SampleView& sample, std::size_t cell) const {
+  if (sample.texts != nullptr) return std::numeric_limits<double>::quiet_NaN();
+  const std::byte* bytes = sample.bytes + cell * (sample.type.bytes() / sample.type.parts());
+  const double value = numberAt(sample.type.id, bytes);
+  if (!scaled_) return value;
+  return value * slope_ + (sample.type.isComplex && cell % 2 == 1 ? 0.0 : bias_);
+}
+
+void appendPlain(std::string& out, const ShownValue& value) {
+  std::visit(
+      [&]<class T>(const T& shown) {
+        if constexpr (std::is_same_v<T, std::string_view>)
+          out += shown;
+        else if constexpr (std::is_same_v<T, bool>)
+          out += shown ? '1' : '0';
+        else
+          appendNumber(out, shown);
+      },
+      value);
+}
+
+}  // namespace vtio::results

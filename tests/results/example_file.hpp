@@ -1,0 +1,23 @@
+/// @file
+/// A results file with a signal of every kind, as recorders write it.
+#pragma once
+
+#include <string>
+
+namespace vtio::tests {
+
+/// Writes the file. Dataset `logsout`, two sample tables:
+///
+/// - table of times 0, 0.5, … 4.5: `wheels` (bus with `speed` [rad/s], linear, time squared; `on`, logical; `name`,
+///   text), `mode` (enumeration OFF, ON by turns), `charge` (uint8, value = integer x 0.5 + 10), `matrix` (2x2,
+///   column-wise times 1 to 4), `wave` (complex single);
+/// - table of times 0.25, 1.25, 2.25: `late` (int64).
+/// @param offset Is added to `wheels.speed` in samples from time 2 on.
+/// @throws std::runtime_error
+void writeExampleFile(const std::string& path, double offset = 0);
+
+/// Writes `signals` scalars `s0`, `s1`, … of `samples` doubles each, every one an element of its own, in one table of
+/// times 0, 0.001, …
+void writeManySignals(const std::string& path, std::size_t signals, std::size_t samples, double offset = 0);
+
+}  // namespace vtio::tests

@@ -1,0 +1,225 @@
+#!/usr/bin/env python3
+"""Runs the tool qat as users do: statuses, error lines, and its files read by csv, json, sqlite3 and numpy.
+
+    qat_tool_test.py QAT WRITE_EXAMPLE TOOL_FOLDER
+"""
+
+import csv
+import json
+import os
+import pathlib
+import pty
+import re
+import shutil
+import signal
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import numpy
+
+QAT, WRITE_EXAMPLE, TOOL_FOLDER = sys.argv[1:4]
+COMMANDS = ["ls", "show", "export", "diff", "plot", "check"]
+
+
+def qat(*arguments, status=0, **more):
+    run = subprocess.run([QAT, *map(str, arguments)], capture_output=True, text=True, timeout=60, **more)
+    assert run.returncode == status, (arguments, run.returncode, run.stdout, run.stderr)
+    return run
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vtio_qat_tool_"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.file = self.folder / "run.qat"
+        subprocess.run([WRITE_EXAMPLE, self.file], check=True)
+
+    def error(self, *arguments):
+        """The one line on standard error of a command that is wrong."""
+        run = qat(*arguments, status=2)
+        self.assertEqual(run.stdout, "")
+        self.assertTrue(run.stderr.startswith("qat: ") and run.stderr.count("\n") == 1, run.stderr)
+        return run.stderr[5:-1]
+
+    def test_wrong_usage(self):
+        self.assertEqual(self.error("sho", self.file), "no command 'sho'; did you mean 'show'?; see qat --help")
+        self.error()
+        self.error("ls")
+        self.error("ls", self.file, "--no-such-option")
+        self.error("show", self.file, "mode", "--head", "many")
+        self.assertIn("upside down", self.error("show", self.file, "mode", "--from", 2, "--to", 1))
+
+    def test_unreadable_input(self):
+        self.assertTrue(self.error("ls", self.folder / "none.qat").startswith(f"{self.folder}/none.qat: "))
+        self.assertTrue(self.error("diff", self.file, "/dev/null").startswith("/dev/null: "))
+        self.assertEqual(self.error("show", self.file, "wheel.speed"),
+                         f"{self.file}: no signal 'wheel.speed'; did you mean 'wheels.speed'?")
+        self.assertIn("no signal matches 'x*'", self.error("export", self.file, "x*", "-o", self.folder / "x.csv"))
+        self.assertEqual(qat("ls", self.file, "x*").returncode, 0)
+
+    def test_help_has_two_examples_that_are_true(self):
+        for command in COMMANDS:
+            text = qat(command, "--help").stdout
+            examples = [line for line in text.splitlines() if line.startswith(f"  qat {command} ")]
+            self.assertEqual(len(examples), 2, text)
+            for example in examples:
+                for option in re.findall(r" (--[a-z-]+)", example):
+                    self.assertIn(option, text)
+        self.assertRegex(qat("--version").stdout, r"^qat \d+\.\d+\.\d+\n$")
+
+    def test_man_page_and_completion_know_every_option(self):
+        page = (pathlib.Path(TOOL_FOLDER) / "qat.1").read_text().replace("\\-", "-")
+        completion = (pathlib.Path(TOOL_FOLDER) / "completion.bash").read_text()
+        for command in COMMANDS:
+            options = set(re.findall(r"--[a-z-]+", qat(command, "--help").stdout.split("Examples:")[0]))
+            for option in options:
+                self.assertIn(option, completion)
+                if option != "--output":  # stands there as -o
+                    self.assertIn(option, page)
+
+    def test_completion_of_signals(self):
+        self.assertEqual(qat("complete-signals", self.file, "wheels.").stdout,
+                         "wheels.speed\nwheels.on\nwheels.name\n")
+        subprocess.run(["bash", "-n", pathlib.Path(TOOL_FOLDER) / "completion.bash"], check=True)
+
+    def test_csv(self):
+        out = self.folder / "x.csv"
+        self.assertEqual(qat("export", self.file, "wheels.*", "mode", "charge", "late", "-o", out).stdout, "")
+        self.assertNotIn(b"\n", out.read_bytes().replace(b"\r\n", b""))
+        with out.open(newline="") as file:
+            rows = list(csv.DictReader(file))
+        self.assertEqual(len(rows), 13)
+        self.assertEqual(rows[1], {"time": "0.25", "wheels.speed": "", "wheels.on": "", "wheels.name": "", "mode": "",
+                                   "charge": "", "late": str(2**60)})
+        self.assertEqual(rows[2], {"time": "0.5", "wheels.speed": "0.25", "wheels.on": "1", "wheels.name": "",
+                                   "mode": "ON", "charge": "10.5", "late": ""})
+        self.assertEqual(rows[0]["wheels.name"], 'even, "so"')
+        qat("export", self.file, "mode", "charge", "--raw", "--from", 0.5, "--to", 1, "-o", out)
+        self.assertEqual(out.read_bytes(), b"time,mode,charge\r\n0.5,1,1\r\n1,0,2\r\n")
+        qat("export", self.file, "wheels.speed", "late", "--every", 0.75, "--to", 1.5, "-o", out)
+        self.assertEqual(out.read_bytes(),
+                         b"time,wheels.speed,late\r\n0,0,\r\n0.75,0.625,%d\r\n1.5,2.25,%d\r\n" % (2**60, 2**60 + 1))
+
+    def test_json(self):
+        out = self.folder / "x.json"
+        qat("export", self.file, "-o", out)
+        signals = {signal["name"]: signal for signal in json.loads(out.read_text())["signals"]}
+        self.assertEqual(signals["late"]["values"], [2**60, 2**60 + 1, 2**60 + 2])
+        self.assertEqual(signals["matrix"]["values"][1], [[0.5, 1.0], [1.5, 2.0]])
+        self.assertEqual(signals["wave"]["values"][3], {"re": 3, "im": -0.5})
+        self.assertEqual(json.loads(qat("show", self.file, "wheels.speed", "--json").stdout), signals["wheels.speed"])
+        listed = json.loads(qat("ls", self.file, "--json").stdout)["signals"]
+        self.assertEqual([dict(signals[record["name"]], time=0, values=0) for record in listed],
+                         [dict(record, time=0, values=0) for record in listed])
+
+    def test_numpy(self):
+        out = self.folder / "x.npz"
+        qat("export", self.file, "-o", out)
+        with numpy.load(out, allow_pickle=False) as arrays:
+            time_axis = arrays["wheels.speed.time"]
+            numpy.testing.assert_array_equal(time_axis, numpy.arange(10) / 2)
+            numpy.testing.assert_array_equal(arrays["wheels.speed"], time_axis**2)
+            numpy.testing.assert_array_equal(arrays["matrix"],
+                                             time_axis[:, None, None] * numpy.array([[1, 2], [3, 4]]))
+            self.assertEqual(arrays["wave"].dtype, numpy.complex64)
+            self.assertEqual(arrays["wave"][3], 3 - 0.5j)
+            self.assertEqual(arrays["wheels.on"].dtype, bool)
+            self.assertEqual(list(arrays["mode"][:2]), ["OFF", "ON"])
+            self.assertEqual(list(arrays["wheels.name"][:2]), ['even, "so"', ""])
+            self.assertEqual(list(arrays["charge"][:2]), [10, 10.5])
+            self.assertEqual(arrays["late"].dtype, numpy.int64)
+            self.assertEqual(len(arrays.files), 16)
+        qat("export", self.file, "wheels.speed", "--every", 0.25, "-o", out)
+        with numpy.load(out, allow_pickle=False) as arrays:
+            numpy.testing.assert_array_equal(arrays["wheels.speed.time"], numpy.arange(19) / 4)
+            numpy.testing.assert_allclose(arrays["wheels.speed"],
+                                          numpy.interp(numpy.arange(19) / 4, time_axis, time_axis**2))
+
+    def test_sqlite(self):
+        out = self.folder / "x.sqlite"
+        qat("export", self.file, "-o", out)
+        with sqlite3.connect(out) as database:
+            self.assertEqual(database.execute("PRAGMA integrity_check").fetchone(), ("ok",))
+            place, = json.loads(database.execute("SELECT samples FROM signals WHERE name = 'late'").fetchone()[0])
+            rows = database.execute(f'SELECT time, "{place["columns"][0]}" FROM "{place["table"]}"').fetchall()
+        self.assertEqual(rows, [(0.25, 2**60), (1.25, 2**60 + 1), (2.25, 2**60 + 2)])
+
+    def test_diff(self):
+        other = self.folder / "other.qat"
+        subprocess.run([WRITE_EXAMPLE, other, "0.5"], check=True)
+        qat("diff", self.file, self.file)
+        report = json.loads(qat("diff", self.file, other, "--json", status=1).stdout)
+        self.assertFalse(report["equal"])
+        different = [signal for signal in report["signals"] if not signal["equal"]]
+        self.assertEqual([signal["name"] for signal in different], ["wheels.speed"])
+        self.assertEqual(different[0]["first"],
+                         {"time": 2, "cell": "wheels.speed", "a": "4", "b": "4.5", "deviation": 0.5})
+        qat("diff", self.file, other, "mode")
+        self.assertIn("is no tolerance", self.error("diff", self.file, other, "--rtol", -1))
+
+    def test_check(self):
+        self.assertIn("complete and sound", qat("check", self.file).stdout)
+        (self.folder / "cut.qat").write_bytes(self.file.read_bytes()[:3000])
+        self.error("check", self.folder / "cut.qat")
+
+    def test_pictures(self):
+        if shutil.which("gnuplot") is None:
+            self.skipTest("gnuplot is not installed")
+        svg = self.folder / "x.svg"
+        qat("plot", self.file, "wheels.speed", "mode", "wheels.on", "-o", svg)
+        text = svg.read_text()
+        for part in ("<svg", "wheels.speed", "rad/s", "OFF", "run.qat", "time [s]"):
+            self.assertIn(part, text)
+        png = self.folder / "x.png"
+        qat("plot", self.file, "wheels.speed", "mode", "--xy", "--compare", self.file, "-o", png)
+        self.assertEqual(png.read_bytes()[:8], b"\x89PNG\r\n\x1a\n")
+        self.assertIn("needs gnuplot", self.error_without_gnuplot(svg))
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["run.qat", "x.png", "x.svg"])
+
+    def error_without_gnuplot(self, out):
+        return qat("plot", self.file, "mode", "-o", out, status=2, env={"PATH": "/nowhere"}).stderr
+
+    def on_terminal(self, *arguments, **environment):
+        """What the tool prints to a terminal."""
+        leader, follower = pty.openpty()
+        run = subprocess.Popen([QAT, *map(str, arguments)], stdout=follower, stderr=follower,
+                               env={**os.environ, **environment})
+        os.close(follower)
+        text = b""
+        try:
+            while piece := os.read(leader, 4096):
+                text += piece
+        except OSError:  # the end of a terminal
+            pass
+        os.close(leader)
+        self.assertEqual(run.wait(60), 0)
+        return text.decode()
+
+    def test_colours_are_for_terminals_without_no_color(self):
+        self.assertIn("\x1b[", self.on_terminal("show", self.file, "wheels.speed", NO_COLOR=""))
+        plain = self.on_terminal("show", self.file, "wheels.speed", NO_COLOR="1")
+        self.assertNotIn("\x1b[", plain)
+        self.assertIn("█", plain)
+        self.assertNotIn("\x1b[", qat("show", self.file, "wheels.speed").stdout)
+
+    def test_interruption_leaves_no_file(self):
+        big = self.folder / "big.qat"
+        subprocess.run([WRITE_EXAMPLE, big, "1000", "5000"], check=True)
+        for name in ("x.csv", "x.sqlite", "x.json"):
+            run = subprocess.Popen([QAT, "export", big, "-o", self.folder / name], stderr=subprocess.PIPE)
+            for _ in range(1000):  # until it writes beside the target
+                if any(path.name.startswith(f".{name}") for path in self.folder.iterdir()):
+                    break
+                time.sleep(0.01)
+            run.send_signal(signal.SIGINT)
+            self.assertEqual(run.wait(60), 130, run.stderr.read())
+            run.stderr.close()
+            self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["big.qat", "run.qat"])
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,25 @@
+// Writes the files that the test of the tool reads:
+//   results_write_example FILE [OFFSET]
+//   results_write_example FILE SIGNALS SAMPLES [OFFSET]
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+
+#include "example_file.hpp"
+
+int main(int argc, char** argv) {
+  try {
+    if (argc == 2 || argc == 3) {
+      vtio::tests::writeExampleFile(argv[1], argc == 3 ? std::atof(argv[2]) : 0);
+    } else if (argc == 4 || argc == 5) {
+      vtio::tests::writeManySignals(argv[1], std::strtoull(argv[2], nullptr, 10), std::strtoull(argv[3], nullptr, 10),
+                                    argc == 5 ? std::atof(argv[4]) : 0);
+    } else {
+      return 2;
+    }
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,55 @@
+# Bash completion of qat: commands, options, files, and names of signals in the file that stands before them.
+
+_qat() {
+  local cur prev words cword
+  _init_completion -n : || return
+  local commands="ls show export diff plot check"
+  local command=${words[1]}
+  if [ "$cword" -eq 1 ]; then
+    COMPREPLY=($(compgen -W "$commands --help --version" -- "$cur"))
+    return
+  fi
+  case $prev in
+    --format)
+      COMPREPLY=($(compgen -W "csv json sqlite npz" -- "$cur"))
+      return
+      ;;
+    -o | --output | --plot | --compare | --tolerances)
+      _filedir
+      return
+      ;;
+    --from | --to | --every | --rtol | --atol | --time-tol | --head | --tail) return ;;
+  esac
+  if [[ $cur == -* ]]; then
+    local options="--help"
+    case $command in
+      ls) options+=" --json --tree --long" ;;
+      show) options+=" --head --tail --from --to --json" ;;
+      export) options+=" --format --output --split --raw --from --to --every" ;;
+      diff) options+=" --rtol --atol --time-tol --tolerances --json --plot" ;;
+      plot) options+=" --output --from --to --xy --compare" ;;
+    esac
+    COMPREPLY=($(compgen -W "$options" -- "$cur"))
+    return
+  fi
+  # The first words that are no options are files, one or (for diff) two; then come signals.
+  local files=1 file="" count=0 i
+  [ "$command" = diff ] && files=2
+  for ((i = 2; i < cword; i++)); do
+    [[ ${words[i]} == -* ]] && continue
+    [ $count -eq 0 ] && file=${words[i]}
+    count=$((count + 1))
+  done
+  if [ $count -lt $files ] || [ "$command" = check ]; then
+    _filedir
+    return
+  fi
+  local IFS=$'\n' name
+  COMPREPLY=()
+  for name in $("${words[0]}" complete-signals "${file/#\~/$HOME}" "$cur" 2>/dev/null); do
+    COMPREPLY+=("$(printf '%q' "$name")")
+  done
+  __ltrim_colon_completions "$cur"
+}
+
+complete -F _qat qat

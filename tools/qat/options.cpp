@@ -1,0 +1,215 @@
+#include "options.hpp"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+#include "results/commands/check.hpp"
+#include "results/commands/complete.hpp"
+#include "results/commands/diff.hpp"
+#include "results/commands/export_signals.hpp"
+#include "results/commands/ls.hpp"
+#include "results/commands/plot.hpp"
+#include "results/commands/show.hpp"
+#include "results/signals/near_names.hpp"
+
+namespace vtio::tools {
+namespace {
+
+using namespace results;
+
+/// Settings of all commands, filled by the parser.
+struct Settings {
+  LsSettings ls;
+  ShowSettings show;
+  ExportSettings exported;
+  DiffSettings diff;
+  PlotSettings plot;
+  CheckSettings check;
+  CompleteSettings complete;
+};
+
+using Command = std::function<int(const Console&)>;
+
+constexpr const char* kCompletion = "complete-signals";  // what the shell asks for; not shown
+
+class Parser {
+ public:
+  Parser() {
+    app_.set_version_flag("--version", "qat " VTIO_VERSION);
+    app_.require_subcommand(1);
+    app_.option_defaults()->delimiter('\0');
+    app_.footer("Try 'qat COMMAND --help' for its options and examples.");
+    addLs();
+    addShow();
+    addExport();
+    addDiff();
+    addPlot();
+    addCheck();
+    addComplete();
+  }
+
+  Request parse(int argc, const char* const* argv) {
+    Request request;
+    if (argc > 1 && !isKnown(argv[1])) {
+      request.error = "no command '" + std::string(argv[1]) + "'" + didYouMean(argv[1], names_) + "; see qat --help";
+      return request;
+    }
+    try {
+      app_.parse(argc, argv);
+      request.command = chosen_;
+    } catch (const CLI::ParseError& error) {
+      std::ostringstream out;
+      std::ostringstream err;
+      if (app_.exit(error, out, err) == 0) {
+        request.text = out.str();
+      } else {
+        request.error = error.what();
+      }
+    }
+    return request;
+  }
+
+ private:
+  bool isKnown(const std::string& word) const {
+    const bool isCommand = std::find(names_.begin(), names_.end(), word) != names_.end();
+    return isCommand || word == kCompletion || word.starts_with("-");
+  }
+
+  CLI::App* add(const char* name, const char* description, const char* examples, Command command) {
+    CLI::App* sub = app_.add_subcommand(name, description);
+    sub->footer(std::string("Examples:\n") + examples);
+    sub->callback([this, command = std::move(command)] { chosen_ = command; });
+    names_.emplace_back(name);
+    return sub;
+  }
+
+  static void addTime(CLI::App* sub, TimeOptions& time) {
+    sub->add_option("--from", time.from, "First time in seconds, included")->type_name("T");
+    sub->add_option("--to", time.to, "Last time in seconds, included")->type_name("T");
+  }
+
+  static void addFile(CLI::App* sub, const char* name, std::string& file, const char* description) {
+    sub->add_option(name, file, description)->required()->type_name("");
+  }
+
+  static void addPatterns(CLI::App* sub, std::vector<std::string>& patterns) {
+    sub->add_option("PATTERN", patterns, "Names of signals; * is any text, ? one character")->type_name("");
+  }
+
+  void addLs() {
+    LsSettings& settings = settings_.ls;
+    CLI::App* sub = add("ls", "List the signals of a file.",
+                        "  qat ls results.qat\n"
+                        "  qat ls results.qat 'wheels.*' --long",
+                        [&](const Console& console) { return listSignals(settings, console); });
+    addFile(sub, "FILE", settings.file, "The results file");
+    addPatterns(sub, settings.patterns);
+    sub->add_flag("--json", settings.json, "Print JSON");
+    sub->add_flag("--tree", settings.tree, "Print datasets, elements and the levels of buses as a tree");
+    sub->add_flag("--long", settings.isLong, "Print dataset, port, interpolation, labels and scaling, too");
+  }
+
+  void addShow() {
+    ShowSettings& settings = settings_.show;
+    CLI::App* sub = add("show", "Print the values and statistics of a signal.",
+                        "  qat show results.qat wheels.speed\n"
+                        "  qat show results.qat wheels.speed --from 1.5 --to 2 --json",
+                        [&](const Console& console) { return showSignal(settings, console); });
+    addFile(sub, "FILE", settings.file, "The results file");
+    sub->add_option("SIGNAL", settings.signal, "Name of the signal")->required()->type_name("");
+    sub->add_option("--head", settings.head, "Print the first N samples")->type_name("N");
+    sub->add_option("--tail", settings.tail, "Print the last N samples")->type_name("N");
+    addTime(sub, settings.time);
+    sub->add_flag("--json", settings.json, "Print JSON");
+  }
+
+  void addExport() {
+    ExportSettings& settings = settings_.exported;
+    CLI::App* sub = add("export", "Write samples for other programs.",
+                        "  qat export results.qat -o results.csv\n"
+                        "  qat export results.qat 'wheels.*' --every 0.01 -o wheels.npz",
+                        [&](const Console& console) { return exportSignals(settings, console); });
+    addFile(sub, "FILE", settings.file, "The results file");
+    addPatterns(sub, settings.patterns);
+    sub->add_option("--format", settings.format, "csv, json, sqlite or npz; without it the ending of OUT says")
+        ->type_name("FORMAT");
+    sub->add_option("-o,--output", settings.output, "The file to write")->required()->type_name("OUT");
+    sub->add_flag("--split", settings.split, "A CSV file per sample table: OUT.0.csv, OUT.1.csv, ...");
+    sub->add_flag("--raw", settings.raw, "Stored integers in place of labels and fixed-point values");
+    addTime(sub, settings.time);
+    sub->add_option("--every", settings.every, "Resample to a step of H seconds, held or interpolated")->type_name("H");
+  }
+
+  void addDiff() {
+    DiffSettings& settings = settings_.diff;
+    CLI::App* sub = add("diff", "Compare two files signal by signal: status 0 equal, 1 different, 2 trouble.",
+                        "  qat diff yesterday.qat today.qat\n"
+                        "  qat diff yesterday.qat today.qat 'wheels.*' --rtol 1e-6 --atol 1e-9",
+                        [&](const Console& console) { return diffFiles(settings, console); });
+    addFile(sub, "A", settings.a, "The first file");
+    addFile(sub, "B", settings.b, "The second file, to which --rtol refers");
+    addPatterns(sub, settings.patterns);
+    sub->add_option("--rtol", settings.rtol, "Tolerance relative to |b|")->type_name("R");
+    sub->add_option("--atol", settings.atol, "Absolute tolerance")->type_name("A");
+    sub->add_option("--time-tol", settings.timeTolerance, "Tolerance of times in seconds")->type_name("T");
+    sub->add_option("--tolerances", settings.tolerances, "A file with lines 'pattern, rtol, atol'; the last match wins")
+        ->type_name("FILE");
+    sub->add_flag("--json", settings.json, "Print JSON");
+    sub->add_option("--plot", settings.plot, "Draw the first signals that differ to a .svg or .png")->type_name("OUT");
+  }
+
+  void addPlot() {
+    PlotSettings& settings = settings_.plot;
+    CLI::App* sub = add("plot", "Draw signals, in the terminal or to a file.",
+                        "  qat plot results.qat wheels.speed\n"
+                        "  qat plot results.qat 'wheels.*' mode --compare yesterday.qat -o wheels.svg",
+                        [&](const Console& console) { return plotSignals(settings, console); });
+    addFile(sub, "FILE", settings.file, "The results file");
+    sub->add_option("SIGNAL", settings.signals, "Names or patterns of signals")->required()->type_name("");
+    sub->add_option("-o,--output", settings.output, "A .svg or .png; without it the plot is drawn in the terminal")
+        ->type_name("OUT");
+    addTime(sub, settings.time);
+    sub->add_flag("--xy", settings.xy, "Draw all signals over the first");
+    sub->add_option("--compare", settings.compare, "Draw the same signals of another file, too")->type_name("OTHER");
+  }
+
+  void addCheck() {
+    CheckSettings& settings = settings_.check;
+    CLI::App* sub =
+        add("check", "Read everything once and say whether the file is whole: status 0 yes, 1 no, 2 trouble.",
+            "  qat check results.qat\n"
+            "  qat check results.qat && echo whole",
+            [&](const Console& console) { return checkFile(settings, console); });
+    addFile(sub, "FILE", settings.file, "The results file");
+  }
+
+  void addComplete() {
+    CompleteSettings& settings = settings_.complete;
+    CLI::App* sub = app_.add_subcommand(kCompletion, "Names of signals that begin with a text.")->group("");
+    sub->callback([&, this] { chosen_ = [&](const Console& console) { return completeSignals(settings, console); }; });
+    sub->add_option("FILE", settings.file)->required();
+    sub->add_option("TEXT", settings.beginning);
+  }
+
+  CLI::App app_{"Looks at results files.", "qat"};
+  Settings settings_;
+  Command chosen_;
+  std::vector<std::string> names_;
+};
+
+}  // namespace
+
+Request readCommandLine(int argc, const char* const* argv) {
+  // The command refers to the settings in the parser.
+  auto parser = std::make_shared<Parser>();
+  Request request = parser->parse(argc, argv);
+  if (request.command) {
+    request.command = [parser, command = request.command](const results::Console& console) { return command(console); };
+  }
+  return request;
+}
+
+}  // namespace vtio::tools
