@@ -28,7 +28,8 @@ class ResampledRows::Track {
   void goTo(double time) {
     if (!started_) {
       started_ = true;
-      const std::uint64_t next = rowsIn(file_.source(), block_.table(), rows_, {-INFINITY, time}).end;
+      constexpr double kAlways = -std::numeric_limits<double>::infinity();
+      const std::uint64_t next = rowsIn(file_.source(), block_.table(), rows_, {kAlways, time}).end;
       row_ = instant_ = next > rows_.begin ? next - 1 : rows_.begin;
       while (instant_ > rows_.begin && timeInFile(instant_ - 1) == timeInFile(row_)) --instant_;
       load();

@@ -59,6 +59,7 @@ std::vector<std::string> nearNames(std::string_view name, std::span<const std::s
   std::sort(found.begin(), found.end());
   found.resize(std::min(found.size(), most));
   std::vector<std::string> names;
+  names.reserve(found.size());
   for (const auto& [distance, index] : found) names.push_back(candidates[index]);
   return names;
 }

@@ -143,7 +143,7 @@ TEST(SignalRecord, hasTheFieldsOfTheListing) {
 }
 
 TEST(NpyHeader, isAlignedAndTellsItsLength) {
-  for (std::size_t rows : {0, 7, 123456789}) {
+  for (const std::size_t rows : {std::size_t{0}, std::size_t{7}, std::size_t{123456789}}) {
     const std::string header = npyHeader("<f8", {rows, 3});
     EXPECT_EQ(header.size() % 64, 0U);
     EXPECT_EQ(header.substr(0, 8), std::string("\x93NUMPY\x01\x00", 8));
