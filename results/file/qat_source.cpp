@@ -13,6 +13,8 @@ QatSource::QatSource(const std::string& path) : file_(path, "r") {
     throw ResultsError(path, reason);
   }
   samples_ = std::make_unique<vtu::QatSamples>(*file_.get());
+  const std::vector<std::uint32_t> tables = samples_->tables();
+  arrays_.emplace(tables.empty() ? 0 : tables.back() + 1);
 }
 
 QatSource::~QatSource() {
@@ -20,11 +22,13 @@ QatSource::~QatSource() {
 }
 
 void QatSource::readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) {
+  if (arrays_->has(table)) return arrays_->readTimes(table, first, count, out);
   samples_->readTimes(table, first, count, out);
 }
 
 void QatSource::readBlock(std::uint32_t table, ElementType type, std::size_t firstColumn, std::size_t width,
                           std::uint64_t firstRow, std::uint64_t count, std::byte* out) {
+  if (arrays_->has(table)) return arrays_->readBlock(table, firstColumn, firstRow, count, out);
   std::string name(nameOf(type.id));
   if (type.isComplex) name += ".complex";
   samples_->readBlock(table, name, firstColumn, width, firstRow, count, out);
@@ -32,6 +36,7 @@ void QatSource::readBlock(std::uint32_t table, ElementType type, std::size_t fir
 
 std::vector<std::string> QatSource::readTexts(std::uint32_t table, std::uint32_t column, std::uint64_t firstRow,
                                               std::uint64_t count) {
+  if (arrays_->has(table)) return arrays_->readTexts(table, column, firstRow, count);
   std::vector<std::string> texts;
   for (const std::u16string& text : samples_->readTexts(table, column, firstRow, count)) {
     texts.push_back(vtu::to_string(text));

@@ -1,12 +1,14 @@
 /// @file
-/// The sample tables of a Qat file.
+/// The samples of a Qat file.
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/qat_parts.hpp"
+#include "results/file/array_tables.hpp"
 #include "results/file/sample_source.hpp"
 
 namespace vtio::results {
@@ -21,6 +23,9 @@ class QatSource final : public SampleSource {
   [[nodiscard]] QatFile* file() const { return file_.get(); }
   [[nodiscard]] const vtu::QatSamples& samples() const { return *samples_; }
 
+  /// The samples that are no columns of a table; their tables have the numbers behind those of the file.
+  [[nodiscard]] ArrayTables& arrays() { return *arrays_; }
+
   void readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) override;
   void readBlock(std::uint32_t table, ElementType type, std::size_t firstColumn, std::size_t width,
                  std::uint64_t firstRow, std::uint64_t count, std::byte* out) override;
@@ -30,6 +35,7 @@ class QatSource final : public SampleSource {
  private:
   vtu::QatFileWrapper file_;
   std::unique_ptr<vtu::QatSamples> samples_;
+  std::optional<ArrayTables> arrays_;
 };
 
 }  // namespace vtio::results

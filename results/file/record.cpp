@@ -1,5 +1,7 @@
 #include "results/file/record.hpp"
 
+#include <cstring>
+
 #include "platform/text.hpp"
 
 namespace vtio::results {
@@ -49,6 +51,16 @@ double numberAt(const qxArray* array, std::size_t i) {
 }
 
 }  // namespace
+
+std::optional<ElementType> storedType(const qxArray* array) {
+  const qxClassID id = qxGetClassID(array);
+  if (id == qxLOGICAL) return ElementType{ElementClass::logical, false};
+  if (id == qxCELL) return ElementType{ElementClass::text, false};
+  if (id < qxDOUBLE || id > qxUINT64) return std::nullopt;
+  // Both list the numeric classes in the same order.
+  static_assert(qxUINT64 - qxDOUBLE == static_cast<int>(ElementClass::uint64));
+  return ElementType{static_cast<ElementClass>(id - qxDOUBLE), qxIsComplex(array)};
+}
 
 std::string textOf(const qxArray* array) {
   if (!isOf(array, qxCHAR)) return "";
@@ -108,6 +120,21 @@ std::optional<SampleReference> Record::reference(const char* name) const {
   if (qxGetNumberOfDimensions(found) != 2 || dims[0] != rows || dims[1] != 3) return std::nullopt;
   const auto* numbers = static_cast<const std::uint32_t*>(qxGetConstData(found));
   return SampleReference{numbers[row], numbers[rows + row], numbers[2 * rows + row]};
+}
+
+vtu::qxArrayWrapper Record::array(const char* name) const {
+  const qxArray* found = value(name);
+  if (found == nullptr) return vtu::qxArrayWrapper();
+  const bool isColumn = isColumns_ && found == field(name);
+  if (!isColumn || !isNumeric(found)) return vtu::qxArrayWrapper(qxShareArray(found));
+  // A scalar in every row.
+  const std::size_t one = 1;
+  vtu::qxArrayWrapper scalar(qxGetClassID(found) == qxLOGICAL
+                                 ? qxCreateLogicalScalar(false)
+                                 : qxCreateNumericArray(1, &one, qxGetClassID(found), qxIsComplex(found)));
+  const std::size_t bytes = storedType(found)->bytes();
+  std::memcpy(qxGetData(scalar.get()), static_cast<const std::byte*>(qxGetConstData(found)) + row_ * bytes, bytes);
+  return scalar;
 }
 
 std::vector<Record> Record::records(const char* name) const {

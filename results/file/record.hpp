@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/qalc.hpp"
+#include "results/values/element_type.hpp"
 
 namespace vtio::results {
 
@@ -36,6 +37,9 @@ class Record final {
   [[nodiscard]] std::vector<std::int64_t> integers(const char* field) const;
   [[nodiscard]] std::optional<SampleReference> reference(const char* field) const;
 
+  /// The array in a field; empty if it is absent.
+  [[nodiscard]] vtu::qxArrayWrapper array(const char* field) const;
+
   /// The structures in a field: one, or those of a cell array.
   [[nodiscard]] std::vector<Record> records(const char* field) const;
 
@@ -51,6 +55,9 @@ class Record final {
   std::size_t rows_ = 1;
   bool isColumns_ = false;
 };
+
+/// The type of the elements of an array, a cell array's being texts; none for any other array.
+[[nodiscard]] std::optional<ElementType> storedType(const qxArray* array);
 
 /// UTF-8 of a char array; empty for anything else.
 [[nodiscard]] std::string textOf(const qxArray* array);

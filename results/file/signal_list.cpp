@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/diagnostics.hpp"
 #include "platform/qat.hpp"
 #include "results/file/record.hpp"
 #include "results/file/results_error.hpp"
@@ -46,19 +47,20 @@ class ListReader {
   std::vector<SignalInfo> read() {
     for (const std::string& variable : variableNames(source_.file(), path_)) readVariable(variable);
     addUnnamed();
+    nameArrays();
     return std::move(signals_);
   }
 
  private:
   void readVariable(const std::string& variable) {
     if (!isDataset(variable)) return;
-    const vtu::qxArrayWrapper dataset = part(variable, {"Dataset", "Name"});
-    const vtu::qxArrayWrapper names = part(variable, {"Dataset", "Elements", "Name"});
+    const vtu::qxArrayWrapper dataset = partIfThere(variable, {"Dataset", "Name"});
+    const vtu::qxArrayWrapper names = partIfThere(variable, {"Dataset", "Elements", "Name"});
     const std::size_t count = names ? qxGetNumberOfElements(names.get()) : 0;
     if (count == 0) return;
     vtu::qxStructWrapper columns({"Values"});
-    for (const char* field : {"Name", "BlockPath", "PortIndex", "PortKind", "Decimation", "Values"}) {
-      columns.set(field, part(variable, {"Dataset", "Elements", field}));
+    for (const char* field : {"Name", "BlockPath", "PortIndex", "PortKind", "Decimation", "ForEach", "Values"}) {
+      columns.set(field, partIfThere(variable, {"Dataset", "Elements", field}));
     }
     element_ = {};
     element_.dataset = textOf(dataset.get());
@@ -79,39 +81,88 @@ class ListReader {
     return vtu::qatGetPart(source_.file(), variable.c_str(), place, vtu::QatPartSamples::references);
   }
 
+  // Empty where the file has no such field.
+  vtu::qxArrayWrapper partIfThere(const std::string& variable, const std::vector<std::string>& place) {
+    try {
+      return part(variable, place);
+    } catch (const vtsv::IException& error) {
+      if (error.diagnostic().key != "NoSuchPart") throw;
+      return vtu::qxArrayWrapper();
+    }
+  }
+
   void readElement(const Record& element) {
     element_.element = element.text("Name");
     element_.blockPath = element.texts("BlockPath");
     element_.port = static_cast<std::uint64_t>(element.number("PortIndex"));
     element_.portKind = element.text("PortKind");
     element_.decimation = static_cast<std::uint64_t>(element.number("Decimation"));
-    for (const Record& node : element.records("Values")) readNode(node);
+    std::vector<std::int64_t> iterations;
+    for (const Record& forEach : element.records("ForEach")) iterations = forEach.integers("Iteration");
+    const std::vector<Record> nodes = element.records("Values");
+    for (std::size_t i = 0; i < nodes.size(); ++i) {
+      const bool isIteration = i < iterations.size();
+      readNode(nodes[i], nameOfElement() + (isIteration ? "[" + std::to_string(iterations[i]) + "]" : ""));
+    }
   }
 
-  void readNode(const Record& node) {
+  std::string nameOfElement() const {
+    if (!element_.element.empty()) return element_.element;
+    std::string name;
+    for (const std::string& level : element_.blockPath) name += (name.empty() ? "" : "|") + level;
+    return name + ":" + std::to_string(element_.port);
+  }
+
+  void readNode(const Record& node, const std::string& name) {
     if (node.text("Kind") == "leaf") {
-      readLeaf(node);
+      readLeaf(node, name);
       return;
     }
     for (const std::string& field : node.fields()) {
-      for (const Record& child : node.records(field.c_str())) readNode(child);
+      for (const Record& child : node.records(field.c_str())) readNode(child, name + "." + field);
     }
   }
 
-  void readLeaf(const Record& leaf) {
-    const auto data = leaf.reference("Data");
-    if (!data || data->part != 0) return;
+  void readLeaf(const Record& leaf, const std::string& name) {
     SignalInfo signal = element_;
     signal.interpolation = leaf.text("Interpolation");
     signal.sampleTime = leaf.text("SampleTime");
-    addColumn(signal, data->table, data->column);
+    if (const auto data = leaf.reference("Data"); data && leaf.reference("Time")) {
+      addColumn(signal, data->table, data->column);
+      named_.emplace(data->table, data->column);
+    } else {
+      addArray(signal, leaf, name);
+    }
     if (leaf.has("EnumLabels")) {
       signal.labels = labelsOf(leaf);
       signal.typeName = leaf.text("DataType");
     }
     for (const Record& fixedPoint : leaf.records("FixedPoint")) signal.fixedPoint = fixedPointOf(fixedPoint);
-    named_.emplace(data->table, data->column);
     signals_.push_back(std::move(signal));
+  }
+
+  void addArray(SignalInfo& signal, const Record& leaf, const std::string& name) {
+    signal.name = name;
+    signal.unit = leaf.text("Unit");
+    try {
+      source_.arrays().add(signal, leaf.array("Time").get(), leaf.array("Data").get());
+    } catch (const std::invalid_argument& error) {
+      throw ResultsError(path_, "signal '" + name + "': " + error.what());
+    }
+    signal.typeName = nameOf(signal.type.id);
+  }
+
+  // Names of columns are unique already; among arrays the second of a name becomes NAME#2.
+  void nameArrays() {
+    std::set<std::string> taken;
+    for (const SignalInfo& signal : signals_) {
+      if (!source_.arrays().has(signal.place.table)) taken.insert(signal.name);
+    }
+    for (SignalInfo& signal : signals_) {
+      if (!source_.arrays().has(signal.place.table)) continue;
+      const std::string name = signal.name;
+      for (int k = 2; !taken.insert(signal.name).second; ++k) signal.name = name + "#" + std::to_string(k);
+    }
   }
 
   // What the table says about its column.

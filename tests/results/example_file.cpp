@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -189,6 +190,18 @@ void writeExampleFile(const std::string& path, double offset) {
   elements.push_back(
       element("late", "l", leaf(second, "late", {{}, u"", {}, qxINT64, false, 0, 0, 0}, "zoh", "int64")));
   save(path, std::move(elements));
+}
+
+void writeExampleArrays(const std::string& path) {
+  const std::string tables = path + ".tables";
+  writeExampleFile(tables);
+  vtu::QatFileWrapper from(tables, "r");
+  const vtu::qxArrayWrapper variable(qatGetVariable(from.get(), "DATASET_SIGNAL_LOGGING"));
+  vtu::QatFileWrapper file(path, "w7.3");
+  if (!file || file.put("DATASET_SIGNAL_LOGGING", variable.get()) != 0 || file.close() != 0) {
+    throw std::runtime_error(qatLastError());
+  }
+  std::filesystem::remove(tables);
 }
 
 void writeManySignals(const std::string& path, std::size_t signals, std::size_t samples, double offset) {

@@ -16,6 +16,9 @@ namespace vtio::tests {
 /// @throws std::runtime_error
 void writeExampleFile(const std::string& path, double offset = 0);
 
+/// Writes the same signals, their times and values as arrays of their own: such a file has no sample tables.
+void writeExampleArrays(const std::string& path);
+
 /// Writes `signals` scalars `s0`, `s1`, … of `samples` doubles each, every one an element of its own, in one table of
 /// times 0, 0.001, …
 void writeManySignals(const std::string& path, std::size_t signals, std::size_t samples, double offset = 0);
