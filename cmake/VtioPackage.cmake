@@ -49,3 +49,7 @@ if(TARGET vtio_results)
   vtio_install_pc(vtio-results LIBRARY vtio_results DESCRIPTION "Reads, compares and exports the results of vtio"
     REQUIRES "vtio-platform = ${PROJECT_VERSION}")
 endif()
+if(VTIO_BUILD_RUNNER)
+  vtio_install_pc(vtio-runner LIBRARY vtio_runner DESCRIPTION "Runs FMUs and logs them"
+    REQUIRES "vtio-recorders = ${PROJECT_VERSION}")
+endif()

@@ -1,0 +1,80 @@
+// A clock that misbehaves on request from a given time on.
+#include <math.h>
+#include <signal.h>
+#include <stdlib.h>
+
+#include "examples/fmus/model.h"
+
+enum Way {
+  WAY_NONE,
+  WAY_ERROR,
+  WAY_FATAL,
+  WAY_DISCARD,
+  WAY_NAN,
+  WAY_CRASH,
+  WAY_ENDLESS,
+  WAY_TERMINATE,
+  WAY_STANDSTILL,
+  WAY_SMALL_STEPS
+};
+
+struct Clock {
+  double y;     // the time in s
+  double when;  // to misbehave
+  int64_t way;
+};
+
+static void start(void* data) {
+  struct Clock* clock = data;
+  clock->when = 0.5;
+}
+
+static void initialize(void* data, double time) { ((struct Clock*)data)->y = time; }
+
+static void* address(void* data, enum ValueType type, unsigned reference, size_t* count) {
+  struct Clock* clock = data;
+  *count = 1;
+  if (type == VALUE_FLOAT64 && reference == 1) return &clock->y;
+  if (type == VALUE_FLOAT64 && reference == 2) return &clock->when;
+  if (type == VALUE_ENUMERATION && reference == 3) return &clock->way;
+  return NULL;
+}
+
+static enum StepEnd misbehave(struct Clock* clock, double time, double end, double* reached) {
+  switch (clock->way) {
+    case WAY_ERROR:
+      return STEP_ERROR;
+    case WAY_FATAL:
+      return STEP_FATAL;
+    case WAY_DISCARD:
+      return STEP_DISCARD;
+    case WAY_NAN:
+      clock->y = NAN;
+      return STEP_DONE;
+    case WAY_CRASH:
+      raise(SIGSEGV);
+      return STEP_DONE;
+    case WAY_ENDLESS:
+      for (volatile int i = 0;; i = 1 - i) {
+      }
+    case WAY_TERMINATE:
+      *reached = time;
+      return STEP_TERMINATE;
+    case WAY_STANDSTILL:
+      *reached = time;
+      return STEP_DONE;
+    case WAY_SMALL_STEPS:  // the time is wrong now, unless the state is set back
+      return end - time > 0.03 ? STEP_DISCARD : STEP_DONE;
+    default:
+      return STEP_DONE;
+  }
+}
+
+static enum StepEnd step(void* data, double time, double end, int mayStop, double* reached) {
+  struct Clock* clock = data;
+  (void)mayStop;
+  clock->y += end - time;
+  return end > clock->when ? misbehave(clock, time, end, reached) : STEP_DONE;
+}
+
+const struct Model model = {sizeof(struct Clock), start, initialize, address, step, NULL};

@@ -1,0 +1,65 @@
+/// @file
+/// What an example model is made of. One source per model; fmi2.c and fmi3.c make an FMU of each version of it.
+///
+/// A model's data are one structure without pointers, so that copying its bytes copies the state of the FMU.
+#ifndef VTIO_EXAMPLES_FMUS_MODEL_H
+#define VTIO_EXAMPLES_FMUS_MODEL_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+/// Types of values, as they stand in a model's data.
+enum ValueType {
+  VALUE_FLOAT64,  ///< double
+  VALUE_FLOAT32,  ///< float
+  VALUE_INT8,
+  VALUE_UINT8,
+  VALUE_INT16,
+  VALUE_UINT16,
+  VALUE_INT32,
+  VALUE_UINT32,
+  VALUE_INT64,
+  VALUE_UINT64,
+  VALUE_BOOLEAN,      ///< uint8_t, 0 or 1
+  VALUE_ENUMERATION,  ///< int64_t
+  VALUE_TEXT,         ///< struct Text
+  VALUE_BINARY,       ///< struct Binary
+  VALUE_CLOCK         ///< uint8_t, 1 while the clock ticks
+};
+
+struct Text {
+  char characters[64];  ///< null-terminated UTF-8
+};
+
+struct Binary {
+  size_t size;
+  uint8_t bytes[16];
+};
+
+/// How a step ended.
+enum StepEnd { STEP_DONE, STEP_EVENT, STEP_TERMINATE, STEP_DISCARD, STEP_ERROR, STEP_FATAL };
+
+struct Model {
+  size_t bytes;  ///< of the model's data
+
+  /// Gives the data, zeroed before, their start values.
+  void (*start)(void* data);
+
+  /// Calculates what follows from the start values.
+  void (*initialize)(void* data, double time);
+
+  /// The place of a variable's values, and their number; null if there is no such variable.
+  void* (*address)(void* data, enum ValueType type, unsigned reference, size_t* count);
+
+  /// Goes on from a time to an end, both in seconds; to `reached`, which is set to `end` before, if it stops early.
+  /// @param mayStop Whether the model may stop for an event.
+  enum StepEnd (*step)(void* data, double time, double end, int mayStop, double* reached);
+
+  /// Handles the event for which a step stopped; clocks that tick are set. Null if there are none.
+  void (*event)(void* data, double time);
+};
+
+/// The model of this FMU.
+extern const struct Model model;
+
+#endif

@@ -1,0 +1,118 @@
+/// @file
+/// One instance of an FMU, whatever its version: values, states of the instance, the functions common to all kinds.
+/// See co_simulation.hpp.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "runner/description/model_description.hpp"
+#include "runner/export.hpp"
+
+namespace vtio::runner {
+
+/// The experiment that an instance is told before it is initialised. Times in seconds.
+struct Experiment {
+  double start = 0.0;
+  double stop = 1.0;
+  std::optional<double> tolerance;
+};
+
+/// Takes a message of an FMU.
+using MessageSink = std::function<void(std::string_view category, std::string_view message)>;
+
+/// What an FMU needs to be instantiated.
+struct InstanceSetup {
+  std::filesystem::path library;    ///< the unpacked shared library
+  std::filesystem::path resources;  ///< the unpacked folder, which exists
+  MessageSink message;
+  bool loggingOn = false;
+};
+
+/// What came out of an event iteration.
+struct EventOutcome {
+  bool terminate = false;
+  std::optional<double> nextTime;  ///< of the next time event, in seconds
+};
+
+/// What came out of a communication step.
+struct StepOutcome {
+  bool discarded = false;    ///< nothing happened that counts
+  bool eventNeeded = false;  ///< handleEvents() comes next
+  bool terminate = false;    ///< the FMU asks to end the simulation
+  double lastTime = 0.0;     ///< up to which time the step went; may be early, in seconds
+};
+
+/// An instance. Values are passed in the form of bytesOf(): Boolean, Clock one byte 0 or 1, Enumeration int64; arrays
+/// row-major, one array behind the other.
+///
+/// Every failure of the FMU is a RunnerError of status failed, which names the function and its status; after that only
+/// freeState() and destruction are allowed. Destruction frees the instance (not after a fatal error) and unloads the
+/// library.
+class VTIO_RUNNER_EXPORT Instance {
+ public:
+  virtual ~Instance();
+  Instance(const Instance&) = delete;
+  Instance& operator=(const Instance&) = delete;
+
+  /// @param values Room for valueCount values of the type, which is neither string nor binary.
+  virtual void get(VariableType type, std::span<const std::uint32_t> references, void* values,
+                   std::size_t valueCount) = 0;
+  virtual void set(VariableType type, std::span<const std::uint32_t> references, const void* values,
+                   std::size_t valueCount) = 0;
+
+  /// @param values Receives null-terminated UTF-8 texts, valid until the next call of any function of the FMU.
+  virtual void getTexts(std::span<const std::uint32_t> references, std::span<const char*> values) = 0;
+  virtual void setTexts(std::span<const std::uint32_t> references, std::span<const char* const> values) = 0;
+
+  /// As for texts; FMI 3 only.
+  virtual void getBinaries(std::span<const std::uint32_t> references, std::span<std::size_t> sizes,
+                           std::span<const std::uint8_t*> values) = 0;
+  virtual void setBinaries(std::span<const std::uint32_t> references, std::span<const std::size_t> sizes,
+                           std::span<const std::uint8_t* const> values) = 0;
+
+  /// Between these two structural parameters are set; FMI 3 only.
+  virtual void enterConfiguration() = 0;
+  virtual void exitConfiguration() = 0;
+
+  virtual void enterInitialization(const Experiment& experiment) = 0;
+  /// Leaves the instance ready for a step.
+  /// @return What the first event iteration gave, where there is one.
+  virtual EventOutcome exitInitialization() = 0;
+  virtual void terminate() = 0;
+
+  /// Copies the instance's state. Needs canGetAndSetFMUState.
+  /// @param state Null: a new copy is made, to be given to freeState(). Else the copy that is overwritten.
+  virtual void getState(void*& state) = 0;
+  virtual void setState(void* state) = 0;
+  /// Does nothing after a fatal error of the FMU.
+  virtual void freeState(void* state) noexcept = 0;
+
+  /// Runs the FMU from time to time + step, both in seconds.
+  /// @param noSetStatePrior No state before this time will be set any more.
+  [[nodiscard]] virtual StepOutcome doStep(double time, double step, bool noSetStatePrior) = 0;
+
+  /// Enters the event mode; between this and leaveEvents() values are those of the event. Only where steps ask for it.
+  virtual void enterEvents() = 0;
+  /// Iterates until the discrete states are settled.
+  [[nodiscard]] virtual EventOutcome iterateEvents() = 0;
+  virtual void leaveEvents() = 0;
+
+ protected:
+  Instance() = default;
+};
+
+/// Instantiates an FMU for Co-Simulation.
+/// @param model Must outlive the instance.
+/// @throws RunnerError if the library cannot be loaded, lacks a function or refuses to be instantiated.
+[[nodiscard]] VTIO_RUNNER_EXPORT std::unique_ptr<Instance> makeCoSimulation(const ModelDescription& model,
+                                                                            const InstanceSetup& setup);
+
+}  // namespace vtio::runner

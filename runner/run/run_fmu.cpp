@@ -1,0 +1,211 @@
+#include "runner/run/run_fmu.hpp"
+
+#include <algorithm>
+#include <filesystem>
+#include <ostream>
+#include <system_error>
+
+#include "platform/diagnostics.hpp"
+#include "platform/qat.hpp"
+#include "runner/archive/temporary_folder.hpp"
+#include "runner/fmu/fmu_file.hpp"
+#include "runner/run/co_simulation_run.hpp"
+#include "runner/run/interrupt.hpp"
+#include "runner/run/run_plan.hpp"
+#include "runner/run/run_record.hpp"
+#include "runner/run/selection_file.hpp"
+#include "runner/text/printable.hpp"
+
+namespace vtio::runner {
+namespace {
+
+namespace fs = std::filesystem;
+
+const Interface& chooseKind(const ModelDescription& model, const RunOptions& options) {
+  const Interface* coSimulation = model.find(Kind::coSimulation);
+  if (options.kind && *options.kind != Kind::coSimulation) {
+    throw RunnerError("--kind me: Model Exchange is not supported yet");
+  }
+  if (coSimulation != nullptr) return *coSimulation;
+  if (model.find(Kind::modelExchange) != nullptr) {
+    throw RunnerError("the FMU offers Model Exchange only, which is not supported yet");
+  }
+  throw RunnerError("the FMU offers Scheduled Execution only, which is not supported");
+}
+
+// The libraries of this machine and the resources, unpacked.
+class Unpacked {
+ public:
+  Unpacked(const FmuFile& fmu, const Interface& way) {
+    const std::string binary = fmu.binaryFor(way);
+    if (binary.empty()) {
+      throw RunnerError("no binary '" + way.modelIdentifier + ".so' for this machine; vtio-run check says more");
+    }
+    fmu.archive().extract(binary.substr(0, binary.rfind('/') + 1), folder_.path());
+    fmu.archive().extract("resources/", folder_.path());
+    library_ = folder_.path() / binary;
+    fs::create_directories(resources());
+  }
+
+  [[nodiscard]] const fs::path& library() const { return library_; }
+  [[nodiscard]] fs::path resources() const { return folder_.path() / "resources"; }
+
+ private:
+  TemporaryFolder folder_;
+  fs::path library_;
+};
+
+// The FMU's messages: those of the chosen categories go out, the last one is kept for the error that may follow.
+class Messages {
+ public:
+  Messages(const RunOptions& options, std::ostream& out) : categories_(options.logCategories), out_(out) {}
+
+  void operator()(std::string_view category, std::string_view message) {
+    last_ = printable(message, 500);
+    const auto chosen = [category](const std::string& one) { return one == "*" || one == category; };
+    if (std::any_of(categories_.begin(), categories_.end(), chosen)) {
+      out_ << "[" << printable(category) << "] " << printable(message, 4000) << "\n";
+    }
+  }
+
+  [[nodiscard]] const std::string& last() const { return last_; }
+
+ private:
+  const std::vector<std::string>& categories_;
+  std::ostream& out_;
+  std::string last_;
+};
+
+void setStructure(Instance& instance, const RunPlan& plan) {
+  bool inside = false;
+  for (const Assignment& assignment : plan.assignments) {
+    const Variable& variable = plan.model.variables[assignment.variable];
+    if (variable.causality != Causality::structuralParameter) continue;
+    if (!inside) instance.enterConfiguration();
+    inside = true;
+    setValues(instance, variable, assignment.values);
+  }
+  if (inside) instance.exitConfiguration();
+}
+
+void setStartValues(Instance& instance, const RunPlan& plan) {
+  for (const Assignment& assignment : plan.assignments) {
+    const Variable& variable = plan.model.variables[assignment.variable];
+    if (variable.causality != Causality::structuralParameter) setValues(instance, variable, assignment.values);
+  }
+}
+
+EventOutcome initialize(Instance& instance, const RunPlan& plan, InputTable& inputs) {
+  setStructure(instance, plan);
+  setStartValues(instance, plan);
+  instance.enterInitialization({plan.times.start, plan.times.stop, plan.times.tolerance});
+  inputs.apply(instance, plan.times.start, EventSide::after);
+  return instance.exitInitialization();
+}
+
+void save(recorders::RecordingSession& recording, const RunPlan& plan, const RunEnd& end, const fs::path& file) {
+  recording.save(file.string());
+  QatFile* results = qatOpen(file.c_str(), "u");
+  if (results == nullptr)
+    throw RunnerError(ExitStatus::failed, std::string("cannot save: ") + qatLastError(), file.string());
+  const vtu::qxArrayWrapper record = runRecord(plan, end);
+  const int put = qatPutVariable(results, "fmu", record.get());
+  const std::string reason = put != 0 ? qatLastError() : "";
+  if (qatClose(results) != 0 || put != 0)
+    throw RunnerError(ExitStatus::failed, "cannot save: " + reason, file.string());
+}
+
+std::string firstLeaf(const SignalNode& node) {
+  return node.isLeaf() ? node.name : node.name + "." + firstLeaf(node.children.front());
+}
+
+void report(const RunPlan& plan, const RunEnd& end, const fs::path& file, std::ostream& out) {
+  out << plan.model.modelName << ": " << plan.running.size() << " variables";
+  if (!plan.parameters.empty()) out << " and " << plan.parameters.size() << " parameters";
+  out << " logged from " << numberText(plan.times.start) << " to " << numberText(end.lastTime) << " s\n";
+  if (!plan.trees.empty()) {
+    out << "qat plot " << file.string() << " '" << printable(firstLeaf(plan.trees.front().root)) << "'\n";
+  }
+  out << file.string() << "\n";
+}
+
+// All that lives from the instantiation to the results file.
+class Session {
+ public:
+  Session(const RunPlan& plan, const RunOptions& options)
+      : plan_(plan), running_(plan.model, plan.running), parameters_(plan.model, plan.parameters) {
+    if (!options.selection.empty()) {
+      catalogue_.setModelLoggingInfo(readSelection(options.selection, plan.model, plan.trees).get());
+    }
+    if (!options.intervals.empty()) {
+      catalogue_.disabledLoggingIntervals() = smartlog::LoggingInterval::within(options.intervals);
+    }
+    log_ = std::make_unique<SignalLog>(catalogue_, recording_, plan.model, plan.trees, running_, parameters_,
+                                       LogLimits{options.decimation, options.maxPoints});
+    if (!options.input.empty()) inputs_ = InputTable(options.input, plan.model);
+  }
+
+  RunEnd run(const Unpacked& unpacked, const Interface& way, Messages& messages, const RunOptions& options) {
+    RunEnd end;
+    end.lastTime = plan_.times.start;
+    std::unique_ptr<Instance> instance;
+    try {
+      const auto sink = [&messages](std::string_view category, std::string_view text) { messages(category, text); };
+      instance = makeCoSimulation(plan_.model,
+                                  {unpacked.library(), unpacked.resources(), sink, !options.logCategories.empty()});
+      const EventOutcome first = initialize(*instance, plan_, inputs_);
+      parameters_.read(*instance);
+      CoSimulationRun run(*instance, way, running_, *log_, inputs_, recording_, plan_);
+      end = follow(run, first);
+      if (end.status != ExitStatus::failed) instance->terminate();
+    } catch (const RunnerError& error) {
+      if (error.status() != ExitStatus::failed) throw;
+      end.status = ExitStatus::failed;
+      end.message = error.what();
+    }
+    if (end.status == ExitStatus::failed && !messages.last().empty()) end.message += " (" + messages.last() + ")";
+    return end;
+  }
+
+  recorders::RecordingSession& recording() { return recording_; }
+
+ private:
+  static RunEnd follow(CoSimulationRun& run, const EventOutcome& first) {
+    try {
+      return run.run(first.nextTime, &InterruptGuard::received);
+    } catch (const RunnerError& error) {
+      if (error.status() != ExitStatus::failed) throw;
+      return {ExitStatus::failed, std::string(error.what()) + " at the time " + numberText(run.time()), run.time()};
+    }
+  }
+
+  const RunPlan& plan_;
+  core::client::Catalogue catalogue_;
+  recorders::RecordingSession recording_{catalogue_};
+  ValueStore running_, parameters_;
+  InputTable inputs_;
+  std::unique_ptr<SignalLog> log_;
+};
+
+}  // namespace
+
+ExitStatus runFmu(const RunOptions& options, std::ostream& out, std::ostream& messages) {
+  const InterruptGuard guard;
+  const FmuFile fmu(options.fmu);
+  if (const Mistake* mistake = fmu.mistakes().firstThatPreventsRun()) {
+    throw RunnerError(mistake->text(), "modelDescription.xml");
+  }
+  const Interface& way = chooseKind(fmu.model(), options);
+  const RunPlan plan = planRun(fmu.model(), options);
+  Session session(plan, options);
+  const Unpacked unpacked(fmu, way);
+  Messages received(options, messages);
+  for (const std::string& note : plan.notes) messages << "vtio-run: " << options.fmu.string() << ": " << note << "\n";
+  const RunEnd end = session.run(unpacked, way, received, options);
+  if (!end.message.empty()) messages << "vtio-run: " << options.fmu.string() << ": " << end.message << "\n";
+  save(session.recording(), plan, end, options.output);
+  report(plan, end, options.output, out);
+  return end.status;
+}
+
+}  // namespace vtio::runner

@@ -1,0 +1,45 @@
+/// @file
+/// What `vtio-run run` is asked for.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "runner/description/model_description.hpp"
+
+namespace vtio::runner {
+
+/// Times in seconds. What is not given comes from the FMU's default experiment.
+struct RunOptions {
+  std::filesystem::path fmu;
+  std::optional<Kind> kind;  ///< Co-Simulation if it is offered
+  std::optional<double> start, stop, step, outputStep, tolerance;
+  std::optional<double> rewind;        ///< go back to this time once the stop is reached, and on again
+  std::vector<std::string> maxChange;  ///< NAME=VALUE: halve steps in which the variable moves by more
+  std::vector<std::string> set;        ///< NAME=VALUE
+  std::filesystem::path input;         ///< CSV; empty: none
+  std::vector<std::string> signals;    ///< patterns; empty: inputs and outputs
+  bool parameters = false;
+  bool locals = false;
+  unsigned long decimation = 1;
+  unsigned long maxPoints = 0;                       ///< 0: no limit
+  std::vector<std::pair<double, double>> intervals;  ///< empty: all times
+  std::filesystem::path selection;                   ///< JSON; empty: none
+  std::vector<std::string> logCategories;            ///< `*` for all
+  std::filesystem::path output = "results.qat";
+};
+
+/// The times of a run, settled.
+struct RunTimes {
+  double start = 0.0;
+  double stop = 1.0;
+  double step = 0.0;
+  std::optional<double> outputStep;
+  std::optional<double> tolerance;
+  std::optional<double> rewind;
+};
+
+}  // namespace vtio::runner

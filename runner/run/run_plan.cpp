@@ -1,0 +1,214 @@
+#include "runner/run/run_plan.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+#include "runner/description/xml_reader.hpp"
+#include "runner/error.hpp"
+#include "runner/text/glob.hpp"
+#include "runner/text/printable.hpp"
+
+namespace vtio::runner {
+namespace {
+
+constexpr double kSteps = 500.0;  // of a run whose step nobody gives
+
+std::optional<double> fixedStep(const ModelDescription& model) {
+  const Interface* way = model.find(Kind::coSimulation);
+  if (way == nullptr) return std::nullopt;
+  for (const auto& [name, value] : way->attributes) {
+    if (name == "fixedInternalStepSize") return parseXmlNumber(value);
+  }
+  return std::nullopt;
+}
+
+RunTimes settleTimes(const ModelDescription& model, const RunOptions& options) {
+  const DefaultExperiment& experiment = model.experiment;
+  const auto first = [](std::optional<double> given, std::optional<double> otherwise) {
+    return given ? given : otherwise;
+  };
+  RunTimes times;
+  times.start = first(options.start, experiment.start).value_or(0.0);
+  times.stop = first(options.stop, experiment.stop).value_or(times.start + 1.0);
+  times.step =
+      first(first(options.step, experiment.step), fixedStep(model)).value_or((times.stop - times.start) / kSteps);
+  times.tolerance = first(options.tolerance, experiment.tolerance);
+  times.outputStep = options.outputStep;
+  times.rewind = options.rewind;
+  if (!std::isfinite(times.start) || !std::isfinite(times.stop) || times.stop < times.start) {
+    throw RunnerError("the run cannot go from " + numberText(times.start) + " to " + numberText(times.stop));
+  }
+  const auto isStep = [](double step) { return std::isfinite(step) && step > 0.0; };
+  if (times.stop > times.start && !isStep(times.step))
+    throw RunnerError("the step " + numberText(times.step) + " is not positive");
+  if (times.outputStep && !isStep(*times.outputStep)) {
+    throw RunnerError("the output step " + numberText(*times.outputStep) + " is not positive");
+  }
+  if (times.tolerance && !isStep(*times.tolerance)) {
+    throw RunnerError("the tolerance " + numberText(*times.tolerance) + " is not positive");
+  }
+  return times;
+}
+
+[[noreturn]] void refuse(const Variable& variable, const std::string& what) {
+  throw RunnerError("--set: " + what, "variable '" + printable(variable.name) + "'");
+}
+
+void checkSettable(const Variable& variable) {
+  if (variable.variability == Variability::constant) refuse(variable, "a constant cannot be set");
+  if (variable.causality == Causality::calculatedParameter || variable.initial == Initial::calculated) {
+    refuse(variable, "a calculated variable cannot be set");
+  }
+  if (variable.causality == Causality::independent) refuse(variable, "the time cannot be set");
+  const bool has = variable.causality == Causality::parameter || variable.causality == Causality::input ||
+                   variable.causality == Causality::structuralParameter || variable.initial != Initial::none;
+  if (!has) refuse(variable, "a variable that the model calculates cannot be set");
+  if (variable.type == VariableType::clock) refuse(variable, "a clock cannot be set");
+}
+
+// The longest variable name before a '=' wins: names may hold that sign themselves.
+std::pair<std::size_t, std::string> splitAssignment(const std::string& option, const std::string& given,
+                                                    const ModelDescription& model) {
+  if (given.find('=') == std::string::npos)
+    throw RunnerError(option + " needs NAME=VALUE, not '" + printable(given) + "'");
+  for (std::size_t at = given.rfind('='); at != std::string::npos;
+       at = at > 0 ? given.rfind('=', at - 1) : std::string::npos) {
+    if (const Variable* variable = model.find(std::string_view(given).substr(0, at))) {
+      return {static_cast<std::size_t>(variable - model.variables.data()), given.substr(at + 1)};
+    }
+    if (at == 0) break;
+  }
+  throw RunnerError(option + ": there is no variable '" + printable(given.substr(0, given.find('='))) + "'");
+}
+
+void resize(ModelDescription& model, const Variable& size, const Values& values) {
+  std::uint64_t elements = 0;
+  std::memcpy(&elements, values.numbers.data(), sizeof elements);
+  for (Variable& variable : model.variables) {
+    std::uint64_t total = 1;
+    for (Dimension& dimension : variable.dimensions) {
+      if (dimension.parameter == size.valueReference) dimension.size = elements;
+      if (__builtin_mul_overflow(total, dimension.size, &total) || total > (std::uint64_t{1} << 27)) {
+        refuse(size, std::to_string(elements) + " makes the array '" + printable(variable.name) + "' too large");
+      }
+    }
+  }
+}
+
+std::vector<Assignment> readAssignments(ModelDescription& model, const std::vector<std::string>& given) {
+  std::vector<std::pair<std::size_t, std::string>> split;
+  std::vector<Assignment> assignments;
+  split.reserve(given.size());
+  for (const std::string& one : given) split.push_back(splitAssignment("--set", one, model));
+  // Sizes first: the values of arrays are counted against them.
+  std::stable_partition(split.begin(), split.end(), [&model](const auto& one) {
+    return model.variables[one.first].causality == Causality::structuralParameter;
+  });
+  for (const auto& [index, value] : split) {
+    const Variable& variable = model.variables[index];
+    checkSettable(variable);
+    try {
+      assignments.push_back({index, parseValues(value, variable, model)});
+    } catch (const RunnerError& error) {
+      throw RunnerError(std::string("--set: ") + error.what());
+    }
+    if (variable.causality == Causality::structuralParameter && variable.type == VariableType::uint64 &&
+        variable.dimensions.empty()) {
+      resize(model, variable, assignments.back().values);
+    }
+  }
+  return assignments;
+}
+
+void checkRewind(const RunTimes& times, const ModelDescription& model) {
+  if (!times.rewind) return;
+  const Interface* way = model.find(Kind::coSimulation);
+  if (way == nullptr || !way->flag("canGetAndSetFMUState")) {
+    throw RunnerError("--rewind: the FMU cannot get and set its state");
+  }
+  if (*times.rewind >= times.start && *times.rewind < times.stop) return;
+  throw RunnerError("--rewind: the time " + numberText(*times.rewind) + " is not from " + numberText(times.start) +
+                    " to before " + numberText(times.stop));
+}
+
+std::vector<ChangeLimit> readChangeLimits(const ModelDescription& model, const std::vector<std::string>& given) {
+  std::vector<ChangeLimit> limits;
+  const Interface* way = model.find(Kind::coSimulation);
+  const bool canRepeat =
+      way != nullptr && way->flag("canGetAndSetFMUState") && way->flag("canHandleVariableCommunicationStepSize");
+  if (!given.empty() && !canRepeat) {
+    throw RunnerError(
+        "--max-change: the FMU cannot repeat a step: it needs canGetAndSetFMUState and "
+        "canHandleVariableCommunicationStepSize");
+  }
+  for (const std::string& one : given) {
+    const auto [index, text] = splitAssignment("--max-change", one, model);
+    const Variable& variable = model.variables[index];
+    const std::optional<double> most = parseXmlNumber(text);
+    if (variable.type != VariableType::float64 || !variable.dimensions.empty()) {
+      throw RunnerError("--max-change: it is no scalar Float64", "variable '" + printable(variable.name) + "'");
+    }
+    if (!most || !(*most > 0.0)) throw RunnerError("--max-change: '" + printable(text) + "' is no positive number");
+    limits.push_back({variable.valueReference, *most});
+  }
+  return limits;
+}
+
+bool isWanted(const Variable& variable, const RunOptions& options, std::vector<bool>& matched) {
+  if (variable.causality == Causality::independent) return false;
+  if (!options.signals.empty()) {
+    bool wanted = false;
+    for (std::size_t i = 0; i < options.signals.size(); ++i) {
+      if (!matches(options.signals[i], variable.name)) continue;
+      matched[i] = true;
+      wanted = true;
+    }
+    return wanted;
+  }
+  if (variable.causality == Causality::input || variable.causality == Causality::output) return true;
+  return variable.isParameter() ? options.parameters : options.locals;
+}
+
+// Empty if it can be logged, else why not.
+std::string hindrance(const Variable& variable) {
+  if (variable.elements() == 0) return "it has no elements";
+  if (variable.type == VariableType::binary && !variable.maxSize) return "it declares no maxSize";
+  return {};
+}
+
+void choose(RunPlan& plan, const RunOptions& options) {
+  std::vector<bool> matched(options.signals.size(), false);
+  std::vector<std::size_t> chosen;
+  for (std::size_t i = 0; i < plan.model.variables.size(); ++i) {
+    const Variable& variable = plan.model.variables[i];
+    if (!isWanted(variable, options, matched)) continue;
+    const std::string reason = hindrance(variable);
+    if (!reason.empty()) {
+      plan.notes.push_back("'" + printable(variable.name) + "' is not logged: " + reason);
+      continue;
+    }
+    chosen.push_back(i);
+    (variable.isParameter() ? plan.parameters : plan.running).push_back(i);
+  }
+  for (std::size_t i = 0; i < matched.size(); ++i) {
+    if (!matched[i]) throw RunnerError("--signals: no variable matches '" + printable(options.signals[i]) + "'");
+  }
+  plan.trees = makeSignalTrees(plan.model, chosen);
+}
+
+}  // namespace
+
+RunPlan planRun(ModelDescription model, const RunOptions& options) {
+  RunPlan plan;
+  plan.model = std::move(model);
+  plan.times = settleTimes(plan.model, options);
+  checkRewind(plan.times, plan.model);
+  plan.assignments = readAssignments(plan.model, options.set);
+  plan.changeLimits = readChangeLimits(plan.model, options.maxChange);
+  choose(plan, options);
+  return plan;
+}
+
+}  // namespace vtio::runner

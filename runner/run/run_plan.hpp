@@ -1,0 +1,36 @@
+/// @file
+/// Everything about a run that can be wrong before the FMU's binary is loaded.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "runner/description/start_values.hpp"
+#include "runner/export.hpp"
+#include "runner/run/change_limit.hpp"
+#include "runner/run/run_options.hpp"
+#include "runner/signals/signal_tree.hpp"
+
+namespace vtio::runner {
+
+/// A variable and the values that `--set` gives it.
+struct Assignment {
+  std::size_t variable;
+  Values values;
+};
+
+/// A checked run.
+struct RunPlan {
+  ModelDescription model;  ///< its dimensions are those that structural parameters are set to
+  RunTimes times;
+  std::vector<Assignment> assignments;
+  std::vector<ChangeLimit> changeLimits;
+  std::vector<std::size_t> running, parameters;  ///< indices of what is logged, ascending
+  std::vector<SignalTree> trees;
+  std::vector<std::string> notes;  ///< what the user should know
+};
+
+/// @throws RunnerError for a name, value, pattern or time that does not fit the model.
+[[nodiscard]] VTIO_RUNNER_EXPORT RunPlan planRun(ModelDescription model, const RunOptions& options);
+
+}  // namespace vtio::runner

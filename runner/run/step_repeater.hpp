@@ -1,0 +1,40 @@
+/// @file
+/// Communication steps that may be taken back: discarded ones, and ones in which a variable moves too much.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "runner/export.hpp"
+#include "runner/fmu/instance.hpp"
+#include "runner/fmu/saved_state.hpp"
+#include "runner/run/change_limit.hpp"
+
+namespace vtio::runner {
+
+/// Steps an instance, halving a step until it is acceptable. What was taken back leaves no trace in the instance.
+class VTIO_RUNNER_EXPORT StepRepeater final {
+ public:
+  /// @param canRepeat Whether the instance gets and sets its state, and varies its steps.
+  StepRepeater(Instance& instance, std::vector<ChangeLimit> limits, bool canRepeat);
+
+  /// Steps from a time towards a target, both in seconds.
+  /// @param target Set to the end of the step that was accepted.
+  /// @param smallest A step of this length or less is not halved any more: it is accepted whatever moves, and a failure
+  ///   if the FMU discards it.
+  /// @throws RunnerError of status failed for a discarded step that cannot be repeated.
+  StepOutcome step(double time, double& target, double smallest);
+
+ private:
+  void read(std::vector<double>& values);
+  [[nodiscard]] bool movedTooMuch();
+
+  Instance& instance_;
+  SavedState before_;
+  std::vector<ChangeLimit> limits_;
+  std::vector<std::uint32_t> references_;
+  std::vector<double> old_, now_;
+  bool canRepeat_;
+};
+
+}  // namespace vtio::runner

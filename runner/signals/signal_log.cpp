@@ -1,0 +1,203 @@
+#include "runner/signals/signal_log.hpp"
+
+#include <limits>
+#include <utility>
+
+#include "runner/error.hpp"
+#include "runner/signals/bus_block.hpp"
+#include "runner/signals/deliveries.hpp"
+#include "vtio/vtio.hpp"
+
+namespace vtio::runner {
+namespace {
+
+using core::accessor::Accessor;
+using core::accessor::Scalar;
+using core::accessor::VirtualBus;
+using core::client::Catalogue;
+using core::utils::BusNode;
+using core::utils::EnumLeafNode;
+using core::utils::InportOutportSignalDescriptor;
+using core::utils::LeafNode;
+using core::utils::Node;
+using core::utils::SignalDescriptor;
+using core::utils::StringLeafNode;
+using core::utils::TopBusNode;
+
+constexpr unsigned long kTextBytes = 256;  // of the address of a text and what follows it
+
+// By VariableType.
+constexpr const char* kClassNames[] = {"double", "single", "int8",    "uint8", "int16",  "uint16", "int32",  "uint32",
+                                       "int64",  "uint64", "boolean", "int64", "string", "uint8",  "boolean"};
+
+const char* classNameOf(VariableType type) { return kClassNames[static_cast<std::size_t>(type)]; }
+
+std::vector<long long> dimensionsOf(const Variable& variable) {
+  std::vector<long long> dimensions;
+  for (const Dimension& dimension : variable.dimensions) dimensions.push_back(static_cast<long long>(dimension.size));
+  return dimensions;
+}
+
+const char* interpolationOf(const Variable& variable) {
+  return variable.variability == Variability::continuous ? "linear" : "zoh";
+}
+
+std::unique_ptr<EnumLeafNode> enumerationLeaf(const vtu::ustring& name, const Variable& variable,
+                                              const ModelDescription& model) {
+  const Enumeration& enumeration = model.enumerations.at(static_cast<std::size_t>(variable.enumeration));
+  std::vector<int> values;
+  std::vector<std::string> labels;
+  for (const auto& [label, value] : enumeration.items) {
+    if (value < std::numeric_limits<int>::min() || value > std::numeric_limits<int>::max()) continue;
+    labels.push_back(label);
+    values.push_back(static_cast<int>(value));
+  }
+  return std::make_unique<EnumLeafNode>(-1, name, interpolationOf(variable), dimensionsOf(variable), enumeration.name,
+                                        core::utils::units(), u"", "int64", values, labels);
+}
+
+std::unique_ptr<LeafNode> leafOf(const SignalNode& node, const ModelDescription& model) {
+  const Variable& variable = model.variables[node.variable];
+  const vtu::ustring name = vtu::to_ustring(node.name);
+  const core::utils::units unit(vtu::to_ustring(variable.unit));
+  if (variable.type == VariableType::enumeration) return enumerationLeaf(name, variable, model);
+  if (variable.type == VariableType::string) {
+    return std::make_unique<StringLeafNode>(-1, name, "zoh", std::vector<long long>{}, "string", unit, u"", kTextBytes,
+                                            1);
+  }
+  return std::make_unique<LeafNode>(-1, name, false, interpolationOf(variable), dimensionsOf(variable),
+                                    classNameOf(variable.type), unit, u"", core::utils::leafSignal);
+}
+
+std::unique_ptr<LeafNode> plainLeaf(const char16_t* name, const char* type, std::vector<long long> dimensions) {
+  return std::make_unique<LeafNode>(-1, name, false, "zoh", std::move(dimensions), type, core::utils::units(), u"",
+                                    core::utils::leafSignal);
+}
+
+}  // namespace
+
+struct SignalLog::Deliveries {
+  DeliveryList list;
+};
+
+// Makes the tree of one signal and numbers its leaf positions, then what is to be delivered to them.
+class SignalLog::Builder {
+ public:
+  Builder(const ModelDescription& model, const ValueStore& running, const ValueStore& parameters)
+      : model_(model), running_(running), parameters_(parameters) {}
+
+  std::unique_ptr<Node> build(const SignalNode& node, bool isRoot) {
+    if (node.isArray()) {
+      ++positions_;
+      return makeBlockTree(
+          node, model_, [this](const SignalNode& leaf) { return leafOf(leaf, model_); }, isRoot);
+    }
+    if (!node.isLeaf()) return buildBus(node, isRoot);
+    const Variable& variable = model_.variables[node.variable];
+    if (variable.type != VariableType::binary) {
+      ++positions_;
+      return leafOf(node, model_);
+    }
+    positions_ += 2;
+    std::unique_ptr<BusNode> bus = makeBus(node.name, 2, isRoot);
+    bus->addChild(plainLeaf(u"data", "uint8", {static_cast<long long>(*variable.maxSize)}));
+    bus->addChild(plainLeaf(u"length", "uint64", {}));
+    return bus;
+  }
+
+  [[nodiscard]] unsigned long positions() const { return positions_; }
+
+  void deliverTo(Accessor& accessor, const SignalNode& node, unsigned long& position, Deliveries& running,
+                 Deliveries& parameters) const {
+    if (!node.isArray() && !node.isLeaf()) {
+      for (const SignalNode& child : node.children) deliverTo(accessor, child, position, running, parameters);
+      return;
+    }
+    const bool once = model_.variables[firstVariable(node)].isParameter();
+    const ValueStore& values = once ? parameters_ : running_;
+    DeliveryList& list = (once ? parameters : running).list;
+    const Target target{&accessor, position++};
+    if (node.isArray()) {
+      list.addBlock({target, blockPieces(node, model_, values), std::vector<std::byte>(blockBytes(node, model_))});
+      return;
+    }
+    const Variable& variable = model_.variables[node.variable];
+    if (variable.type == VariableType::string) {
+      list.addText(target, &values.text(node.variable, node.element));
+    } else if (variable.type == VariableType::binary) {
+      list.addBinary({target,
+                      {&accessor, position++},
+                      &values.binary(node.variable, node.element),
+                      std::vector<std::byte>(*variable.maxSize)});
+    } else {
+      list.addNumbers(target, values.numbers(node.variable));
+    }
+  }
+
+ private:
+  static std::size_t firstVariable(const SignalNode& node) {
+    return node.isLeaf() ? node.variable : firstVariable(node.children.front());
+  }
+
+  static std::unique_ptr<BusNode> makeBus(const std::string& name, std::size_t children, bool isRoot) {
+    if (isRoot) return std::make_unique<TopBusNode>(-1, vtu::to_ustring(name), children);
+    return std::make_unique<BusNode>(-1, vtu::to_ustring(name), children, core::utils::virtualBus);
+  }
+
+  std::unique_ptr<Node> buildBus(const SignalNode& node, bool isRoot) {
+    std::unique_ptr<BusNode> bus = makeBus(node.name, node.children.size(), isRoot);
+    for (const SignalNode& child : node.children) bus->addChild(build(child, false));
+    return bus;
+  }
+
+  const ModelDescription& model_;
+  const ValueStore& running_;
+  const ValueStore& parameters_;
+  unsigned long positions_ = 0;
+};
+
+SignalLog::SignalLog(Catalogue& catalogue, recorders::RecordingSession& session, const ModelDescription& model,
+                     const std::vector<SignalTree>& trees, const ValueStore& running, const ValueStore& parameters,
+                     const LogLimits& limits)
+    : running_(std::make_unique<Deliveries>()), parameters_(std::make_unique<Deliveries>()) {
+  vtu::FullBlkPathToTopMdl path;
+  path.append(vtu::InternedUstring(vtu::to_ustring(model.modelName)));
+  unsigned long inport = 0;
+  unsigned long port = 0;
+  for (const SignalTree& tree : trees) {
+    Builder builder(model, running, parameters);
+    std::unique_ptr<Node> root = builder.build(tree.root, true);
+    const bool isBus = dynamic_cast<const TopBusNode*>(root.get()) != nullptr;
+    const vtu::ustring name = vtu::to_ustring(tree.root.name);
+    const auto describe = [&](auto... kind) -> const SignalDescriptor& {
+      return catalogue.createSignalDescriptor(std::move(root), builder.positions(), kind..., limits.maxPoints,
+                                              limits.decimation, name, u"", path, port);
+    };
+    const SignalDescriptor& descriptor =
+        tree.role == SignalRole::output ? describe(InportOutportSignalDescriptor::outport)
+        : tree.role == SignalRole::input
+            ? catalogue.createSignalDescriptor(std::move(root), builder.positions(), limits.maxPoints,
+                                               limits.decimation, name, u"", path, port, inport++)
+            : describe();
+    ++port;
+    const smartlog::LoggingInterval& intervals = session.loggingInterval();
+    std::unique_ptr<Accessor> accessor;
+    if (isBus) {
+      accessor = std::make_unique<VirtualBus>(descriptor, intervals);
+    } else {
+      accessor = std::make_unique<Scalar>(descriptor, intervals);
+    }
+    session.attach(descriptor, *accessor);
+    unsigned long position = 0;
+    builder.deliverTo(*accessor, tree.root, position, *running_, *parameters_);
+    accessors_.push_back(std::move(accessor));
+  }
+}
+
+SignalLog::~SignalLog() = default;
+
+void SignalLog::log(double time) { running_->list.deliver(time); }
+
+void SignalLog::logParameters(double time) { parameters_->list.deliver(time); }
+
+}  // namespace vtio::runner

@@ -1,0 +1,184 @@
+// The program as a user starts it: exit statuses, what stands where, what is left behind.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <thread>
+
+#include "tests/runner/descriptions.hpp"
+#include "tests/runner/results_reader.hpp"
+#include "tests/runner/zip_maker.hpp"
+
+namespace {
+
+using namespace runner_test;  // NOLINT(google-build-using-namespace): readers of results
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+namespace fs = std::filesystem;
+
+class ProgramTest : public WorkFolder {
+ protected:
+  void SetUp() override { fs::create_directory(file("tmp")); }
+
+  static std::string fmu(const std::string& name) { return std::string(VTIO_FMU_DIR) + "/" + name + ".fmu"; }
+
+  // Starts vtio-run in the work folder with its temporary files there.
+  pid_t start(const std::vector<std::string>& arguments) {
+    const pid_t child = fork();
+    if (child != 0) return child;
+    fs::current_path(folder_);
+    setenv("TMPDIR", file("tmp").c_str(), 1);
+    const int out = open("stdout", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    const int err = open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(out, STDOUT_FILENO);
+    dup2(err, STDERR_FILENO);
+    std::vector<char*> words;
+    std::string program = VTIO_RUN;
+    words.push_back(program.data());
+    std::vector<std::string> copies = arguments;
+    for (std::string& word : copies) words.push_back(word.data());
+    words.push_back(nullptr);
+    execv(VTIO_RUN, words.data());
+    _exit(99);
+  }
+
+  static int finish(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+  int run(const std::vector<std::string>& arguments) { return finish(start(arguments)); }
+
+  [[nodiscard]] std::string out() const { return bytesOf(file("stdout")); }
+  [[nodiscard]] std::string err() const { return bytesOf(file("stderr")); }
+
+  [[nodiscard]] bool temporaryFilesAppear() const {
+    for (int i = 0; i < 2000 && fs::is_empty(file("tmp")); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return !fs::is_empty(file("tmp"));
+  }
+
+  [[nodiscard]] bool temporaryFilesVanish() const {
+    for (int i = 0; i < 2000 && !fs::is_empty(file("tmp")); ++i)
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return fs::is_empty(file("tmp"));
+  }
+
+  std::string archiveOf(const std::string& description) {
+    ZipMaker().add("modelDescription.xml", description).write(file("m.fmu"));
+    return file("m.fmu").string();
+  }
+};
+
+TEST_F(ProgramTest, RunNamesTheResultsLastAndTheNextLineBefore) {
+  EXPECT_EQ(run({"run", fmu("bouncing_ball_fmi2")}), 0) << err();
+  EXPECT_THAT(out(), EndsWith("qat plot results.qat 'h'\nresults.qat\n"));
+  EXPECT_EQ(err(), "");
+  EXPECT_TRUE(fs::exists(file("results.qat")));
+  EXPECT_TRUE(fs::is_empty(file("tmp")));
+}
+
+TEST_F(ProgramTest, WrongUsageIsStatus2InOneLine) {
+  for (const std::vector<std::string>& words :
+       std::vector<std::vector<std::string>>{{},
+                                             {"walk"},
+                                             {"run"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--fast"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--stop", "soon"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--decimate", "0"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--intervals", "2:1"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--stream"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--isolate"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--set", "h=high"},
+                                             {"info", "nothing.fmu"}}) {
+    EXPECT_EQ(run(words), 2) << ::testing::PrintToString(words);
+    EXPECT_THAT(err(), StartsWith("vtio-run: "));
+    const std::string text = err();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
+    EXPECT_EQ(out(), "");
+  }
+  EXPECT_THAT(err(), StartsWith("vtio-run: nothing.fmu: cannot open: No such file"));
+  EXPECT_FALSE(fs::exists(file("results.qat")));
+}
+
+TEST_F(ProgramTest, HelpHasExamples) {
+  EXPECT_EQ(run({"--help"}), 0);
+  EXPECT_THAT(out(), HasSubstr("vtio-run run Ball.fmu --stop 3"));
+  EXPECT_EQ(run({"run", "--help"}), 0);
+  EXPECT_THAT(out(), HasSubstr("--output-step"));
+}
+
+TEST_F(ProgramTest, CheckListsMistakesWithoutLoadingABinary) {
+  EXPECT_EQ(run({"check", fmu("bouncing_ball_fmi3")}), 0);
+  EXPECT_THAT(out(), HasSubstr("no mistakes found"));
+  EXPECT_EQ(run({"check", archiveOf(fmi3(float64("x", 1, "unit='furlong'")))}), 1);
+  EXPECT_THAT(out(), HasSubstr("the unit 'furlong' is not defined, line 5, attribute 'unit'"));
+  EXPECT_THAT(out(), HasSubstr("no binary 'm.so' for this machine"));
+  EXPECT_TRUE(fs::is_empty(file("tmp")));
+}
+
+TEST_F(ProgramTest, MissingAndForeignBinariesAreRefused) {
+  EXPECT_EQ(run({"run", archiveOf(fmi3(float64("x", 1)))}), 2);
+  EXPECT_THAT(err(), HasSubstr("no binary 'm.so' for this machine"));
+  ZipMaker()
+      .add("modelDescription.xml", fmi3(float64("x", 1)))
+      .add("binaries/x86_64-linux/m.so", "this is no library")
+      .add("binaries/aarch64-linux/m.so", "nor this")
+      .write(file("foreign.fmu"));
+  EXPECT_EQ(run({"run", "foreign.fmu"}), 2);
+  EXPECT_THAT(err(), HasSubstr("the binary cannot be loaded"));
+  EXPECT_TRUE(fs::is_empty(file("tmp")));
+}
+
+TEST_F(ProgramTest, HostileArchivesWriteNothingOutside) {
+  ZipMaker().add("modelDescription.xml", fmi3(float64("x", 1))).add("../evil", "x").write(file("evil.fmu"));
+  EXPECT_EQ(run({"run", "evil.fmu"}), 2);
+  EXPECT_THAT(err(), HasSubstr("entry '../evil'"));
+  EXPECT_FALSE(fs::exists(file("tmp/evil")));
+  EXPECT_TRUE(fs::is_empty(file("tmp")));
+}
+
+TEST_F(ProgramTest, InfoAsJson) {
+  EXPECT_EQ(run({"info", "--json", fmu("every_kind_fmi3")}), 0);
+  EXPECT_THAT(out(), HasSubstr("\"fmiVersion\": \"3.0\""));
+  EXPECT_THAT(out(), HasSubstr("\"hasEventMode\": true"));
+}
+
+TEST_F(ProgramTest, AnInterruptEndsTheRunWithTheFileComplete) {
+  for (const auto& [number, status] : {std::pair(SIGINT, 130), std::pair(SIGTERM, 143)}) {
+    const pid_t child = start({"run", fmu("van_der_pol_fmi3"), "--stop", "1e7"});
+    ASSERT_TRUE(temporaryFilesAppear());
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    kill(child, number);
+    EXPECT_EQ(finish(child), status) << err();
+    EXPECT_THAT(out(), EndsWith("\nresults.qat\n"));
+    const vtu::qxArrayWrapper record = Results(file("results.qat")).variable("fmu");
+    EXPECT_EQ(text(qxGetField(record.get(), 0, "Status")), "interrupted");
+    EXPECT_TRUE(fs::is_empty(file("tmp")));
+  }
+}
+
+TEST_F(ProgramTest, ASecondInterruptEndsAnFmuThatNeverReturns) {
+  const pid_t child = start({"run", fmu("misbehaving_fmi2"), "--set", "way=endless"});
+  ASSERT_TRUE(temporaryFilesAppear());
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  kill(child, SIGINT);
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  kill(child, SIGINT);
+  EXPECT_EQ(finish(child), -SIGINT);
+  EXPECT_TRUE(temporaryFilesVanish());
+}
+
+TEST_F(ProgramTest, ACrashLeavesNoTemporaryFiles) {
+  EXPECT_NE(run({"run", fmu("misbehaving_fmi2"), "--set", "way=crash"}), 0);
+  EXPECT_TRUE(temporaryFilesVanish());
+}
+
+}  // namespace

@@ -1,0 +1,444 @@
+#include "runner/run/run_fmu.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <sstream>
+
+#include "tests/runner/leaks_allowed.hpp"
+#include "tests/runner/results_reader.hpp"
+#include "tests/runner/zip_maker.hpp"
+
+namespace {
+
+using namespace vtio::runner;  // NOLINT(google-build-using-namespace): the subject here
+using namespace runner_test;   // NOLINT(google-build-using-namespace): readers of results
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::ThrowsMessage;
+
+class RunTest : public WorkFolder {
+ protected:
+  RunOptions options(const std::string& name) {
+    RunOptions run;
+    run.fmu = std::filesystem::path(VTIO_FMU_DIR) / (name + ".fmu");
+    run.output = file("results.qat");
+    return run;
+  }
+
+  ExitStatus run(const RunOptions& chosen) {
+    out_.str("");
+    messages_.str("");
+    return runFmu(chosen, out_, messages_);
+  }
+
+  [[nodiscard]] Results results() const { return Results(file("results.qat")); }
+
+  void expectRefused(const RunOptions& chosen, const std::string& what) {
+    EXPECT_THAT([&] { (void)run(chosen); }, ThrowsMessage<RunnerError>(HasSubstr(what)));
+    EXPECT_FALSE(std::filesystem::exists(file("results.qat"))) << what;
+  }
+
+  std::ostringstream out_, messages_;
+};
+
+class BothVersions : public RunTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  RunOptions of(const std::string& model) { return options(model + GetParam()); }
+};
+INSTANTIATE_TEST_SUITE_P(All, BothVersions, ::testing::Values("_fmi2", "_fmi3"));
+
+// Height of the ball at a time, bounce by bounce, written apart from the model.
+double exactHeight(double time) {
+  const double g = 9.81;
+  const double fall = std::sqrt(2.0 / g);
+  if (time < fall) return 1.0 - 0.5 * g * time * time;
+  double speed = 0.7 * g * fall;
+  double since = time - fall;
+  while (speed >= 0.1 && since > 2.0 * speed / g) {
+    since -= 2.0 * speed / g;
+    speed *= 0.7;
+  }
+  return speed < 0.1 ? 0.0 : speed * since - 0.5 * g * since * since;
+}
+
+TEST_P(BothVersions, BallFollowsTheExactSolution) {
+  ASSERT_EQ(run(of("bouncing_ball")), ExitStatus::done) << messages_.str();
+  const Results saved = results();
+  const std::vector<double> times = numbers<double>(saved.field(kOutputs, "h", "Time"));
+  const std::vector<double> heights = numbers<double>(saved.field(kOutputs, "h", "Data"));
+  ASSERT_GE(times.size(), 301U);
+  EXPECT_EQ(times.front(), 0.0);
+  EXPECT_EQ(times.back(), 3.0);
+  for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(heights[i], exactHeight(times[i]), 1e-9) << times[i];
+  EXPECT_EQ(text(saved.field(kOutputs, "h", "Unit").get()), "m");
+  EXPECT_EQ(text(saved.field(kOutputs, "h", "Interpolation").get()), "linear");
+}
+
+// The events of the ball are in the log: the velocity before and after, at the times of the exact solution.
+TEST_F(RunTest, BothSamplesOfABounceAreKept) {
+  ASSERT_EQ(run(options("bouncing_ball_fmi3")), ExitStatus::done);
+  const Results saved = results();
+  const std::vector<double> times = numbers<double>(saved.field(kOutputs, "v", "Time"));
+  const std::vector<double> speeds = numbers<double>(saved.field(kOutputs, "v", "Data"));
+  double bounce = std::sqrt(2.0 / 9.81);
+  double speed = 9.81 * bounce;
+  std::size_t bounces = 0;
+  for (std::size_t i = 0; i + 1 < times.size(); ++i) {
+    if (times[i] != times[i + 1]) continue;
+    EXPECT_NEAR(times[i], bounce, 1e-9) << bounces;
+    EXPECT_NEAR(speeds[i], -speed, 1e-9) << bounces;
+    EXPECT_NEAR(speeds[i + 1], 0.7 * speed < 0.1 ? 0.0 : 0.7 * speed, 1e-9) << bounces;
+    speed *= 0.7;
+    bounce += 2.0 * speed / 9.81;
+    ++bounces;
+  }
+  EXPECT_EQ(bounces, 11U) << "until less than 0.1 m/s is left";
+}
+
+// The same equation in much smaller steps, by another method (the implicit midpoint rule, extrapolated).
+std::pair<double, double> vanDerPolAt(double end) {
+  const auto solve = [end](int steps) {
+    double x = 2.0;
+    double v = 0.0;
+    const double h = end / steps;
+    for (int i = 0; i < steps; ++i) {
+      double nx = x;
+      double nv = v;
+      for (int k = 0; k < 12; ++k) {
+        const double mx = 0.5 * (x + nx);
+        const double mv = 0.5 * (v + nv);
+        nx = x + h * mv;
+        nv = v + h * ((1.0 - mx * mx) * mv - mx);
+      }
+      x = nx;
+      v = nv;
+    }
+    return std::pair(x, v);
+  };
+  const auto [x1, v1] = solve(20000);
+  const auto [x2, v2] = solve(40000);
+  return {(4.0 * x2 - x1) / 3.0, (4.0 * v2 - v1) / 3.0};
+}
+
+TEST_P(BothVersions, OscillatorFollowsAnotherSolution) {
+  RunOptions chosen = of("van_der_pol");
+  chosen.stop = 6.0;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  const auto [x, v] = vanDerPolAt(6.0);
+  EXPECT_NEAR(numbers<double>(results().field(kOutputs, "x[1]", "Data")).back(), x, 1e-8);
+  EXPECT_NEAR(numbers<double>(results().field(kOutputs, "x[2]", "Data")).back(), v, 1e-8);
+}
+
+TEST_F(RunTest, EveryTypeIsLoggedWithItsValues) {
+  RunOptions chosen = options("every_kind_fmi3");
+  chosen.locals = chosen.parameters = true;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  const Results saved = results();
+  const std::vector<double> times = numbers<double>(saved.field(kOutputs, "axle", "load", "Time"));
+  EXPECT_THAT(times, ElementsAre(0, .25, .5, .5, .75, 1, 1, 1.25, 1.5, 1.5, 1.75, 2, 2));
+  EXPECT_EQ(numbers<double>(saved.field(kOutputs, "axle", "load", "Data")), times);
+  EXPECT_EQ(numbers<double>(saved.field(kOutputs, "axle", "alias", "Data")), times);
+  EXPECT_EQ(numbers<float>(saved.field(kOutputs, "axle", "gain", "Data")).back(), 4.0F);
+  EXPECT_EQ(text(saved.field(kOutputs, "wheel", "speed", "Unit").get()), "m/s");
+  const vtu::qxArrayWrapper speeds = saved.field(kOutputs, "wheel", "speed", "Data");
+  EXPECT_EQ(dimensions(speeds), (std::vector<std::size_t>{13, 2}));
+  EXPECT_EQ(numbers<double>(speeds)[12], 12.0);
+  EXPECT_EQ(numbers<double>(speeds)[25], 22.0);
+  EXPECT_EQ(numbers<std::int32_t>(saved.field(kOutputs, "wheel", "teeth", "Data"))[25], 21);
+  const vtu::qxArrayWrapper matrix = saved.field(kOutputs, "matrix", "Data");
+  EXPECT_EQ(dimensions(matrix), (std::vector<std::size_t>{13, 2, 3}));
+  EXPECT_EQ(numbers<double>(matrix)[0 + 13 * (1 + 2 * 2)], 5.0) << "row-major in the FMU, [1][2] of the first sample";
+  EXPECT_THAT(numbers<std::int64_t>(saved.field(kOutputs, "mode", "Data")),
+              ElementsAre(1, 1, 1, 2, 2, 2, 3, 3, 3, 1, 1, 1, 2));
+  EXPECT_THAT(texts(saved.field(kOutputs, "mode", "EnumLabels")), ElementsAre("Idle", "Busy", "Done"));
+  EXPECT_EQ(text(saved.field(kOutputs, "mode", "Interpolation").get()), "zoh");
+  EXPECT_EQ(texts(saved.field(kOutputs, "label", "Data"))[2], "tick 0");
+  EXPECT_EQ(texts(saved.field(kOutputs, "label", "Data"))[3], "tick 1");
+  EXPECT_THAT(numbers<bool>(saved.field(kOutputs, "tick", "Data")), ElementsAre(0, 0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1));
+  EXPECT_EQ(dimensions(saved.field(kOutputs, "frame", "data", "Data")), (std::vector<std::size_t>{13, 16}));
+  EXPECT_THAT(numbers<std::uint64_t>(saved.field(kOutputs, "frame", "length", "Data")),
+              ElementsAre(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 0));
+  EXPECT_EQ(numbers<std::uint8_t>(saved.field(kOutputs, "frame", "data", "Data"))[9 + 13 * 2], 3);
+  EXPECT_EQ(numbers<std::uint64_t>(saved.field(kSignals, "numbers", "u64", "Data")).back(), 10000000000000000000U);
+  EXPECT_EQ(numbers<std::int8_t>(saved.field(kSignals, "numbers", "i8", "Data")).back(), -4);
+  EXPECT_THAT(texts(saved.field(kSignals, "names[1]", "Data")), Each("right"));
+  EXPECT_THAT(numbers<std::uint64_t>(saved.field(kSignals, "columns", "Data")), ElementsAre(3)) << "once";
+}
+
+TEST_F(RunTest, StructuralParametersChangeDimensions) {
+  RunOptions chosen = options("every_kind_fmi3");
+  chosen.set = {"columns=5"};
+  chosen.signals = {"matrix"};
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  EXPECT_EQ(dimensions(results().field(kOutputs, "matrix", "Data")), (std::vector<std::size_t>{13, 2, 5}));
+}
+
+TEST_P(BothVersions, InputsDriveTheModelAndAreLogged) {
+  writeBytes(file("in.csv"), "time,u,gear\n0,0,1\n1,10,1\n1,20,2\n2,20,2\n");
+  RunOptions chosen = of("every_kind");
+  chosen.input = file("in.csv");
+  chosen.signals = {"u", "gear", "y"};
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  const Results saved = results();
+  const std::vector<double> times = numbers<double>(saved.field(kSignals, "u", "Time"));
+  const std::vector<double> u = numbers<double>(saved.field(kSignals, "u", "Data"));
+  const std::vector<std::int32_t> gear = numbers<std::int32_t>(saved.field(kSignals, "gear", "Data"));
+  const auto at = static_cast<std::size_t>(std::find(times.begin(), times.end(), 1.0) - times.begin());
+  ASSERT_LT(at + 1, times.size());
+  EXPECT_EQ(times[at + 1], 1.0);
+  EXPECT_EQ(u[at], 10.0);
+  EXPECT_EQ(gear[at], 1);
+  EXPECT_EQ(u[at + 1], 20.0);
+  EXPECT_EQ(gear[at + 1], 2);
+  EXPECT_EQ(u[1], 2.5);
+  EXPECT_EQ(numbers<double>(saved.field(kOutputs, "y", "Data")).back(), 22.0);
+}
+
+TEST_P(BothVersions, OutputStepThinsOutTheLog) {
+  RunOptions chosen = of("van_der_pol");
+  chosen.stop = 1.0;
+  chosen.outputStep = 0.25;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_THAT(numbers<double>(results().field(kOutputs, "x[1]", "Time")), ElementsAre(0, .25, .5, .75, 1));
+}
+
+TEST_P(BothVersions, StepsAreCountedFromTheStart) {
+  RunOptions chosen = of("misbehaving");
+  chosen.start = 0.3;
+  chosen.stop = 0.75;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_THAT(numbers<double>(results().field(kOutputs, "y", "Time")),
+              ElementsAre(0.3, 0.3 + 0.1, 0.3 + 2 * 0.1, 0.3 + 3 * 0.1, 0.3 + 4 * 0.1, 0.75));
+}
+
+TEST_P(BothVersions, LimitsHold) {
+  RunOptions chosen = of("van_der_pol");
+  chosen.stop = 0.1;
+  chosen.decimation = 4;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_EQ(numbers<double>(results().field(kOutputs, "x[1]", "Time")).size(), 3U);
+  chosen.decimation = 1;
+  chosen.maxPoints = 2;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_THAT(numbers<double>(results().field(kOutputs, "x[1]", "Time")), ElementsAre(0.09, 0.1));
+  chosen.maxPoints = 0;
+  chosen.intervals = {{0.015, 0.025}, {0.06, 0.06}};
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_THAT(numbers<double>(results().field(kOutputs, "x[1]", "Time")), ElementsAre(0.02, 0.06));
+}
+
+TEST_P(BothVersions, SelectionSwitchesAndOverrides) {
+  writeBytes(file("sel.json"), R"({"default": 1, "signals": [{"signal": "x?2]", "selector": 0},
+    {"signal": "x*", "selector": 2, "customName": "position", "decimation": 50}]})");
+  RunOptions chosen = of("van_der_pol");
+  chosen.stop = 1.0;
+  chosen.selection = file("sel.json");
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_EQ(numbers<double>(results().field(kOutputs, "position", "Data")).size(), 3U);
+  EXPECT_THROW((void)results().field(kOutputs, "x[2]", "Data"), std::runtime_error);
+}
+
+TEST_F(RunTest, WrongSelectionsAreRefused) {
+  RunOptions chosen = options("van_der_pol_fmi2");
+  chosen.selection = file("sel.json");
+  expectRefused(chosen, "--selection: cannot open");
+  for (const auto& [json, what] : std::vector<std::pair<std::string, std::string>>{
+           {"{", "is no JSON"},
+           {"[]", "holds no object"},
+           {R"({"signals": 3})", "'signals' is no list"},
+           {R"({"signals": [{"selector": 1}]})", "no text 'signal' in signals[0]"},
+           {R"({"signals": [{"signal": "x*", "selector": 3}]})", "'selector' is none of 0, 1, 2 in signals[0]"},
+           {R"({"signals": [{"signal": "x*", "decimation": 0}]})", "'decimation' is no whole number from 1"},
+           {R"({"signals": [{"signal": "z*"}]})", "no logged signal matches 'z*'"}}) {
+    writeBytes(file("sel.json"), json);
+    expectRefused(chosen, what);
+  }
+}
+
+TEST_P(BothVersions, WrongChoicesAreRefusedBeforeTheModelRuns) {
+  const auto with = [this](auto change) {
+    RunOptions chosen = of("bouncing_ball");
+    change(chosen);
+    return chosen;
+  };
+  expectRefused(with([](RunOptions& o) { o.set = {"nothing=1"}; }), "there is no variable 'nothing'");
+  expectRefused(with([](RunOptions& o) { o.set = {"e"}; }), "--set needs NAME=VALUE, not 'e'");
+  expectRefused(with([](RunOptions& o) { o.set = {"e=1.5"}; }), "1.5 is above the maximum 1, variable 'e'");
+  expectRefused(with([](RunOptions& o) { o.set = {"bounces=3"}; }),
+                "a variable that the model calculates cannot be set");
+  expectRefused(with([](RunOptions& o) { o.signals = {"h", "z*"}; }), "no variable matches 'z*'");
+  expectRefused(with([](RunOptions& o) { o.step = 0.0; }), "the step 0 is not positive");
+  expectRefused(with([](RunOptions& o) { o.stop = -1.0; }), "cannot go from 0 to -1");
+  expectRefused(with([](RunOptions& o) { o.outputStep = std::nan(""); }), "the output step nan is not positive");
+  expectRefused(with([](RunOptions& o) { o.kind = Kind::modelExchange; }), "Model Exchange is not supported yet");
+}
+
+TEST_P(BothVersions, SetChangesStartValues) {
+  RunOptions chosen = of("bouncing_ball");
+  chosen.set = {"h=5", "e=0.5"};
+  chosen.parameters = true;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_EQ(numbers<double>(results().field(kOutputs, "h", "Data")).front(), 5.0);
+  EXPECT_THAT(numbers<double>(results().field(kSignals, "e", "Data")), ElementsAre(0.5));
+}
+
+TEST_P(BothVersions, AFailedModelLeavesWhatWasLogged) {
+  for (const auto& [way, what] : std::vector<std::pair<std::string, std::string>>{
+           {"error", "returned an error at the time 0.5 (the model cannot go on)"},
+           {"fatal", "returned a fatal error at the time 0.5"},
+           {"discard", "discarded the step to 0.5000"}}) {
+    RunOptions chosen = of("misbehaving");
+    chosen.set = {"way=" + way};
+    std::optional<LeaksAllowed> allowed;
+    if (way == "fatal") allowed.emplace();
+    EXPECT_EQ(run(chosen), ExitStatus::failed) << way;
+    EXPECT_THAT(messages_.str(), HasSubstr(what));
+    EXPECT_THAT(out_.str(), EndsWith(file("results.qat").string() + "\n"));
+    EXPECT_EQ(numbers<double>(results().field(kOutputs, "y", "Data")).size(), 6U) << way;
+    const vtu::qxArrayWrapper record = results().variable("fmu");
+    EXPECT_EQ(text(qxGetField(record.get(), 0, "Status")), "failed");
+    EXPECT_EQ(qxGetScalar(qxGetField(record.get(), 0, "LastTime")), 0.5);
+  }
+}
+
+TEST_P(BothVersions, AnFmuMayEndTheSimulation) {
+  RunOptions chosen = of("misbehaving");
+  chosen.set = {"way=terminate"};
+  EXPECT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_THAT(messages_.str(), HasSubstr("the FMU ended the simulation at the time 0.5"));
+}
+
+TEST_F(RunTest, AnFmuThatMakesNoProgressIsStopped) {
+  RunOptions chosen = options("misbehaving_fmi3");
+  chosen.set = {"way=standstill"};
+  EXPECT_EQ(run(chosen), ExitStatus::failed);
+  EXPECT_THAT(messages_.str(), HasSubstr("without any progress"));
+}
+
+TEST_P(BothVersions, NotANumberIsLoggedAsItIs) {
+  RunOptions chosen = of("misbehaving");
+  chosen.set = {"way=nan"};
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_TRUE(std::isnan(numbers<double>(results().field(kOutputs, "y", "Data")).back()));
+}
+
+TEST_P(BothVersions, MessagesOfChosenCategoriesAreShown) {
+  RunOptions chosen = of("misbehaving");
+  chosen.set = {"way=error"};
+  run(chosen);
+  EXPECT_THAT(messages_.str(), ::testing::Not(HasSubstr("[logStatusError]")));
+  chosen.logCategories = {"logStatusError"};
+  run(chosen);
+  EXPECT_THAT(messages_.str(), HasSubstr("[logStatusError] the model cannot go on"));
+}
+
+TEST_P(BothVersions, TheDescriptionsOfVariablesAreKept) {
+  ASSERT_EQ(run(of("every_kind")), ExitStatus::done);
+  const vtu::qxArrayWrapper record = results().variable("fmu");
+  const qxArray* variables = qxGetField(record.get(), 0, "Variables");
+  bool seen = false;
+  for (std::size_t i = 0; i < qxGetNumberOfElements(variables); ++i) {
+    const qxArray* one = qxGetCell(variables, i);
+    if (text(qxGetField(one, 0, "Name")) != "wheel[2].speed") continue;
+    seen = true;
+    EXPECT_EQ(text(qxGetField(one, 0, "DisplayUnit")), "km/h");
+    EXPECT_EQ(text(qxGetField(one, 0, "Quantity")), "Velocity");
+    EXPECT_EQ(text(qxGetField(one, 0, "Causality")), "output");
+    EXPECT_EQ(text(qxGetField(one, 0, "Nominal")), "10");
+  }
+  EXPECT_TRUE(seen);
+}
+
+// Every array of the datasets, in the order of a walk through them.
+void collect(const qxArray* array, std::vector<std::string>& found) {
+  if (array == nullptr) return;
+  if (qxGetClassID(array) == qxCELL) {
+    for (std::size_t i = 0; i < qxGetNumberOfElements(array); ++i) collect(qxGetCell(array, i), found);
+  } else if (qxGetClassID(array) == qxSTRUCT) {
+    for (int i = 0; i < qxGetNumberOfFields(array); ++i) collect(qxGetField(array, 0, qxGetFieldName(array, i)), found);
+  } else if (qxGetClassID(array) == qxDOUBLE) {
+    const auto* bytes = static_cast<const char*>(qxGetConstData(array));
+    found.emplace_back(bytes, qxGetNumberOfElements(array) * sizeof(double));
+  } else if (qxGetClassID(array) == qxCHAR) {
+    found.push_back(text(array));
+  } else {
+    found.push_back(std::to_string(qxGetNumberOfElements(array)));
+  }
+}
+
+TEST_P(BothVersions, ARewoundRunEqualsOneThatNeverWentBack) {
+  for (const char* name : {"bouncing_ball", "every_kind", "van_der_pol"}) {
+    RunOptions chosen = of(name);
+    chosen.locals = chosen.parameters = true;
+    chosen.maxPoints = 40;
+    chosen.decimation = 3;
+    std::vector<std::string> straight;
+    std::vector<std::string> rewound;
+    ASSERT_EQ(run(chosen), ExitStatus::done);
+    for (const char* dataset : {kOutputs, kSignals}) collect(results().variable(dataset).get(), straight);
+    chosen.rewind = 0.7;
+    ASSERT_EQ(run(chosen), ExitStatus::done);
+    for (const char* dataset : {kOutputs, kSignals}) collect(results().variable(dataset).get(), rewound);
+    EXPECT_GT(straight.size(), 20U);
+    EXPECT_EQ(rewound, straight) << name;
+  }
+}
+
+TEST_P(BothVersions, RewindIsRefusedOutsideTheRun) {
+  RunOptions chosen = of("van_der_pol");
+  for (const double time : {-1.0, 20.0, 21.0}) {
+    chosen.rewind = time;
+    expectRefused(chosen, "--rewind: the time");
+  }
+}
+
+TEST_P(BothVersions, DiscardedStepsAreHalvedAndLeaveNoTrace) {
+  RunOptions chosen = of("misbehaving");
+  chosen.set = {"way=smallSteps"};
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  const Results saved = results();
+  const std::vector<double> times = numbers<double>(saved.field(kOutputs, "y", "Time"));
+  const std::vector<double> values = numbers<double>(saved.field(kOutputs, "y", "Data"));
+  EXPECT_GT(times.size(), 16U) << "ten steps of 0.1, the last five in parts";
+  EXPECT_EQ(times.back(), 1.0);
+  for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(values[i], times[i], 1e-12);
+  for (std::size_t i = 1; i < times.size(); ++i) EXPECT_LE(times[i] - times[i - 1], times[i] > 0.51 ? 0.0301 : 0.1001);
+}
+
+TEST_P(BothVersions, StepsInWhichAVariableMovesTooMuchAreHalved) {
+  RunOptions chosen = of("van_der_pol");
+  chosen.stop = 5.0;
+  chosen.step = 0.5;
+  chosen.maxChange = {"x[2]=0.2"};
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  const std::vector<double> speeds = numbers<double>(results().field(kOutputs, "x[2]", "Data"));
+  for (std::size_t i = 1; i < speeds.size(); ++i) EXPECT_LE(std::abs(speeds[i] - speeds[i - 1]), 0.2) << i;
+  EXPECT_NEAR(speeds.back(), vanDerPolAt(5.0).second, 1e-6);
+}
+
+TEST_P(BothVersions, WrongLimitsOfChangeAreRefused) {
+  RunOptions chosen = of("bouncing_ball");
+  for (const auto& [given, what] :
+       std::vector<std::pair<std::string, std::string>>{{"z=1", "--max-change: there is no variable 'z'"},
+                                                        {"h", "--max-change needs NAME=VALUE"},
+                                                        {"h=0", "'0' is no positive number"},
+                                                        {"h=nan", "'nan' is no positive number"},
+                                                        {"bounces=1", "it is no scalar Float64, variable 'bounces'"}}) {
+    chosen.maxChange = {given};
+    expectRefused(chosen, what);
+  }
+}
+
+TEST_P(BothVersions, TheFileCannotBeWritten) {
+  RunOptions chosen = of("bouncing_ball");
+  chosen.output = file("no/such/folder.qat");
+  EXPECT_ANY_THROW(run(chosen));
+}
+
+}  // namespace
