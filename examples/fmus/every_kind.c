@@ -36,6 +36,8 @@ struct Kinds {
   double u;
   int32_t gear;
   double y;
+  struct Text word;
+  struct Binary packet;
 };
 
 static void update(struct Kinds* kinds, double time) {
@@ -70,6 +72,9 @@ static void start(void* data) {
   kinds->columns = 3;
   strcpy(kinds->names[0].characters, "left");
   strcpy(kinds->names[1].characters, "right");
+  strcpy(kinds->word.characters, "word");
+  kinds->packet.size = 1;
+  kinds->packet.bytes[0] = 7;
 }
 
 static void initialize(void* data, double time) {
@@ -146,6 +151,8 @@ static void* address(void* data, enum ValueType type, unsigned reference, size_t
   if (type == VALUE_TEXT && reference == 32) return &kinds->label;
   if (type == VALUE_BINARY && reference == 33) return &kinds->frame;
   if (type == VALUE_CLOCK && reference == 34) return &kinds->tick;
+  if (type == VALUE_TEXT && reference == 60) return &kinds->word;
+  if (type == VALUE_BINARY && reference == 61) return &kinds->packet;
   if (type == VALUE_TEXT && reference == 35) {
     *count = 2;
     return kinds->names;

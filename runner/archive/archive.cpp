@@ -94,7 +94,9 @@ Archive::Archive(const fs::path& file, const ArchiveLimits& limits) : zip_(std::
   if (!S_ISREG(status.st_mode)) throw RunnerError("not a file");
   int code = 0;
   zip_->handle = zip_open(file.c_str(), ZIP_RDONLY, &code);
-  if (zip_->handle == nullptr) throw RunnerError("not a zip archive: " + errorText(code));
+  if (zip_->handle == nullptr) {
+    throw RunnerError(code == ZIP_ER_NOZIP ? "not a zip archive" : "not a readable zip archive: " + errorText(code));
+  }
   checkEntries(limits);
 }
 

@@ -28,7 +28,7 @@ struct Arguments {
   std::string intervals;
   bool json = false;
   bool stream = false;
-  bool isolate = false;
+  std::optional<double> stepTimeout;
 };
 
 std::pair<double, double> parseInterval(const std::string& text) {
@@ -48,7 +48,18 @@ void settle(Arguments& arguments) {
   std::istringstream list(arguments.intervals);
   for (std::string one; std::getline(list, one, ',');) arguments.run.intervals.push_back(parseInterval(one));
   if (arguments.stream) throw RunnerError("--stream is not supported yet: results are saved at the end of the run");
-  if (arguments.isolate) throw RunnerError("--isolate is not supported yet: the FMU runs in this process");
+  if (arguments.stepTimeout) {
+    const double seconds = *arguments.stepTimeout;
+    if (!(seconds > 0.0)) throw RunnerError("--step-timeout: " + numberText(seconds) + " is no positive number");
+    if (!arguments.run.isolate) throw RunnerError("--step-timeout goes with --isolate");
+    arguments.run.stepTimeout = seconds;
+  }
+}
+
+// Empty for a whole number from 1, else why it is none.
+std::string wholeNumber(const std::string& text) {
+  const std::optional<std::uint64_t> number = parseXmlUnsigned(text);
+  return number && *number > 0 ? "" : "'" + printable(text) + "' is no whole number from 1";
 }
 
 void addRunOptions(CLI::App& app, Arguments& arguments) {
@@ -72,15 +83,16 @@ void addRunOptions(CLI::App& app, Arguments& arguments) {
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   app.add_flag("--parameters", run.parameters, "Log parameters, once");
   app.add_flag("--locals", run.locals, "Log local variables");
-  app.add_option("--decimate", run.decimation, "Log every N-th sample")->check(CLI::PositiveNumber);
-  app.add_option("--max-points", run.maxPoints, "Keep the newest N samples of each signal")->check(CLI::PositiveNumber);
+  app.add_option("--decimate", run.decimation, "Log every N-th sample")->check(wholeNumber);
+  app.add_option("--max-points", run.maxPoints, "Keep the newest N samples of each signal")->check(wholeNumber);
   app.add_option("--intervals", arguments.intervals, "Log in these times only: a:b,c:d");
   app.add_option("--selection", run.selection, "JSON file: a logging selection");
   app.add_option("--log", run.logCategories, "Show the FMU's messages of this category, * for all; again for more")
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   app.add_flag("--stream", arguments.stream, "Write while the run goes on (not yet)");
-  app.add_flag("--isolate", arguments.isolate, "Run the FMU in a process of its own (not yet)");
+  app.add_flag("--isolate", run.isolate, "Run the FMU in a process of its own, so that a crash keeps the log");
+  app.add_option("--step-timeout", arguments.stepTimeout, "With --isolate: seconds that a call may take (10)");
   app.add_option("-o,--output", run.output, "Results file")->capture_default_str();
 }
 
@@ -89,6 +101,7 @@ class Program {
   Program() {
     app_.require_subcommand(1);
     app_.footer(kExamples);
+    app_.set_version_flag("--version", "vtio-run " VTIO_RUNNER_VERSION, "Print the version and exit");
     run_ = app_.add_subcommand("run", "Run an FMU and log what it says");
     info_ = app_.add_subcommand("info", "Print what an FMU is, and its variables");
     check_ = app_.add_subcommand("check", "List the mistakes in an FMU");
@@ -104,6 +117,9 @@ class Program {
       app_.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
       std::cout << app_.help();
+      return static_cast<int>(ExitStatus::done);
+    } catch (const CLI::CallForVersion& version) {
+      std::cout << version.what() << "\n";
       return static_cast<int>(ExitStatus::done);
     } catch (const CLI::ParseError& error) {
       return fail(error.what(), ExitStatus::refused);

@@ -99,13 +99,15 @@ std::optional<std::string> bytesOfHexadecimal(std::string_view text) {
   throw RunnerError(what, "variable '" + printable(variable.name) + "'");
 }
 
+// The number of a label; a number stays, if a label has it.
 std::string labelToNumber(const std::string& text, const Variable& variable, const ModelDescription& model) {
   if (variable.enumeration < 0) return text;
   const Enumeration& enumeration = model.enumerations[static_cast<std::size_t>(variable.enumeration)];
+  const std::optional<std::int64_t> number = parseXmlInteger(text);
   for (const auto& [label, value] : enumeration.items) {
-    if (label == text) return std::to_string(value);
+    if (label == text || number == value) return std::to_string(value);
   }
-  return text;
+  refuse(variable, "'" + printable(text) + "' is no label or value of " + printable(enumeration.name));
 }
 
 void checkRange(const std::string& text, const Variable& variable) {
@@ -113,6 +115,7 @@ void checkRange(const std::string& text, const Variable& variable) {
   if (!value) return;
   const std::optional<double> least = parseXmlNumber(variable.min);
   const std::optional<double> most = parseXmlNumber(variable.max);
+  if ((least || most) && std::isnan(*value)) refuse(variable, "nan is outside the minimum and maximum");
   if (least && *value < *least) refuse(variable, printable(text) + " is below the minimum " + variable.min);
   if (most && *value > *most) refuse(variable, printable(text) + " is above the maximum " + variable.max);
 }

@@ -1,6 +1,8 @@
 #include "runner/run/run_fmu.hpp"
 
 #include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <ostream>
 #include <system_error>
@@ -9,6 +11,7 @@
 #include "platform/qat.hpp"
 #include "runner/archive/temporary_folder.hpp"
 #include "runner/fmu/fmu_file.hpp"
+#include "runner/isolation/isolated_instance.hpp"
 #include "runner/run/co_simulation_run.hpp"
 #include "runner/run/interrupt.hpp"
 #include "runner/run/run_plan.hpp"
@@ -21,6 +24,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr double kLongestTimeout = 1e9;  // milliseconds
+
 const Interface& chooseKind(const ModelDescription& model, const RunOptions& options) {
   const Interface* coSimulation = model.find(Kind::coSimulation);
   if (options.kind && *options.kind != Kind::coSimulation) {
@@ -31,6 +36,24 @@ const Interface& chooseKind(const ModelDescription& model, const RunOptions& opt
     throw RunnerError("the FMU offers Model Exchange only, which is not supported yet");
   }
   throw RunnerError("the FMU offers Scheduled Execution only, which is not supported");
+}
+
+// Results that could not be saved at the end are refused before the model runs.
+void checkOutput(const RunOptions& options) {
+  const fs::path& output = options.output;
+  const std::string name = "'" + printable(output.string()) + "'";
+  std::error_code ignored;
+  if (output.empty()) throw RunnerError("the name of the results file is empty");
+  if (fs::is_directory(output, ignored)) throw RunnerError("the results file " + name + " is a folder");
+  const fs::path folder = output.parent_path();
+  if (!folder.empty() && !fs::is_directory(folder, ignored)) {
+    throw RunnerError("the folder '" + printable(folder.string()) + "' of the results does not exist");
+  }
+  for (const fs::path& read : {options.fmu, options.input, options.selection}) {
+    if (!read.empty() && fs::equivalent(output, read, ignored)) {
+      throw RunnerError("the results file " + name + " would replace a file that the run reads");
+    }
+  }
 }
 
 // The libraries of this machine and the resources, unpacked.
@@ -151,8 +174,8 @@ class Session {
     std::unique_ptr<Instance> instance;
     try {
       const auto sink = [&messages](std::string_view category, std::string_view text) { messages(category, text); };
-      instance = makeCoSimulation(plan_.model,
-                                  {unpacked.library(), unpacked.resources(), sink, !options.logCategories.empty()});
+      instance =
+          makeInstance({unpacked.library(), unpacked.resources(), sink, !options.logCategories.empty()}, options);
       const EventOutcome first = initialize(*instance, plan_, inputs_);
       parameters_.read(*instance);
       CoSimulationRun run(*instance, way, running_, *log_, inputs_, recording_, plan_);
@@ -170,6 +193,13 @@ class Session {
   recorders::RecordingSession& recording() { return recording_; }
 
  private:
+  [[nodiscard]] std::unique_ptr<Instance> makeInstance(const InstanceSetup& setup, const RunOptions& options) const {
+    if (!options.isolate) return makeCoSimulation(plan_.model, setup);
+    const double milliseconds = std::min(std::ceil(options.stepTimeout * 1000.0), kLongestTimeout);
+    return makeIsolatedCoSimulation(plan_.model, setup,
+                                    std::chrono::milliseconds(static_cast<long long>(milliseconds)));
+  }
+
   static RunEnd follow(CoSimulationRun& run, const EventOutcome& first) {
     try {
       return run.run(first.nextTime, &InterruptGuard::received);
@@ -191,6 +221,7 @@ class Session {
 
 ExitStatus runFmu(const RunOptions& options, std::ostream& out, std::ostream& messages) {
   const InterruptGuard guard;
+  checkOutput(options);
   const FmuFile fmu(options.fmu);
   if (const Mistake* mistake = fmu.mistakes().firstThatPreventsRun()) {
     throw RunnerError(mistake->text(), "modelDescription.xml");

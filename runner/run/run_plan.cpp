@@ -41,13 +41,17 @@ RunTimes settleTimes(const ModelDescription& model, const RunOptions& options) {
     throw RunnerError("the run cannot go from " + numberText(times.start) + " to " + numberText(times.stop));
   }
   const auto isStep = [](double step) { return std::isfinite(step) && step > 0.0; };
-  if (times.stop > times.start && !isStep(times.step))
-    throw RunnerError("the step " + numberText(times.step) + " is not positive");
+  if (times.stop > times.start) {
+    if (!isStep(times.step)) throw RunnerError("the step " + numberText(times.step) + " is no positive number");
+    if (times.start + times.step == times.start || times.stop - times.step == times.stop) {
+      throw RunnerError("the step " + numberText(times.step) + " is too small to tell its times apart");
+    }
+  }
   if (times.outputStep && !isStep(*times.outputStep)) {
-    throw RunnerError("the output step " + numberText(*times.outputStep) + " is not positive");
+    throw RunnerError("the output step " + numberText(*times.outputStep) + " is no positive number");
   }
   if (times.tolerance && !isStep(*times.tolerance)) {
-    throw RunnerError("the tolerance " + numberText(*times.tolerance) + " is not positive");
+    throw RunnerError("the tolerance " + numberText(*times.tolerance) + " is no positive number");
   }
   return times;
 }

@@ -94,7 +94,7 @@ TEST_F(ValuesTest, AreReadByType) {
   EXPECT_THAT(numbers<std::uint8_t>("u", "255"), ElementsAre(255));
   EXPECT_THAT(numbers<std::uint8_t>("b", "true"), ElementsAre(1));
   EXPECT_THAT(numbers<std::int64_t>("e", "Off"), ElementsAre(-3));
-  EXPECT_THAT(numbers<std::int64_t>("e", "5"), ElementsAre(5));
+  EXPECT_THAT(numbers<std::int64_t>("e", "-3"), ElementsAre(-3));
   EXPECT_THAT(parse("s", " two words ").texts, ElementsAre(" two words "));
   EXPECT_THAT(parse("d", "00fFA1").texts, ElementsAre(std::string("\0\xff\xa1", 3)));
 }
@@ -102,12 +102,14 @@ TEST_F(ValuesTest, AreReadByType) {
 TEST_F(ValuesTest, AreRefusedWithVariableAndText) {
   expectRefused("x", "11", "11 is above the maximum 10, variable 'x'");
   expectRefused("x", "-2", "below the minimum -1");
+  expectRefused("x", "NaN", "nan is outside the minimum and maximum, variable 'x'");
   expectRefused("x", "fast", "'fast' is no value of type Float64, variable 'x'");
   expectRefused("x", "", "'' is no value");
   expectRefused("m", "1 2 3", "3 values for 4 elements");
   expectRefused("i", "32768", "no value of type Int16");
   expectRefused("u", "-1", "no value of type UInt8");
-  expectRefused("e", "On", "'On' is no value of type Enumeration");
+  expectRefused("e", "On", "'On' is no label or value of E, variable 'e'");
+  expectRefused("e", "5", "'5' is no label or value of E");
   expectRefused("d", "0g", "not hexadecimal");
   expectRefused("d", "0\x10", "not hexadecimal");
 }

@@ -93,9 +93,13 @@ TEST_F(ProgramTest, WrongUsageIsStatus2InOneLine) {
                                              {"run", fmu("bouncing_ball_fmi2"), "--fast"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--stop", "soon"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--decimate", "0"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--max-points", "99999999999999999999"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--kind", "me"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "-o", "no/such/folder.qat"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--intervals", "2:1"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--stream"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--isolate"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--step-timeout", "1"},
+                                             {"run", fmu("bouncing_ball_fmi2"), "--isolate", "--step-timeout", "0"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--set", "h=high"},
                                              {"info", "nothing.fmu"}}) {
     EXPECT_EQ(run(words), 2) << ::testing::PrintToString(words);
@@ -106,6 +110,11 @@ TEST_F(ProgramTest, WrongUsageIsStatus2InOneLine) {
   }
   EXPECT_THAT(err(), StartsWith("vtio-run: nothing.fmu: cannot open: No such file"));
   EXPECT_FALSE(fs::exists(file("results.qat")));
+}
+
+TEST_F(ProgramTest, VersionIsThatOfTheProject) {
+  EXPECT_EQ(run({"--version"}), 0);
+  EXPECT_THAT(out(), ::testing::MatchesRegex("vtio-run [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
 TEST_F(ProgramTest, HelpHasExamples) {
@@ -173,6 +182,26 @@ TEST_F(ProgramTest, ASecondInterruptEndsAnFmuThatNeverReturns) {
   std::this_thread::sleep_for(std::chrono::milliseconds(50));
   kill(child, SIGINT);
   EXPECT_EQ(finish(child), -SIGINT);
+  EXPECT_TRUE(temporaryFilesVanish());
+}
+
+TEST_F(ProgramTest, AnInterruptEndsAnIsolatedRunToo) {
+  const pid_t child = start({"run", fmu("van_der_pol_fmi3"), "--stop", "1e7", "--isolate"});
+  ASSERT_TRUE(temporaryFilesAppear());
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  kill(child, SIGINT);
+  EXPECT_EQ(finish(child), 130) << err();
+  EXPECT_THAT(out(), EndsWith("\nresults.qat\n"));
+  EXPECT_TRUE(fs::is_empty(file("tmp")));
+}
+
+// The process of the FMU holds the folder of its files open: the folder vanishes after both processes.
+TEST_F(ProgramTest, AKilledRunTakesTheProcessOfItsFmuWithIt) {
+  const pid_t child = start({"run", fmu("misbehaving_fmi2"), "--set", "way=endless", "--isolate"});
+  ASSERT_TRUE(temporaryFilesAppear());
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  kill(child, SIGKILL);
+  EXPECT_EQ(finish(child), -SIGKILL);
   EXPECT_TRUE(temporaryFilesVanish());
 }
 

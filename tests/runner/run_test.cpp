@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 
+#include "tests/runner/dataset_content.hpp"
 #include "tests/runner/leaks_allowed.hpp"
 #include "tests/runner/results_reader.hpp"
 #include "tests/runner/zip_maker.hpp"
@@ -273,9 +274,11 @@ TEST_P(BothVersions, WrongChoicesAreRefusedBeforeTheModelRuns) {
   expectRefused(with([](RunOptions& o) { o.set = {"bounces=3"}; }),
                 "a variable that the model calculates cannot be set");
   expectRefused(with([](RunOptions& o) { o.signals = {"h", "z*"}; }), "no variable matches 'z*'");
-  expectRefused(with([](RunOptions& o) { o.step = 0.0; }), "the step 0 is not positive");
+  expectRefused(with([](RunOptions& o) { o.step = 0.0; }), "the step 0 is no positive number");
+  expectRefused(with([](RunOptions& o) { o.step = 1e-300; }), "the step 1e-300 is too small");
+  expectRefused(with([](RunOptions& o) { o.set = {"e=nan"}; }), "nan is outside the minimum and maximum, variable 'e'");
   expectRefused(with([](RunOptions& o) { o.stop = -1.0; }), "cannot go from 0 to -1");
-  expectRefused(with([](RunOptions& o) { o.outputStep = std::nan(""); }), "the output step nan is not positive");
+  expectRefused(with([](RunOptions& o) { o.outputStep = std::nan(""); }), "the output step nan is no positive number");
   expectRefused(with([](RunOptions& o) { o.kind = Kind::modelExchange; }), "Model Exchange is not supported yet");
 }
 
@@ -355,23 +358,6 @@ TEST_P(BothVersions, TheDescriptionsOfVariablesAreKept) {
   EXPECT_TRUE(seen);
 }
 
-// Every array of the datasets, in the order of a walk through them.
-void collect(const qxArray* array, std::vector<std::string>& found) {
-  if (array == nullptr) return;
-  if (qxGetClassID(array) == qxCELL) {
-    for (std::size_t i = 0; i < qxGetNumberOfElements(array); ++i) collect(qxGetCell(array, i), found);
-  } else if (qxGetClassID(array) == qxSTRUCT) {
-    for (int i = 0; i < qxGetNumberOfFields(array); ++i) collect(qxGetField(array, 0, qxGetFieldName(array, i)), found);
-  } else if (qxGetClassID(array) == qxDOUBLE) {
-    const auto* bytes = static_cast<const char*>(qxGetConstData(array));
-    found.emplace_back(bytes, qxGetNumberOfElements(array) * sizeof(double));
-  } else if (qxGetClassID(array) == qxCHAR) {
-    found.push_back(text(array));
-  } else {
-    found.push_back(std::to_string(qxGetNumberOfElements(array)));
-  }
-}
-
 TEST_P(BothVersions, ARewoundRunEqualsOneThatNeverWentBack) {
   for (const char* name : {"bouncing_ball", "every_kind", "van_der_pol"}) {
     RunOptions chosen = of(name);
@@ -435,10 +421,27 @@ TEST_P(BothVersions, WrongLimitsOfChangeAreRefused) {
   }
 }
 
-TEST_P(BothVersions, TheFileCannotBeWritten) {
+TEST_P(BothVersions, AnOutputThatCannotBeMadeIsRefusedBeforeTheModelRuns) {
   RunOptions chosen = of("bouncing_ball");
-  chosen.output = file("no/such/folder.qat");
-  EXPECT_ANY_THROW(run(chosen));
+  const auto expectRefusedOutput = [&](const std::filesystem::path& output, const char* what) {
+    chosen.output = output;
+    EXPECT_THAT([&] { (void)run(chosen); }, ThrowsMessage<RunnerError>(HasSubstr(what)));
+  };
+  expectRefusedOutput(file("no/such/results.qat"), "no/such' of the results does not exist");
+  expectRefusedOutput(file(""), "is a folder");
+  expectRefusedOutput("", "is empty");
+  std::filesystem::copy_file(chosen.fmu, file("own.fmu"));
+  chosen.fmu = file("own.fmu");
+  expectRefusedOutput(file("./own.fmu"), "would replace a file that the run reads");
+  EXPECT_EQ(std::filesystem::file_size(file("own.fmu")), std::filesystem::file_size(of("bouncing_ball").fmu));
+}
+
+TEST_F(RunTest, AnEnumerationTakesItsValuesOnly) {
+  RunOptions chosen = options("misbehaving_fmi3");
+  chosen.set = {"way=17"};
+  expectRefused(chosen, "'17' is no label or value of Way, variable 'way'");
+  chosen.set = {"way=4"};
+  EXPECT_EQ(run(chosen), ExitStatus::done);
 }
 
 }  // namespace

@@ -1,0 +1,249 @@
+#include "runner/isolation/isolated_instance.hpp"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runner/isolation/calls.hpp"
+#include "runner/isolation/channel.hpp"
+#include "runner/isolation/child_process.hpp"
+#include "runner/isolation/instance_server.hpp"
+#include "runner/text/printable.hpp"
+
+namespace vtio::runner {
+namespace {
+
+const char* nameOf(Call call) {
+  static constexpr std::array<const char*, 19> kNames{"the instantiation",
+                                                      "reading values",
+                                                      "setting values",
+                                                      "reading texts",
+                                                      "setting texts",
+                                                      "reading binaries",
+                                                      "setting binaries",
+                                                      "configuration",
+                                                      "configuration",
+                                                      "the initialisation",
+                                                      "the initialisation",
+                                                      "the termination",
+                                                      "copying its state",
+                                                      "setting its state",
+                                                      "freeing a state",
+                                                      "a step",
+                                                      "an event",
+                                                      "an event",
+                                                      "an event"};
+  return kNames.at(static_cast<std::size_t>(call));
+}
+
+class IsolatedInstance final : public Instance {
+ public:
+  IsolatedInstance(const ModelDescription& model, const InstanceSetup& setup, std::chrono::milliseconds patience)
+      : message_(setup.message), patience_(patience) {
+    auto [here, there] = Channel::pair();
+    channel_.emplace(std::move(here));
+    Channel& far = there;
+    process_.emplace([&] {
+      channel_.reset();
+      serveInstance(far, model, setup);
+    });
+    // The other end is to be in the child alone: its end is the end of the channel.
+    const Channel closed(std::move(there));
+    receive(Call::instantiate);
+  }
+
+  // The FMU may free its instance, for as long as any call may take.
+  ~IsolatedInstance() override {
+    if (isGone_) return;
+    channel_->finish();
+    Received more = Received::parcel;
+    while (more == Received::parcel) more = channel_->receive(reply_, patience_);
+    if (more == Received::timedOut) process_->kill();
+  }
+
+  void get(VariableType type, std::span<const std::uint32_t> references, void* values, std::size_t count) override {
+    begin(Call::get);
+    request_.put(type);
+    request_.putArray(references);
+    request_.put(count);
+    ask(Call::get);
+    reply_.takeInto(values, count * bytesOf(type));
+  }
+
+  void set(VariableType type, std::span<const std::uint32_t> references, const void* values,
+           std::size_t count) override {
+    begin(Call::set);
+    request_.put(type);
+    request_.putArray(references);
+    request_.putArray(std::span(static_cast<const std::byte*>(values), count * bytesOf(type)));
+    ask(Call::set);
+  }
+
+  void getTexts(std::span<const std::uint32_t> references, std::span<const char*> values) override {
+    beginMany(Call::getTexts, references, values.size());
+    ask(Call::getTexts);
+    takeTexts(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i) values[i] = texts_[i].c_str();
+  }
+
+  void setTexts(std::span<const std::uint32_t> references, std::span<const char* const> values) override {
+    beginMany(Call::setTexts, references, values.size());
+    for (const char* text : values) request_.putText(text);
+    ask(Call::setTexts);
+  }
+
+  void getBinaries(std::span<const std::uint32_t> references, std::span<std::size_t> sizes,
+                   std::span<const std::uint8_t*> values) override {
+    beginMany(Call::getBinaries, references, values.size());
+    ask(Call::getBinaries);
+    takeTexts(values.size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      sizes[i] = texts_[i].size();
+      values[i] = reinterpret_cast<const std::uint8_t*>(texts_[i].data());
+    }
+  }
+
+  void setBinaries(std::span<const std::uint32_t> references, std::span<const std::size_t> sizes,
+                   std::span<const std::uint8_t* const> values) override {
+    beginMany(Call::setBinaries, references, values.size());
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      request_.putText({reinterpret_cast<const char*>(values[i]), sizes[i]});
+    }
+    ask(Call::setBinaries);
+  }
+
+  void enterConfiguration() override { askAlone(Call::enterConfiguration); }
+  void exitConfiguration() override { askAlone(Call::exitConfiguration); }
+
+  void enterInitialization(const Experiment& experiment) override {
+    begin(Call::enterInitialization);
+    request_.put(experiment);
+    ask(Call::enterInitialization);
+  }
+
+  EventOutcome exitInitialization() override {
+    askAlone(Call::exitInitialization);
+    return reply_.take<EventOutcome>();
+  }
+
+  void terminate() override { askAlone(Call::terminate); }
+
+  void getState(void*& state) override {
+    askForState(Call::getState, state);
+    const auto number = reply_.take<std::uint64_t>();
+    state = reinterpret_cast<void*>(number);  // NOLINT(performance-no-int-to-ptr): an address of the other process
+  }
+
+  void setState(void* state) override { askForState(Call::setState, state); }
+
+  void freeState(void* state) noexcept override {
+    if (isGone_) return;
+    try {
+      askForState(Call::freeState, state);
+    } catch (...) {
+      isGone_ = true;
+    }
+  }
+
+  StepOutcome doStep(double time, double step, bool noSetStatePrior) override {
+    begin(Call::doStep);
+    request_.put(time);
+    request_.put(step);
+    request_.put(noSetStatePrior);
+    ask(Call::doStep);
+    return reply_.take<StepOutcome>();
+  }
+
+  void enterEvents() override { askAlone(Call::enterEvents); }
+
+  EventOutcome iterateEvents() override {
+    askAlone(Call::iterateEvents);
+    return reply_.take<EventOutcome>();
+  }
+
+  void leaveEvents() override { askAlone(Call::leaveEvents); }
+
+ private:
+  void begin(Call call) {
+    request_.clear();
+    request_.put(call);
+  }
+
+  void beginMany(Call call, std::span<const std::uint32_t> references, std::size_t count) {
+    begin(call);
+    request_.putArray(references);
+    request_.put(count);
+  }
+
+  void askAlone(Call call) {
+    begin(call);
+    ask(call);
+  }
+
+  void askForState(Call call, const void* state) {
+    begin(call);
+    request_.put(reinterpret_cast<std::uint64_t>(state));
+    ask(call);
+  }
+
+  // Sends the request and waits for its result, of which the call is taken off.
+  void ask(Call call) {
+    if (isGone_) throw RunnerError(ExitStatus::failed, "the process of the FMU is gone");
+    if (!channel_->send(request_)) failEnded(call);
+    receive(call);
+  }
+
+  void receive(Call call) {
+    while (true) {
+      const Received received = channel_->receive(reply_, patience_);
+      if (received == Received::timedOut) failTimedOut(call);
+      if (received == Received::ended) failEnded(call);
+      const auto answer = reply_.take<Answer>();
+      if (answer == Answer::result) return;
+      if (answer == Answer::error) failAsTold();
+      const std::string category(reply_.takeText());
+      if (message_) message_(category, reply_.takeText());
+    }
+  }
+
+  [[noreturn]] void failAsTold() {
+    const auto status = reply_.take<ExitStatus>();
+    throw RunnerError(status, std::string(reply_.takeText()));
+  }
+
+  [[noreturn]] void failEnded(Call call) {
+    isGone_ = true;
+    throw RunnerError(ExitStatus::failed, "the FMU " + process_->waitForEnd() + " in " + nameOf(call));
+  }
+
+  [[noreturn]] void failTimedOut(Call call) {
+    isGone_ = true;
+    process_->kill();
+    const double seconds = std::chrono::duration<double>(patience_).count();
+    throw RunnerError(ExitStatus::failed, std::string("the FMU did not return from ") + nameOf(call) + " within " +
+                                              numberText(seconds) + " s and was stopped");
+  }
+
+  void takeTexts(std::size_t count) {
+    texts_.resize(count);
+    for (std::string& text : texts_) text = reply_.takeText();
+  }
+
+  MessageSink message_;
+  std::chrono::milliseconds patience_;
+  std::optional<Channel> channel_;
+  std::optional<ChildProcess> process_;
+  Parcel request_, reply_;
+  std::vector<std::string> texts_;  // what the last call got
+  bool isGone_ = false;             // the process ended, or is about to
+};
+
+}  // namespace
+
+std::unique_ptr<Instance> makeIsolatedCoSimulation(const ModelDescription& model, const InstanceSetup& setup,
+                                                   std::chrono::milliseconds patience) {
+  return std::make_unique<IsolatedInstance>(model, setup, patience);
+}
+
+}  // namespace vtio::runner

@@ -1,0 +1,23 @@
+/// @file
+/// An instance in a process of its own: a crash of the FMU, or a call that never returns, is an error of this process.
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "runner/export.hpp"
+#include "runner/fmu/instance.hpp"
+
+namespace vtio::runner {
+
+/// Instantiates an FMU for Co-Simulation in a copy of this process.
+///
+/// Each operation waits for the other process. When that ends, or an operation takes longer than `patience`, the
+/// operation throws a RunnerError of status failed that says so; the process is then gone, and so is the instance.
+/// @param model Read when the process starts.
+/// @throws RunnerError as makeCoSimulation(), and if there is no process to be had.
+[[nodiscard]] VTIO_RUNNER_EXPORT std::unique_ptr<Instance> makeIsolatedCoSimulation(const ModelDescription& model,
+                                                                                    const InstanceSetup& setup,
+                                                                                    std::chrono::milliseconds patience);
+
+}  // namespace vtio::runner
