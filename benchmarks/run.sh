@@ -36,6 +36,7 @@ run() {
 run bench_update --benchmark_min_time=0.05 --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
 run bench_record --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
 run bench_save --benchmark_repetitions=3 --benchmark_enable_random_interleaving=true --dir="$work"
+run bench_run --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
 run bench_read --benchmark_repetitions=3 --dir="$work"
 
 shopt -s nullglob

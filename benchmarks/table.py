@@ -41,6 +41,12 @@ JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
         "floorAppend/signals:10000/steps:1000/layout:0", None, "ms", 1e-3),
     "recordApart/signals:10000/steps:1000/layout:0": ("record 10 000 signals x 1 000, each at its own times",
         "floorAppend/signals:10000/steps:1000/layout:0", None, "ms", 1e-3),
+    "runWithoutLog/model:0": ("step of a ball FMU, run without a log (goal 1.5)", "loopByHand/model:0", None, "ns", 1e-4),
+    "runWithoutLog/model:1": ("step of an oscillator FMU, run without a log (goal 1.5)", "loopByHand/model:1", None, "ns",
+                              1e-4),
+    "runWithLog/model:0": ("step of a ball FMU, 2 outputs logged (goal 1.1)", "runWithoutLog/model:0", None, "ns", 1e-4),
+    "runWithLog/model:1": ("step of an oscillator FMU, 2 outputs logged (goal 1.1)", "runWithoutLog/model:1", None, "ns",
+                           1e-4),
     "save/signals:1000/samples:20000": ("save 1000 signals x 20 000", "floorWrite/signals:1000/samples:20000", 2.0,
                                         "ms", 1e-3),
     "save/signals:10000/samples:1000": ("save 10 000 signals x 1000", "floorWrite/signals:10000/samples:1000", 3.0,
@@ -149,7 +155,8 @@ def main(paths):
     print_table(rows)
     print("\nThe fastest of the repetitions. Floors: every client called directly on every update, whatever the "
           "decimation;\na client per signal that appends the value to a preallocated vector; one raw write of the same "
-          "bytes per signal.\nUpdates and recording count processor time, saving counts elapsed time; its CPU ratio "
+          "bytes per signal;\na loop that calls the FMU's doStep alone, and the same run without a log."
+          "\nUpdates and recording count processor time, saving counts elapsed time; its CPU ratio "
           "leaves the disk out.")
     for problem in problems:
         print(f"FAILED: {problem}", file=sys.stderr)
