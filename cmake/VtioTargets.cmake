@@ -48,6 +48,8 @@ function(vtio_add_library name)
   vtio_target_defaults(${name})
   if(VTIO_UNITY_BUILD)
     set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    # GCC takes a source that is included for a header, where an anonymous namespace would be a mistake.
+    target_compile_options(${name} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>)
   endif()
   set_target_properties(${name} PROPERTIES
     EXPORT_NAME ${arg_EXPORT_NAME}
