@@ -16,7 +16,7 @@ TimeRange TimeOptions::range() const {
   if (std::isnan(range.from) || std::isnan(range.to)) throw ResultsError("a time of NaN is no end of a range");
   if (range.from > range.to) {
     throw ResultsError("the range of time from " + numberText(range.from) + " to " + numberText(range.to) +
-                       " is upside down");
+                       " ends before it begins");
   }
   return range;
 }

@@ -35,7 +35,9 @@ struct TimeOptions {
   std::optional<double> from;
   std::optional<double> to;
 
-  /// @throws ResultsError if an end is NaN or the range is upside down.
+  [[nodiscard]] bool isGiven() const { return from.has_value() || to.has_value(); }
+
+  /// @throws ResultsError if an end is NaN or the range ends before it begins.
   [[nodiscard]] VTIO_RESULTS_EXPORT TimeRange range() const;
 };
 

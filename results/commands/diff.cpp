@@ -80,8 +80,8 @@ void printText(const DiffSettings& settings, const FileComparison& result, const
     printSignal(signal, console);
   }
   const std::size_t equal = result.signals.size() - different;
-  const std::string summary = std::to_string(equal) + " signals are equal, " + std::to_string(different) + " differ, " +
-                              std::to_string(result.onlyA.size() + result.onlyB.size()) + " are in one file only";
+  const std::string summary = std::to_string(equal) + " equal, " + std::to_string(different) + " different, " +
+                              std::to_string(result.onlyA.size() + result.onlyB.size()) + " in one file only";
   console.out << (result.isEqual() ? console.style.green(summary) : console.style.red(summary)) << '\n';
 }
 
@@ -110,6 +110,7 @@ int diffFiles(const DiffSettings& settings, const Console& console) {
   checkTolerance("--time-tol", settings.timeTolerance);
   ComparisonSettings comparison{Tolerances({settings.rtol, settings.atol}), settings.timeTolerance};
   if (!settings.tolerances.empty()) comparison.tolerances.addFile(settings.tolerances);
+  (void)pictureFormat(settings.plot, {settings.a, settings.b});  // refused before the work
   const ResultsFile a(settings.a);
   const ResultsFile b(settings.b);
   const FileComparison result = compareFiles(a, b, settings.patterns, comparison, console.job);

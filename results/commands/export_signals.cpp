@@ -50,6 +50,7 @@ class Exporter {
 
   void write(const std::string& format) {
     if (settings_.split && format != "csv") throw ResultsError("--split is for --format csv");
+    requireNoInput(settings_.output, {settings_.file});
     if (format == "csv") writeCsvFiles();
     if (format == "json") {
       TextOutput out(settings_.output);
@@ -85,6 +86,7 @@ class Exporter {
   }
 
   std::unique_ptr<TextOutput> writeOneCsv(Signals signals, const std::string& path) {
+    requireNoInput(path, {settings_.file});
     auto out = std::make_unique<TextOutput>(path);
     if (settings_.every) {
       ResampledRows rows(file_, std::move(signals), range_, *settings_.every);
@@ -113,6 +115,10 @@ std::string splitName(const std::string& output, std::size_t k) {
 
 int exportSignals(const ExportSettings& settings, const Console& console) {
   const std::string format = formatOf(settings);
+  const bool isText = format == "csv" || format == "json";
+  if (settings.output == "-" && (!isText || settings.split)) {
+    throw ResultsError("standard output takes one CSV or JSON text only; name a file");
+  }
   Exporter(settings, console).write(format);
   return kDone;
 }

@@ -15,9 +15,9 @@ struct ExportSettings {
   std::string file;
   std::vector<std::string> patterns;  ///< none: all signals
   std::string format;                 ///< csv, json, sqlite, npz; empty: what the ending of `output` says
-  std::string output;
-  bool split = false;  ///< CSV: a file per sample table
-  bool raw = false;    ///< stored integers in place of labels and real values
+  std::string output;                 ///< "-": standard output, for csv and json
+  bool split = false;                 ///< CSV: a file per sample table
+  bool raw = false;                   ///< stored integers in place of labels and real values
   TimeOptions time;
   std::optional<double> every;  ///< seconds
 };

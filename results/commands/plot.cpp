@@ -7,6 +7,7 @@
 #include <memory>
 #include <ostream>
 
+#include "results/export/target_file.hpp"
 #include "results/file/results_error.hpp"
 #include "results/file/results_file.hpp"
 #include "results/plot/figure.hpp"
@@ -16,14 +17,7 @@
 namespace vtio::results {
 namespace {
 
-constexpr std::size_t kMargin = 12;  // characters beside a chart
-
-std::string pictureFormat(const std::string& output) {
-  if (output.empty()) return "";
-  const std::string ending = std::filesystem::path(output).extension().string();
-  if (ending == ".svg" || ending == ".png") return ending.substr(1);
-  throw ResultsError(output, "a plot is written as .svg or .png");
-}
+constexpr std::size_t kMargin = kLabelColumns + 2;  // characters beside a chart
 
 std::vector<const SignalInfo*> chosenSignals(const ResultsFile& file, const std::vector<std::string>& names) {
   // The order of the names counts: the first is the abscissa of an XY plot.
@@ -34,6 +28,13 @@ std::vector<const SignalInfo*> chosenSignals(const ResultsFile& file, const std:
     }
   }
   return signals;
+}
+
+bool hasPoints(const Figure& figure) {
+  return std::any_of(figure.panels.begin(), figure.panels.end(), [](const Panel& panel) {
+    return std::any_of(panel.curves.begin(), panel.curves.end(),
+                       [](const Curve& curve) { return !curve.points.empty(); });
+  });
 }
 
 TimeRange extentOf(const Figure& figure) {
@@ -64,17 +65,24 @@ void drawOnConsole(const Figure& figure, const Console& console) {
     for (const Curve& curve : panel.curves) {
       chart.curves.push_back({curve.name + (curve.isOther ? " (other)" : ""), curve.points, curve.isStairs});
     }
+    chart.ticks = panel.ticks;
     console.out << chart.draw(console.style);
-    if (panel.kind != Panel::Kind::labels) continue;
-    for (const auto& [value, label] : panel.ticks) console.out << "  " << value << " = " << printable(label) << '\n';
   }
   if (figure.isXy) console.out << printable(figure.xTitle) << '\n';
 }
 
 }  // namespace
 
+std::string pictureFormat(const std::string& output, const std::vector<std::string>& inputs) {
+  if (output.empty()) return "";
+  const std::string ending = std::filesystem::path(output).extension().string();
+  if (ending != ".svg" && ending != ".png") throw ResultsError(output, "a plot is written as .svg or .png");
+  requireNoInput(output, inputs);
+  return ending.substr(1);
+}
+
 int plotSignals(const PlotSettings& settings, const Console& console) {
-  const std::string format = pictureFormat(settings.output);
+  const std::string format = pictureFormat(settings.output, {settings.file, settings.compare});
   const ResultsFile file(settings.file);
   const auto other = settings.compare.empty() ? nullptr : std::make_unique<ResultsFile>(settings.compare);
   FigureSettings figureSettings;
@@ -83,6 +91,9 @@ int plotSignals(const PlotSettings& settings, const Console& console) {
   if (format.empty()) figureSettings.pixels = 2 * std::max<std::size_t>(40, console.style.width);
   const Figure figure =
       makeFigure(file, chosenSignals(file, settings.signals), other.get(), figureSettings, console.job);
+  if (settings.time.isGiven() && !hasPoints(figure)) {
+    throw ResultsError(settings.file, "these signals have no samples in that range of time");
+  }
   if (format.empty()) {
     drawOnConsole(figure, console);
   } else {

@@ -19,6 +19,11 @@ struct PlotSettings {
   bool xy = false;  ///< all others over the first signal
 };
 
+/// The format of a picture: "svg" or "png"; "" for none.
+/// @throws ResultsError for another ending, or if the output is one of the inputs.
+[[nodiscard]] VTIO_RESULTS_EXPORT std::string pictureFormat(const std::string& output,
+                                                            const std::vector<std::string>& inputs);
+
 /// Draws into a file, or with characters on the console.
 /// @throws ResultsError, Interrupted
 VTIO_RESULTS_EXPORT int plotSignals(const PlotSettings& settings, const Console& console);

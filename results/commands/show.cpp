@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <ostream>
+#include <span>
 #include <vector>
 
 #include "results/export/json.hpp"
+#include "results/file/results_error.hpp"
 #include "results/file/results_file.hpp"
 #include "results/terminal/chart.hpp"
 #include "results/terminal/text_table.hpp"
@@ -114,12 +116,22 @@ void printValues(const SignalInfo& signal, const Series& series, const ShownRows
   table.print(console.out, console.style);
 }
 
+// The signal of that name, or the one that matches it as a pattern.
+const SignalInfo& oneSignal(const ResultsFile& file, const std::string& name) {
+  if (file.lookUp(name) != nullptr || name.find_first_of("*?") == std::string::npos) return file.find(name);
+  const auto matching = file.select(std::span(&name, 1));
+  if (matching.size() == 1) return *matching.front();
+  throw ResultsError(file.path(), "'" + name + "' matches " + std::to_string(matching.size()) + " signals, '" +
+                                      matching[0]->name + "' and '" + matching[1]->name +
+                                      "' among them; show takes one");
+}
+
 }  // namespace
 
 int showSignal(const ShowSettings& settings, const Console& console) {
   const TimeRange range = settings.time.range();
   const ResultsFile file(settings.file);
-  const SignalInfo& signal = file.find(settings.signal);
+  const SignalInfo& signal = oneSignal(file, settings.signal);
   const RowRange rows = rowsIn(file.source(), signal.place.table, rowsOf(signal), range);
   const ShownRows shown = chooseRows(settings, rows);
   const Series series = readShown(file, signal, shown);

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 
 #include "results/file/results_error.hpp"
@@ -55,9 +56,22 @@ void TargetFile::commit() {
   temporary_.clear();
 }
 
-TextOutput::TextOutput(const std::string& path) : target_(path) {
-  file_ = ::open(target_.temporaryPath().c_str(), O_WRONLY | O_CLOEXEC);
-  if (file_ < 0) fail(target_.path(), "cannot write");
+void requireNoInput(const std::string& output, const std::vector<std::string>& inputs) {
+  for (const std::string& input : inputs) {
+    std::error_code error;
+    if (fs::equivalent(output, input, error)) throw ResultsError(output, "is a file that is read; write another one");
+  }
+}
+
+TextOutput::TextOutput(const std::string& path) : name_(path) {
+  if (path == "-") {
+    name_ = "standard output";
+    file_ = ::dup(STDOUT_FILENO);
+  } else {
+    target_.emplace(path);
+    file_ = ::open(target_->temporaryPath().c_str(), O_WRONLY | O_CLOEXEC);
+  }
+  if (file_ < 0) fail(name_, "cannot write");
   buffer_.reserve(kLarge + kLarge / 4);
 }
 
@@ -70,7 +84,7 @@ void TextOutput::flush() {
   while (!rest.empty()) {
     const ssize_t written = ::write(file_, rest.data(), rest.size());
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) fail(target_.path(), "cannot write");
+    if (written <= 0) fail(name_, "cannot write");
     rest.remove_prefix(static_cast<std::size_t>(written));
   }
   buffer_.clear();
@@ -79,8 +93,8 @@ void TextOutput::flush() {
 void TextOutput::commit() {
   flush();
   const int file = std::exchange(file_, -1);
-  if (::close(file) != 0) fail(target_.path(), "cannot write");
-  target_.commit();
+  if (::close(file) != 0) fail(name_, "cannot write");
+  if (target_) target_->commit();
 }
 
 }  // namespace vtio::results

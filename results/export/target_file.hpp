@@ -3,8 +3,9 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "results/export.hpp"
 
@@ -39,7 +40,11 @@ class VTIO_RESULTS_EXPORT TargetFile final {
   std::string temporary_;
 };
 
-/// Text that goes to a TargetFile in large pieces.
+/// Refuses to write a file that is read at the same time.
+/// @throws ResultsError if `output` is the same file as one of `inputs`, also through a link.
+VTIO_RESULTS_EXPORT void requireNoInput(const std::string& output, const std::vector<std::string>& inputs);
+
+/// Text that goes to a TargetFile in large pieces, or to standard output if the name is "-".
 class VTIO_RESULTS_EXPORT TextOutput final {
  public:
   /// @throws ResultsError if the target cannot be created.
@@ -67,7 +72,8 @@ class VTIO_RESULTS_EXPORT TextOutput final {
 
   void flush();
 
-  TargetFile target_;
+  std::optional<TargetFile> target_;  // none: standard output
+  std::string name_;                  // for messages
   int file_ = -1;
   std::string buffer_;
 };

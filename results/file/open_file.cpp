@@ -16,7 +16,7 @@ ResultsFile::ResultsFile(const std::string& path) : path_(path) {
   } catch (const ResultsError&) {
     throw;
   } catch (const std::exception& error) {
-    throw ResultsError(path, error.what());
+    throw ResultsError::ofService(path, error.what());
   }
   source_ = std::move(source);
   indexNames();

@@ -33,6 +33,7 @@ class QatSource final : public SampleSource {
                                      std::uint64_t count) override;
 
  private:
+  std::string path_;
   vtu::QatFileWrapper file_;
   std::unique_ptr<vtu::QatSamples> samples_;
   std::optional<ArrayTables> arrays_;

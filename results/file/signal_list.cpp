@@ -19,7 +19,7 @@ namespace {
 std::vector<std::string> variableNames(QatFile* file, const std::string& path) {
   int count = 0;
   char** list = qatGetVariableNames(file, &count);
-  if (list == nullptr) throw ResultsError(path, qatLastError());
+  if (list == nullptr) throw ResultsError::ofService(path, qatLastError());
   std::vector<std::string> names(list, list + std::max(count, 0));
   qxFree(list);
   return names;
@@ -119,7 +119,9 @@ class ListReader {
       return;
     }
     for (const std::string& field : node.fields()) {
-      for (const Record& child : node.records(field.c_str())) readNode(child, name + "." + field);
+      std::string childName = name;
+      childName.append(".").append(field);
+      for (const Record& child : node.records(field.c_str())) readNode(child, childName);
     }
   }
 

@@ -88,6 +88,24 @@ Limits limitsOf(const std::vector<ChartCurve>& curves) {
   return limits;
 }
 
+// The text at the left of each row.
+template <class RowOf>
+std::vector<std::string> rowLabels(const std::vector<std::pair<double, std::string>>& ticks, const Limits& limits,
+                                   std::size_t rows, RowOf rowOf) {
+  std::vector<std::string> labels(rows);
+  if (ticks.empty()) {
+    labels.back() = axisNumber(limits.low);
+    labels.front() = axisNumber(limits.high);
+    return labels;
+  }
+  for (const auto& [value, text] : ticks) {
+    if (value < limits.low || value > limits.high) continue;
+    std::string& label = labels[std::min(rowOf(value), rows - 1)];
+    if (label.empty()) label = shortened(printable(text), kLabelColumns);
+  }
+  return labels;
+}
+
 }  // namespace
 
 std::string sparkline(std::span<const double> values, std::size_t width) {
@@ -140,25 +158,25 @@ std::string Chart::draw(const Style& style) const {
       if (curves[c].isStairs) canvas.line(x(points[i].time), y(before), x(points[i].time), y(points[i].value), c);
     }
   }
-  const std::string top = axisNumber(limits.high);
-  const std::string bottom = axisNumber(limits.low);
-  const std::size_t margin = std::max({top.size(), bottom.size(), std::size_t{8}});
+  const auto rowOf = [&](double value) { return static_cast<std::size_t>(y(value)) / kDotsDown; };
+  const std::vector<std::string> labels = rowLabels(ticks, limits, rows, rowOf);
+
   std::string text;
   for (std::size_t c = 0; c < curves.size(); ++c) {
-    text += std::string(c == 0 ? margin + 1 : 2, ' ') + style.series(c, "━ " + printable(curves[c].name));
+    text += std::string(c == 0 ? kLabelColumns + 1 : 2, ' ') + style.series(c, "━ " + printable(curves[c].name));
   }
   text += unit.empty() ? "\n" : "  " + style.dim("[" + printable(unit) + "]") + "\n";
   for (std::size_t row = 0; row < rows; ++row) {
-    const std::string label = row == 0 ? top : row + 1 == rows ? bottom : "";
-    text +=
-        std::string(margin - label.size(), ' ') + label + (label.empty() ? "│" : "┤") + canvas.row(row, style) + "\n";
+    const std::string& label = labels[row];
+    text += std::string(kLabelColumns - displayWidth(label), ' ') + label + (label.empty() ? "│" : "┤") +
+            canvas.row(row, style) + "\n";
   }
   const std::string left = axisNumber(from);
   const std::string right = axisNumber(to) + " s";
-  text += std::string(margin, ' ') + "└";
+  text += std::string(kLabelColumns, ' ') + "└";
   for (std::size_t i = 0; i < columns; ++i) text += "─";
   const std::size_t between = columns > left.size() + right.size() ? columns - left.size() - right.size() : 1;
-  return text + "\n" + std::string(margin + 1, ' ') + left + std::string(between, ' ') + right + "\n";
+  return text + "\n" + std::string(kLabelColumns + 1, ' ') + left + std::string(between, ' ') + right + "\n";
 }
 
 }  // namespace vtio::results

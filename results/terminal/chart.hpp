@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "results/export.hpp"
@@ -23,13 +24,17 @@ struct ChartCurve {
   bool isStairs = false;      ///< holds each value until the next point
 };
 
+/// Characters at the left of every chart.
+constexpr std::size_t kLabelColumns = 12;
+
 /// A frame with values at its left and times below, drawn with braille dots (two by four a character).
 struct Chart {
   std::string unit;
   std::vector<ChartCurve> curves;
   std::size_t columns = 72;  ///< of the plot inside the frame
   std::size_t rows = 12;
-  double from = 0;  ///< of the axis below
+  std::vector<std::pair<double, std::string>> ticks;  ///< texts at the left; none: the lowest and the highest value
+  double from = 0;                                    ///< of the axis below
   double to = 1;
 
   [[nodiscard]] VTIO_RESULTS_EXPORT std::string draw(const Style& style) const;

@@ -198,7 +198,7 @@ TEST_F(FileTest, diffSaysWhatDeviates) {
             "  6 of 10 values deviate\n"
             "  first: 4 and 4.5 at 2 s (0.5 apart)\n"
             "  largest: 4 and 4.5 at 2 s (0.5 apart)\n"
-            "7 signals are equal, 1 differ, 0 are in one file only\n");
+            "7 equal, 1 different, 0 in one file only\n");
   settings.atol = 0.5;
   printed([&](const Console& console) { return diffFiles(settings, console); });
   EXPECT_EQ(status_, kDone);
@@ -219,7 +219,58 @@ TEST_F(FileTest, plotDrawsInTheTerminal) {
   PlotSettings settings{file_, {"wheels.speed", "mode", "wheels.on"}, "", "", {}, false};
   const std::string text = printed([&](const Console& console) { return plotSignals(settings, console); });
   EXPECT_THAT(text, testing::HasSubstr("━ wheels.speed  [rad/s]"));
-  EXPECT_THAT(text, testing::HasSubstr("  0 = OFF\n  1 = ON\n"));
+  EXPECT_THAT(text, testing::HasSubstr("\n          ON┤"));
+  EXPECT_THAT(text, testing::HasSubstr("\n         OFF┤"));
+  EXPECT_THAT(text, testing::HasSubstr("\n   wheels.on┤"));
+}
+
+TEST_F(FileTest, plotOutsideOfAllSamplesIsRefused) {
+  PlotSettings settings{file_, {"wheels.speed"}, "", "", {}, false};
+  settings.time.from = 9;
+  std::ostringstream out;
+  EXPECT_THROW(plotSignals(settings, Console{out, {}, {}}), ResultsError);
+}
+
+TEST_F(FileTest, filesThatAreReadAreNotWritten) {
+  const std::string link = folder_.path("link.svg");
+  std::filesystem::create_hard_link(file_, link);
+  ExportSettings exported;
+  exported.file = file_;
+  exported.output = link;
+  exported.format = "csv";
+  PlotSettings plot{file_, {"mode"}, link, "", {}, false};
+  PlotSettings compared{folder_.path("other.qat"), {"mode"}, link, file_, {}, false};
+  DiffSettings diff;
+  diff.a = folder_.path("other.qat");
+  diff.b = file_;
+  diff.plot = link;
+  vtio::tests::writeExampleFile(diff.a, 1);
+  const auto size = std::filesystem::file_size(file_);
+  std::ostringstream out;
+  const Console console{out, {}, {}};
+  EXPECT_THROW(exportSignals(exported, console), ResultsError);
+  EXPECT_THROW(plotSignals(plot, console), ResultsError);
+  EXPECT_THROW(plotSignals(compared, console), ResultsError);
+  EXPECT_THROW(diffFiles(diff, console), ResultsError);
+  EXPECT_EQ(out.str(), "");
+  EXPECT_EQ(std::filesystem::file_size(file_), size);
+  EXPECT_NO_THROW(ResultsFile{file_});
+}
+
+TEST_F(FileTest, showTakesAPatternThatMatchesOneSignal) {
+  EXPECT_THAT(printed([&](const Console& console) {
+                return showSignal({file_, "*.speed", {}, {}, {}}, console);
+              }),
+              testing::StartsWith("wheels.speed\n"));
+  std::ostringstream out;
+  try {
+    showSignal({file_, "wheels.*", {}, {}, {}}, Console{out, {}, {}});
+    ADD_FAILURE() << out.str();
+  } catch (const ResultsError& error) {
+    EXPECT_EQ(error.what(), file_ +
+                                ": 'wheels.*' matches 3 signals, 'wheels.speed' and 'wheels.on' among them; "
+                                "show takes one");
+  }
 }
 
 TEST_F(FileTest, completionKnowsSignalsAndKeepsQuietOtherwise) {

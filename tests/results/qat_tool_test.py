@@ -50,11 +50,16 @@ class ToolTest(unittest.TestCase):
         self.error()
         self.error("ls")
         self.error("ls", self.file, "--no-such-option")
-        self.error("show", self.file, "mode", "--head", "many")
-        self.assertIn("upside down", self.error("show", self.file, "mode", "--from", 2, "--to", 1))
+        self.assertEqual(self.error(), "no command; see qat --help")
+        for text in ("many", "-1", "1.5", ""):
+            self.assertEqual(self.error("show", self.file, "mode", "--head", text), f"--head: '{text}' is no count")
+        self.assertEqual(self.error("diff", self.file, self.file, "--rtol", "1%"), "--rtol: '1%' is no number")
+        self.assertIn("ends before it begins", self.error("show", self.file, "mode", "--from", 2, "--to", 1))
 
     def test_unreadable_input(self):
         self.assertTrue(self.error("ls", self.folder / "none.qat").startswith(f"{self.folder}/none.qat: "))
+        self.assertEqual(self.error("ls", self.folder / "none.qat"),
+                         f"{self.folder}/none.qat: cannot be opened: No such file or directory")
         self.assertTrue(self.error("diff", self.file, "/dev/null").startswith("/dev/null: "))
         self.assertEqual(self.error("show", self.file, "wheel.speed"),
                          f"{self.file}: no signal 'wheel.speed'; did you mean 'wheels.speed'?")
@@ -103,6 +108,13 @@ class ToolTest(unittest.TestCase):
         qat("export", self.file, "wheels.speed", "late", "--every", 0.75, "--to", 1.5, "-o", out)
         self.assertEqual(out.read_bytes(),
                          b"time,wheels.speed,late\r\n0,0,\r\n0.75,0.625,%d\r\n1.5,2.25,%d\r\n" % (2**60, 2**60 + 1))
+
+    def test_standard_output(self):
+        run = qat("export", self.file, "late", "--format", "csv", "-o", "-")
+        self.assertEqual(run.stdout, "".join(f"{line}\n" for line in (
+            "time,late", f"0.25,{2**60}", f"1.25,{2**60 + 1}", f"2.25,{2**60 + 2}")))
+        self.error("export", self.file, "--format", "npz", "-o", "-")
+        self.error("export", self.file, "--format", "csv", "--split", "-o", "-")
 
     def test_json(self):
         out = self.folder / "x.json"
@@ -209,14 +221,14 @@ class ToolTest(unittest.TestCase):
     def test_interruption_leaves_no_file(self):
         big = self.folder / "big.qat"
         subprocess.run([WRITE_EXAMPLE, big, "1000", "5000"], check=True)
-        for name in ("x.csv", "x.sqlite", "x.json"):
+        for name, sent in (("x.csv", signal.SIGINT), ("x.sqlite", signal.SIGINT), ("x.json", signal.SIGTERM)):
             run = subprocess.Popen([QAT, "export", big, "-o", self.folder / name], stderr=subprocess.PIPE)
             for _ in range(1000):  # until it writes beside the target
                 if any(path.name.startswith(f".{name}") for path in self.folder.iterdir()):
                     break
                 time.sleep(0.01)
-            run.send_signal(signal.SIGINT)
-            self.assertEqual(run.wait(60), 130, run.stderr.read())
+            run.send_signal(sent)
+            self.assertEqual(run.wait(60), 128 + sent, run.stderr.read())
             run.stderr.close()
             self.assertEqual(sorted(path.name for path in self.folder.iterdir()), ["big.qat", "run.qat"])
 

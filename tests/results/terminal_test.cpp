@@ -81,11 +81,24 @@ TEST(Chart, drawsALineFromCornerToCorner) {
   chart.to = 10;
   chart.curves.push_back({"h", {{0, 0}, {10, 7}}, false});
   EXPECT_EQ(chart.draw({}),
-            "         ━ h  [m]\n"
-            "       7┤  ⡠⠊\n"
-            "       0┤⡠⠊  \n"
-            "        └────\n"
-            "         0 10 s\n");
+            "             ━ h  [m]\n"
+            "           7┤  ⡠⠊\n"
+            "           0┤⡠⠊  \n"
+            "            └────\n"
+            "             0 10 s\n");
+}
+
+TEST(Chart, hasTextsAtTheirHeights) {
+  Chart chart;
+  chart.columns = 1;
+  chart.rows = 3;
+  chart.ticks = {{0, "off"}, {2, "very fast indeed"}, {9, "never"}};
+  chart.curves.push_back({"mode", {{0, 0}, {1, 2}}, true});
+  const std::string text = chart.draw({});
+  EXPECT_THAT(text, testing::HasSubstr("\nvery f…ndeed┤"));
+  EXPECT_THAT(text, testing::HasSubstr("\n            │"));
+  EXPECT_THAT(text, testing::HasSubstr("\n         off┤"));
+  EXPECT_THAT(text, testing::Not(testing::HasSubstr("never")));
 }
 
 TEST(Chart, drawsStairsWithRightAngles) {

@@ -14,15 +14,20 @@ namespace {
 using namespace vtio::results;
 
 std::atomic<bool> interrupted{false};
+std::atomic<int> signalSeen{SIGINT};
 static_assert(std::atomic<bool>::is_always_lock_free);  // or a signal handler could not set it
 
-extern "C" void onInterrupt(int) {
+constexpr int kSignalStatus = 128;  // what shells add to the number of a signal
+static_assert(kSignalStatus + SIGINT == kInterrupted);
+
+extern "C" void onInterrupt(int signal) {
+  signalSeen = signal;
   // A second one ends at once, should the first go unheard.
-  if (interrupted.exchange(true)) _exit(kInterrupted);
+  if (interrupted.exchange(true)) _exit(kSignalStatus + signal);
 }
 
 int run(const vtio::tools::Request& request) {
-  std::signal(SIGINT, onInterrupt);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) std::signal(signal, onInterrupt);
   std::ios::sync_with_stdio(false);
   ProgressBar bar(std::cerr, styleOf(STDERR_FILENO));
   Console console{std::cout, styleOf(STDOUT_FILENO), {[&](double done) { bar.show(done); }, &interrupted}};
@@ -48,7 +53,8 @@ int main(int argc, char** argv) {
       std::cout << request.text << std::flush;
       return std::cout ? kDone : kWrong;
     }
-    return runCommand([&] { return run(request); }, std::cerr);
+    const int status = runCommand([&] { return run(request); }, std::cerr);
+    return status == kInterrupted ? kSignalStatus + signalSeen : status;
   } catch (const std::exception& error) {
     std::cerr << errorLine(error.what());
     return kWrong;

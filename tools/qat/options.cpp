@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <memory>
 #include <sstream>
 #include <vector>
@@ -33,6 +35,18 @@ struct Settings {
 
 using Command = std::function<int(const Console&)>;
 
+// What is wrong with a text as a number; empty if nothing is.
+template <class Number>
+std::string numberProblem(const std::string& text, const char* kind) {
+  Number number{};
+  const char* end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && rest == end ? "" : "'" + text + "' is no " + kind;
+}
+
+std::string realProblem(const std::string& text) { return numberProblem<double>(text, "number"); }
+std::string countProblem(const std::string& text) { return numberProblem<std::uint64_t>(text, "count"); }
+
 constexpr const char* kCompletion = "complete-signals";  // what the shell asks for; not shown
 
 class Parser {
@@ -53,6 +67,10 @@ class Parser {
 
   Request parse(int argc, const char* const* argv) {
     Request request;
+    if (argc < 2) {
+      request.error = "no command; see qat --help";
+      return request;
+    }
     if (argc > 1 && !isKnown(argv[1])) {
       request.error = "no command '" + std::string(argv[1]) + "'" + didYouMean(argv[1], names_) + "; see qat --help";
       return request;
@@ -87,8 +105,8 @@ class Parser {
   }
 
   static void addTime(CLI::App* sub, TimeOptions& time) {
-    sub->add_option("--from", time.from, "First time in seconds, included")->type_name("T");
-    sub->add_option("--to", time.to, "Last time in seconds, included")->type_name("T");
+    sub->add_option("--from", time.from, "First time in seconds, included")->type_name("T")->check(realProblem);
+    sub->add_option("--to", time.to, "Last time in seconds, included")->type_name("T")->check(realProblem);
   }
 
   static void addFile(CLI::App* sub, const char* name, std::string& file, const char* description) {
@@ -119,9 +137,11 @@ class Parser {
                         "  qat show results.qat wheels.speed --from 1.5 --to 2 --json",
                         [&](const Console& console) { return showSignal(settings, console); });
     addFile(sub, "FILE", settings.file, "The results file");
-    sub->add_option("SIGNAL", settings.signal, "Name of the signal")->required()->type_name("");
-    sub->add_option("--head", settings.head, "Print the first N samples")->type_name("N");
-    sub->add_option("--tail", settings.tail, "Print the last N samples")->type_name("N");
+    sub->add_option("SIGNAL", settings.signal, "Name of the signal, or a pattern that only it matches")
+        ->required()
+        ->type_name("");
+    sub->add_option("--head", settings.head, "Print the first N samples")->type_name("N")->check(countProblem);
+    sub->add_option("--tail", settings.tail, "Print the last N samples")->type_name("N")->check(countProblem);
     addTime(sub, settings.time);
     sub->add_flag("--json", settings.json, "Print JSON");
   }
@@ -136,25 +156,31 @@ class Parser {
     addPatterns(sub, settings.patterns);
     sub->add_option("--format", settings.format, "csv, json, sqlite or npz; without it the ending of OUT says")
         ->type_name("FORMAT");
-    sub->add_option("-o,--output", settings.output, "The file to write")->required()->type_name("OUT");
+    sub->add_option("-o,--output", settings.output, "The file to write; - is standard output, for csv and json")
+        ->required()
+        ->type_name("OUT");
     sub->add_flag("--split", settings.split, "A CSV file per sample table: OUT.0.csv, OUT.1.csv, ...");
     sub->add_flag("--raw", settings.raw, "Stored integers in place of labels and fixed-point values");
     addTime(sub, settings.time);
-    sub->add_option("--every", settings.every, "Resample to a step of H seconds, held or interpolated")->type_name("H");
+    sub->add_option("--every", settings.every, "Resample to a step of H seconds, held or interpolated")
+        ->type_name("H")
+        ->check(realProblem);
   }
 
   void addDiff() {
     DiffSettings& settings = settings_.diff;
-    CLI::App* sub = add("diff", "Compare two files signal by signal: status 0 equal, 1 different, 2 trouble.",
+    CLI::App* sub = add("diff", "Compare two files signal by signal: status 0 equal, 1 different.",
                         "  qat diff yesterday.qat today.qat\n"
                         "  qat diff yesterday.qat today.qat 'wheels.*' --rtol 1e-6 --atol 1e-9",
                         [&](const Console& console) { return diffFiles(settings, console); });
     addFile(sub, "A", settings.a, "The first file");
     addFile(sub, "B", settings.b, "The second file, to which --rtol refers");
     addPatterns(sub, settings.patterns);
-    sub->add_option("--rtol", settings.rtol, "Tolerance relative to |b|")->type_name("R");
-    sub->add_option("--atol", settings.atol, "Absolute tolerance")->type_name("A");
-    sub->add_option("--time-tol", settings.timeTolerance, "Tolerance of times in seconds")->type_name("T");
+    sub->add_option("--rtol", settings.rtol, "Tolerance relative to |b|")->type_name("R")->check(realProblem);
+    sub->add_option("--atol", settings.atol, "Absolute tolerance")->type_name("A")->check(realProblem);
+    sub->add_option("--time-tol", settings.timeTolerance, "Tolerance of times in seconds")
+        ->type_name("T")
+        ->check(realProblem);
     sub->add_option("--tolerances", settings.tolerances, "A file with lines 'pattern, rtol, atol'; the last match wins")
         ->type_name("FILE");
     sub->add_flag("--json", settings.json, "Print JSON");
@@ -178,11 +204,10 @@ class Parser {
 
   void addCheck() {
     CheckSettings& settings = settings_.check;
-    CLI::App* sub =
-        add("check", "Read everything once and say whether the file is whole: status 0 yes, 1 no, 2 trouble.",
-            "  qat check results.qat\n"
-            "  qat check results.qat && echo whole",
-            [&](const Console& console) { return checkFile(settings, console); });
+    CLI::App* sub = add("check", "Read everything once and say whether the file is whole: status 0 yes, 1 no.",
+                        "  qat check results.qat\n"
+                        "  qat check results.qat && echo whole",
+                        [&](const Console& console) { return checkFile(settings, console); });
     addFile(sub, "FILE", settings.file, "The results file");
   }
 
