@@ -38,6 +38,7 @@ run bench_record --benchmark_repetitions=5 --benchmark_enable_random_interleavin
 run bench_save --benchmark_repetitions=3 --benchmark_enable_random_interleaving=true --dir="$work"
 run bench_run --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
 run bench_read --benchmark_repetitions=3 --dir="$work"
+run bench_results --benchmark_repetitions=3 --dir="$work"
 
 shopt -s nullglob
 python3 "$here/table.py" "$results"/*.json || failed=1

@@ -59,6 +59,15 @@ JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
                                               "floorRead/signals:10000/samples:1000", None, "ms", 1e-3),
     "readSignal/signals:1000/samples:100000": ("read one of 1000 signals x 100 000 (goal 15 ms)",
                                                "floorRead/signals:1000/samples:100000", None, "ms", 1e-3),
+    "listCommand/signals:10000/samples:10": ("qat ls of 10 000 signals (goal 300 ms)",
+                                             "floorListCommand/signals:10000/samples:10", None, "ms", 1e-3),
+    "oneSignal/signals:200/samples:100000": ("open and read one of 200 signals x 100 000",
+                                             "floorOneSignal/signals:200/samples:100000", None, "ms", 1e-3),
+    "exportCsv/signals:200/samples:100000": ("qat export to CSV, 160 MB", "floorDigits/signals:200/samples:100000", 2.0,
+                                             "ms", 1e-3),
+    "diffEqual/signals:200/samples:100000": ("qat diff of two files of 160 MB",
+                                             "floorReadBoth/signals:200/samples:100000", 2.0, "ms", 1e-3),
+    "reduce/points:1000000": ("reduce 1 000 000 points to 1200 pixels", "floorMinMax/points:1000000", None, "ms", 1e-3),
 }
 SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 TOLERANCE = 4 / 3  # how far above its target a ratio may be on a busy machine

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds a release, runs the spacecraft target as generated code would run, and prints what it logged; then runs an FMU.
+# Builds a release, runs the spacecraft target as generated code would run, checks and plots what it logged; then runs an
+# FMU.
 #
 #   scripts/demo.sh OUT
 out=${1:-demo-out}
@@ -15,3 +16,18 @@ programs=build/demo/bin
 
 printf '\n'
 "$programs/vtio-run" run build/demo/fmus/bouncing_ball_fmi3.fmu --locals -o "$out/ball.qat"
+
+# Runs a command of the tool qat and shows how it is typed.
+typed() {
+  printf '\n$ qat'
+  printf ' %q' "$@"
+  printf '\n'
+  "$programs/qat" "$@"
+}
+
+flight=(altitude pointingError wheels.speed mode 'valveOpen*' batteryCharge)
+typed ls "$out/results.qat"
+typed plot "$out/results.qat" altitude mode
+typed plot "$out/results.qat" "${flight[@]}" -o "$out/flight.svg"
+printf '\nThe flight is drawn in %s. Next, for example (qat is %s):\n' "$out/flight.svg" "$programs/qat"
+printf '  %s show %s wheels.speed --from 1200 --to 1200.5\n' "$programs/qat" "$out/results.qat"

@@ -21,6 +21,9 @@ std::string rounded(double value, const char* form) {
   return text;
 }
 
+// Seconds to ten digits: a grid of 0.025 s is not shown with its rounding errors.
+std::string timeText(double seconds) { return rounded(seconds, "%.10g"); }
+
 std::string sizeText(double bytes) {
   constexpr const char* kUnits[] = {"B", "kB", "MB", "GB", "TB"};
   std::size_t unit = 0;
@@ -85,8 +88,8 @@ void printTable(const Signals& signals, bool isLong, const Console& console) {
                                       dimensionsText(signal->dimensions),
                                       signal->unit,
                                       std::to_string(signal->place.count),
-                                      hasSamples ? numberText(signal->first) : "",
-                                      hasSamples ? numberText(signal->last) : "",
+                                      hasSamples ? timeText(signal->first) : "",
+                                      hasSamples ? timeText(signal->last) : "",
                                       rateText(*signal),
                                       sizeText(static_cast<double>(signal->storedBytes()))};
     if (isLong) {

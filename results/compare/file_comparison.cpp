@@ -51,16 +51,46 @@ class TablePair {
   TablePair(const ResultsFile& a, const ResultsFile& b, const ComparisonSettings& settings, FileComparison& result)
       : a_(a), b_(b), settings_(settings), result_(result) {}
 
+  /// Compares pairs that all have the same rows and, in both files, the same times, some rows after others in the same
+  /// memory. @return False, and nothing is compared, if they are not like that.
+  template <class Step>
+  bool compareByRows(const std::vector<Pair>& pairs, Step step) {
+    const RowRange rowsA = rowsOf(*pairs.front().a);
+    const RowRange rowsB = rowsOf(*pairs.front().b);
+    const bool haveSameRows = std::all_of(pairs.begin(), pairs.end(), [&](const Pair& pair) {
+      return rowsOf(*pair.a) == rowsA && rowsOf(*pair.b) == rowsB;
+    });
+    const bool isEmpty = rowsA.count() == 0;
+    if (!haveSameRows || isEmpty || rowsA.count() != rowsB.count() || settings_.timeTolerance != 0) return false;
+    if (!haveSameTimes(pairs.front(), rowsA, rowsB)) return false;
+
+    TableBlock blockA(a_.source(), signalsOf(pairs, &Pair::a));
+    TableBlock blockB(b_.source(), signalsOf(pairs, &Pair::b));
+    std::vector<SeriesComparer> comparers;
+    const std::uint64_t window = rowsAtOnce(std::max(blockA.bytesPerRow(), blockB.bytesPerRow()));
+    for (std::uint64_t row = 0; row < rowsA.count(); row += window) {
+      const std::uint64_t count = std::min(window, rowsA.count() - row);
+      step(static_cast<double>(row) / static_cast<double>(rowsA.count()));
+      blockA.read(rowsA.begin + row, count);
+      blockB.read(rowsB.begin + row, count);
+      for (std::size_t i = 0; i < pairs.size(); ++i) {
+        if (row == 0) {
+          comparers.push_back(comparerOf(pairs[i], blockA.series(i), blockB.series(i)));
+        } else {
+          comparers[i].continueWith(blockA.series(i), blockB.series(i));
+        }
+      }
+      compareSideBySide(comparers, count);
+    }
+    for (std::size_t i = 0; i < pairs.size(); ++i) result_.signals[pairs[i].result].samples = comparers[i].result();
+    return true;
+  }
+
   /// Compares pairs [begin, end) whole.
   void compare(const std::vector<Pair>& pairs, std::size_t begin, std::size_t end) {
-    std::vector<const SignalInfo*> inA;
-    std::vector<const SignalInfo*> inB;
-    for (std::size_t i = begin; i < end; ++i) {
-      inA.push_back(pairs[i].a);
-      inB.push_back(pairs[i].b);
-    }
-    const TableBlock blockA = read(a_, inA);
-    const TableBlock blockB = read(b_, inB);
+    const std::span<const Pair> chosen(pairs.data() + begin, end - begin);
+    const TableBlock blockA = read(a_, signalsOf(chosen, &Pair::a));
+    const TableBlock blockB = read(b_, signalsOf(chosen, &Pair::b));
     CheckedTimes checkedA;
     CheckedTimes checkedB;
     std::vector<SeriesComparer> sameTimes;
@@ -71,8 +101,7 @@ class TablePair {
       const SeriesView seriesB = blockB.series(i - begin);
       checkTimes(a_, *pairs[i].a, seriesA, checkedA);
       checkTimes(b_, *pairs[i].b, seriesB, checkedB);
-      SeriesComparer comparer({*pairs[i].a, seriesA}, {*pairs[i].b, seriesB}, settings_.tolerances.of(pairs[i].a->name),
-                              settings_.timeTolerance);
+      SeriesComparer comparer = comparerOf(pairs[i], seriesA, seriesB);
       if (comparer.haveSameTimes()) {
         places.push_back(pairs[i].result);
         sameTimes.push_back(std::move(comparer));
@@ -87,12 +116,32 @@ class TablePair {
   }
 
  private:
+  static std::vector<const SignalInfo*> signalsOf(std::span<const Pair> pairs, const SignalInfo* Pair::*side) {
+    std::vector<const SignalInfo*> signals;
+    signals.reserve(pairs.size());
+    for (const Pair& pair : pairs) signals.push_back(pair.*side);
+    return signals;
+  }
+
+  SeriesComparer comparerOf(const Pair& pair, const SeriesView& a, const SeriesView& b) const {
+    return {{*pair.a, a}, {*pair.b, b}, settings_.tolerances.of(pair.a->name), settings_.timeTolerance};
+  }
+
   // Neighbouring signals share cache lines: all of them over a few rows, then the next rows.
   static void compareSideBySide(std::vector<SeriesComparer>& comparers, std::size_t samples) {
     constexpr std::size_t kRowsAtOnce = 64;
     for (std::size_t row = 0; row < samples; row += kRowsAtOnce) {
       for (SeriesComparer& comparer : comparers) comparer.compareSamples(row, row + kRowsAtOnce);
     }
+  }
+
+  // Whether the times are equal and do not go back; where they do, the other way says so.
+  bool haveSameTimes(const Pair& pair, RowRange rowsA, RowRange rowsB) const {
+    std::vector<double> timesA(rowsA.count());
+    std::vector<double> timesB(rowsB.count());
+    a_.source().readTimes(pair.a->place.table, rowsA.begin, rowsA.count(), timesA.data());
+    b_.source().readTimes(pair.b->place.table, rowsB.begin, rowsB.count(), timesB.data());
+    return timesA == timesB && std::is_sorted(timesA.begin(), timesA.end());
   }
 
   static TableBlock read(const ResultsFile& file, const std::vector<const SignalInfo*>& signals) {
@@ -163,7 +212,11 @@ FileComparison compareFiles(const ResultsFile& a, const ResultsFile& b, std::spa
   TablePair tables(a, b, settings, result);
   std::size_t done = 0;
   for (const std::vector<Pair>& group : groupPairs(pairs)) {
-    for (std::size_t begin = 0, end = 0; begin < group.size(); begin = end) {
+    const bool isCompared = tables.compareByRows(group, [&](double part) {
+      job.step((static_cast<double>(done) + part * static_cast<double>(group.size())) /
+               static_cast<double>(pairs.size()));
+    });
+    for (std::size_t begin = 0, end = 0; begin < group.size() && !isCompared; begin = end) {
       job.step(static_cast<double>(done + begin) / static_cast<double>(pairs.size()));
       std::uint64_t bytes = 0;
       do bytes += bytesOf(group[end++]);

@@ -85,6 +85,11 @@ class SeriesComparer::Inside {
     }
   }
 
+  void continueWith(const SeriesView& a, const SeriesView& b) {
+    a_ = a;
+    b_ = b;
+  }
+
   const SeriesComparison& result() const { return result_; }
 
  private:
@@ -267,6 +272,8 @@ SeriesComparer::~SeriesComparer() = default;
 bool SeriesComparer::haveSameTimes() const { return inside_->haveSameTimes(); }
 
 void SeriesComparer::compareSamples(std::size_t begin, std::size_t end) { inside_->compareRows(begin, end); }
+
+void SeriesComparer::continueWith(const SeriesView& a, const SeriesView& b) { inside_->continueWith(a, b); }
 
 void SeriesComparer::compareAll() { inside_->compareAll(); }
 

@@ -55,6 +55,9 @@ class VTIO_RESULTS_EXPORT SeriesComparer final {
   /// Compares the samples [begin, end) of both, as many as there are.
   void compareSamples(std::size_t begin, std::size_t end);
 
+  /// Goes on with further samples of both signals, at the same times; compareSamples() then refers to these.
+  void continueWith(const SeriesView& a, const SeriesView& b);
+
   /// Compares everything.
   void compareAll();
 

@@ -21,7 +21,7 @@ std::string braille(std::uint8_t dots) {
 
 std::string axisNumber(double value) {
   char text[32];
-  std::snprintf(text, sizeof text, "%.5g", value);
+  std::snprintf(text, sizeof text, "%.6g", value);
   return text;
 }
 

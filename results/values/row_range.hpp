@@ -17,6 +17,8 @@ struct RowRange {
   std::uint64_t end = 0;
 
   [[nodiscard]] std::uint64_t count() const { return end - begin; }
+
+  friend bool operator==(const RowRange&, const RowRange&) = default;
 };
 
 /// The rows that two ranges share.

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,22 @@ TEST(Comparison, ofEqualFilesFindsNothing) {
   const ResultsFile b = fileWith({0, 1}, {1, -std::nan("")});
   EXPECT_TRUE(compare(a, b).isEqual());
   EXPECT_EQ(samplesOf(a, b).compared, 2U);
+}
+
+TEST(Comparison, goesThroughManyRowsInParts) {
+  std::vector<double> times(140'000);
+  std::iota(times.begin(), times.end(), 0.0);
+  std::vector<double> values(times.size(), 1);
+  const ResultsFile a = fileWith(times, values);
+  values[10] = 2;
+  values.back() = 4;
+  const SeriesComparison found = samplesOf(a, fileWith(times, values));
+  EXPECT_EQ(found.compared, times.size());
+  EXPECT_EQ(found.deviating, 2U);
+  EXPECT_EQ(found.first.time, 10);
+  EXPECT_EQ(found.largest.time, 139'999);
+  times[5] = 7;  // goes back at the next row
+  EXPECT_THROW(compare(fileWith(times, values), fileWith(times, values)), ResultsError);
 }
 
 TEST(Comparison, allowsAtolPlusRtolTimesB) {
