@@ -6,16 +6,17 @@ OUT ?= demo-out
 export JOBS
 
 .DEFAULT_GOAL := help
-.PHONY: help demo test check lint bench format clean
+.PHONY: help demo test check lint bench package format clean
 
 help:
-	@echo "make demo     build everything, run the spacecraft target, print what it logged (OUT=$(OUT))"
+	@echo "make demo     build everything, run the spacecraft target, plot what it logged (OUT=$(OUT))"
 	@echo "make test     build a release and run its tests"
 	@echo "make check    everything else: sanitizers with Clang, threads, fuzzers, headers, lint, format"
 	@echo "make lint     clang-tidy with all checks over every source by itself (make check is quicker: without the analyzer)"
 	@echo "make bench    run the benchmarks, print each ratio to its floor; fails where one is far above its target"
+	@echo "make package  build the Debian packages into packages/ and try what they install"
 	@echo "make format   rewrite the sources in the project's format"
-	@echo "make clean    remove build/ and $(OUT)/"
+	@echo "make clean    remove build/, packages/ and $(OUT)/"
 
 demo:
 	@scripts/install-packages.sh demo tools
@@ -26,7 +27,7 @@ test:
 	@scripts/test.sh
 
 check:
-	@scripts/install-packages.sh demo tools test check
+	@scripts/install-packages.sh demo tools test package check
 	@scripts/check.sh
 
 lint:
@@ -37,8 +38,12 @@ bench:
 	@scripts/install-packages.sh demo tools bench
 	@scripts/bench.sh
 
+package:
+	@scripts/install-packages.sh demo tools package
+	@scripts/package.sh packages
+
 format:
 	@scripts/format.sh
 
 clean:
-	@rm -rf build $(OUT)
+	@rm -rf build packages $(OUT)

@@ -8,16 +8,16 @@ get_property(libraries GLOBAL PROPERTY VTIO_LIBRARIES)
 foreach(library IN LISTS libraries)
   set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
   install(TARGETS ${library} EXPORT vtioTargets
-    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-    FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT libraries NAMELINK_COMPONENT dev
+    FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT dev)
 endforeach()
 
 set(VTIO_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/vtio")
-install(EXPORT vtioTargets NAMESPACE vtio:: DESTINATION "${VTIO_CMAKE_DIR}")
+install(EXPORT vtioTargets NAMESPACE vtio:: DESTINATION "${VTIO_CMAKE_DIR}" COMPONENT dev)
 configure_package_config_file(cmake/vtioConfig.cmake.in vtioConfig.cmake INSTALL_DESTINATION "${VTIO_CMAKE_DIR}")
 write_basic_package_version_file(vtioConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/vtioConfig.cmake" "${CMAKE_CURRENT_BINARY_DIR}/vtioConfigVersion.cmake"
-  DESTINATION "${VTIO_CMAKE_DIR}")
+  DESTINATION "${VTIO_CMAKE_DIR}" COMPONENT dev)
 
 # vtio_install_pc(<file> LIBRARY <name> DESCRIPTION <text> [REQUIRES <pc>...]): installs <file>.pc.
 function(vtio_install_pc file)
@@ -38,7 +38,7 @@ function(vtio_install_pc file)
     set(PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
   endif()
   configure_file(cmake/vtio.pc.in ${file}.pc @ONLY)
-  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${file}.pc" DESTINATION "${PC_DIR}")
+  install(FILES "${CMAKE_CURRENT_BINARY_DIR}/${file}.pc" DESTINATION "${PC_DIR}" COMPONENT dev)
 endfunction()
 
 vtio_install_pc(vtio-platform LIBRARY vtio_platform DESCRIPTION "Environment services that vtio calls")

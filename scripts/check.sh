@@ -10,5 +10,6 @@ check "fuzzers: 30 s each" fuzz/smoke.sh build/asan 30
 check "ThreadSanitizer: build" build tsan threads_test
 run_tests "ThreadSanitizer: tests" tsan
 check "every header compiled alone" cmake --build build/asan -j "$jobs" --target all_verify_interface_header_sets
+check "Debian packages" scripts/package.sh build/packages
 check "lint" scripts/lint.sh --quick
 finish "make check"
