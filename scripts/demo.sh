@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds a release, runs the spacecraft target as generated code would run, checks and plots what it logged; then runs an
-# FMU.
+# FMU, once and 20 times.
 #
 #   scripts/demo.sh OUT
 out=${1:-demo-out}
@@ -16,6 +16,8 @@ programs=build/demo/bin
 
 printf '\n'
 "$programs/vtio-run" run build/demo/fmus/bouncing_ball_fmi3.fmu --locals -o "$out/ball.qat"
+"$programs/vtio-run" sweep build/demo/fmus/bouncing_ball_fmi3.fmu --grid e=0.5:0.9:20 --final h -j "$jobs" \
+  -o "$out/sweep.qat"
 
 # Runs a command of the tool qat and shows how it is typed.
 typed() {

@@ -30,6 +30,9 @@ class VTIO_RUNNER_EXPORT Channel final {
   Channel(Channel&& other) noexcept : socket_(std::exchange(other.socket_, -1)), buffer_(std::move(other.buffer_)) {}
   Channel& operator=(Channel&&) = delete;
 
+  /// For poll(): readable when a parcel, a part of one or the end is there.
+  [[nodiscard]] int socket() const { return socket_; }
+
   /// False if the other end is gone.
   [[nodiscard]] bool send(const Parcel& parcel);
 

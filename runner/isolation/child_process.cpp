@@ -49,8 +49,10 @@ ChildProcess::~ChildProcess() {
   }
 }
 
-void ChildProcess::kill() {
-  if (!ended_) ::kill(process_, SIGKILL);
+void ChildProcess::kill() { signal(SIGKILL); }
+
+void ChildProcess::signal(int number) {
+  if (!ended_) ::kill(process_, number);
 }
 
 std::string ChildProcess::waitForEnd() {

@@ -23,12 +23,15 @@ class ChildProcess final {
 
   void kill();
 
+  /// Sends a signal to the child.
+  void signal(int number);
+
   /// Waits for the child's end.
   /// @return How it ended, as the end of a sentence: "crashed (Segmentation fault)", "ended its process (status 3)".
   [[nodiscard]] std::string waitForEnd();
 
  private:
-  pid_t process_;
+  pid_t process_ = -1;
   bool ended_ = false;
 };
 

@@ -214,15 +214,16 @@ class IsolatedInstance final : public Instance {
 
   [[noreturn]] void failEnded(Call call) {
     isGone_ = true;
-    throw RunnerError(ExitStatus::failed, "the FMU " + process_->waitForEnd() + " in " + nameOf(call));
+    throw ProcessGone("the FMU " + process_->waitForEnd() + " in " + nameOf(call), false);
   }
 
   [[noreturn]] void failTimedOut(Call call) {
     isGone_ = true;
     process_->kill();
     const double seconds = std::chrono::duration<double>(patience_).count();
-    throw RunnerError(ExitStatus::failed, std::string("the FMU did not return from ") + nameOf(call) + " within " +
-                                              numberText(seconds) + " s and was stopped");
+    throw ProcessGone(std::string("the FMU did not return from ") + nameOf(call) + " within " + numberText(seconds) +
+                          " s and was stopped",
+                      true);
   }
 
   void takeTexts(std::size_t count) {

@@ -4,16 +4,30 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 
+#include "runner/error.hpp"
 #include "runner/export.hpp"
 #include "runner/fmu/instance.hpp"
 
 namespace vtio::runner {
 
+/// The process of an FMU is gone.
+class VTIO_RUNNER_EXPORT ProcessGone final : public RunnerError {
+ public:
+  ProcessGone(const std::string& what, bool timedOut) : RunnerError(ExitStatus::failed, what), timedOut_(timedOut) {}
+
+  /// Whether it was stopped because it did not return.
+  [[nodiscard]] bool timedOut() const { return timedOut_; }
+
+ private:
+  bool timedOut_;
+};
+
 /// Instantiates an FMU for Co-Simulation in a copy of this process.
 ///
 /// Each operation waits for the other process. When that ends, or an operation takes longer than `patience`, the
-/// operation throws a RunnerError of status failed that says so; the process is then gone, and so is the instance.
+/// operation throws ProcessGone; the instance can only be destroyed then.
 /// @param model Read when the process starts.
 /// @throws RunnerError as makeCoSimulation(), and if there is no process to be had.
 [[nodiscard]] VTIO_RUNNER_EXPORT std::unique_ptr<Instance> makeIsolatedCoSimulation(const ModelDescription& model,

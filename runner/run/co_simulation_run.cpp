@@ -132,7 +132,8 @@ RunEnd CoSimulationRun::run(std::optional<double> next, const std::function<int(
     early = advance(interrupted);
   } while ((!early || early->status == ExitStatus::done) && goBack());
   if (early) return *early;
-  return {ExitStatus::done, ended_ ? "the FMU ended the simulation at the time " + numberText(time_) : "", time_};
+  return {ExitStatus::done, Failure::none,
+          ended_ ? "the FMU ended the simulation at the time " + numberText(time_) : "", time_};
 }
 
 // Steps to the stop, or to where the FMU ends the simulation; says how the run ended if it ended elsewhere.
@@ -141,14 +142,15 @@ std::optional<RunEnd> CoSimulationRun::advance(const std::function<int()>& inter
     if (times_.rewind && !checkpoint_ && time_ >= *times_.rewind) takeCheckpoint();
     if (const int number = interrupted(); number != 0) {
       const bool isInterrupt = number == SIGINT;
-      return RunEnd{isInterrupt ? ExitStatus::interrupted : ExitStatus::terminated,
+      return RunEnd{isInterrupt ? ExitStatus::interrupted : ExitStatus::terminated, Failure::none,
                     std::string(isInterrupt ? "interrupted" : "terminated") + " at the time " + numberText(time_),
                     time_};
     }
     const double target = nextTarget();
     // Without variable steps the last step that fits is the end.
     if (target > times_.stop + kRoundOff * times_.step) {
-      return RunEnd{ExitStatus::done, "the FMU cannot vary its steps: the run ends at " + numberText(time_), time_};
+      return RunEnd{ExitStatus::done, Failure::none,
+                    "the FMU cannot vary its steps: the run ends at " + numberText(time_), time_};
     }
     step(target);
   }

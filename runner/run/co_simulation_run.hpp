@@ -2,6 +2,7 @@
 /// Steps an FMU through a Co-Simulation and logs it.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -18,9 +19,13 @@
 
 namespace vtio::runner {
 
+/// Why a run failed.
+enum class Failure : std::uint8_t { none, model, crash, timeout };
+
 /// How a run ended.
 struct RunEnd {
   ExitStatus status = ExitStatus::done;
+  Failure failure = Failure::none;
   std::string message;    ///< why it ended early; empty if it did not
   double lastTime = 0.0;  ///< seconds
 };

@@ -4,6 +4,7 @@ namespace vtio::runner {
 namespace {
 
 volatile std::sig_atomic_t received_ = 0;
+int guards_ = 0;
 
 // SA_RESETHAND has put the default back: the next signal of this number ends the program. The other number, too.
 void note(int number) {
@@ -14,7 +15,7 @@ void note(int number) {
 }  // namespace
 
 InterruptGuard::InterruptGuard() {
-  received_ = 0;
+  if (guards_++ == 0) received_ = 0;
   struct sigaction action {};
   action.sa_handler = &note;
   action.sa_flags = static_cast<int>(SA_RESETHAND);
@@ -24,6 +25,7 @@ InterruptGuard::InterruptGuard() {
 }
 
 InterruptGuard::~InterruptGuard() {
+  --guards_;
   sigaction(SIGINT, &interrupt_, nullptr);
   sigaction(SIGTERM, &terminate_, nullptr);
 }

@@ -8,7 +8,7 @@
 
 namespace vtio::runner {
 
-/// Catches SIGINT and SIGTERM while it lives. One at a time in a process.
+/// Catches SIGINT and SIGTERM while it lives. One inside another knows what the outer one caught. For one thread.
 class VTIO_RUNNER_EXPORT InterruptGuard final {
  public:
   InterruptGuard();

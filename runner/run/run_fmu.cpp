@@ -1,11 +1,14 @@
 #include "runner/run/run_fmu.hpp"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <ostream>
 #include <system_error>
+#include <utility>
 
 #include "platform/diagnostics.hpp"
 #include "platform/qat.hpp"
@@ -36,24 +39,6 @@ const Interface& chooseKind(const ModelDescription& model, const RunOptions& opt
     throw RunnerError("the FMU offers Model Exchange only, which is not supported yet");
   }
   throw RunnerError("the FMU offers Scheduled Execution only, which is not supported");
-}
-
-// Results that could not be saved at the end are refused before the model runs.
-void checkOutput(const RunOptions& options) {
-  const fs::path& output = options.output;
-  const std::string name = "'" + printable(output.string()) + "'";
-  std::error_code ignored;
-  if (output.empty()) throw RunnerError("the name of the results file is empty");
-  if (fs::is_directory(output, ignored)) throw RunnerError("the results file " + name + " is a folder");
-  const fs::path folder = output.parent_path();
-  if (!folder.empty() && !fs::is_directory(folder, ignored)) {
-    throw RunnerError("the folder '" + printable(folder.string()) + "' of the results does not exist");
-  }
-  for (const fs::path& read : {options.fmu, options.input, options.selection}) {
-    if (!read.empty() && fs::equivalent(output, read, ignored)) {
-      throw RunnerError("the results file " + name + " would replace a file that the run reads");
-    }
-  }
 }
 
 // The libraries of this machine and the resources, unpacked.
@@ -152,6 +137,31 @@ void report(const RunPlan& plan, const RunEnd& end, const fs::path& file, std::o
   out << file.string() << "\n";
 }
 
+// What is not the model's failure is thrown again.
+RunEnd endOf(const RunnerError& error, double lastTime, const std::string& where) {
+  if (error.status() != ExitStatus::failed) throw;
+  Failure failure = Failure::model;
+  if (const auto* gone = dynamic_cast<const ProcessGone*>(&error)) {
+    failure = gone->timedOut() ? Failure::timeout : Failure::crash;
+  }
+  return {ExitStatus::failed, failure, error.what() + where, lastTime};
+}
+
+template <typename T>
+double numberAt(const std::byte* place) {
+  T value{};
+  std::memcpy(&value, place, sizeof value);
+  return static_cast<double>(value);
+}
+
+double numberOf(VariableType type, const std::byte* place) {
+  static constexpr std::array<double (*)(const std::byte*), 12> kReaders{
+      numberAt<double>,       numberAt<float>,         numberAt<std::int8_t>,  numberAt<std::uint8_t>,
+      numberAt<std::int16_t>, numberAt<std::uint16_t>, numberAt<std::int32_t>, numberAt<std::uint32_t>,
+      numberAt<std::int64_t>, numberAt<std::uint64_t>, numberAt<std::uint8_t>, numberAt<std::int64_t>};
+  return kReaders.at(static_cast<std::size_t>(type))(place);
+}
+
 // All that lives from the instantiation to the results file.
 class Session {
  public:
@@ -182,15 +192,22 @@ class Session {
       end = follow(run, first);
       if (end.status != ExitStatus::failed) instance->terminate();
     } catch (const RunnerError& error) {
-      if (error.status() != ExitStatus::failed) throw;
-      end.status = ExitStatus::failed;
-      end.message = error.what();
+      end = endOf(error, end.lastTime, "");
     }
     if (end.status == ExitStatus::failed && !messages.last().empty()) end.message += " (" + messages.last() + ")";
     return end;
   }
 
   recorders::RecordingSession& recording() { return recording_; }
+
+  [[nodiscard]] std::vector<double> finalValues() const {
+    std::vector<double> values;
+    values.reserve(plan_.finals.size());
+    for (const std::size_t index : plan_.finals) {
+      values.push_back(numberOf(plan_.model.variables[index].type, running_.numbers(index)));
+    }
+    return values;
+  }
 
  private:
   [[nodiscard]] std::unique_ptr<Instance> makeInstance(const InstanceSetup& setup, const RunOptions& options) const {
@@ -204,8 +221,7 @@ class Session {
     try {
       return run.run(first.nextTime, &InterruptGuard::received);
     } catch (const RunnerError& error) {
-      if (error.status() != ExitStatus::failed) throw;
-      return {ExitStatus::failed, std::string(error.what()) + " at the time " + numberText(run.time()), run.time()};
+      return endOf(error, run.time(), " at the time " + numberText(run.time()));
     }
   }
 
@@ -219,24 +235,49 @@ class Session {
 
 }  // namespace
 
-ExitStatus runFmu(const RunOptions& options, std::ostream& out, std::ostream& messages) {
-  const InterruptGuard guard;
-  checkOutput(options);
-  const FmuFile fmu(options.fmu);
+void checkOutput(const RunOptions& options) {
+  const fs::path& output = options.output;
+  const std::string name = "'" + printable(output.string()) + "'";
+  std::error_code ignored;
+  if (output.empty()) throw RunnerError("the name of the results file is empty");
+  if (fs::is_directory(output, ignored)) throw RunnerError("the results file " + name + " is a folder");
+  const fs::path folder = output.parent_path();
+  if (!folder.empty() && !fs::is_directory(folder, ignored)) {
+    throw RunnerError("the folder '" + printable(folder.string()) + "' of the results does not exist");
+  }
+  for (const fs::path& read : {options.fmu, options.input, options.selection}) {
+    if (!read.empty() && fs::equivalent(output, read, ignored)) {
+      throw RunnerError("the results file " + name + " would replace a file that the run reads");
+    }
+  }
+}
+
+const Interface& interfaceForRun(const FmuFile& fmu, const RunOptions& options) {
   if (const Mistake* mistake = fmu.mistakes().firstThatPreventsRun()) {
     throw RunnerError(mistake->text(), "modelDescription.xml");
   }
-  const Interface& way = chooseKind(fmu.model(), options);
+  return chooseKind(fmu.model(), options);
+}
+
+ExitStatus runFmu(const RunOptions& options, std::ostream& out, std::ostream& messages) {
+  return runForOutcome(options, out, messages).end.status;
+}
+
+RunOutcome runForOutcome(const RunOptions& options, std::ostream& out, std::ostream& messages) {
+  const InterruptGuard guard;
+  checkOutput(options);
+  const FmuFile fmu(options.fmu);
+  const Interface& way = interfaceForRun(fmu, options);
   const RunPlan plan = planRun(fmu.model(), options);
   Session session(plan, options);
   const Unpacked unpacked(fmu, way);
   Messages received(options, messages);
   for (const std::string& note : plan.notes) messages << "vtio-run: " << options.fmu.string() << ": " << note << "\n";
-  const RunEnd end = session.run(unpacked, way, received, options);
+  RunEnd end = session.run(unpacked, way, received, options);
   if (!end.message.empty()) messages << "vtio-run: " << options.fmu.string() << ": " << end.message << "\n";
   save(session.recording(), plan, end, options.output);
   report(plan, end, options.output, out);
-  return end.status;
+  return {std::move(end), session.finalValues()};
 }
 
 }  // namespace vtio::runner

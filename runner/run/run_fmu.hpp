@@ -4,9 +4,12 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <vector>
 
 #include "runner/error.hpp"
 #include "runner/export.hpp"
+#include "runner/fmu/fmu_file.hpp"
+#include "runner/run/co_simulation_run.hpp"
 #include "runner/run/run_options.hpp"
 
 namespace vtio::runner {
@@ -17,5 +20,23 @@ namespace vtio::runner {
 /// @return How it ended; the message of a failed model stands in `messages`.
 /// @throws RunnerError for what is wrong before the model runs, and for a results file that cannot be written.
 VTIO_RUNNER_EXPORT ExitStatus runFmu(const RunOptions& options, std::ostream& out, std::ostream& messages);
+
+/// How a run ended and what it came to.
+struct RunOutcome {
+  RunEnd end;
+  std::vector<double> finals;  ///< last values of the scalars that RunOptions::finals match, in the model's order
+};
+
+/// As runFmu().
+[[nodiscard]] VTIO_RUNNER_EXPORT RunOutcome runForOutcome(const RunOptions& options, std::ostream& out,
+                                                          std::ostream& messages);
+
+/// @throws RunnerError if results cannot be saved under the name: it is empty or that of a folder, its own folder does
+///   not exist, or it is a file that the run reads.
+VTIO_RUNNER_EXPORT void checkOutput(const RunOptions& options);
+
+/// @return The interface that a run uses; valid as long as the FMU.
+/// @throws RunnerError for a mistake in the description that prevents a run, and if there is no such interface.
+[[nodiscard]] VTIO_RUNNER_EXPORT const Interface& interfaceForRun(const FmuFile& fmu, const RunOptions& options);
 
 }  // namespace vtio::runner

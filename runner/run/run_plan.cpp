@@ -202,6 +202,27 @@ void choose(RunPlan& plan, const RunOptions& options) {
   plan.trees = makeSignalTrees(plan.model, chosen);
 }
 
+bool isScalarNumber(const Variable& variable) {
+  return variable.dimensions.empty() && bytesOf(variable.type) > 0 && variable.type != VariableType::clock;
+}
+
+void chooseFinals(RunPlan& plan, const std::vector<std::string>& patterns) {
+  std::vector<bool> matched(patterns.size(), false);
+  for (const std::size_t index : plan.running) {
+    const Variable& variable = plan.model.variables[index];
+    bool wanted = false;
+    for (std::size_t i = 0; i < patterns.size(); ++i) {
+      if (!isScalarNumber(variable) || !matches(patterns[i], variable.name)) continue;
+      matched[i] = true;
+      wanted = true;
+    }
+    if (wanted) plan.finals.push_back(index);
+  }
+  for (std::size_t i = 0; i < matched.size(); ++i) {
+    if (!matched[i]) throw RunnerError("--final: no logged scalar matches '" + printable(patterns[i]) + "'");
+  }
+}
+
 }  // namespace
 
 RunPlan planRun(ModelDescription model, const RunOptions& options) {
@@ -212,6 +233,7 @@ RunPlan planRun(ModelDescription model, const RunOptions& options) {
   plan.assignments = readAssignments(plan.model, options.set);
   plan.changeLimits = readChangeLimits(plan.model, options.maxChange);
   choose(plan, options);
+  chooseFinals(plan, options.finals);
   return plan;
 }
 

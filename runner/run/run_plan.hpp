@@ -26,6 +26,7 @@ struct RunPlan {
   std::vector<Assignment> assignments;
   std::vector<ChangeLimit> changeLimits;
   std::vector<std::size_t> running, parameters;  ///< indices of what is logged, ascending
+  std::vector<std::size_t> finals;               ///< indices of the scalars whose last values are wanted
   std::vector<SignalTree> trees;
   std::vector<std::string> notes;  ///< what the user should know
 };

@@ -195,6 +195,24 @@ TEST_F(ProgramTest, AnInterruptEndsAnIsolatedRunToo) {
   EXPECT_TRUE(fs::is_empty(file("tmp")));
 }
 
+// The runs that are not finished stay pending, and are made when the sweep is resumed.
+TEST_F(ProgramTest, AnInterruptedSweepIsResumed) {
+  const std::vector<std::string> words{"sweep", fmu("van_der_pol_fmi3"), "--grid", "mu=0.5:1.5:3", "-j", "2"};
+  std::vector<std::string> endless = words;
+  endless.insert(endless.end(), {"--stop", "1e7"});
+  const pid_t child = start(endless);
+  ASSERT_TRUE(temporaryFilesAppear());
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  kill(child, SIGINT);
+  EXPECT_EQ(finish(child), 130) << err();
+  EXPECT_EQ(out(), "3 runs: 3 pending\nsweep.qat\n");
+  EXPECT_TRUE(temporaryFilesVanish());
+  std::vector<std::string> again = words;
+  again.insert(again.end(), {"--stop", "1", "--resume"});
+  EXPECT_EQ(run(again), 0) << err();
+  EXPECT_EQ(out(), "3 runs: 3 done\nsweep.qat\n");
+}
+
 // The process of the FMU holds the folder of its files open: the folder vanishes after both processes.
 TEST_F(ProgramTest, AKilledRunTakesTheProcessOfItsFmuWithIt) {
   const pid_t child = start({"run", fmu("misbehaving_fmi2"), "--set", "way=endless", "--isolate"});
