@@ -14,6 +14,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/export.hpp"
@@ -43,10 +44,11 @@ struct TextCell {
   }
 };
 
-/// The place of a table that is already in a Qat file.
+/// The place of a table that is already in a Qat file, all of its rows.
 struct StoredTable {
-  std::string file;         ///< path
-  std::uint32_t table = 0;  ///< member of `qat.samples`
+  std::string file;                                        ///< path
+  std::uint32_t table = 0;                                 ///< member of `qat.samples`
+  std::unordered_map<std::size_t, std::uint32_t> records;  ///< of its leaves, by their offsets in a row
 };
 
 /// Rows that were recorded at the same times. Its contents never change; its functions may be called from any thread.

@@ -13,7 +13,7 @@
 
 namespace vtu::qat {
 
-Descriptor::Descriptor(const std::string& name, int flags)
+Descriptor::Descriptor(const std::string& name, int flags, bool lock)
     : value_(::open(name.c_str(), flags | O_NONBLOCK | O_CLOEXEC, 0666)) {
   if (value_ < 0) {
     throw Failure(errno == ENOENT ? kAbsent : kStorage, std::string("cannot be opened: ") + std::strerror(errno));
@@ -22,7 +22,7 @@ Descriptor::Descriptor(const std::string& name, int flags)
   const bool isFile = fstat(value_, &status) == 0 && S_ISREG(status.st_mode);
   const bool reads = (flags & O_ACCMODE) == O_RDONLY;
   // Without locks on this file system, no other program has one.
-  const bool isFree = !isFile || flock(value_, (reads ? LOCK_SH : LOCK_EX) | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+  const bool isFree = !isFile || !lock || flock(value_, (reads ? LOCK_SH : LOCK_EX) | LOCK_NB) == 0 || errno != EWOULDBLOCK;
   if (isFile && isFree) return;
   reset();
   if (!isFile) throw Failure(kStorage, "is not a regular file");

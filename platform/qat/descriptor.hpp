@@ -12,8 +12,9 @@ class Descriptor final {
   Descriptor() = default;
 
   /// Opens a file and locks it, without waiting. @param flags Of open(); O_RDONLY takes a shared lock, any
-  /// other an exclusive one. @throws Failure with the system's message, and when the file is in use
-  Descriptor(const std::string& name, int flags);
+  /// other an exclusive one. @param lock False: the caller has the right to the file already. @throws Failure with the
+  /// system's message, and when the file is in use
+  Descriptor(const std::string& name, int flags, bool lock = true);
   Descriptor(Descriptor&& other) noexcept;
   Descriptor& operator=(Descriptor&& other) noexcept;
   ~Descriptor() { reset(); }

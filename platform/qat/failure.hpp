@@ -21,6 +21,7 @@ enum ErrorCode : int {
   kDamaged = 5,      ///< the file's content contradicts itself
   kUnsupported = 6,  ///< content that a Qat file does not hold, or a newer format version
   kOutOfMemory = 7,
+  kDiskFull = 8,  ///< nothing failed yet: the room that is left is for closing a file that is being streamed
 };
 
 /// One failed operation: a code, a sentence, and the place inside the file, to which each caller adds a level.

@@ -7,12 +7,14 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/qat/attributes.hpp"
 #include "platform/qat/driver.hpp"
 #include "platform/qat/equality.hpp"
 #include "platform/qat/failure.hpp"
+#include "platform/qat/file_format.hpp"
 #include "platform/qat/names.hpp"
 #include "platform/qat/read/reader.hpp"
+#include "platform/qat/stream/stream_lock.hpp"
+#include "platform/qat/stream/unfinished.hpp"
 #include "platform/qat/superblock.hpp"
 #include "platform/qat/write/remove_link.hpp"
 #include "platform/qat/write/table_upkeep.hpp"
@@ -20,34 +22,13 @@
 namespace vtu::qat {
 namespace {
 
-constexpr const char* kFormatAttribute = "qat.format";
-constexpr const char* kVersionAttribute = "qat.version";
-constexpr std::uint32_t kVersion = 2;
 constexpr off_t kReserve = 256 << 10;  // bytes that linking one more variable surely does not need
-
-Handle makeAccessList() {
-  constexpr unsigned kAttemptsInStream = 20;  // a writer may be in the middle of a structure
-  Handle list(checked(H5Pcreate(H5P_FILE_ACCESS), kStorage, "cannot make a property list"));
-  constexpr const char* kWhat = "cannot set up the file access";
-  checked(H5Pset_libver_bounds(list.get(), H5F_LIBVER_V110, H5F_LIBVER_V110), kStorage, kWhat);
-  checked(H5Pset_fclose_degree(list.get(), H5F_CLOSE_STRONG), kStorage, kWhat);
-  checked(H5Pset_metadata_read_attempts(list.get(), kAttemptsInStream), kStorage, kWhat);
-  checked(H5Pset_driver(list.get(), fileDriver(), nullptr), kStorage, kWhat);
-  return list;
-}
-
-Handle makeFileCreationList() {
-  Handle list(checked(H5Pcreate(H5P_FILE_CREATE), kStorage, "cannot make a property list"));
-  checked(H5Pset_link_creation_order(list.get(), H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED), kStorage,
-          "cannot keep the order of variables");
-  checked(H5Pset_obj_track_times(list.get(), false), kStorage, "cannot set up the file");
-  return list;
-}
 
 }  // namespace
 
-std::unique_ptr<File> File::open(const std::string& name, Mode mode) {
-  std::unique_ptr<File> file(new File(name, mode));
+std::unique_ptr<File> File::open(const std::string& name, Mode mode, Owner owner) {
+  std::unique_ptr<File> file(new File(name, mode, owner));
+  if (mode != Mode::read && owner == Owner::anybody) requireNotStreamed(file->descriptor_.get());
   if (mode == Mode::create) {
     file->create();
   } else {
@@ -56,12 +37,15 @@ std::unique_ptr<File> File::open(const std::string& name, Mode mode) {
   return file;
 }
 
-File::File(std::string name, Mode mode)
+File::File(std::string name, Mode mode, Owner owner)
     : name_(std::move(name)),
       mode_(mode),
-      descriptor_(name_, mode == Mode::read     ? O_RDONLY
-                         : mode == Mode::update ? O_RDWR
-                                                : O_RDWR | O_CREAT),
+      owner_(owner),
+      descriptor_(name_,
+                  mode == Mode::read     ? O_RDONLY
+                  : mode == Mode::update ? O_RDWR
+                                         : O_RDWR | O_CREAT,
+                  owner == Owner::anybody),
       bytes_(descriptor_.get()),
       integrity_(bytes_),
       shared_([this](haddr_t address, const qxArray& array) { return holds(address, array); }) {}
@@ -78,7 +62,7 @@ void File::create() {
                          "cannot be created"));
   abandoningOnFailure([this] {
     takeRoot();
-    writeFormat();
+    writeFormat(kit_, root_.get());
     flush();
     settle();
   });
@@ -89,18 +73,25 @@ void File::openExisting() {
   const Superblock superblock = readSuperblock(bytes_);
   if (!superblock.markedAsOpen()) integrity_.endAt(superblock.endOfFile);
   integrity_.requireObject(superblock.rootAddress, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
-  openLibraryFile(superblock.markedAsStreamed() ? H5F_ACC_RDONLY | H5F_ACC_SWMR_READ : H5F_ACC_RDONLY);
+  live_ = superblock.markedAsStreamed();
+  openLibraryFile(live_ ? H5F_ACC_RDONLY | H5F_ACC_SWMR_READ : H5F_ACC_RDONLY);
   checkFormat();
   if (mode_ == Mode::read) {
-    if (superblock.markedAsStreamed()) static_cast<void>(flock(descriptor_.get(), LOCK_UN));
+    if (live_) static_cast<void>(flock(descriptor_.get(), LOCK_UN));
     return;
   }
+  live_ = false;
   root_.reset();
   file_.reset();
   if (superblock.markedAsOpen() && !clearOpenMark(descriptor_.get(), true)) {
     throw Failure(kStorage, "is marked as being written, and cannot be mended");
   }
   openLibraryFile(H5F_ACC_RDWR);
+  abandoningOnFailure([this] {
+    finishStream(source(), owner_ == Owner::stream);
+    flush();
+    settle();
+  });
 }
 
 void File::openLibraryFile(unsigned flags) {
@@ -116,14 +107,6 @@ void File::takeRoot() {
     throw Failure(kStorage, "was replaced by another file while it was opened");
   }
   root_ = Handle(checked(H5Gopen2(file_.get(), "/", H5P_DEFAULT), kDamaged, "its root group cannot be opened"));
-}
-
-void File::writeFormat() {
-  writeTextAttribute(kit_, root_.get(), kFormatAttribute, "qat");
-  const Handle version(
-      checked(H5Acreate2(root_.get(), kVersionAttribute, H5T_STD_U32LE, kit_.scalarSpace(), H5P_DEFAULT, H5P_DEFAULT),
-              kStorage, "cannot write the format version"));
-  checked(H5Awrite(version.get(), H5T_NATIVE_UINT32, &kVersion), kStorage, "cannot write the format version");
 }
 
 void File::checkFormat() {
@@ -157,8 +140,8 @@ bool File::has(const std::string& link) const { return hasMember(root_.get(), li
 
 Source File::source() {
   requireUsable();
-  if (mode_ != Mode::read) fileChanged();
-  return {kit_, bytes_, integrity_, root_.get(), name_};
+  if (mode_ != Mode::read || live_) fileChanged();
+  return {kit_, bytes_, integrity_, root_.get(), name_, live_};
 }
 
 qalc::ArrayPtr File::get(const std::string& variable) {
@@ -236,7 +219,7 @@ void File::unlink(const std::string& link) {
 
 void File::removeUnusedTables() {
   flush();  // what is read must be in the file
-  qat::removeUnusedTables(source(), mode_ == Mode::create);
+  qat::removeUnusedTables(source(), mode_ == Mode::create, keptTables_);
   samples_.clear();
 }
 

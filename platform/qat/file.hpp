@@ -27,8 +27,13 @@ class File final {
  public:
   enum class Mode { read, create, update };
 
-  /// Opens a file. @param name UTF-8 file name.
-  static std::unique_ptr<File> open(const std::string& name, Mode mode);
+  /// Who opens it. The one that streams into a file keeps others from changing it (stream/stream_lock.hpp) and takes no
+  /// further lock.
+  enum class Owner { anybody, stream };
+
+  /// Opens a file. A file whose writer died while it streamed is completed when it is opened for changes.
+  /// @param name UTF-8 file name.
+  static std::unique_ptr<File> open(const std::string& name, Mode mode, Owner owner = Owner::anybody);
 
   File(const File&) = delete;
   File& operator=(const File&) = delete;
@@ -43,12 +48,15 @@ class File final {
   /// What reading needs; valid until the file is changed or closed.
   [[nodiscard]] Source source();
 
+  /// Keeps the tables below a number whether a variable refers to them or not.
+  void keepTables(std::uint32_t below) { keptTables_ = below; }
+
   /// Closes the file; nothing else may be called afterwards. @throws Failure when what was written is not all in the
   /// file.
   void close();
 
  private:
-  File(std::string name, Mode mode);
+  File(std::string name, Mode mode, Owner owner);
 
   void openExisting();
   void create();
@@ -56,7 +64,6 @@ class File final {
   void takeRoot();
   void requireWritten();
   void checkFormat();
-  void writeFormat();
   void fileChanged();
   void requireUsable() const;
   void requireWritable() const;
@@ -76,6 +83,8 @@ class File final {
 
   std::string name_;
   Mode mode_;
+  Owner owner_;
+  bool live_ = false;                                                       // it is read while it may grow
   Descriptor descriptor_;                                                   // holds the lock
   FileBytes bytes_;                                                         // through it
   Integrity integrity_;                                                     // reads bytes_
@@ -85,7 +94,8 @@ class File final {
   Kit kit_;
   std::set<std::string> written_;  // links to variables of this session
   SharedObjects shared_;
-  SampleStore samples_{kit_};
+  SampleStore samples_{kit_, name_};
+  std::uint32_t keptTables_ = 0;  // tables below this number are never removed
 };
 
 }  // namespace vtu::qat

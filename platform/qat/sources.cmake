@@ -2,6 +2,7 @@
 list(APPEND VTIO_QAT_SOURCES
   qat.cpp
   qat_parts.cpp
+  qat_stream.cpp
   qat/attributes.cpp
   qat/attributes.hpp
   qat/checksum.cpp
@@ -18,6 +19,8 @@ list(APPEND VTIO_QAT_SOURCES
   qat/file.hpp
   qat/file_bytes.cpp
   qat/file_bytes.hpp
+  qat/file_format.cpp
+  qat/file_format.hpp
   qat/hdf5.hpp
   qat/integrity/blocks.cpp
   qat/integrity/blocks.hpp
@@ -72,6 +75,18 @@ list(APPEND VTIO_QAT_SOURCES
   qat/sample_format.hpp
   qat/sample_records.cpp
   qat/sample_records.hpp
+  qat/stream/disk_guard.cpp
+  qat/stream/disk_guard.hpp
+  qat/stream/growing_dataset.cpp
+  qat/stream/growing_dataset.hpp
+  qat/stream/stream_file.cpp
+  qat/stream/stream_file.hpp
+  qat/stream/stream_lock.cpp
+  qat/stream/stream_lock.hpp
+  qat/stream/stream_table.cpp
+  qat/stream/stream_table.hpp
+  qat/stream/unfinished.cpp
+  qat/stream/unfinished.hpp
   qat/superblock.cpp
   qat/superblock.hpp
   qat/utf8_rows.cpp

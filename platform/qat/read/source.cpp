@@ -1,5 +1,7 @@
 #include "platform/qat/read/source.hpp"
 
+#include <unistd.h>
+
 #include <array>
 
 #include "platform/qat/failure.hpp"
@@ -24,6 +26,21 @@ Handle ofType(Handle object, H5I_type_t type, const std::string& link) {
   return object;
 }
 
+/// Metadata of a file that grows may be read while it is half-written: what looks damaged is looked at again for a while.
+void requireSound(const Source& source, haddr_t address) {
+  constexpr int kAttempts = 50;
+  constexpr useconds_t kPause = 1000;
+  for (int attempt = 1; source.live && attempt < kAttempts; ++attempt) {
+    try {
+      source.integrity.forget();
+      return source.integrity.requireObject(address);
+    } catch (const Failure&) {
+      usleep(kPause);
+    }
+  }
+  source.integrity.requireObject(address);
+}
+
 }  // namespace
 
 bool hasMember(hid_t group, const std::string& link) {
@@ -32,7 +49,7 @@ bool hasMember(hid_t group, const std::string& link) {
 }
 
 Handle openAt(const Source& source, haddr_t address) {
-  source.integrity.requireObject(address);
+  requireSound(source, address);
   return Handle(checked(H5Oopen_by_addr(source.root, address), kDamaged, "an object cannot be opened"));
 }
 
@@ -40,13 +57,15 @@ Handle openMember(const Source& source, hid_t group, const std::string& link, ha
   H5L_info_t info;
   checked(H5Lget_info(group, link.c_str(), &info, H5P_DEFAULT), kDamaged, "a member cannot be found");
   if (info.type != H5L_TYPE_HARD) throw Failure(kUnsupported, "a soft or external link");
-  source.integrity.requireObject(info.u.address);
+  requireSound(source, info.u.address);
   if (address != nullptr) *address = info.u.address;
   return Handle(checked(H5Oopen(group, link.c_str(), H5P_DEFAULT), kDamaged, "an object cannot be opened"));
 }
 
 Handle openDataset(const Source& source, hid_t group, const std::string& link) {
-  return ofType(openMember(source, group, link), H5I_DATASET, link);
+  Handle dataset = ofType(openMember(source, group, link), H5I_DATASET, link);
+  if (source.live) checked(H5Drefresh(dataset.get()), kDamaged, link + " cannot be read again");
+  return dataset;
 }
 
 Handle openGroup(const Source& source, hid_t group, const std::string& link) {

@@ -20,6 +20,7 @@ struct Source {
   Integrity& integrity;
   hid_t root;
   const std::string& path;
+  bool live = false;  ///< it may grow while it is read
 };
 
 /// True if a group has a member of this name. @throws Failure for a name that HDF5 would read as a path

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
+#include <system_error>
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
@@ -29,6 +31,12 @@ std::uint32_t freeNumber(hid_t root, std::uint32_t number) {
   if (!hasLink(root, kSamplesGroup)) return number;
   while (hasLink(root, linkOf(number))) ++number;
   return number;
+}
+
+/// The folder of a file without symbolic links.
+std::filesystem::path folderOf(const std::string& file) {
+  std::error_code ignored;
+  return std::filesystem::weakly_canonical(std::filesystem::absolute(file, ignored), ignored).parent_path();
 }
 
 SampleSelection selectionOf(const SampleTable& table, const std::vector<const qalc::Storage*>& values) {
@@ -71,31 +79,42 @@ void SampleStore::write(const qxArray& array, hid_t root, hid_t staging,
   references_.clear();
   staged_.clear();
   std::vector<Lack> lacking;
-  collect(array, 0, lacking);
+  collect(array, 0, root, lacking);
   if (lacking.empty()) return;
   SignalNames names = takenNames();
   for (Lack& lack : lacking) writeTable(lack, root, staging, names);
 }
 
-void SampleStore::collect(const qxArray& array, int depth, std::vector<Lack>& lacking) {
+void SampleStore::adopt(const std::shared_ptr<const SampleTable>& table, const std::vector<SampleColumn>& leaves,
+                        std::uint32_t number) {
+  Entry& entry = entries_[table.get()];
+  entry.table = table;
+  for (std::uint32_t i = 0; i < leaves.size(); ++i) {
+    const Reference reference{number, i, kValuesPart};
+    entry.columns.try_emplace(key(leaves[i]), reference);
+    entry.times.try_emplace({leaves[i].first, leaves[i].count}, Reference{number, i, kTimesPart});
+  }
+}
+
+void SampleStore::collect(const qxArray& array, int depth, hid_t root, std::vector<Lack>& lacking) {
   const qalc::Storage& storage = *array.storage;
   if (storage.samples) {
-    if (visited_.insert(&storage).second) collectSamples(storage, lacking);
+    if (visited_.insert(&storage).second) collectSamples(storage, root, lacking);
     return;
   }
   if ((array.id != qxCELL && array.id != qxSTRUCT) || depth > kDeepestNesting) return;
   if (array.storage.use_count() > 1 && !visited_.insert(&storage).second) return;
   for (const auto& cell : storage.ownCells) {
-    if (cell) collect(*cell, depth + 1, lacking);
+    if (cell) collect(*cell, depth + 1, root, lacking);
   }
   for (const qalc::Field& field : storage.fields) {
     for (const auto& value : field.values) {
-      if (value) collect(*value, depth + 1, lacking);
+      if (value) collect(*value, depth + 1, root, lacking);
     }
   }
 }
 
-void SampleStore::collectSamples(const qalc::Storage& storage, std::vector<Lack>& lacking) {
+void SampleStore::collectSamples(const qalc::Storage& storage, hid_t root, std::vector<Lack>& lacking) {
   const qalc::Samples& samples = *storage.samples;
   if (samples.areTimes()) return;
   if (const auto known = entries_.find(samples.table().get()); known != entries_.end()) {
@@ -105,15 +124,44 @@ void SampleStore::collectSamples(const qalc::Storage& storage, std::vector<Lack>
       return;
     }
   }
+  const StoredTable* stored = samples.table()->stored();
+  if (stored != nullptr && refer(storage, *stored, root)) return;
   const auto [lack, isNew] = lackOf_.try_emplace(samples.table().get(), lacking.size());
   if (isNew) lacking.push_back({samples.table(), {}});
   lacking[lack->second].columns.emplace_back(samples.column().offset, &storage);
 }
 
+/// Makes a value refer to samples that are in a file already. @return false if it cannot
+bool SampleStore::refer(const qalc::Storage& storage, const StoredTable& stored, hid_t root) {
+  const qalc::Samples& samples = *storage.samples;
+  const SampleColumn& column = samples.column();
+  const auto record = stored.records.find(column.offset);
+  if (record == stored.records.end() || column.bytes() == 0 || !reach(stored, root)) return false;
+  Entry& entry = entries_[samples.table().get()];
+  entry.table = samples.table();
+  const Reference reference{stored.table, record->second, kValuesPart};
+  entry.columns.try_emplace(key(column), reference);
+  entry.times.try_emplace({column.first, column.count}, Reference{stored.table, record->second, kTimesPart});
+  references_[&storage] = reference;
+  return true;
+}
+
+/// True if the table is in this file, or will be linked under its own number from a file in the same folder.
+bool SampleStore::reach(const StoredTable& stored, hid_t root) {
+  std::error_code ignored;
+  if (std::filesystem::equivalent(stored.file, file_, ignored)) return true;
+  const std::string name = std::filesystem::path(stored.file).filename().string();
+  if (const auto known = linked_.find(stored.table); known != linked_.end()) return known->second == name;
+  if (folderOf(stored.file) != folderOf(file_) || freeNumber(root, stored.table) != stored.table) return false;
+  linked_.emplace(stored.table, name);
+  return true;
+}
+
 void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames& names) {
   std::stable_sort(lack.columns.begin(), lack.columns.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
-  const std::uint32_t number = freeNumber(root, staged_.empty() ? 0 : staged_.back() + 1);
+  std::uint32_t number = freeNumber(root, staged_.empty() ? 0 : staged_.back() + 1);
+  while (linked_.count(number) != 0) number = freeNumber(root, number + 1);
   Entry& entry = entries_[lack.table.get()];
   entry.table = lack.table;
   std::vector<const qalc::Storage*> distinct;
@@ -181,8 +229,14 @@ std::optional<Reference> SampleStore::besideTimes(const qalc::Samples& times, co
 }
 
 void SampleStore::link(hid_t root, hid_t staging) {
-  if (staged_.empty()) return;
+  if (staged_.empty() && linked_.empty()) return;
   requireSamplesGroup(root, kit_.groupList());
+  for (const auto& [number, file] : linked_) {
+    const std::string link = linkOf(number);
+    if (hasLink(root, link)) continue;
+    checked(H5Lcreate_external(file.c_str(), ("/" + link).c_str(), root, link.c_str(), H5P_DEFAULT, H5P_DEFAULT),
+            kStorage, "a sample table cannot be linked");
+  }
   for (const std::uint32_t number : staged_) {
     const std::string link = linkOf(number);
     checked(H5Lcreate_hard(staging, link.c_str(), root, link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage,
@@ -195,6 +249,7 @@ void SampleStore::clear() {
   entries_.clear();
   references_.clear();
   staged_.clear();
+  linked_.clear();
 }
 
 }  // namespace vtu::qat

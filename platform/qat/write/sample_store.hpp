@@ -23,15 +23,21 @@ namespace vtu::qat {
 /// Records which samples in memory are in the file already, and writes those that are not.
 ///
 /// The arrays of one variable over one SampleTable are written to one table of the file; what the file has from an
-/// earlier variable is referred to, not written again. Used as long as the file is open. Does not own the kit.
+/// earlier variable is referred to, not written again, and a table of another file in the same folder is linked. Used
+/// as long as the file is open. Does not own the kit.
 class SampleStore final {
  public:
-  explicit SampleStore(Kit& kit) : kit_(kit) {}
+  /// @param file Path of the file, for samples that are in it or in one beside it already.
+  SampleStore(Kit& kit, std::string file) : kit_(kit), file_(std::move(file)) {}
 
   /// Writes the samples of an array and of everything below it that the file lacks, as tables in the group `staging`.
   /// @param root The root group. @param takenNames Gives the names of the signals in the file; called if there is a
   ///   table to write. @throws Failure
   void write(const qxArray& array, hid_t root, hid_t staging, const std::function<SignalNames()>& takenNames);
+
+  /// Lets arrays over a table in memory become references to a table of the file. @param leaves Its records, in order.
+  void adopt(const std::shared_ptr<const SampleTable>& table, const std::vector<SampleColumn>& leaves,
+             std::uint32_t number);
 
   /// The reference to store for a value of the array given to write(); empty for an array without samples in the
   /// file. @param owner The structure with the value as a field, or null: times refer to the record of a value in
@@ -60,13 +66,17 @@ class SampleStore final {
   };
 
   static std::string key(const SampleColumn& column);
-  void collect(const qxArray& array, int depth, std::vector<Lack>& lacking);
-  void collectSamples(const qalc::Storage& storage, std::vector<Lack>& lacking);
+  void collect(const qxArray& array, int depth, hid_t root, std::vector<Lack>& lacking);
+  void collectSamples(const qalc::Storage& storage, hid_t root, std::vector<Lack>& lacking);
+  bool refer(const qalc::Storage& storage, const StoredTable& stored, hid_t root);
+  bool reach(const StoredTable& stored, hid_t root);
   void writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames& names);
   [[nodiscard]] std::optional<Reference> besideTimes(const qalc::Samples& times, const qxArray& owner) const;
 
   Kit& kit_;
+  std::string file_;
   std::unordered_map<const SampleTable*, Entry> entries_;
+  std::map<std::uint32_t, std::string> linked_;  // tables in files beside this one: the name of the file
   std::vector<std::uint32_t> staged_;
 
   // During one write():

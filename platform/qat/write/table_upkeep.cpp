@@ -45,14 +45,14 @@ SignalNames keptNames(const Source& source, const std::string& replaced) {
   return names;
 }
 
-void removeUnusedTables(const Source& source, bool trusted) {
+void removeUnusedTables(const Source& source, bool trusted, std::uint32_t kept) {
   const auto numbers = OpenTables(source).numbers();
   if (numbers.empty()) return;
   const auto used = usedTables(source, {});
   if (!used) return;
   const Handle tables = openGroup(source, source.root, kSamplesGroup);
   for (const std::uint32_t number : numbers) {
-    if (used->count(number) == 0) removeLink(source, tables.get(), std::to_string(number), trusted);
+    if (number >= kept && used->count(number) == 0) removeLink(source, tables.get(), std::to_string(number), trusted);
   }
 }
 

@@ -2,6 +2,7 @@
 /// Keeping the sample tables of a file in step with its variables.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "platform/qat/read/source.hpp"
@@ -13,7 +14,8 @@ namespace vtu::qat {
 [[nodiscard]] SignalNames keptNames(const Source& source, const std::string& replaced);
 
 /// Removes the tables that no variable refers to; none if a variable is damaged, so that its references are unknown.
-/// @param trusted The file was made by this session: HDF5 may delete tables. @throws Failure
-void removeUnusedTables(const Source& source, bool trusted);
+/// @param trusted The file was made by this session: HDF5 may delete tables.
+/// @param kept Tables below this number stay. @throws Failure
+void removeUnusedTables(const Source& source, bool trusted, std::uint32_t kept);
 
 }  // namespace vtu::qat

@@ -1,0 +1,25 @@
+/// @file
+/// What makes an HDF5 file a Qat file, and how HDF5 is asked to make and open one.
+#pragma once
+
+#include <cstdint>
+
+#include "platform/qat/kit.hpp"
+
+namespace vtu::qat {
+
+inline constexpr const char* kFormatAttribute = "qat.format";
+inline constexpr const char* kVersionAttribute = "qat.version";
+inline constexpr std::uint32_t kVersion = 2;
+
+/// How files are opened: as every reader from HDF5 1.10 on can, by the driver of Qat files, closed with all that is in
+/// them.
+[[nodiscard]] Handle makeAccessList();
+
+/// How files are made: variables keep their order.
+[[nodiscard]] Handle makeFileCreationList();
+
+/// Marks the file as a Qat file.
+void writeFormat(Kit& kit, hid_t root);
+
+}  // namespace vtu::qat

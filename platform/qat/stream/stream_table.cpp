@@ -1,0 +1,213 @@
+#include "platform/qat/stream/stream_table.hpp"
+
+#include <algorithm>
+#include <cstring>
+
+#include "platform/qat/failure.hpp"
+#include "platform/qat/write/sample_table_writer.hpp"
+
+namespace vtu::qat {
+namespace {
+
+constexpr std::uint64_t kMostChunkRows = 8192;
+constexpr std::size_t kTextChunk = 64U << 10U;
+
+std::uint64_t chunkRows(std::size_t chunkBytes, std::size_t rowBytes) {
+  return std::clamp<std::uint64_t>(chunkBytes / std::max<std::size_t>(rowBytes, 1), 1, kMostChunkRows);
+}
+
+}  // namespace
+
+StreamedTable::StreamedTable(Kit& kit, const DiskGuard& guard, Handle group, const std::vector<SampleColumn>& leaves,
+                             std::size_t chunkBytes, SignalNames& names)
+    : group_(std::move(group)) {
+  makeParts(leaves);
+  times_.emplace(kit, guard, group_.get(), kTimeMember,
+                 GrowingDataset::Row{kit.elementType({qxDOUBLE, false}), sizeof(double), 0}, kMostChunkRows);
+  for (Part& part : parts_) {
+    const GrowingDataset::Row row = rowOf(kit, part);
+    part.dataset.emplace(kit, guard, group_.get(), elementClassName(part.kind), row,
+                         chunkRows(chunkBytes, row.element * row.columns));
+    if (part.kind.id != qxCELL) continue;
+    texts_.emplace(kit, guard, group_.get(), kTextBytesMember, GrowingDataset::Row{H5T_STD_U8LE, 1, 0}, kTextChunk);
+  }
+  SampleSelection selection;
+  for (const SampleColumn& leaf : leaves) selection.columns.push_back(&leaf);
+  SampleTableWriter(kit, group_.get(), selection).writeRecords(names);
+  for (const SampleColumn& leaf : leaves) leaves_.push_back({leaf.first, {}});
+  makeCounts();
+}
+
+GrowingDataset::Row StreamedTable::rowOf(Kit& kit, const Part& part) const {
+  return {kit.elementType(part.kind), elementBytes(part.kind), part.width};
+}
+
+void StreamedTable::makeParts(const std::vector<SampleColumn>& leaves) {
+  for (const SampleColumn& leaf : leaves) {
+    const ElementKind kind{leaf.id, leaf.isComplex};
+    auto part = std::find_if(parts_.begin(), parts_.end(), [&](const Part& known) { return known.kind == kind; });
+    if (part == parts_.end()) {
+      part = parts_.emplace(part);
+      part->kind = kind;
+    }
+    const std::size_t bytes = leaf.bytes();
+    if (!part->runs.empty() && part->runs.back().offset + part->runs.back().bytes == leaf.offset) {
+      part->runs.back().bytes += bytes;
+    } else {
+      part->runs.push_back({part->width, leaf.offset, bytes});
+    }
+    part->width += bytes / elementBytes(kind);
+  }
+  std::erase_if(parts_, [](const Part& part) { return part.width == 0; });
+}
+
+/// One chunk, there from the start: its bytes are written in place.
+void StreamedTable::makeCounts() {
+  constexpr const char* kWhat = "cannot make the counts of rows";
+  const hsize_t leaves = leaves_.size();
+  const Handle list(checked(H5Pcreate(H5P_DATASET_CREATE), kStorage, kWhat));
+  checked(H5Pset_obj_track_times(list.get(), false), kStorage, kWhat);
+  if (leaves > 0) {
+    checked(H5Pset_chunk(list.get(), 1, &leaves), kStorage, kWhat);
+    checked(H5Pset_alloc_time(list.get(), H5D_ALLOC_TIME_EARLY), kStorage, kWhat);
+  }
+  const Handle space(checked(H5Screate_simple(1, &leaves, nullptr), kStorage, kWhat));
+  countsDataset_ = Handle(
+      checked(H5Dcreate2(group_.get(), kRowsMember, H5T_STD_U64LE, space.get(), H5P_DEFAULT, list.get(), H5P_DEFAULT),
+              kStorage, kWhat));
+  countsChanged_ = true;
+}
+
+void StreamedTable::reopen(Kit& kit, const DiskGuard& guard, Handle group) {
+  group_ = std::move(group);
+  times_.emplace(guard, group_.get(), kTimeMember,
+                 GrowingDataset::Row{kit.elementType({qxDOUBLE, false}), sizeof(double), 0});
+  for (Part& part : parts_) {
+    part.dataset.emplace(guard, group_.get(), elementClassName(part.kind), rowOf(kit, part));
+    if (part.kind.id == qxCELL) {
+      texts_.emplace(guard, group_.get(), kTextBytesMember, GrowingDataset::Row{H5T_STD_U8LE, 1, 0});
+    }
+  }
+  makeCounts();
+}
+
+void StreamedTable::append(const SampleTable& source, std::uint64_t first, std::uint64_t count) {
+  try {
+    appendTimes(source, first, count);
+    for (Part& part : parts_) appendPart(part, source, first, count);
+  } catch (...) {
+    rewindDatasets();
+    throw;
+  }
+  rows_ += count;
+  countsChanged_ = countsChanged_ || count > 0;
+}
+
+void StreamedTable::appendTimes(const SampleTable& source, std::uint64_t first, std::uint64_t count) {
+  for (std::uint64_t done = 0; done < count;) {
+    std::uint64_t here = count - done;
+    std::byte* target = times_->room(here);
+    source.readTimes(first + done, here, reinterpret_cast<double*>(target));
+    times_->commit(here);
+    done += here;
+  }
+}
+
+void StreamedTable::appendPart(Part& part, const SampleTable& source, std::uint64_t first, std::uint64_t count) {
+  const std::size_t element = elementBytes(part.kind);
+  const std::size_t stride = part.dataset->rowBytes();
+  for (std::uint64_t done = 0; done < count;) {
+    std::uint64_t here = count - done;
+    std::byte* target = part.dataset->room(here);
+    for (const Run& run : part.runs) {
+      source.readRows(first + done, here, run.offset, run.bytes, target + run.column * element, stride);
+    }
+    if (part.kind.id == qxCELL) takeTexts(source, target, here, part);
+    part.dataset->commit(here);
+    done += here;
+  }
+}
+
+/// Copies the bytes of texts and lets their cells point to the copies.
+void StreamedTable::takeTexts(const SampleTable& source, std::byte* rows, std::uint64_t count, const Part& part) {
+  for (std::byte* cell = rows; cell != rows + count * part.width * TextCell::kBytesInRow;
+       cell += TextCell::kBytesInRow) {
+    TextCell text = TextCell::fromRow(cell);
+    if (text.bytes > 0) {
+      source.readText(text, text_);
+      text = {texts_->rows(), static_cast<std::uint32_t>(text_.size())};
+      texts_->append(text_.data(), text_.size());
+    }
+    text.toRow(cell);
+  }
+}
+
+void StreamedTable::endLeaf(std::uint32_t leaf, std::optional<std::uint64_t> row) {
+  std::optional<std::uint64_t>& end = leaves_.at(leaf).end;
+  if (end == row) return;
+  end = row;
+  countsChanged_ = true;
+}
+
+void StreamedTable::rewind(std::uint64_t rows) {
+  if (rows == rows_) return;
+  rows_ = rows;
+  rewindDatasets();
+  for (Leaf& leaf : leaves_) {
+    if (leaf.end && *leaf.end >= rows) leaf.end.reset();
+  }
+  countsChanged_ = true;
+}
+
+void StreamedTable::rewindDatasets() {
+  times_->rewind(rows_);
+  for (Part& part : parts_) part.dataset->rewind(rows_);
+}
+
+void StreamedTable::flushRows() {
+  if (texts_) texts_->flush();
+  times_->flush();
+  for (Part& part : parts_) part.dataset->flush();
+}
+
+std::vector<std::uint64_t> StreamedTable::counts() const {
+  std::vector<std::uint64_t> counts;
+  counts.reserve(leaves_.size());
+  for (const Leaf& leaf : leaves_) {
+    const std::uint64_t end = std::min(leaf.end.value_or(rows_), rows_);
+    counts.push_back(end > leaf.begin ? end - leaf.begin : 0);
+  }
+  return counts;
+}
+
+void StreamedTable::writeCounts() {
+  if (!countsChanged_) return;
+  const auto counts = this->counts();
+  if (!counts.empty()) {
+    checked(H5Dwrite(countsDataset_.get(), H5T_NATIVE_UINT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, counts.data()), kStorage,
+            "the counts of rows cannot be written");
+  }
+  counted_ = rows_;
+  countsChanged_ = false;
+}
+
+void StreamedTable::read(const Block& block, void* out) {
+  for (Part& part : parts_) {
+    if (part.kind == block.kind) part.dataset->read(block.first, block.count, block.column, block.width, out);
+  }
+}
+
+void StreamedTable::readText(TextCell cell, std::string& utf8) {
+  utf8.resize(cell.bytes);
+  if (cell.bytes > 0) texts_->read(cell.start, cell.bytes, 0, 1, utf8.data());
+}
+
+void StreamedTable::close() {
+  times_.reset();
+  texts_.reset();
+  for (Part& part : parts_) part.dataset.reset();
+  countsDataset_.reset();
+  group_.reset();
+}
+
+}  // namespace vtu::qat
