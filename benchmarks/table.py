@@ -68,6 +68,14 @@ JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
     "diffEqual/signals:200/samples:100000": ("qat diff of two files of 160 MB",
                                              "floorReadBoth/signals:200/samples:100000", 2.0, "ms", 1e-3),
     "reduce/points:1000000": ("reduce 1 000 000 points to 1200 pixels", "floorMinMax/points:1000000", None, "ms", 1e-3),
+    "stream/signals:1000/steps:20000": ("stream 1000 signals x 20 000, beside write and no-op updates",
+                                        "floorNoOpAndWrite/signals:1000/steps:20000", 1.5, "ms", 1e-3),
+    "streamBesideWrite/signals:1000/steps:20000": ("stream 1000 signals x 20 000, beside write",
+                                                   "floorWritePieces/signals:1000/steps:20000", 4.5, "ms", 1e-3),
+    "stream/signals:10000/steps:2000": ("stream 10 000 signals x 2000, beside write and no-op updates",
+                                        "floorNoOpAndWrite/signals:10000/steps:2000", 1.4, "ms", 1e-3),
+    "stream/signals:1/steps:10000000": ("stream 1 signal x 10 000 000, beside write and no-op updates",
+                                        "floorNoOpAndWrite/signals:1/steps:10000000", None, "ms", 1e-3),
 }
 SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 TOLERANCE = 4 / 3  # how far above its target a ratio may be on a busy machine

@@ -21,6 +21,8 @@ constexpr std::array kCatalogue = {
             "The file '%1' cannot be opened or closed. Check that it exists, that it is a Qat file, and that you may "
             "read or write it."},
     Message{"Vortan:FileIO", "CannotSave", "The results cannot be saved in '%1': %2."},
+    Message{"Vortan:FileIO", "CannotStream",
+            "No more samples are streamed into '%1': %2. The file has %3 bytes; what was flushed is in it."},
     Message{"Vortan:Qat", "Unreadable", "'%1' cannot be read: %2."},
     Message{"Vortan:Qat", "NoSuchPart", "'%1' has no such part: %2."},
     Message{"Vortan:Qalc", "NullArray", "%1 was called without an array."},

@@ -33,3 +33,19 @@ typed plot "$out/results.qat" altitude mode
 typed plot "$out/results.qat" "${flight[@]}" -o "$out/flight.svg"
 printf '\nThe flight is drawn in %s. Next, for example (qat is %s):\n' "$out/flight.svg" "$programs/qat"
 printf '  %s show %s wheels.speed --from 1200 --to 1200.5\n' "$programs/qat" "$out/results.qat"
+
+echo
+echo "The same run, streamed into $out/streamed.qat:"
+"$programs/spacecraft" --config "$out/config.qat" --out "$out/linked.qat" --stream "$out/streamed.qat"
+"$programs/spacecraft_show_results" "$out/streamed.qat"
+
+echo
+echo "A run that is killed half-way; what was flushed is in $out/killed.qat:"
+"$programs/spacecraft" --config "$out/config.qat" --out "$out/never.qat" --stream "$out/killed.qat" --step 0.001 \
+  --duration 100000 >"$out/killed.log" 2>&1 &
+killed=$!
+sleep 3
+kill -KILL "$killed"
+wait "$killed" 2>/dev/null || true
+"$programs/spacecraft_show_results" "$out/killed.qat"
+echo "In Python: h5py.File('$out/streamed.qat'); while a run goes on: h5py.File(name, libver='latest', swmr=True)."

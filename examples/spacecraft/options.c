@@ -37,12 +37,16 @@ static bool applyValue(const char* option, const char* value, Options* options, 
   if (value[0] == '\0') {
     return complain(complaint, option, value, "is not a file name");
   }
-  *(strcmp(option, "--config") == 0 ? &options->configuration : &options->output) = value;
+  if (strcmp(option, "--stream") == 0) {
+    options->stream = value;
+  } else {
+    *(strcmp(option, "--config") == 0 ? &options->configuration : &options->output) = value;
+  }
   return true;
 }
 
 static bool takesValue(const char* option) {
-  static const char* const names[] = {"--step", "--duration", "--config", "--out"};
+  static const char* const names[] = {"--step", "--duration", "--config", "--out", "--stream"};
   for (size_t i = 0; i < sizeof names / sizeof names[0]; ++i) {
     if (strcmp(option, names[i]) == 0) {
       return true;
@@ -98,6 +102,7 @@ const char* optionsHelp(void) {
          "  --duration SECONDS  simulated time (default 5000)\n"
          "  --config FILE.qat   configuration to read (default config.qat)\n"
          "  --out FILE.qat      results to write (default results.qat)\n"
+         "  --stream FILE.qat   stream the signals into this file while the run goes on\n"
          "  --no-step-back      run straight through, without stepping back and replaying at half time\n"
          "  --help              print this text\n"
          "\n"

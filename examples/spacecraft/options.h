@@ -18,6 +18,7 @@ typedef struct Options {
   unsigned long steps;        ///< whole steps in the duration, 1 .. kLongestRun
   const char* configuration;  ///< Qat file that is read; points into argv or to a constant
   const char* output;         ///< Qat file that is written; the same
+  const char* stream;         ///< Qat file that signals are streamed into, or NULL; the same
   bool stepBack;              ///< step back and replay once, at half time
   bool help;
 } Options;

@@ -59,6 +59,8 @@ bool telemetryOpen(Telemetry* telemetry, const Options* options, const Outputs* 
   telemetry->session = vtioRecordingCreate(telemetry->catalogue);
   if (telemetry->session == NULL) {
     snprintf(message, messageSize, "nothing can be recorded: %s", vtioRecordingLastError());
+  } else if (options->stream != NULL && vtioRecordingStreamTo(telemetry->session, options->stream) < 0) {
+    snprintf(message, messageSize, "%s", vtioRecordingLastError());
   } else if (openSignals(telemetry, options, outputs, message, messageSize)) {
     return true;
   }

@@ -164,7 +164,52 @@ class StructureBuilder {
   std::size_t offset_ = 0;  // of the column in the position's part of a row
 };
 
+/// Visits the leaves in the same order.
+class RunCollector {
+ public:
+  RunCollector(const std::vector<LayoutPosition>& layout, TableBuilder& builder, std::uint32_t first)
+      : layout_(layout), builder_(builder), first_(first) {}
+
+  void collect(const Node& node, const vtu::ustring& name, std::vector<LeafRun>& found) {
+    const bool startsPosition = position_ < layout_.size() && layout_[position_].node == &node;
+    if (startsPosition) runs_ = builder_.runs(first_ + position_);
+    if (const auto* bus = dynamic_cast<const BusNode*>(&node)) {
+      std::set<std::string> taken{"Kind"};
+      for (std::size_t i = 0; i < bus->children().size(); ++i) {
+        const Node& child = *bus->children()[i];
+        collect(child, name + u'.' + vtu::to_ustring(fieldName(child, i, taken)), found);
+      }
+    } else {
+      const LeafColumn& column = layout_[position_].columns[column_++];
+      for (const TableBuilder::Samples& run : runs_) {
+        found.push_back({first_ + position_, run.table, sampleColumn(column, name, run, offset_)});
+      }
+      offset_ += column.bytesPerRow();
+    }
+    if (!startsPosition) return;
+    ++position_;
+    column_ = 0;
+    offset_ = 0;
+  }
+
+ private:
+  const std::vector<LayoutPosition>& layout_;
+  TableBuilder& builder_;
+  std::uint32_t first_;
+  std::uint32_t position_ = 0;
+  std::vector<TableBuilder::Samples> runs_;  // of the position that is being visited
+  std::size_t column_ = 0;
+  std::size_t offset_ = 0;
+};
+
 }  // namespace
+
+std::vector<LeafRun> leafRuns(const Node& root, const vtu::ustring& name, const std::vector<LayoutPosition>& layout,
+                              TableBuilder& builder, std::uint32_t first) {
+  std::vector<LeafRun> found;
+  RunCollector(layout, builder, first).collect(root, name, found);
+  return found;
+}
 
 vtu::qxArrayWrapper nodeStructure(const Node& root, const vtu::ustring& name, const std::vector<LayoutPosition>& layout,
                                   TableBuilder& builder, std::uint32_t first) {

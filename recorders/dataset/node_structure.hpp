@@ -3,15 +3,29 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "platform/qalc.hpp"
+#include "platform/sample_table.hpp"
 #include "platform/text.hpp"
 #include "recorders/layout/signal_layout.hpp"
 #include "recorders/table/table_builder.hpp"
 #include "vtio/core/utils/node.hpp"
 
 namespace vtio::recorders {
+
+/// A leaf's samples in the tables that they were recorded in.
+struct LeafRun {
+  std::uint32_t position;                         ///< in the builder
+  std::shared_ptr<const vtu::SampleTable> table;  ///< that of TableBuilder::runs()
+  vtu::SampleColumn column;
+};
+
+/// The runs of all leaves below a node. Parameters: see nodeStructure().
+[[nodiscard]] std::vector<LeafRun> leafRuns(const core::utils::Node& root, const vtu::ustring& name,
+                                            const std::vector<LayoutPosition>& layout, TableBuilder& builder,
+                                            std::uint32_t first);
 
 /// The structure of a node: a leaf with its times, data and description, or a bus with one field per child.
 ///

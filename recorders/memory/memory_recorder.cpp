@@ -107,11 +107,17 @@ void MemoryRecorder::update(unsigned long leafIndex, const double* time, const v
 }
 
 void MemoryRecorder::append(std::uint32_t number, double time, const void* data) {
+  RowSink* sink = builder_->sink();
+  if (sink != nullptr && sink->isStopped()) {
+    ++lostSamples_;
+    return;
+  }
   try {
     builder_->append(number, time, data);
-  } catch (...) {
+  } catch (const std::exception& error) {
     ++lostSamples_;
-    throw;
+    if (sink == nullptr) throw;
+    sink->lost(error);
   }
 }
 
@@ -122,6 +128,12 @@ std::unique_ptr<vtsim::SnapshotInterface> MemoryRecorder::getSnapshotInterface()
 vtu::qxArrayWrapper MemoryRecorder::nodes(bool areIterations) const {
   const vtu::ustring name = signalName(signalDescriptor(), areIterations, foreachIteration());
   return nodeStructure(*signalDescriptor().root(), name, state_->layout, *builder_, first_);
+}
+
+std::vector<LeafRun> MemoryRecorder::runs() const {
+  const bool areIterations = !signalDescriptor().foreachDimensions().empty();
+  const vtu::ustring name = signalName(signalDescriptor(), areIterations, foreachIteration());
+  return leafRuns(*signalDescriptor().root(), name, state_->layout, *builder_, first_);
 }
 
 vtu::qxArrayWrapper MemoryRecorder::datasetElement() {

@@ -25,6 +25,7 @@
 namespace vtio::recorders {
 
 struct Cursor;
+struct LeafRun;
 class TableBuilder;
 
 /// Makes a table builder, which assigns the samples of the recorders that share it to tables: see the constructor of
@@ -43,6 +44,9 @@ class TableBuilder;
 /// The text of a string leaf is copied when it is delivered: a leaf of its own delivers an address, inside a
 /// non-virtual bus the text itself is at the leaf's offset. Offsets that the tree does not give (a virtual bus
 /// inside a non-virtual one, a nested bus of unknown size) follow each other without gaps.
+///
+/// A builder that streams (recorders/stream/) puts the rows into a file. Then update() throws nothing for a sample that
+/// cannot be recorded: it counts it, and the file's failure is kept.
 ///
 /// Snapshots restore the exact state, including samples that the limit of points has dropped since; they share the
 /// tiles that they need. All recorders of one builder should be stepped back together, as the catalogue and a session
@@ -82,6 +86,12 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
 
   /// The recorded data as a 1-by-1 structure, for-each members merged into it.
   [[nodiscard]] vtu::qxArrayWrapper datasetElement() override;
+
+  /// Where the leaves' samples are in the builder's tables.
+  [[nodiscard]] std::vector<LeafRun> runs() const;
+
+  /// The builder that the recorder shares with others.
+  [[nodiscard]] const TableBuilder& builder() const { return *builder_; }
 
   /// The type that a recorder of this signal has by default.
   [[nodiscard]] static clientType defaultType(const core::utils::SignalDescriptor& descriptor);

@@ -1,5 +1,5 @@
 /// @file
-/// Records signals in memory from C targets; usable from C11 and from C++.
+/// Records signals in memory or into a streamed file from C targets; usable from C11 and from C++.
 ///
 /// Conventions:
 ///  1. Handles. A session is made by vtioRecordingCreate() and released by vtioRecordingDestroy(). The catalogue is the
@@ -91,6 +91,24 @@ VTIO_RECORDERS_EXPORT int vtioRecordingDetach(VtioRecordingSession* session, voi
 ///   so is the recorded data.
 VTIO_RECORDERS_EXPORT int vtioRecordingSave(VtioRecordingSession* session, const char* fileName);
 
+/// Streams the signals into a file, whatever the catalogue's settings say. To be called before the first is attached.
+/// @return 0, or -1 on failure.
+VTIO_RECORDERS_EXPORT int vtioRecordingStreamTo(VtioRecordingSession* session, const char* fileName);
+
+/// Sets the wall time between two flushes of the file that samples are streamed into.
+/// @param seconds At least 0, 1 unless set; 0: after every row.
+/// @return 0, or -1 on failure.
+VTIO_RECORDERS_EXPORT int vtioRecordingFlushInterval(VtioRecordingSession* session, double seconds);
+
+/// Sets whether each flush waits until the disk has the data, so that it outlives the machine as well as the program.
+/// @param atEachFlush 0, as it is unless set: it does not.
+/// @return 0, or -1 on failure.
+VTIO_RECORDERS_EXPORT int vtioRecordingSyncToDisk(VtioRecordingSession* session, int atEachFlush);
+
+/// Lets readers of the streamed file see all samples that were recorded so far. Without one it does nothing.
+/// @return 0, or -1 if streaming has failed, now or before.
+VTIO_RECORDERS_EXPORT int vtioRecordingFlush(VtioRecordingSession* session);
+
 /// Samples that reached a recorder and could not be recorded, for example for lack of memory.
 /// @return The number; 0 for a null session.
 VTIO_RECORDERS_EXPORT unsigned long long vtioRecordingLostSamples(const VtioRecordingSession* session);
@@ -128,7 +146,8 @@ VTIO_RECORDERS_EXPORT int vtioRecordingLimitSnapshots(VtioRecordingSession* sess
 /// @return The number, or -1 on failure.
 VTIO_RECORDERS_EXPORT int vtioRecordingSnapshots(const VtioRecordingSession* session);
 
-/// What the last failing call on this thread says; the empty string if none has failed. Valid until the next failure on
+/// What the last failing call on this thread says, or why samples are not streamed any more; the empty string if nothing
+/// has failed. Valid until the next failure on
 /// this thread.
 VTIO_RECORDERS_EXPORT const char* vtioRecordingLastError(void);
 

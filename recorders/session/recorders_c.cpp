@@ -5,6 +5,7 @@
 #include "platform/text.hpp"
 #include "recorders/session/recorders.h"
 #include "recorders/session/recording_session.hpp"
+#include "recorders/stream/last_error.hpp"
 #include "vtio/mdlref_simtarget/mdlref_simtarget.h"
 
 using vtio::core::accessor::Accessor;
@@ -21,13 +22,11 @@ struct VtioRecordingSession {
 
 namespace {
 
-thread_local std::string lastError;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): one per thread
-
 void note(const char* function, const char* message) noexcept {
   try {
-    lastError = std::string(function) + ": " + message;
+    vtio::recorders::setLastError(std::string(function) + ": " + message);
   } catch (...) {
-    lastError.clear();
+    vtio::recorders::setLastError({});
   }
 }
 
@@ -126,6 +125,23 @@ int vtioRecordingSave(VtioRecordingSession* session, const char* fileName) {
                    [fileName](RecordingSession& s) { s.save(std::string(&require(fileName, "file name"))); });
 }
 
+int vtioRecordingStreamTo(VtioRecordingSession* session, const char* fileName) {
+  return onSession(__func__, session,
+                   [fileName](RecordingSession& s) { s.streamTo(std::string(&require(fileName, "file name"))); });
+}
+
+int vtioRecordingFlushInterval(VtioRecordingSession* session, double seconds) {
+  return onSession(__func__, session, [seconds](RecordingSession& s) { s.flushInterval(seconds); });
+}
+
+int vtioRecordingSyncToDisk(VtioRecordingSession* session, int atEachFlush) {
+  return onSession(__func__, session, [atEachFlush](RecordingSession& s) { s.syncToDisk(atEachFlush != 0); });
+}
+
+int vtioRecordingFlush(VtioRecordingSession* session) {
+  return onSession(__func__, session, [](RecordingSession& s) { s.flush(); });
+}
+
 unsigned long long vtioRecordingLostSamples(const VtioRecordingSession* session) {
   return guarded(__func__, 0ULL,
                  [session]() -> unsigned long long { return require(session, "session").session.lostSamples(); });
@@ -163,4 +179,4 @@ int vtioRecordingSnapshots(const VtioRecordingSession* session) {
   return guarded(__func__, -1, [session] { return static_cast<int>(require(session, "session").session.snapshots()); });
 }
 
-const char* vtioRecordingLastError(void) { return lastError.c_str(); }
+const char* vtioRecordingLastError(void) { return vtio::recorders::lastError().c_str(); }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "recorders/session/save_results.hpp"
+#include "recorders/stream/stream_resource.hpp"
 #include "vtio/core/accessor/scalar.hpp"
 #include "vtio/core/accessor/virtual_bus.hpp"
 
@@ -133,6 +134,7 @@ class RecordingSession::Undo final {
 
 MemoryRecorder& RecordingSession::add(const SignalDescriptor& descriptor, Accessor& accessor,
                                       const vtu::ustring& datasetName, SampleOrder order) {
+  chooseStorage();
   adoptNewClients();
   auto owned = std::make_unique<MemoryRecorder>(MemoryRecorder::defaultType(descriptor), descriptor, builder_, order);
   MemoryRecorder& recorder = *owned;
@@ -151,6 +153,53 @@ MemoryRecorder& RecordingSession::add(const SignalDescriptor& descriptor, Access
   undo.done();
   return recorder;
 }
+
+// With the first signal: the settings are complete by then.
+void RecordingSession::chooseStorage() {
+  if (isStorageChosen_) return;
+  if (catalogue_.settings(Catalogue::SignalLoggingToPersistentStorage) == u"on") {
+    const std::string set = vtu::to_string(catalogue_.settings(Catalogue::SignalStorageParameters));
+    const std::string file = set.empty() ? "signals.qat" : set;
+    if (auto* known = dynamic_cast<StreamResource*>(catalogue_.getSharedResource(file))) {
+      stream_ = known;
+      builder_ = known->builder();
+    } else {
+      auto made = std::make_unique<StreamResource>(catalogue_, file, builder_);
+      StreamResource* stream = made.get();
+      catalogue_.addSharedResource(std::move(made));
+      stream_ = stream;
+      stream_->flushInterval(flushInterval_);
+      stream_->syncs(syncsToDisk_);
+    }
+  }
+  isStorageChosen_ = true;
+}
+
+void RecordingSession::streamTo(const std::string& fileName) {
+  if (fileName.empty()) throw std::invalid_argument("The name of the file to stream into is empty");
+  if (isStorageChosen_) throw std::logic_error("Cannot stream into '" + fileName + "': a signal is attached already");
+  catalogue_.settings(Catalogue::SignalLoggingToPersistentStorage, u"on");
+  catalogue_.settings(Catalogue::SignalStorageParameters, vtu::to_ustring(fileName));
+}
+
+void RecordingSession::flushInterval(double seconds) {
+  if (!(seconds >= 0)) throw std::invalid_argument("A flush interval of " + std::to_string(seconds) + " s is negative");
+  flushInterval_ = seconds;
+  if (stream_ != nullptr) stream_->flushInterval(seconds);
+}
+
+void RecordingSession::syncToDisk(bool atEachFlush) {
+  syncsToDisk_ = atEachFlush;
+  if (stream_ != nullptr) stream_->syncs(atEachFlush);
+}
+
+void RecordingSession::flush() {
+  if (stream_ == nullptr) return;
+  stream_->flush();
+  if (!stream_->failure().empty()) throw std::runtime_error(stream_->failure());
+}
+
+std::string RecordingSession::streamFailure() const { return stream_ != nullptr ? stream_->failure() : std::string(); }
 
 std::uint32_t RecordingSession::datasetNumber(const vtu::ustring& name) {
   const auto found = std::find(datasets_.begin(), datasets_.end(), name);

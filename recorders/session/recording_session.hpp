@@ -26,8 +26,13 @@
 
 namespace vtio::recorders {
 
+class StreamResource;
+
 /// Attaches memory recorders to signals, steps all of them back together with their accessors, and saves what they
 /// hold.
+///
+/// If the catalogue's setting SignalLoggingToPersistentStorage is u"on" when the first signal is attached, the samples are
+/// streamed into the Qat file that SignalStorageParameters names ("signals.qat" if it is empty): see docs/streaming.md.
 ///
 /// The catalogue owns the recorders; the session owns the snapshot interfaces of the accessors. All recorders of a
 /// session share one builder of sample tables, which is destroyed with the last of them. The session may be destroyed
@@ -52,6 +57,7 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   /// @param descriptor A descriptor of the catalogue. The model's logging selection is applied to it.
   /// @param accessor The accessor of this descriptor.
   /// @return The recorder, owned by the catalogue; null if the logging selection switches the signal off.
+  /// @throws std::runtime_error with the name of the file to stream into if it cannot be made or is in use.
   /// @throws std::invalid_argument with the signal's name if the accessor belongs to another descriptor, the signal is
   ///   recorded already or cannot be recorded, or the dataset could not be saved beside those that there are. The
   ///   catalogue, the session and the accessor's clients are then as they were.
@@ -96,6 +102,24 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   /// Samples that reached a recorder of this session and could not be recorded, for example for lack of memory.
   /// Recorders that were deleted from the catalogue are not counted.
   [[nodiscard]] std::uint64_t lostSamples() const;
+
+  /// Streams the signals into a file: sets the two settings of the catalogue. @param fileName UTF-8, not empty.
+  /// @throws std::logic_error once a signal has been attached.
+  void streamTo(const std::string& fileName);
+
+  /// Sets the wall time between two flushes of the streamed file. @param seconds At least 0, 1 unless set; 0: after every
+  /// row. @throws std::invalid_argument for any other.
+  void flushInterval(double seconds);
+
+  /// Whether each flush waits until the disk has the data, so that it outlives the machine as well as the program.
+  void syncToDisk(bool atEachFlush);
+
+  /// Lets readers of the streamed file see all samples that were recorded so far. Without one it does nothing.
+  /// @throws std::runtime_error with the file and the cause if streaming has failed, now or before.
+  void flush();
+
+  /// The first failure of streaming, in a sentence; empty if there was none.
+  [[nodiscard]] std::string streamFailure() const;
 
   /// Takes a snapshot of all recorders and attached accessors.
   /// @param initial True: it is the one for reset(). False: it is the newest; if it throws, there is none more than
@@ -146,6 +170,7 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   void catchUp(vtsim::SnapshotInterface& late) const;
   void adoptNewClients();
   void takeUpAccessors();
+  void chooseStorage();
   template <typename Operation>
   void forEach(const Operation& operation);
 
@@ -157,6 +182,10 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   std::size_t adopted_ = 0;             // snapshot interfaces of the catalogue that have this session's snapshots
   std::size_t snapshots_ = 0;
   bool hasInitial_ = false;
+  StreamResource* stream_ = nullptr;  // owned by the catalogue
+  double flushInterval_ = 1;
+  bool syncsToDisk_ = false;
+  bool isStorageChosen_ = false;
 };
 
 }  // namespace vtio::recorders

@@ -5,6 +5,7 @@
 
 #include "platform/diagnostics.hpp"
 #include "platform/qat.hpp"
+#include "platform/qat_stream.hpp"
 #include "platform/text.hpp"
 #include "recorders/session/file_replacement.hpp"
 
@@ -46,6 +47,7 @@ vtu::qxArrayWrapper build(Catalogue& catalogue, const ResultsVariable& variable)
 void write(Catalogue& catalogue, const std::string& fileName) {
   const std::vector<ResultsVariable> variables = catalogue.resultsVariables();
   requireDistinctKeys(catalogue, variables);
+  if (vtu::isStreamed(fileName)) throw std::runtime_error("a run streams into it");
   FileReplacement replacement(fileName);
   vtu::QatFileWrapper file(replacement.path(), "w7.3");
   if (!file) throw std::runtime_error(qatLastError());

@@ -58,14 +58,14 @@ Ref<Run> TableBuilder::archive(std::uint32_t position, const std::vector<Piece>&
   for (const Piece& piece : pieces) {
     const bool isNow = snapshot == nullptr;
     const TableState& state = isNow ? piece.table->state() : snapshot->stateOf(*piece.table);
-    const RecordedTable table(state.tiles, (isNow ? piece.table->number : state.current) + 1);
-    table.readTimes(piece.first - table.begin(), piece.count, tile->times() + row);
-    table.readRows(piece.first - table.begin(), piece.count, piece.offset, p.bytes, tile->row(row), p.bytes);
+    const auto table = piece.table->rowsOf(state, (isNow ? piece.table->number : state.current) + 1);
+    table->readTimes(piece.first - table->begin(), piece.count, tile->times() + row);
+    table->readRows(piece.first - table->begin(), piece.count, piece.offset, p.bytes, tile->row(row), p.bytes);
     row += piece.count;
   }
   for (std::uint64_t k = 0; p.hasTexts && k < rows; ++k) moveTexts(*p.layout, tile->row(k), *tile->texts);
   Ref<Run> run(new Run());
-  run->table = Ref<Table>(new Table(std::move(tile), rows));
+  run->table = Ref<Table>(new Table(std::move(tile), rows, true));
   run->count = rows;
   return run;
 }
@@ -82,6 +82,17 @@ TableBuilder::Samples TableBuilder::samples(std::uint32_t position) {
   std::shared_ptr<const RecordedTable> table = only.table->view();
   const std::uint64_t first = only.first - table->begin();
   return {std::move(table), only.offset, first, only.count};
+}
+
+std::vector<TableBuilder::Samples> TableBuilder::runs(std::uint32_t position) {
+  settle();
+  std::vector<Samples> found;
+  for (const Piece& piece : kept(position)) {
+    std::shared_ptr<const RecordedTable> table = piece.table->view();
+    const std::uint64_t first = piece.first - table->begin();
+    found.push_back({std::move(table), piece.offset, first, piece.count});
+  }
+  return found;
 }
 
 TableBuilder::Samples TableBuilder::joined(std::uint32_t position, const std::vector<Piece>& pieces) {

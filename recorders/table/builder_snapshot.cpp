@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <unordered_set>
 #include <utility>
 
 #include "recorders/table/table_builder.hpp"
@@ -56,6 +57,10 @@ std::shared_ptr<const BuilderSnapshot> TableBuilder::capture() {
 
 void TableBuilder::rollBack(std::uint32_t first, std::size_t count,
                             const std::shared_ptr<const BuilderSnapshot>& snapshot) {
+  const bool isKnown = !goingBack_.empty() && goingBack_.back().second == snapshot;
+  bool hasSamples = false;
+  for (std::uint32_t i = first; i < first + count; ++i) hasSamples = hasSamples || !snapshot->isEmpty(i);
+  if (!streamed_.empty() && !isKnown && hasSamples) requireHeld(*snapshot);
   if (count != 0 && positions_[first].goesBack) settle();
   latest_.reset();
   goingBack_.reserve(goingBack_.size() + count);
@@ -103,15 +108,37 @@ void TableBuilder::restoreAll(const BuilderSnapshot& snapshot) {
   tables.reserve(snapshot.tables.size());
   growing_.clear();
   for (const auto& [table, state] : snapshot.tables) {
-    table->restore(state);
+    table->restore(state, sink_);
     table->place = tables.size();
     tables.push_back(table);
   }
   finished_ = snapshot.finished;
-  for (FinishedTable* f = finished_.get(); f != nullptr; f = f->older.get()) f->table->restore(f->state);
+  for (FinishedTable* f = finished_.get(); f != nullptr; f = f->older.get()) f->table->restore(f->state, sink_);
+  giveUpOthers(snapshot);
   tables_ = std::move(tables);
   states_ = std::move(states);
   for (std::uint32_t i = 0; i < positions_.size(); ++i) restoreCursor(i, snapshot);
+}
+
+// Streamed tables that are not in the snapshot were made after it.
+void TableBuilder::giveUpOthers(const BuilderSnapshot& snapshot) {
+  if (streamed_.empty() || sink_ == nullptr) return;
+  std::unordered_set<const Table*> restored;
+  for (const auto& [table, state] : snapshot.tables) restored.insert(table.get());
+  for (FinishedTable* f = snapshot.finished.get(); f != nullptr; f = f->older.get()) restored.insert(f->table.get());
+  for (const Ref<Table>& table : streamed_) {
+    if (restored.count(table.get()) == 0) table->giveUp(*sink_);
+  }
+}
+
+void TableBuilder::requireHeld(const BuilderSnapshot& snapshot) const {
+  bool isHeld = true;
+  for (const auto& [table, state] : snapshot.tables) isHeld = isHeld && table->holds(state);
+  for (FinishedTable* f = snapshot.finished.get(); f != nullptr; f = f->older.get()) {
+    isHeld = isHeld && f->table->holds(f->state);
+  }
+  if (!isHeld)
+    throw std::runtime_error("Cannot step back: the snapshot's samples were given up by an earlier step back");
 }
 
 void TableBuilder::restoreCursor(std::uint32_t position, const BuilderSnapshot& snapshot) {

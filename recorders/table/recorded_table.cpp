@@ -44,10 +44,26 @@ void forEachTile(const TileList* list, std::uint64_t row, std::uint64_t count, c
 
 }  // namespace
 
-RecordedTable::RecordedTable(Ref<TileList> tiles, std::uint64_t end)
-    : tiles_(std::move(tiles)), begin_(tiles_ ? tiles_->tiles.front()->firstRow : 0), end_(end) {}
+RecordedTable::RecordedTable(Ref<TileList> tiles, std::uint64_t end, OlderRows older)
+    : tiles_(std::move(tiles)),
+      older_(std::move(older)),
+      begin_(tiles_ && !older_.rows ? tiles_->tiles.front()->firstRow : 0),
+      end_(end) {}
+
+// How many of the rows are in the file and not in the tiles.
+std::uint64_t RecordedTable::olderRows(std::uint64_t row, std::uint64_t count) const {
+  if (!older_.rows) return 0;
+  const std::uint64_t inTiles = tiles_->tiles.front()->firstRow;
+  return row < inTiles ? std::min(count, inTiles - row) : 0;
+}
 
 void RecordedTable::readTimes(std::uint64_t first, std::uint64_t count, double* out) const {
+  if (const std::uint64_t older = olderRows(first, count); older != 0) {
+    older_.rows->readTimes(first, older, out);
+    first += older;
+    count -= older;
+    out += older;
+  }
   forEachTile(tiles_.get(), begin_ + first, count, [&out](const Tile& tile, std::uint64_t row, std::uint64_t rows) {
     out = std::copy_n(tile.times() + row, rows, out);
   });
@@ -55,6 +71,12 @@ void RecordedTable::readTimes(std::uint64_t first, std::uint64_t count, double* 
 
 void RecordedTable::readRows(std::uint64_t first, std::uint64_t count, std::size_t offset, std::size_t bytes,
                              std::byte* out, std::size_t stride) const {
+  if (const std::uint64_t older = olderRows(first, count); older != 0) {
+    older_.rows->readRows(first, older, offset, bytes, out, stride);
+    first += older;
+    count -= older;
+    out += older * stride;
+  }
   forEachTile(tiles_.get(), begin_ + first, count, [&](const Tile& tile, std::uint64_t row, std::uint64_t rows) {
     copyRows(tile.row(row) + offset, tile.rowBytes, rows, bytes, out, stride);
     out += rows * stride;

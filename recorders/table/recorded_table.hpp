@@ -16,12 +16,18 @@
 
 namespace vtio::recorders {
 
+/// Rows of a streamed table that are not in memory any more.
+struct OlderRows {
+  std::shared_ptr<const vtu::SampleTable> rows;      ///< those of the file, from row 0 on; null: there are none
+  std::shared_ptr<const vtu::StoredTable> complete;  ///< set if the file has all rows of the table
+};
+
 /// The rows of one table at one moment. Row 0 is the oldest one that is kept.
 class RecordedTable final : public vtu::SampleTable {
  public:
   /// @param tiles Null: a table without rows.
   /// @param end Number of the row after the last one.
-  RecordedTable(Ref<TileList> tiles, std::uint64_t end);
+  RecordedTable(Ref<TileList> tiles, std::uint64_t end, OlderRows older = {});
 
   /// Number that row 0 has in the recorder's table.
   [[nodiscard]] std::uint64_t begin() const { return begin_; }
@@ -31,9 +37,13 @@ class RecordedTable final : public vtu::SampleTable {
   void readRows(std::uint64_t first, std::uint64_t count, std::size_t offset, std::size_t bytes, std::byte* out,
                 std::size_t stride) const override;
   void readText(vtu::TextCell cell, std::string& utf8) const override;
+  [[nodiscard]] const vtu::StoredTable* stored() const override { return older_.complete.get(); }
 
  private:
+  [[nodiscard]] std::uint64_t olderRows(std::uint64_t row, std::uint64_t count) const;
+
   Ref<TileList> tiles_;
+  OlderRows older_;
   std::uint64_t begin_;
   std::uint64_t end_;
 };

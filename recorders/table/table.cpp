@@ -32,11 +32,11 @@ Table::Table(double rowTime, std::uint64_t maxPoints, bool grows) : maxPoints_(m
   openRow();
 }
 
-Table::Table(Ref<Tile> tile, std::uint64_t rows) : maxPoints_(0) {
+Table::Table(Ref<Tile> tile, std::uint64_t rows, bool ended) : maxPoints_(0) {
   number = rows - 1;
   state_.rowBytes = tile->rowBytes;
   state_.time = tile->times()[number];
-  state_.ended = true;
+  state_.ended = ended;
   state_.tiles = Ref<TileList>(new TileList());
   state_.tiles->tiles.push_back(std::move(tile));
 }
@@ -109,10 +109,23 @@ Ref<Tile> Table::dropExpired(std::uint32_t capacity) {
   return again;
 }
 
+// Keeps the last tile, whose last row may become the current one again.
+Ref<Tile> Table::dropStreamed(std::uint32_t capacity) {
+  Ref<Tile> again = std::move(spare_);
+  std::vector<Ref<Tile>>& tiles = ownTiles().tiles;
+  if (tiles.size() > 1 && streamed_->final >= tiles.back()->firstRow) {
+    if (!again) again = std::move(tiles.front());
+    tiles.erase(tiles.begin(), tiles.end() - 1);
+  }
+  if (again && (again->refs != 1 || again->capacity != capacity || again->rowBytes != state_.rowBytes)) again = {};
+  return again;
+}
+
 void Table::addTile() {
   const std::uint64_t held = number + 1 - state_.tiles->tiles.front()->firstRow;
-  const std::uint32_t capacity = tileRows(state_.rowBytes + sizeof(double), held, maxPoints_);
-  Ref<Tile> tile = dropExpired(capacity);
+  const std::size_t width = state_.rowBytes + sizeof(double);
+  const std::uint32_t capacity = streamed_ ? streamedTileRows(width) : tileRows(width, held, maxPoints_);
+  Ref<Tile> tile = streamed_ ? dropStreamed(capacity) : dropExpired(capacity);
   if (tile) {
     tile->shown = 0;
     tile->firstRow = number + 1;
@@ -123,6 +136,7 @@ void Table::addTile() {
     }
   } else {
     tile = Tile::make(number + 1, capacity, state_.rowBytes);
+    if (streamed_) std::memset(tile->row(0), 0, std::size_t{capacity} * state_.rowBytes);
   }
   last().shown = last().capacity;  // of what is shown later, only the last tile is marked
   pushTight(ownTiles().tiles, std::move(tile));
@@ -149,10 +163,17 @@ void Table::beginRow(double rowTime, std::uint32_t starter) {
   state_.grows = false;
   time = rowTime;
   bytes = tile->row(k);
+  if (!streamed_) return;
+  streamed_->hasCurrent = false;
+  if (streamed_->hasTexts) std::memset(bytes, 0, state_.rowBytes);
 }
 
 void Table::openRow() {
   view_.reset();
+  if (streamed_) {
+    streamed_->final = std::min(streamed_->final, number);
+    streamed_->hasCurrent = false;
+  }
   if (isRowShown()) copyLast(rowInTile() + 1);
   bytes = last().row(rowInTile());
   time = state_.time;
@@ -160,6 +181,7 @@ void Table::openRow() {
 
 void Table::takeBackRow() {
   view_.reset();
+  if (streamed_) streamed_->hasCurrent = streamed_->rows == number;
   if (last().firstRow == number) {
     TileList& own = ownTiles();
     spare_ = std::move(own.tiles.back());
@@ -185,9 +207,63 @@ TextStore& Table::texts() {
 std::shared_ptr<const RecordedTable> Table::view() {
   if (!view_) {
     show();
-    view_ = std::make_shared<const RecordedTable>(state_.tiles, number + 1);
+    view_ = rowsOf(state_, number + 1);
   }
   return view_;
+}
+
+std::shared_ptr<const RecordedTable> Table::rowsOf(const TableState& state, std::uint64_t end) const {
+  if (!streamed_) return std::make_shared<const RecordedTable>(state.tiles, end);
+  const bool isComplete = &state == &state_ && streamed_->rows == end && streamed_->hasCurrent;
+  OlderRows older{streamed_->older, isComplete ? streamed_->stored : nullptr};
+  return std::make_shared<const RecordedTable>(state.tiles, end, std::move(older));
+}
+
+void Table::stream(std::shared_ptr<const vtu::StoredTable> stored, std::shared_ptr<const vtu::SampleTable> rows,
+                   bool hasTexts) {
+  show();  // nobody writes to the current row unnoticed
+  view_.reset();
+  const std::uint64_t final = written == state_.attached ? number + 1 : number;
+  streamed_ =
+      std::make_unique<Streamed>(Streamed{std::move(stored), std::move(rows), hasTexts, final, number + 1, true, {}});
+}
+
+void Table::spill(RowSink& sink, std::uint64_t end) {
+  if (end <= streamed_->final || streamed_->isGivenUp) return;
+  const RecordedTable rows(state_.tiles, end);
+  const std::uint64_t from = streamed_->final;
+  if (!sink.put(streamNumber(), rows, from - rows.begin(), from, end - from)) return;
+  view_.reset();
+  streamed_->rows = end;
+  const bool isPartial = end > number && written != state_.attached;
+  streamed_->final = isPartial ? number : end;
+  streamed_->hasCurrent = end > number;
+  if (isPartial) block();
+}
+
+void Table::cutTo(std::uint64_t rows, RowSink& sink) {
+  view_.reset();
+  streamed_->hasCurrent = false;
+  if (rows < streamed_->rows) {
+    sink.stepBack(streamNumber(), rows);
+    streamed_->cuts.push_back(rows);
+  }
+  streamed_->rows = std::min(streamed_->rows, rows);
+  streamed_->final = std::min(streamed_->final, rows);
+}
+
+void Table::giveUp(RowSink& sink) {
+  cutTo(0, sink);
+  state_.ended = true;
+  streamed_->isGivenUp = true;
+}
+
+bool Table::holds(const TableState& state) const {
+  if (!streamed_) return true;
+  if (streamed_->isReplaced) return false;
+  const std::uint64_t inFile = state.tiles->tiles.front()->firstRow;
+  return std::all_of(streamed_->cuts.begin() + static_cast<std::ptrdiff_t>(state.cuts), streamed_->cuts.end(),
+                     [inFile](std::uint64_t left) { return left >= inFile; });
 }
 
 TableState Table::capture() const {
@@ -195,14 +271,19 @@ TableState Table::capture() const {
   state.current = number;
   state.written = written;
   if (last().texts) state.texts = last().texts->mark();
+  if (streamed_) state.cuts = streamed_->cuts.size();
   return state;
 }
 
-void Table::restore(const TableState& state) {
+void Table::restore(const TableState& state, RowSink* sink) {
   view_.reset();
   state_ = state;
   number = state.current;
   written = state.written;
+  if (streamed_ && sink != nullptr) {
+    streamed_->isGivenUp = false;
+    cutTo(std::min(streamed_->rows, number), *sink);
+  }
   block();
   // Removes later texts if there are no references to later rows.
   Tile& tile = last();

@@ -5,10 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "recorders/table/cursor.hpp"
 #include "recorders/table/recorded_table.hpp"
 #include "recorders/table/ref.hpp"
+#include "recorders/table/row_sink.hpp"
 #include "recorders/table/tile.hpp"
 
 namespace vtio::recorders {
@@ -29,6 +31,7 @@ struct TableState {
   bool grows = false;         // accepts new positions; it has only one row then
   bool hasArchives = false;   // limited: an attached position may still need older samples from elsewhere
   bool ended = false;         // nothing is recorded in it any more
+  std::size_t cuts = 0;       // how often rows of the file had been removed
   Ref<TileList> tiles;
   TextStore::Mark texts;  // end of the texts of the last tile
 };
@@ -41,9 +44,10 @@ class Table final : public CurrentRow {
   /// A table with one row of no bytes.
   /// @param maxPoints Rows that are kept at least; 0 keeps all.
   Table(double time, std::uint64_t maxPoints, bool grows);
-  /// A table of rows that are complete; nothing is recorded in it any more.
+  /// A table of these rows.
   /// @param rows All of them in the tile; at least 1.
-  Table(Ref<Tile> tile, std::uint64_t rows);
+  /// @param ended Nothing is recorded in it any more.
+  Table(Ref<Tile> tile, std::uint64_t rows, bool ended);
   Table(const Table&) = delete;
   Table& operator=(const Table&) = delete;
 
@@ -64,6 +68,9 @@ class Table final : public CurrentRow {
 
   /// True if the last tile has no room for another row.
   [[nodiscard]] bool isFull() const;
+
+  /// Bytes of the rows of the last tile.
+  [[nodiscard]] std::size_t lastTileBytes() const { return std::size_t{last().capacity} * last().rowBytes; }
 
   /// Adds an empty tile; removes those that hold only rows before the newest maxPoints.
   void addTile();
@@ -89,12 +96,40 @@ class Table final : public CurrentRow {
   /// The bytes of the current row, whether it may be written or not.
   [[nodiscard]] const std::byte* currentRow() const { return last().row(rowInTile()); }
 
+  /// From now on the sink takes the rows, and only the last ones stay in memory. The table accepts no more positions.
+  /// @param stored Its place in the file.
+  /// @param rows Those of the file.
+  /// @param hasTexts Rows are cleared, so that a leaf without a sample has no text.
+  void stream(std::shared_ptr<const vtu::StoredTable> stored, std::shared_ptr<const vtu::SampleTable> rows,
+              bool hasTexts);
+  [[nodiscard]] bool isStreamed() const { return streamed_ != nullptr; }
+
+  /// The number that the sink knows a streamed table by.
+  [[nodiscard]] std::uint32_t streamNumber() const { return streamed_->stored->table; }
+
+  /// Gives the sink the rows before `end` that it does not have. Those after the current row's predecessor may
+  /// change and are given again.
+  void spill(RowSink& sink, std::uint64_t end);
+
+  /// Ends a streamed table that is not part of a state that was restored.
+  void giveUp(RowSink& sink);
+  [[nodiscard]] bool isGivenUp() const { return streamed_->isGivenUp; }
+
+  /// Another table takes the place in the file of one that was given up.
+  void replace() { streamed_->isReplaced = true; }
+
+  /// False if rows of the state are neither in memory nor in the file any more.
+  [[nodiscard]] bool holds(const TableState& state) const;
+
+  /// The rows of a state. @param end Number of the row after the last one.
+  [[nodiscard]] std::shared_ptr<const RecordedTable> rowsOf(const TableState& state, std::uint64_t end) const;
+
   /// The rows as arrays read them. The same object until something is recorded.
   [[nodiscard]] std::shared_ptr<const RecordedTable> view();
 
   /// The state to be kept, all of it. The rows must be shown.
   [[nodiscard]] TableState capture() const;
-  void restore(const TableState& state);
+  void restore(const TableState& state, RowSink* sink);
 
   static void destroy(Table* table) { delete table; }
 
@@ -102,6 +137,19 @@ class Table final : public CurrentRow {
   std::size_t place = 0;  // in the builder's list
 
  private:
+  // What the file has of a streamed table.
+  struct Streamed {
+    std::shared_ptr<const vtu::StoredTable> stored;
+    std::shared_ptr<const vtu::SampleTable> older;
+    bool hasTexts;
+    std::uint64_t final;              // rows that need not be given to the sink again
+    std::uint64_t rows;               // rows that the sink has
+    bool hasCurrent;                  // it has the current row as it is
+    std::vector<std::uint64_t> cuts;  // rows that were left each time some were removed
+    bool isGivenUp = false;           // since the last restore()
+    bool isReplaced = false;          // another table of the builder is this one of the file now
+  };
+
   [[nodiscard]] Tile& last() const { return *state_.tiles->tiles.back(); }
   [[nodiscard]] bool isLastTileShared() const;
   [[nodiscard]] std::uint64_t rowInTile() const { return number - last().firstRow; }
@@ -110,12 +158,15 @@ class Table final : public CurrentRow {
   void copyLast(std::uint64_t rows);
   void makeRoomInRow(std::uint32_t bytes);
   Ref<Tile> dropExpired(std::uint32_t capacity);
+  Ref<Tile> dropStreamed(std::uint32_t capacity);
+  void cutTo(std::uint64_t rows, RowSink& sink);
   void block() { time = std::numeric_limits<double>::quiet_NaN(); }
 
   TableState state_;
   const std::uint64_t maxPoints_;
   std::shared_ptr<const RecordedTable> view_;
   Ref<Tile> spare_;  // removed before, to be used again
+  std::unique_ptr<Streamed> streamed_;
 };
 
 }  // namespace vtio::recorders

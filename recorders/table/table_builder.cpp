@@ -78,6 +78,7 @@ void TableBuilder::append(std::uint32_t position, double time, const void* data)
 // Makes the position's next row the current one of its table, and that one open.
 void TableBuilder::findRow(std::uint32_t position, double time) {
   settle();
+  if (sink_ != nullptr && isAttached(*positions_[position].cursor)) sink_->rowBegins();
   latest_.reset();
   const Cursor& cursor = *positions_[position].cursor;
   if (isAttached(cursor)) {
@@ -103,7 +104,7 @@ bool TableBuilder::reopen(std::uint32_t position, double time) {
   const std::uint64_t end = run->first + run->count;
   const bool isHere = table.isAt(time);
   const std::uint64_t missed = table.number + (isHere ? 0 : 1) - end;
-  if (missed > run->count / kGap) return false;
+  if (missed > (table.isStreamed() ? 0 : run->count / kGap)) return false;
   PositionState& state = states_.change(position);
   if (isHere) {
     table.openRow();
@@ -147,11 +148,14 @@ bool TableBuilder::beginRow(Table& table, double time, std::uint32_t position) {
   if (table.state().ended) return false;
   if (table.isFull()) {
     if (table.written < table.state().attached) closeStragglers(table);
-    if (table.state().attachedBytes * 20 < std::uint64_t{table.state().rowBytes} * 19) {
+    if (table.isStreamed()) {
+      if (sink_ != nullptr) table.spill(*sink_, table.number + 1);
+    } else if (table.state().attachedBytes * 20 < std::uint64_t{table.state().rowBytes} * 19) {
       table.state().ended = true;
       return false;
     }
     if (table.state().hasArchives) dropArchives(table);
+    if (sink_ != nullptr && !table.isStreamed()) sink_->keeps(table.lastTileBytes());
     table.addTile();
   }
   table.beginRow(time, position);

@@ -25,6 +25,7 @@
 #include "recorders/table/cursor.hpp"
 #include "recorders/table/position_states.hpp"
 #include "recorders/table/recorded_table.hpp"
+#include "recorders/table/row_sink.hpp"
 #include "recorders/table/table.hpp"
 
 namespace vtio::recorders {
@@ -52,7 +53,9 @@ namespace vtio::recorders {
 ///    a table are copied.
 /// 7. Rows that a snapshot or an array shows do not change. While a table's rows are shown, its `time` is NaN: the
 ///    first update after that calls append().
-/// 8. A snapshot holds the states of the tables, and shares those of the positions; of the cursors it
+/// 8. The rows of a streamed table are in a file; in memory are those of its last two tiles and what snapshots and arrays
+///    refer to. It does not end by 4, and a position that has missed a row does not return to it.
+/// 9. A snapshot holds the states of the tables, and shares those of the positions; of the cursors it
 ///    holds only those that are not after their table's last row: the positions that have missed it.
 class TableBuilder final {
  public:
@@ -95,6 +98,47 @@ class TableBuilder final {
 
   /// Positions that were recorded together get the same table.
   [[nodiscard]] Samples samples(std::uint32_t position);
+
+  /// The kept samples of a position in the tables that they were recorded in, oldest first.
+  [[nodiscard]] std::vector<Samples> runs(std::uint32_t position);
+
+  /// From now on the sink is told of rows; null: of none any more. It must outlive its use.
+  void streamTo(RowSink* sink) { sink_ = sink; }
+  [[nodiscard]] RowSink* sink() const { return sink_; }
+
+  /// Carries out what rollBack() has asked for.
+  void settle();
+
+  /// Positions that have been recorded at the same times from the beginning until now, and have no limit of points.
+  /// @param among Of these positions only.
+  [[nodiscard]] std::vector<std::vector<std::uint32_t>> together(std::span<const std::uint32_t> among);
+
+  /// Moves all samples of positions that were recorded together to a new table.
+  /// @param offsets Of each position in a row. @param rowBytes Of a row.
+  Ref<Table> gather(std::span<const std::uint32_t> positions, std::span<const std::uint32_t> offsets,
+                    std::uint32_t rowBytes);
+
+  /// Takes note that a table is streamed as the one of this number.
+  void setStreamed(std::uint32_t number, Ref<Table> table);
+
+  [[nodiscard]] const std::vector<Ref<Table>>& streamed() const { return streamed_; }
+
+  /// Bytes of a position in a row.
+  [[nodiscard]] std::uint32_t bytes(std::uint32_t position) const { return positions_[position].bytes; }
+
+  /// Gives the sink all rows of streamed tables that are complete.
+  /// @param all The current rows as well, whether they are complete or not.
+  void spill(bool all);
+
+  /// The row after the last one of the run of a position that begins with row `begin` of a table; `begin` if there is no
+  /// such run any more.
+  [[nodiscard]] std::uint64_t endOfRun(std::uint32_t position, const Table& table, std::uint64_t begin) const;
+
+  /// True if a position has samples that are not those of one run in a streamed table.
+  [[nodiscard]] bool hasOthers(std::uint32_t position);
+
+  /// Number of positions, the removed ones included.
+  [[nodiscard]] std::size_t size() const { return positions_.size(); }
 
   /// The state of all positions. The same object until something is recorded.
   [[nodiscard]] std::shared_ptr<const BuilderSnapshot> capture();
@@ -152,6 +196,10 @@ class TableBuilder final {
   void moveMinority(Table& table);
   void moveSample(Table& table, std::uint32_t position);
 
+  // Streaming.
+  void copyRows(std::uint32_t position, std::uint32_t offset, Tile& tile);
+  void moveTo(const Ref<Table>& table, std::uint32_t position, std::uint32_t offset);
+
   // Reading.
   [[nodiscard]] std::vector<Piece> kept(std::uint32_t position) const;
   [[nodiscard]] static std::vector<Piece> pieces(const PositionState& state, std::uint64_t next,
@@ -161,11 +209,12 @@ class TableBuilder final {
   [[nodiscard]] Samples joined(std::uint32_t position, const std::vector<Piece>& pieces);
 
   // Stepping back.
-  void settle();
   [[nodiscard]] bool allGoBackTo(const BuilderSnapshot& snapshot) const;
   void restoreAll(const BuilderSnapshot& snapshot);
   void restoreCursor(std::uint32_t position, const BuilderSnapshot& snapshot);
   void restoreOne(std::uint32_t position, const BuilderSnapshot& snapshot);
+  void giveUpOthers(const BuilderSnapshot& snapshot);
+  void requireHeld(const BuilderSnapshot& snapshot) const;
 
   using JoinedKey = std::vector<std::tuple<const RecordedTable*, std::uint64_t, std::uint64_t>>;
 
@@ -184,6 +233,8 @@ class TableBuilder final {
   std::size_t joinedSwept_ = 0;  // entries that were in use when unused ones were last removed
   std::shared_ptr<const vtu::SampleTable> empty_;
   std::string scratch_;
+  RowSink* sink_ = nullptr;
+  std::vector<Ref<Table>> streamed_;  // by their numbers in the file
 };
 
 }  // namespace vtio::recorders

@@ -3,8 +3,11 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
@@ -105,6 +108,35 @@ class Recording : public ::testing::Test {
 
   Catalogue catalogue_;
   RecordingSession session_{catalogue_};
+};
+
+/// The same with a streamed file of its own for each test; before the first signal is recorded, stream() is called.
+class StreamedFile {
+ public:
+  StreamedFile() {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string test = std::string(info->test_suite_name()) + "_" + info->name();
+    std::replace(test.begin(), test.end(), '/', '_');
+    folder_ = std::filesystem::temp_directory_path() / ("vtio_stream_" + test + "_" + std::to_string(getpid()));
+    std::filesystem::create_directory(folder_);
+  }
+  StreamedFile(const StreamedFile&) = delete;
+  StreamedFile& operator=(const StreamedFile&) = delete;
+  ~StreamedFile() {
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+  }
+
+  [[nodiscard]] std::string path(const std::string& name = "stream.qat") const { return (folder_ / name).string(); }
+
+  /// Makes a catalogue stream into the file.
+  void stream(Catalogue& catalogue) const {
+    catalogue.settings(Catalogue::SignalLoggingToPersistentStorage, u"on");
+    catalogue.settings(Catalogue::SignalStorageParameters, vtu::to_ustring(path()));
+  }
+
+ private:
+  std::filesystem::path folder_;
 };
 
 inline const qxArray* field(const qxArray* structure, const char* name) {

@@ -20,7 +20,7 @@ class Replay : public Recording, public ::testing::WithParamInterface<unsigned> 
  protected:
   static constexpr unsigned long kLimits[] = {0, 1, 5, 100, 333};
 
-  void SetUp() override {
+  void recordAll() {
     for (const unsigned long most : kLimits) numbers_.push_back(record(leaf(u"x"), most));
     for (const unsigned long most : kLimits) {
       texts_.push_back(
@@ -50,6 +50,8 @@ class Replay : public Recording, public ::testing::WithParamInterface<unsigned> 
       keep(now_.texts[i], text, kLimits[i]);
     }
   }
+
+  void play(bool isStreamed);
 
   Model recorded() {
     Model model;
@@ -88,6 +90,27 @@ class Replay : public Recording, public ::testing::WithParamInterface<unsigned> 
 };
 
 TEST_P(Replay, RandomCommandsEqualAModelThatCopiesEverything) {
+  recordAll();
+  play(false);
+}
+
+class StreamedReplay : public Replay {
+ protected:
+  StreamedFile file_;
+};
+
+TEST_P(StreamedReplay, RandomCommandsEqualAModelThatCopiesEverything) {
+  file_.stream(catalogue_);
+  session_.flushInterval(GetParam() % 2 == 0 ? 0 : 1000);
+  recordAll();
+  play(true);
+  EXPECT_EQ(session_.streamFailure(), "");
+  EXPECT_EQ(session_.lostSamples(), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, StreamedReplay, ::testing::Range(0U, 25U));
+
+void Replay::play(bool isStreamed) {
   std::mt19937 random(GetParam());
   std::deque<Model> snapshots;
   session_.captureSnapshot(true);
@@ -114,6 +137,10 @@ TEST_P(Replay, RandomCommandsEqualAModelThatCopiesEverything) {
         if (random() % 4 == 0) {
           session_.reset();
           now_ = initial;
+          if (isStreamed) {  // later snapshots are of a way that was given up
+            session_.clearSnapshots();
+            snapshots.clear();
+          }
         } else if (random() % 4 == 0) {
           session_.captureSnapshot(true);
           initial = now_;
@@ -122,6 +149,10 @@ TEST_P(Replay, RandomCommandsEqualAModelThatCopiesEverything) {
           while (snapshots.size() > 3) snapshots.pop_front();
         }
         break;
+      case 6:
+        if (isStreamed && random() % 2 == 0) session_.flush();
+        if (isStreamed && random() % 3 == 0) static_cast<void>(catalogue_.datasetArray(u"logsout"));
+        [[fallthrough]];
       default:
         for (std::size_t n = random() % 150; n > 0; --n) {
           // Some replays go through other times than before.

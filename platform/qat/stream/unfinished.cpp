@@ -44,9 +44,11 @@ Handle openTable(const Source& source, hid_t tables, std::uint32_t number) {
   }
 }
 
-void finishTable(const Source& source, hid_t tables, std::uint32_t number, bool written) {
+/// Makes a table exact; the counts of valid rows stay.
+/// @return false if there are none: the table is finished already
+bool makeExact(const Source& source, hid_t tables, std::uint32_t number) {
   const Handle table = openTable(source, tables, number);
-  if (!table || !hasMember(table.get(), kRowsMember)) return;
+  if (!table || !hasMember(table.get(), kRowsMember)) return false;
   OpenTable open(source, std::to_string(number), openGroup(source, tables, std::to_string(number)));
   const std::vector<StoredColumn> columns = open.columns();
   open.refresh();
@@ -58,7 +60,7 @@ void finishTable(const Source& source, hid_t tables, std::uint32_t number, bool 
   }
   writeCounts(source, table.get(), columns);
   for (const std::string& name : datasets) cutTo(source, table.get(), name, rows);
-  removeLink(source, table.get(), kRowsMember, written);
+  return true;
 }
 
 }  // namespace
@@ -66,9 +68,18 @@ void finishTable(const Source& source, hid_t tables, std::uint32_t number, bool 
 void finishStream(const Source& source, bool written) {
   if (!hasMember(source.root, kSamplesGroup)) return;
   const Handle tables = openGroup(source, source.root, kSamplesGroup);
+  std::vector<std::uint32_t> unfinished;
   for (const std::uint32_t number : OpenTables(source).numbers()) {
-    atPlace(std::string(kSamplesGroup) + "/" + std::to_string(number),
-            [&] { finishTable(source, tables.get(), number, written); });
+    atPlace(std::string(kSamplesGroup) + "/" + std::to_string(number), [&] {
+      if (makeExact(source, tables.get(), number)) unfinished.push_back(number);
+    });
+  }
+  if (unfinished.empty()) return;
+  // The records must be in the file before the counts go.
+  checked(H5Fflush(tables.get(), H5F_SCOPE_LOCAL), kStorage, "cannot be written");
+  for (const std::uint32_t number : unfinished) {
+    const Handle table = openTable(source, tables.get(), number);
+    removeLink(source, table.get(), kRowsMember, written);
   }
 }
 

@@ -1,0 +1,327 @@
+#include "recorders/stream/stream_resource.hpp"
+
+#include <time.h>
+
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <numeric>
+#include <stdexcept>
+#include <unordered_map>
+
+#include "platform/diagnostics.hpp"
+#include "platform/text.hpp"
+#include "recorders/dataset/node_structure.hpp"
+#include "recorders/memory/memory_recorder.hpp"
+#include "recorders/stream/last_error.hpp"
+
+namespace vtio::recorders {
+namespace {
+
+using core::client::Catalogue;
+using core::client::Client;
+
+/// A clock that is cheap to read and exact to some milliseconds.
+std::int64_t now() {
+  struct timespec time {};
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+  return std::int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
+}
+
+/// Calls use(client) for every client of a dataset that is saved.
+template <typename Use>
+void forEachClient(const Catalogue& catalogue, const Use& use) {
+  for (const Catalogue::ResultsVariable& variable : catalogue.resultsVariables()) {
+    if (!catalogue.hasDataset(variable.dataset)) continue;
+    for (const auto& [id, client] : catalogue.clientCollection(variable.dataset)) use(*client);
+  }
+}
+
+}  // namespace
+
+StreamResource::StreamResource(Catalogue& catalogue, const std::string& file, std::shared_ptr<TableBuilder> builder)
+    : SharedResource(file), catalogue_(catalogue), builder_(std::move(builder)) {
+  flushInterval(kFlushInterval);
+}
+
+StreamResource::~StreamResource() {
+  if (builder_->sink() == this) builder_->streamTo(nullptr);
+}
+
+void StreamResource::open() {
+  stream_.emplace(name());
+  builder_->streamTo(this);
+  due_ = now() + interval_;
+}
+
+void StreamResource::flushInterval(double seconds) {
+  if (!(seconds >= 0)) throw std::invalid_argument("A flush interval of " + std::to_string(seconds) + " s is negative");
+  interval_ = static_cast<std::int64_t>(std::min(seconds, 1e9) * 1e9);
+  due_ = now() + interval_;
+}
+
+/// Runs what may fail, once at a time: building the variables closes the catalogue's resources, this one included.
+template <typename Work>
+void StreamResource::working(Work&& work) noexcept {
+  if (isWorking_ || isStopped() || !stream_) return;
+  isWorking_ = true;
+  try {
+    work();
+  } catch (const std::exception& error) {
+    stop(error.what());
+  } catch (...) {
+    stop("unknown error");
+  }
+  isWorking_ = false;
+}
+
+void StreamResource::stop(const char* cause) noexcept {
+  isStopped_ = true;
+  tell(cause);
+}
+
+void StreamResource::tell(const char* cause) noexcept {
+  if (!failure_.empty()) return;
+  try {
+    std::error_code none;
+    const auto size = std::filesystem::file_size(name(), none);
+    const auto message =
+        vtsvCreateDiagnostic("Vortan:FileIO", "CannotStream",
+                             {vtu::to_ustring(name()), vtu::to_ustring(cause),
+                              vtu::to_ustring(none ? std::string("an unknown number of") : std::to_string(size))});
+    try {
+      vtsvThrowIExceptionFromDiagnostic(message);
+    } catch (const std::exception& told) {
+      failure_ = told.what();
+    }
+  } catch (...) {
+    failure_ = "The samples cannot be streamed";
+  }
+  setLastError(failure_);
+}
+
+void StreamResource::rowBegins() noexcept {
+  constexpr std::size_t kMostKept = std::size_t{4} << 20U;
+  constexpr std::uint32_t kFewestRows = 100;
+  if (!isLaidOut_ && ++begun_ < kFewestRows) return;
+  const bool mustLayOut = !isLaidOut_ && kept_ > kMostKept;
+  if (interval_ > 0 && !mustLayOut && now() < due_) return;
+  flushRows(false);
+}
+
+void StreamResource::flush() noexcept { flushRows(true); }
+
+void StreamResource::flushRows(bool all) noexcept {
+  due_ = now() + interval_;
+  working([this, all] {
+    if (!isLaidOut_) layOut();
+    regain();
+    builder_->spill(all);
+    setLeafEnds();
+    if (closedState_ == nullptr && !isStopped()) stream_->flush(syncs_);
+  });
+}
+
+void StreamResource::close() {
+  if (isStopped()) return closeStopped();
+  working([this] { closeFile(); });
+}
+
+/// What is in the file stays readable.
+void StreamResource::closeStopped() noexcept {
+  try {
+    if (!stream_ || isWorking_) return;
+    if (isLaidOut_) setLeafEnds();
+    stream_->close();
+  } catch (const std::exception& error) {
+    tell(error.what());
+  }
+}
+
+void StreamResource::closeFile() {
+  if (!isLaidOut_) layOut();
+  if (closedState_ != nullptr && closedState_ == builder_->capture()) return;
+  regain();
+  builder_->spill(true);
+  if (isStopped()) return;
+  werePut_ = mustPutVariables();  // from then on elements may refer to tables that do not grow
+  const Variables values = werePut_ ? variables() : Variables();
+  if (closedState_ != nullptr) {
+    closedState_ = nullptr;
+    stream_->reopen();
+  }
+  setLeafEnds();
+  std::vector<vtu::StreamVariable> borrowed;
+  for (const auto& [key, value] : values) borrowed.push_back({key, value.get()});
+  stream_->close(borrowed);
+  closedState_ = builder_->capture();
+}
+
+void StreamResource::layOut() {
+  std::vector<FileTable> found = findTables();
+  const Variables values = variables();
+  std::vector<vtu::StreamVariable> borrowed;
+  for (const auto& [key, value] : values) borrowed.push_back({key, value.get()});
+  const std::vector<vtu::StreamTable> tables = describe(std::move(found));
+  clients_ = numberOfClients();
+  stream_->layOut(borrowed, tables);
+  isLaidOut_ = true;
+  for (std::uint32_t k = 0; k < tables.size(); ++k) {
+    tables_[k].rows = tables[k].rows->rows();
+    streamAs(k, std::exchange(tables_[k].gathered, {}));
+  }
+}
+
+/// Lets the builder stream a table whose rows are in the file.
+void StreamResource::streamAs(std::uint32_t number, const Ref<Table>& table) {
+  table->stream(tables_[number].stored, stream_->rows(number), tables_[number].hasTexts);
+  builder_->setStreamed(number, table);
+}
+
+/// A step back to a time before the file was laid out has emptied its tables: their positions return to them.
+void StreamResource::regain() {
+  builder_->settle();
+  for (std::uint32_t k = 0; k < tables_.size(); ++k) {
+    if (!builder_->streamed()[k]->isGivenUp()) continue;
+    const FileTable& file = tables_[k];
+    const auto groups = builder_->together(file.positions);
+    const auto most = std::max_element(groups.begin(), groups.end(),
+                                       [](const auto& a, const auto& b) { return a.size() < b.size(); });
+    if (most == groups.end()) continue;
+    std::vector<std::uint32_t> offsets;
+    for (const std::uint32_t position : *most) {
+      const auto place = std::find(file.positions.begin(), file.positions.end(), position) - file.positions.begin();
+      offsets.push_back(file.offsets[static_cast<std::size_t>(place)]);
+    }
+    const Ref<Table> table = builder_->gather(*most, offsets, file.rowBytes);
+    const auto rows = table->view();
+    if (!put(k, *rows, 0, 0, rows->rows())) return;
+    streamAs(k, table);
+  }
+}
+
+StreamResource::Variables StreamResource::variables() {
+  Variables values;
+  for (const Catalogue::ResultsVariable& variable : catalogue_.resultsVariables()) {
+    vtu::qxArrayWrapper value = catalogue_.resultsArray(variable);
+    if (value) values.emplace_back(variable.key, std::move(value));
+  }
+  return values;
+}
+
+/// Gathers the positions that were recorded at the same times, each group in a table.
+std::vector<StreamResource::FileTable> StreamResource::findTables() {
+  std::vector<std::uint32_t> all(builder_->size());
+  std::iota(all.begin(), all.end(), 0U);
+  std::vector<FileTable> found;
+  for (auto& group : builder_->together(all)) {
+    FileTable& table = found.emplace_back();
+    for (const std::uint32_t position : group) {
+      table.offsets.push_back(table.rowBytes);
+      table.rowBytes += builder_->bytes(position);
+    }
+    table.gathered = builder_->gather(group, table.offsets, table.rowBytes);
+    table.positions = std::move(group);
+  }
+  return found;
+}
+
+/// The tables as they are in the file. One is left in memory if it has samples of a position whose leaves are unknown: of
+/// a recorder that is in no dataset.
+std::vector<vtu::StreamTable> StreamResource::describe(std::vector<FileTable> found) {
+  std::unordered_map<const vtu::SampleTable*, std::vector<LeafRun>> runs;
+  forEachClient(catalogue_, [&](const Client& client) {
+    const auto* recorder = dynamic_cast<const MemoryRecorder*>(&client);
+    if (recorder == nullptr || &recorder->builder() != builder_.get()) return;
+    for (LeafRun& run : recorder->runs()) runs[run.table.get()].push_back(std::move(run));
+  });
+  std::vector<vtu::StreamTable> described;
+  for (FileTable& file : found) {
+    const auto number = static_cast<std::uint32_t>(described.size());
+    vtu::StreamTable table{file.gathered->view(), {}};
+    std::vector<LeafRun>& leaves = runs[table.rows.get()];
+    std::stable_sort(leaves.begin(), leaves.end(),
+                     [](const LeafRun& a, const LeafRun& b) { return a.column.offset < b.column.offset; });
+    std::size_t bytes = 0;
+    for (const LeafRun& leaf : leaves) bytes += leaf.column.bytes();
+    if (bytes != file.rowBytes) continue;
+    file.stored = std::make_shared<vtu::StoredTable>(vtu::StoredTable{name(), number, {}});
+    for (LeafRun& leaf : leaves) {
+      const auto record = static_cast<std::uint32_t>(table.leaves.size());
+      leaves_.push_back({number, record, leaf.position});
+      if (leaf.column.bytes() > 0) file.stored->records.emplace(leaf.column.offset, record);
+      file.hasTexts = file.hasTexts || leaf.column.id == qxCELL;
+      table.leaves.push_back(std::move(leaf.column));
+    }
+    described.push_back(std::move(table));
+    tables_.push_back(std::move(file));
+  }
+  return described;
+}
+
+std::size_t StreamResource::numberOfClients() {
+  std::size_t count = 0;
+  forEachClient(catalogue_, [&count](const Client&) { ++count; });
+  return count;
+}
+
+void StreamResource::setLeafEnds() {
+  if (closedState_ != nullptr) return;
+  for (const StreamedLeaf& leaf : leaves_) {
+    const std::uint64_t end = builder_->endOfRun(leaf.position, *builder_->streamed()[leaf.table], 0);
+    const bool isOpen = end >= tables_[leaf.table].rows;
+    stream_->endLeaf(leaf.table, leaf.record, isOpen ? std::nullopt : std::optional(end));
+  }
+}
+
+/// True if there are samples outside the streamed tables, or elements that the file does not have.
+bool StreamResource::mustPutVariables() {
+  if (werePut_ || numberOfClients() != clients_) return true;
+  bool isForeign = false;
+  forEachClient(catalogue_, [&](const Client& client) {
+    const auto* recorder = dynamic_cast<const MemoryRecorder*>(&client);
+    isForeign = isForeign || recorder == nullptr || &recorder->builder() != builder_.get();
+  });
+  if (isForeign) return true;
+  for (std::uint32_t position = 0; position < builder_->size(); ++position) {
+    if (builder_->hasOthers(position)) return true;
+  }
+  return false;
+}
+
+void StreamResource::cutTo(std::uint32_t table, std::uint64_t rows) {
+  if (closedState_ != nullptr) {
+    closedState_ = nullptr;
+    stream_->reopen();
+  }
+  if (tables_[table].rows <= rows) return;
+  vtu::QatStream::Mark mark = stream_->mark();
+  mark.rows[table] = rows;
+  stream_->stepBack(mark);
+  tables_[table].rows = rows;
+}
+
+bool StreamResource::put(std::uint32_t table, const vtu::SampleTable& source, std::uint64_t first, std::uint64_t at,
+                         std::uint64_t count) noexcept {
+  if (isStopped()) return false;
+  try {
+    cutTo(table, at);
+    stream_->append(table, source, first, count);
+    tables_[table].rows += count;
+    return true;
+  } catch (const std::exception& error) {
+    stop(error.what());
+  }
+  return false;
+}
+
+void StreamResource::stepBack(std::uint32_t table, std::uint64_t rows) noexcept {
+  if (isStopped()) return;
+  try {
+    cutTo(table, rows);
+  } catch (const std::exception& error) {
+    stop(error.what());
+  }
+}
+
+}  // namespace vtio::recorders

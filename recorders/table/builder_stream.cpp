@@ -1,0 +1,118 @@
+// What a table builder gives to a file.
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <tuple>
+#include <utility>
+
+#include "recorders/table/stored_row.hpp"
+
+#include "recorders/table/table_builder.hpp"
+
+namespace vtio::recorders {
+
+std::vector<std::vector<std::uint32_t>> TableBuilder::together(std::span<const std::uint32_t> among) {
+  settle();
+  std::map<std::vector<std::tuple<const Table*, std::uint64_t, std::uint64_t>>, std::size_t> known;
+  std::vector<std::vector<std::uint32_t>> groups;
+  for (const std::uint32_t i : among) {
+    const Position& p = positions_[i];
+    const PositionState& state = states_[i];
+    if (p.layout == nullptr || p.maxPoints != 0 || !state.table || p.cursor->next < state.table->number) continue;
+    auto key = decltype(known)::key_type{{state.table.get(), state.begin, 0}};
+    for (const Run* run = state.closed.get(); run != nullptr; run = run->older.get()) {
+      key.emplace_back(run->table.get(), run->first, run->count);
+    }
+    const auto [group, isNew] = known.try_emplace(std::move(key), groups.size());
+    if (isNew) groups.emplace_back();
+    groups[group->second].push_back(i);
+  }
+  return groups;
+}
+
+Ref<Table> TableBuilder::gather(std::span<const std::uint32_t> positions, std::span<const std::uint32_t> offsets,
+                                std::uint32_t rowBytes) {
+  latest_.reset();
+  const PositionState& one = states_[positions.front()];
+  const Table& from = *one.table;
+  const std::uint64_t rows = one.before + from.number + 1 - one.begin;
+  Ref<Tile> tile = Tile::make(0, static_cast<std::uint32_t>(rows), rowBytes);
+  std::memset(tile->row(0), 0, rows * rowBytes);
+  std::uint64_t row = 0;
+  for (const Piece& piece : kept(positions.front())) {
+    const auto source = piece.table->rowsOf(piece.table->state(), piece.table->number + 1);
+    source->readTimes(piece.first - source->begin(), piece.count, tile->times() + row);
+    row += piece.count;
+  }
+  if (row < rows) tile->times()[row] = from.rowTime();
+  for (std::size_t i = 0; i < positions.size(); ++i) copyRows(positions[i], offsets[i], *tile);
+  Ref<Table> table(new Table(std::move(tile), rows, false));
+  tables_.push_back(table);
+  table->place = tables_.size() - 1;
+  for (std::size_t i = 0; i < positions.size(); ++i) moveTo(table, positions[i], offsets[i]);
+  return table;
+}
+
+void TableBuilder::copyRows(std::uint32_t position, std::uint32_t offset, Tile& tile) {
+  const Position& p = positions_[position];
+  if (p.hasTexts && !tile.texts) tile.texts = Ref<TextStore>(new TextStore());
+  std::uint64_t row = 0;
+  for (const Piece& piece : kept(position)) {
+    const auto source = piece.table->rowsOf(piece.table->state(), piece.table->number + 1);
+    source->readRows(piece.first - source->begin(), piece.count, piece.offset, p.bytes, tile.row(row) + offset,
+                     tile.rowBytes);
+    for (std::uint64_t k = 0; p.hasTexts && k < piece.count; ++k) {
+      moveTexts(*p.layout, tile.row(row + k) + offset, *tile.texts);
+    }
+    row += piece.count;
+  }
+}
+
+void TableBuilder::moveTo(const Ref<Table>& table, std::uint32_t position, std::uint32_t offset) {
+  Cursor& cursor = *positions_[position].cursor;
+  PositionState& state = states_.change(position);
+  const bool hasCurrent = cursor.next == state.table->number + 1;
+  detach(position, state);
+  state.closed = {};
+  state.before = 0;
+  attach(position, state, table, offset, 0);
+  if (!hasCurrent) return;
+  ++cursor.next;
+  ++table->written;
+}
+
+void TableBuilder::setStreamed(std::uint32_t number, Ref<Table> table) {
+  if (streamed_.size() <= number) streamed_.resize(number + 1);
+  if (streamed_[number]) streamed_[number]->replace();
+  streamed_[number] = std::move(table);
+}
+
+void TableBuilder::spill(bool all) {
+  settle();
+  if (sink_ == nullptr) return;
+  for (const Ref<Table>& table : streamed_) {
+    const bool isComplete = table->written == table->state().attached;
+    table->spill(*sink_, table->number + (all || isComplete ? 1 : 0));
+  }
+}
+
+std::uint64_t TableBuilder::endOfRun(std::uint32_t position, const Table& table, std::uint64_t begin) const {
+  const PositionState& state = states_[position];
+  if (state.table.get() == &table && state.begin == begin) return positions_[position].cursor->next;
+  for (const Run* run = state.closed.get(); run != nullptr; run = run->older.get()) {
+    if (run->table.get() == &table && run->first == begin) return run->first + run->count;
+  }
+  return begin;
+}
+
+bool TableBuilder::hasOthers(std::uint32_t position) {
+  settle();
+  if (positions_[position].layout == nullptr) return false;
+  const PositionState& state = states_[position];
+  if (!state.table && !state.closed) return false;
+  if (state.table && state.closed) return true;
+  const Table& table = state.table ? *state.table : *state.closed->table;
+  return !table.isStreamed() || (state.closed && state.closed->older);
+}
+
+}  // namespace vtio::recorders

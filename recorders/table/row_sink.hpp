@@ -1,0 +1,42 @@
+/// @file
+/// Where a table builder puts rows that need not stay in memory. Not installed.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+
+#include "platform/sample_table.hpp"
+
+namespace vtio::recorders {
+
+/// Takes the rows of some of the builder's tables, its streamed tables. No function throws.
+class RowSink {
+ public:
+  RowSink() = default;
+  RowSink(const RowSink&) = delete;
+  RowSink& operator=(const RowSink&) = delete;
+  virtual ~RowSink() = default;
+
+  /// Called before rows begin. Positions may be in other tables afterwards.
+  virtual void rowBegins() noexcept = 0;
+
+  /// So many more bytes of rows are kept in memory by tables that are not streamed.
+  virtual void keeps(std::size_t bytes) noexcept = 0;
+
+  /// Makes rows [first, first + count) of `source` rows [at, at + count) of a streamed table; later ones are removed.
+  /// @return False if that failed; the rows must stay in memory then.
+  virtual bool put(std::uint32_t table, const vtu::SampleTable& source, std::uint64_t first, std::uint64_t at,
+                   std::uint64_t count) noexcept = 0;
+
+  /// Removes the rows of a streamed table after the first `rows`.
+  virtual void stepBack(std::uint32_t table, std::uint64_t rows) noexcept = 0;
+
+  /// True after a failure: no more samples are taken.
+  [[nodiscard]] virtual bool isStopped() const noexcept = 0;
+
+  /// A sample was lost because of this.
+  virtual void lost(const std::exception& cause) noexcept = 0;
+};
+
+}  // namespace vtio::recorders
