@@ -3,15 +3,10 @@
 #include <algorithm>
 #include <string>
 
+#include "runner/text/arrays.hpp"
+
 namespace vtio::runner {
 namespace {
-
-vtu::qxArrayWrapper textArray(std::string_view text) {
-  const vtu::ustring units = vtu::to_ustring(text);
-  return vtu::qxArrayWrapper(qxCreateUString(units.data(), units.size()));
-}
-
-vtu::qxArrayWrapper numberArray(double value) { return vtu::qxArrayWrapper(qxCreateDoubleScalar(value)); }
 
 const char* statusText(ExitStatus status) {
   switch (status) {

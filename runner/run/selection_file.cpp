@@ -7,6 +7,7 @@
 
 #include "platform/text.hpp"
 #include "runner/error.hpp"
+#include "runner/text/arrays.hpp"
 #include "runner/text/glob.hpp"
 #include "runner/text/printable.hpp"
 
@@ -64,21 +65,15 @@ bool matchesAny(const std::string& pattern, const SignalNode& node, const ModelD
                      [&](const SignalNode& child) { return matchesAny(pattern, child, model); });
 }
 
-vtu::qxArrayWrapper textArray(const std::string& text) {
-  const vtu::ustring units = vtu::to_ustring(text);
-  return vtu::qxArrayWrapper(qxCreateUString(units.data(), units.size()));
-}
-
 vtu::qxArrayWrapper selectionOf(const Entry& entry, const std::string& modelName, std::size_t port) {
   vtu::qxStructWrapper signal({"blockPath", "port", "selector"});
-  const auto number = [](double value) { return vtu::qxArrayWrapper(qxCreateDoubleScalar(value)); };
   signal.set("blockPath", textArray(modelName));
-  signal.set("port", number(static_cast<double>(port)));
-  signal.set("selector", number(entry.selector));
+  signal.set("port", numberArray(static_cast<double>(port)));
+  signal.set("selector", numberArray(entry.selector));
   if (entry.selector != 2) return signal;
   if (entry.customName) signal.set("customName", textArray(*entry.customName));
-  if (entry.decimation) signal.set("decimation", number(static_cast<double>(*entry.decimation)));
-  if (entry.maxPoints) signal.set("maxPoints", number(static_cast<double>(*entry.maxPoints)));
+  if (entry.decimation) signal.set("decimation", numberArray(static_cast<double>(*entry.decimation)));
+  if (entry.maxPoints) signal.set("maxPoints", numberArray(static_cast<double>(*entry.maxPoints)));
   return signal;
 }
 

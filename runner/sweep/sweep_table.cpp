@@ -11,19 +11,13 @@
 #include "platform/text.hpp"
 #include "runner/description/xml_reader.hpp"
 #include "runner/error.hpp"
+#include "runner/text/arrays.hpp"
 #include "runner/text/printable.hpp"
 
 namespace vtio::runner {
 namespace {
 
 namespace fs = std::filesystem;
-
-vtu::qxArrayWrapper textArray(std::string_view text) {
-  const vtu::ustring units = vtu::to_ustring(text);
-  return vtu::qxArrayWrapper(qxCreateUString(units.data(), units.size()));
-}
-
-vtu::qxArrayWrapper numberArray(double value) { return vtu::qxArrayWrapper(qxCreateDoubleScalar(value)); }
 
 vtu::qxArrayWrapper oneStructure(std::vector<const char*>& fields) {
   constexpr std::array<std::size_t, 2> kOne{1, 1};

@@ -19,9 +19,9 @@ namespace {
 /// Chunks go straight to the file; the counts of rows are aligned, so that they change at once.
 Handle makeStreamAccessList() {
   Handle list = makeAccessList();
-  constexpr const char* kWhat = "cannot set up the file access";
-  checked(H5Pset_cache(list.get(), 0, 0, 0, 0), kStorage, kWhat);
-  checked(H5Pset_alignment(list.get(), 1, alignof(std::uint64_t)), kStorage, kWhat);
+  constexpr const char* kFailure = "cannot set up the file access";
+  checked(H5Pset_cache(list.get(), 0, 0, 0, 0), kStorage, kFailure);
+  checked(H5Pset_alignment(list.get(), 1, alignof(std::uint64_t)), kStorage, kFailure);
   return list;
 }
 
