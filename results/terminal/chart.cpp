@@ -21,7 +21,8 @@ std::string braille(std::uint8_t dots) {
 
 std::string axisNumber(double value) {
   char text[32];
-  std::snprintf(text, sizeof text, "%.6g", value);
+  const int length = std::snprintf(text, sizeof text, "%.6g", value);
+  if (length > static_cast<int>(kLabelColumns)) std::snprintf(text, sizeof text, "%.5g", value);
   return text;
 }
 

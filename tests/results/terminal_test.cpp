@@ -88,6 +88,15 @@ TEST(Chart, drawsALineFromCornerToCorner) {
             "             0 10 s\n");
 }
 
+TEST(Chart, hasRoomForTheLongestNumber) {
+  Chart chart;
+  chart.columns = 1;
+  chart.rows = 2;
+  chart.curves.push_back({"h", {{0, -1.234567e-300}, {1, 500000}}, false});
+  EXPECT_THAT(chart.draw({}), testing::HasSubstr("\n      500000┤"));
+  EXPECT_THAT(chart.draw({}), testing::HasSubstr("\n-1.2346e-300┤"));
+}
+
 TEST(Chart, hasTextsAtTheirHeights) {
   Chart chart;
   chart.columns = 1;
