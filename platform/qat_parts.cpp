@@ -1,5 +1,6 @@
 #include "platform/qat_parts.hpp"
 
+#include <algorithm>
 #include <exception>
 #include <optional>
 #include <utility>
@@ -97,6 +98,13 @@ std::uint64_t QatSamples::rows(std::uint32_t table) const {
 const std::vector<StoredColumn>& QatSamples::columns(std::uint32_t table) const {
   return inside_->onTable(
       table, [](qat::OpenTable & open) -> const auto& { return open.columns(); });
+}
+
+bool QatSamples::isComplete() const {
+  return inside_->onTables([](qat::OpenTables& tables) {
+    const auto numbers = tables.numbers();
+    return std::all_of(numbers.begin(), numbers.end(), [&](std::uint32_t n) { return tables.table(n).isComplete(); });
+  });
 }
 
 void QatSamples::readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) const {

@@ -71,6 +71,9 @@ class VTIO_PLATFORM_EXPORT QatSamples {
   [[nodiscard]] std::vector<std::u16string> readTexts(std::uint32_t table, std::uint32_t column, std::uint64_t firstRow,
                                                       std::uint64_t count) const;
 
+  /// False while another program writes the file, and when its writer ended before it closed the file.
+  [[nodiscard]] bool isComplete() const;
+
   /// Reads again how many rows a file has that another program is writing.
   void refresh();
 

@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "platform/qat.hpp"
+#include "platform/qat_stream.hpp"
+#include "results/file/results_error.hpp"
 #include "results/file/results_file.hpp"
 #include "results/rows/row_source.hpp"
 #include "results/rows/table_cursor.hpp"
@@ -67,9 +70,16 @@ class Checker {
   std::vector<std::string> problems_;
 };
 
+/// Opening a file for changes makes a plain file of one that was not closed.
+void mend(const std::string& path) {
+  vtu::QatFileWrapper file(path, "u");
+  if (!file || file.close() != 0) throw ResultsError::ofService(path, qatLastError());
+}
+
 }  // namespace
 
 int checkFile(const CheckSettings& settings, const Console& console) {
+  if (settings.mend) mend(settings.file);
   const ResultsFile file(settings.file);
   const std::vector<std::string> problems = Checker(file, console).run();
   double last = -std::numeric_limits<double>::infinity();
@@ -79,10 +89,16 @@ int checkFile(const CheckSettings& settings, const Console& console) {
     if (signal.place.count != 0) last = std::max(last, signal.last);
   }
   console.out << settings.file << ": " << file.signals().size() << " signals, " << samples << " samples";
-  if (std::isfinite(last)) console.out << ", last time " << numberText(last) << " s";
+  if (std::isfinite(last)) console.out << ", last time " << timeText(last) << " s";
   console.out << '\n';
   for (const std::string& problem : problems) console.out << console.style.red(printable(problem)) << '\n';
-  if (!file.isComplete()) console.out << console.style.red("incomplete: its writer did not close it") << '\n';
+  if (!file.isComplete()) {
+    console.out << console.style.red(vtu::isStreamed(settings.file)
+                                         ? "incomplete: a run is writing it"
+                                         : "incomplete: its writer ended before it closed the file; "
+                                           "what it flushed is here (--mend closes the file)")
+                << '\n';
+  }
   if (!problems.empty() || !file.isComplete()) return kNo;
   console.out << console.style.green("complete and sound") << '\n';
   return kDone;

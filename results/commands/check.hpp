@@ -11,11 +11,12 @@ namespace vtio::results {
 
 struct CheckSettings {
   std::string file;
+  bool mend = false;  ///< first closes a file whose writer ended before it did
 };
 
 /// Reads every signal once and prints what it found.
 /// @return kDone if the file is complete and sound, kNo if it is incomplete or a signal is not sound.
-/// @throws ResultsError if the file cannot be read, Interrupted
+/// @throws ResultsError if the file cannot be read or mended, Interrupted
 VTIO_RESULTS_EXPORT int checkFile(const CheckSettings& settings, const Console& console);
 
 }  // namespace vtio::results

@@ -21,9 +21,6 @@ std::string rounded(double value, const char* form) {
   return text;
 }
 
-// Seconds to ten digits: a grid of 0.025 s is not shown with its rounding errors.
-std::string timeText(double seconds) { return rounded(seconds, "%.10g"); }
-
 std::string sizeText(double bytes) {
   constexpr const char* kUnits[] = {"B", "kB", "MB", "GB", "TB"};
   std::size_t unit = 0;

@@ -13,6 +13,7 @@ ResultsFile::ResultsFile(const std::string& path) : path_(path) {
   auto source = std::make_unique<QatSource>(path);
   try {
     signals_ = readSignalList(*source, path);
+    complete_ = source->samples().isComplete();
   } catch (const ResultsError&) {
     throw;
   } catch (const std::exception& error) {

@@ -34,7 +34,7 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
 
   [[nodiscard]] const std::string& path() const { return path_; }
 
-  /// Always true: a saved file appears under its name when it is whole, and no other file is read.
+  /// False while another program writes the file, and when its writer ended before it closed the file.
   [[nodiscard]] bool isComplete() const { return complete_; }
 
   /// All signals in file order; valid as long as this object.

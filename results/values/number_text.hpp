@@ -1,10 +1,11 @@
 /// @file
-/// Numbers as text that reads back as the same number.
+/// Numbers as text: most read back as the same number.
 #pragma once
 
 #include <charconv>
 #include <cmath>
 #include <concepts>
+#include <cstdio>
 #include <string>
 
 namespace vtio::results {
@@ -32,6 +33,13 @@ template <class T>
 [[nodiscard]] std::string numberText(T value) {
   std::string text;
   appendNumber(text, value);
+  return text;
+}
+
+/// Seconds to ten digits, for people: a grid of 0.025 s is not shown with its rounding errors.
+[[nodiscard]] inline std::string timeText(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.10g", seconds);
   return text;
 }
 

@@ -11,6 +11,7 @@
 
 #include "platform/qalc.hpp"
 #include "platform/qat.hpp"
+#include "platform/qat_stream.hpp"
 #include "platform/sample_table.hpp"
 #include "platform/text.hpp"
 
@@ -93,7 +94,7 @@ vtu::qxStructWrapper element(const std::string& name, const std::string& block, 
   return structure;
 }
 
-void save(const std::string& path, std::vector<vtu::qxStructWrapper> elements) {
+vtu::qxStructWrapper loggedSignals(std::vector<vtu::qxStructWrapper> elements) {
   vtu::qxCellArrayWrapper list(elements.size(), 1);
   for (std::size_t i = 0; i < elements.size(); ++i) list.set(i, std::move(elements[i]));
   vtu::qxStructWrapper dataset({"Name"});
@@ -102,6 +103,11 @@ void save(const std::string& path, std::vector<vtu::qxStructWrapper> elements) {
   vtu::qxStructWrapper variable({"DatasetStorageType"});
   variable.set("DatasetStorageType", text("DATASET_SIGNAL_LOGGING"));
   variable.set("Dataset", std::move(dataset));
+  return variable;
+}
+
+void save(const std::string& path, std::vector<vtu::qxStructWrapper> elements) {
+  const vtu::qxStructWrapper variable = loggedSignals(std::move(elements));
   vtu::QatFileWrapper file(path, "w7.3");
   if (!file || file.put("DATASET_SIGNAL_LOGGING", variable.get()) != 0 || file.close() != 0) {
     throw std::runtime_error(qatLastError());
@@ -190,6 +196,25 @@ void writeExampleFile(const std::string& path, double offset) {
   elements.push_back(
       element("late", "l", leaf(second, "late", {{}, u"", {}, qxINT64, false, 0, 0, 0}, "zoh", "int64")));
   save(path, std::move(elements));
+}
+
+void writeUnfinishedFile(const std::string& path) {
+  const auto table = std::make_shared<RowTable>(std::vector<double>{0, 0.5, 1}, 8);
+  for (std::size_t row = 0; row < 3; ++row) table->set(row, 0, 10.0 - static_cast<double>(row));
+  const vtu::SampleColumn column{u"height", u"m", {}, qxDOUBLE, false, 0, 0, 3};
+  std::vector<vtu::qxStructWrapper> elements;
+  elements.push_back(element("height", "ball", leaf(table, "height", column, "linear", "double")));
+  const vtu::qxStructWrapper variable = loggedSignals(std::move(elements));
+  const vtu::StreamVariable variables[] = {{"DATASET_SIGNAL_LOGGING", variable.get()}};
+  const vtu::StreamTable tables[] = {{table, {column}}};
+  const std::string live = path + ".live";
+  {
+    vtu::QatStream stream(live);
+    stream.layOut(variables, tables);
+    stream.flush();
+    std::filesystem::copy_file(live, path);
+  }
+  std::filesystem::remove(live);
 }
 
 void writeExampleArrays(const std::string& path) {

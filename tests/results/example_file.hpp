@@ -16,6 +16,9 @@ namespace vtio::tests {
 /// @throws std::runtime_error
 void writeExampleFile(const std::string& path, double offset = 0);
 
+/// Writes a file as a run leaves it that was killed: signal `height`, linear, of times 0, 0.5 and 1.
+void writeUnfinishedFile(const std::string& path);
+
 /// Writes the same signals, their times and values as arrays of their own: such a file has no sample tables.
 void writeExampleArrays(const std::string& path);
 

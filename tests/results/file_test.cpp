@@ -215,6 +215,27 @@ TEST_F(FileTest, checkFindsASoundFileComplete) {
   EXPECT_EQ(text, file_ + ": 8 signals, 73 samples, last time 4.5 s\ncomplete and sound\n");
 }
 
+TEST_F(FileTest, checkFindsAFileThatWasNotClosedIncompleteAndMendsIt) {
+  const std::string killed = folder_.path("killed.qat");
+  vtio::tests::writeUnfinishedFile(killed);
+  const std::string found = killed + ": 1 signals, 3 samples, last time 1 s\n";
+  EXPECT_EQ(printed([&](const Console& console) { return checkFile({killed}, console); }),
+            found +
+                "incomplete: its writer ended before it closed the file; what it flushed is here (--mend closes the "
+                "file)\n");
+  EXPECT_EQ(status_, kNo);
+  EXPECT_THAT(printed([&](const Console& console) {
+                return listSignals({killed, {}, true, false, false}, console);
+              }),
+              testing::HasSubstr("\"complete\": false"));
+  EXPECT_EQ(printed([&](const Console& console) {
+              return checkFile({killed, true}, console);
+            }),
+            found + "complete and sound\n");
+  EXPECT_EQ(status_, kDone);
+  EXPECT_THROW(printed([&](const Console& console) { return checkFile({killed + "x", true}, console); }), ResultsError);
+}
+
 TEST_F(FileTest, plotDrawsInTheTerminal) {
   PlotSettings settings{file_, {"wheels.speed", "mode", "wheels.on"}, "", "", {}, false};
   const std::string text = printed([&](const Console& console) { return plotSignals(settings, console); });

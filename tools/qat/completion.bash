@@ -27,6 +27,7 @@ _qat() {
       show) options+=" --head --tail --from --to --json" ;;
       export) options+=" --format --output --split --raw --from --to --every" ;;
       diff) options+=" --rtol --atol --time-tol --tolerances --json --plot" ;;
+      check) options+=" --mend" ;;
       plot) options+=" --output --from --to --xy --compare" ;;
     esac
     COMPREPLY=($(compgen -W "$options" -- "$cur"))

@@ -206,9 +206,10 @@ class Parser {
     CheckSettings& settings = settings_.check;
     CLI::App* sub = add("check", "Read everything once and say whether the file is whole: status 0 yes, 1 no.",
                         "  qat check results.qat\n"
-                        "  qat check results.qat && echo whole",
+                        "  qat check killed.qat --mend",
                         [&](const Console& console) { return checkFile(settings, console); });
     addFile(sub, "FILE", settings.file, "The results file");
+    sub->add_flag("--mend", settings.mend, "First close a file whose writer ended before it did");
   }
 
   void addComplete() {

@@ -84,6 +84,10 @@ std::uint64_t OpenTable::rows() {
   return rows_;
 }
 
+bool OpenTable::isComplete() {
+  return atPlace(path_, [this] { return !hasMember(group_.get(), kRowsMember); });
+}
+
 const std::vector<StoredColumn>& OpenTable::columns() {
   if (!columns_) {
     auto columns = onMember(kColumnsMember, [this] { return readRecords(); });

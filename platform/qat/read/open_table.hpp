@@ -38,6 +38,9 @@ class OpenTable final {
 
   [[nodiscard]] std::uint64_t rows();
 
+  /// False while the table is written: it counts its valid rows then.
+  [[nodiscard]] bool isComplete();
+
   /// One per record, checked to fit the table's rows. Valid until refresh().
   [[nodiscard]] const std::vector<StoredColumn>& columns();
   [[nodiscard]] const StoredColumn& column(std::uint32_t number);
