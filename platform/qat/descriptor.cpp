@@ -22,7 +22,8 @@ Descriptor::Descriptor(const std::string& name, int flags, bool lock)
   const bool isFile = fstat(value_, &status) == 0 && S_ISREG(status.st_mode);
   const bool reads = (flags & O_ACCMODE) == O_RDONLY;
   // Without locks on this file system, no other program has one.
-  const bool isFree = !isFile || !lock || flock(value_, (reads ? LOCK_SH : LOCK_EX) | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+  const bool isFree =
+      !isFile || !lock || flock(value_, (reads ? LOCK_SH : LOCK_EX) | LOCK_NB) == 0 || errno != EWOULDBLOCK;
   if (isFile && isFree) return;
   reset();
   if (!isFile) throw Failure(kStorage, "is not a regular file");

@@ -152,6 +152,7 @@ void StreamResource::closeFile() {
   }
   setLeafEnds();
   std::vector<vtu::StreamVariable> borrowed;
+  borrowed.reserve(values.size());
   for (const auto& [key, value] : values) borrowed.push_back({key, value.get()});
   stream_->close(borrowed);
   closedState_ = builder_->capture();
@@ -161,6 +162,7 @@ void StreamResource::layOut() {
   std::vector<FileTable> found = findTables();
   const Variables values = variables();
   std::vector<vtu::StreamVariable> borrowed;
+  borrowed.reserve(values.size());
   for (const auto& [key, value] : values) borrowed.push_back({key, value.get()});
   const std::vector<vtu::StreamTable> tables = describe(std::move(found));
   clients_ = numberOfClients();
@@ -189,6 +191,7 @@ void StreamResource::regain() {
                                        [](const auto& a, const auto& b) { return a.size() < b.size(); });
     if (most == groups.end()) continue;
     std::vector<std::uint32_t> offsets;
+    offsets.reserve(most->size());
     for (const std::uint32_t position : *most) {
       const auto place = std::find(file.positions.begin(), file.positions.end(), position) - file.positions.begin();
       offsets.push_back(file.offsets[static_cast<std::size_t>(place)]);

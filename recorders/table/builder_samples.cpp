@@ -86,8 +86,10 @@ TableBuilder::Samples TableBuilder::samples(std::uint32_t position) {
 
 std::vector<TableBuilder::Samples> TableBuilder::runs(std::uint32_t position) {
   settle();
+  const std::vector<Piece> pieces = kept(position);
   std::vector<Samples> found;
-  for (const Piece& piece : kept(position)) {
+  found.reserve(pieces.size());
+  for (const Piece& piece : pieces) {
     std::shared_ptr<const RecordedTable> table = piece.table->view();
     const std::uint64_t first = piece.first - table->begin();
     found.push_back({std::move(table), piece.offset, first, piece.count});

@@ -179,6 +179,7 @@ void StreamFile::writeCounts() {
 
 QatStream::Mark StreamFile::mark() const {
   QatStream::Mark mark;
+  mark.rows.reserve(tables_.size());
   for (const auto& table : tables_) mark.rows.push_back(table->rows());
   return mark;
 }

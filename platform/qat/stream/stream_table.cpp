@@ -32,6 +32,7 @@ StreamedTable::StreamedTable(Kit& kit, const DiskGuard& guard, Handle group, con
     texts_.emplace(kit, guard, group_.get(), kTextBytesMember, GrowingDataset::Row{H5T_STD_U8LE, 1, 0}, kTextChunk);
   }
   SampleSelection selection;
+  selection.columns.reserve(leaves.size());
   for (const SampleColumn& leaf : leaves) selection.columns.push_back(&leaf);
   SampleTableWriter(kit, group_.get(), selection).writeRecords(names);
   for (const SampleColumn& leaf : leaves) leaves_.push_back({leaf.first, {}});

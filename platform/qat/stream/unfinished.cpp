@@ -30,6 +30,7 @@ void writeCounts(const Source& source, hid_t table, const std::vector<StoredColu
   const Handle type(checked(H5Tcreate(H5T_COMPOUND, sizeof(std::uint64_t)), kStorage, "cannot make a type"));
   checked(H5Tinsert(type.get(), "count", 0, H5T_NATIVE_UINT64), kStorage, "cannot make a type");
   std::vector<std::uint64_t> counts;
+  counts.reserve(columns.size());
   for (const StoredColumn& column : columns) counts.push_back(column.count);
   checked(H5Dwrite(dataset.get(), type.get(), H5S_ALL, H5S_ALL, H5P_DEFAULT, counts.data()), kStorage,
           "the counts of rows cannot be written");
