@@ -1,9 +1,8 @@
 #include "recorders/stream/stream_resource.hpp"
 
-#include <time.h>
-
 #include <algorithm>
 #include <cmath>
+#include <ctime>
 #include <filesystem>
 #include <numeric>
 #include <stdexcept>
