@@ -47,5 +47,6 @@ killed=$!
 sleep 3
 kill -KILL "$killed"
 wait "$killed" 2>/dev/null || true
-"$programs/spacecraft_show_results" "$out/killed.qat"
+typed ls "$out/killed.qat"
+typed check "$out/killed.qat" || true
 echo "In Python: h5py.File('$out/streamed.qat'); while a run goes on: h5py.File(name, libver='latest', swmr=True)."
