@@ -1,6 +1,6 @@
 /// @file
-/// What reading parts of a Qat file costs beyond opening it: listing the signals, and reading one of many, each beside raw
-/// reads of as many bytes from a file on the same file system. Files go to the folder given by --dir=PATH.
+/// What reading parts of a Qat file costs beyond opening it: listing the signals, and reading one of many, each
+/// beside raw reads of as many bytes from a file on the same file system. Files go to the folder given by --dir=PATH.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

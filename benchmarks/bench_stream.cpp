@@ -1,8 +1,8 @@
 /// @file
-/// What streaming signals into a Qat file costs, the whole path: entry function, accessor, recorder, file, close. Floors:
-/// raw write() of the same bytes in pieces of 1 MiB; that and the same updates to clients that do nothing. Reports the
-/// bytes of the file that one sample takes, the growth of the heap in MB, and the longest of 1000 steps beside the median.
-/// Files go to the folder given by --dir=PATH.
+/// What streaming signals into a Qat file costs, the whole path: entry function, accessor, recorder, file, close.
+/// Floors: raw write() of the same bytes in pieces of 1 MiB; that and the same updates to clients that do nothing.
+/// Reports the bytes of the file that one sample takes, the growth of the heap in MB, and the longest of 1000 steps
+/// beside the median. Files go to the folder given by --dir=PATH.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

@@ -77,15 +77,16 @@ class VTIO_PLATFORM_EXPORT QatStream final {
   /// once.
   void stepBack(const Mark& mark);
 
-  /// Makes the file a plain one, which others may read but not write as long as this object exists. May be called again.
+  /// Makes the file a plain one, which others may read but not write as long as this object exists. May be called
+  /// again.
   /// @param variables Replace those of the same names. Their arrays may be over tables of this file.
   void close(std::span<const StreamVariable> variables = {});
 
   /// Goes on with the file after close(); all marks stay valid.
   void reopen();
 
-  /// The rows of a table as they are in the file when they are read: also after close(), and when this object is gone. A
-  /// text of a row is the address of its bytes, valid as long as the result. Reading throws std::runtime_error.
+  /// The rows of a table as they are in the file when they are read: also after close(), and when this object is gone.
+  /// A text of a row is the address of its bytes, valid as long as the result. Reading throws std::runtime_error.
   [[nodiscard]] std::shared_ptr<const SampleTable> rows(std::uint32_t table) const;
 
   [[nodiscard]] const std::string& file() const;

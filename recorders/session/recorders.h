@@ -146,9 +146,8 @@ VTIO_RECORDERS_EXPORT int vtioRecordingLimitSnapshots(VtioRecordingSession* sess
 /// @return The number, or -1 on failure.
 VTIO_RECORDERS_EXPORT int vtioRecordingSnapshots(const VtioRecordingSession* session);
 
-/// What the last failing call on this thread says, or why samples are not streamed any more; the empty string if nothing
-/// has failed. Valid until the next failure on
-/// this thread.
+/// What the last failing call on this thread says, or why samples are not streamed any more; the empty string if
+/// nothing has failed. Valid until the next failure on this thread.
 VTIO_RECORDERS_EXPORT const char* vtioRecordingLastError(void);
 
 #ifdef __cplusplus

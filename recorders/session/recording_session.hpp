@@ -31,8 +31,9 @@ class StreamResource;
 /// Attaches memory recorders to signals, steps all of them back together with their accessors, and saves what they
 /// hold.
 ///
-/// If the catalogue's setting SignalLoggingToPersistentStorage is u"on" when the first signal is attached, the samples are
-/// streamed into the Qat file that SignalStorageParameters names ("signals.qat" if it is empty): see docs/streaming.md.
+/// If the catalogue's setting SignalLoggingToPersistentStorage is u"on" when the first signal is attached, the samples
+/// are streamed into the Qat file that SignalStorageParameters names ("signals.qat" if it is empty): see
+/// docs/streaming.md.
 ///
 /// The catalogue owns the recorders; the session owns the snapshot interfaces of the accessors. All recorders of a
 /// session share one builder of sample tables, which is destroyed with the last of them. The session may be destroyed
@@ -107,8 +108,8 @@ class VTIO_RECORDERS_EXPORT RecordingSession final {
   /// @throws std::logic_error once a signal has been attached.
   void streamTo(const std::string& fileName);
 
-  /// Sets the wall time between two flushes of the streamed file. @param seconds At least 0, 1 unless set; 0: after every
-  /// row. @throws std::invalid_argument for any other.
+  /// Sets the wall time between two flushes of the streamed file. @param seconds At least 0, 1 unless set; 0: after
+  /// every row. @throws std::invalid_argument for any other.
   void flushInterval(double seconds);
 
   /// Whether each flush waits until the disk has the data, so that it outlives the machine as well as the program.

@@ -228,8 +228,8 @@ std::vector<StreamResource::FileTable> StreamResource::findTables() {
   return found;
 }
 
-/// The tables as they are in the file. One is left in memory if it has samples of a position whose leaves are unknown: of
-/// a recorder that is in no dataset.
+/// The tables as they are in the file. One is left in memory if it has samples of a position whose leaves are unknown:
+/// of a recorder that is in no dataset.
 std::vector<vtu::StreamTable> StreamResource::describe(std::vector<FileTable> found) {
   std::unordered_map<const vtu::SampleTable*, std::vector<LeafRun>> runs;
   forEachClient(catalogue_, [&](const Client& client) {

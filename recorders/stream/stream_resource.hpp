@@ -20,11 +20,12 @@ namespace vtio::recorders {
 /// Streams the tables of a builder into one Qat file, which has the catalogue's results variables as well.
 ///
 /// What is recorded until the first flush, some rows at least, is kept in memory: it shows which signals share their
-/// times. These signals get tables in the file, and their rows go there. What does not fit them stays in memory: samples of signals that
-/// missed a row or came later, and signals with a limit of points. close() puts it into the file, too.
+/// times. These signals get tables in the file, and their rows go there. What does not fit them stays in memory:
+/// samples of signals that missed a row or came later, and signals with a limit of points. close() puts it into the
+/// file, too.
 ///
-/// Acts on the thread of the simulation. The catalogue owns it and destroys it before the recorders. After open() nothing
-/// throws: the first failure is kept. After one of the file no more samples are recorded.
+/// Acts on the thread of the simulation. The catalogue owns it and destroys it before the recorders. After open()
+/// nothing throws: the first failure is kept. After one of the file no more samples are recorded.
 class StreamResource final : public core::client::SharedResource, private RowSink {
  public:
   static constexpr double kFlushInterval = 1;  ///< in seconds of wall time

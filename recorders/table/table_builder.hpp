@@ -53,8 +53,8 @@ namespace vtio::recorders {
 ///    a table are copied.
 /// 7. Rows that a snapshot or an array shows do not change. While a table's rows are shown, its `time` is NaN: the
 ///    first update after that calls append().
-/// 8. The rows of a streamed table are in a file; in memory are those of its last two tiles and what snapshots and arrays
-///    refer to. It does not end by 4, and a position that has missed a row does not return to it.
+/// 8. The rows of a streamed table are in a file; in memory are those of its last two tiles and what snapshots and
+///    arrays refer to. It does not end by 4, and a position that has missed a row does not return to it.
 /// 9. A snapshot holds the states of the tables, and shares those of the positions; of the cursors it
 ///    holds only those that are not after their table's last row: the positions that have missed it.
 class TableBuilder final {
@@ -130,8 +130,8 @@ class TableBuilder final {
   /// @param all The current rows as well, whether they are complete or not.
   void spill(bool all);
 
-  /// The row after the last one of the run of a position that begins with row `begin` of a table; `begin` if there is no
-  /// such run any more.
+  /// The row after the last one of the run of a position that begins with row `begin` of a table; `begin` if there is
+  /// no such run any more.
   [[nodiscard]] std::uint64_t endOfRun(std::uint32_t position, const Table& table, std::uint64_t begin) const;
 
   /// True if a position has samples that are not those of one run in a streamed table.

@@ -26,7 +26,8 @@ namespace vtio::recorders {
   return static_cast<std::uint32_t>(std::min(rows, kLargest));
 }
 
-/// Rows of a tile of a streamed table: about 256 KB, so that the row that is written and what is copied are in the cache.
+/// Rows of a tile of a streamed table: about 256 KB, so that the row that is written and what is copied are in the
+/// cache.
 [[nodiscard]] inline std::uint32_t streamedTileRows(std::size_t rowBytes) {
   constexpr std::size_t kBytes = std::size_t{1} << 18U;
   return static_cast<std::uint32_t>(std::clamp<std::size_t>(kBytes / std::max<std::size_t>(rowBytes, 1), 1, 8192));

@@ -11,7 +11,8 @@
 
 namespace runner_test {
 
-/// While it lives, what is allocated need not be freed: an FMU that had a fatal error must not be asked to free anything.
+/// While it lives, what is allocated need not be freed: an FMU that had a fatal error must not be asked to free
+/// anything.
 class LeaksAllowed {
  public:
 #ifdef RUNNER_TEST_HAS_LEAK_SANITIZER

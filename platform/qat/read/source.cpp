@@ -26,7 +26,8 @@ Handle ofType(Handle object, H5I_type_t type, const std::string& link) {
   return object;
 }
 
-/// Metadata of a file that grows may be read while it is half-written: what looks damaged is looked at again for a while.
+/// Metadata of a file that grows may be read while it is half-written: what looks damaged is looked at again for a
+/// while.
 void requireSound(const Source& source, haddr_t address) {
   constexpr int kAttempts = 50;
   constexpr useconds_t kPause = 1000;

@@ -46,7 +46,8 @@ StreamFile::~StreamFile() {
   file_.reset();
 }
 
-/// Runs what writes to the file. After a write that failed, what HDF5 has still to write is unknown: the file is given up.
+/// Runs what writes to the file. After a write that failed, what HDF5 has still to write is unknown: the file is given
+/// up.
 template <typename Work>
 void StreamFile::writing(Work&& work) {
   try {

@@ -19,7 +19,8 @@
 namespace vtu::qat {
 
 /// Order is what makes the file readable at every moment: objects are made before concurrent readers are let in; rows
-/// are flushed before they are counted; counts are taken back before rows are overwritten. Every function throws Failure.
+/// are flushed before they are counted; counts are taken back before rows are overwritten. Every function throws
+/// Failure.
 class StreamFile final {
  public:
   explicit StreamFile(std::string name);

@@ -18,7 +18,8 @@ constexpr std::uint64_t kChunkRows = 3072;  // that a chunk has before it become
 
 std::uint64_t divideUp(std::uint64_t a, std::uint64_t b) { return (a + b - 1) / b; }
 
-/// Splits an extent into equal pieces of at most `most` and more than half of that, so that little of the last is unused.
+/// Splits an extent into equal pieces of at most `most` and more than half of that, so that little of the last is
+/// unused.
 std::uint64_t evenPiece(std::uint64_t extent, std::uint64_t most) {
   const std::uint64_t fewest = divideUp(extent, std::clamp<std::uint64_t>(most, 1, extent));
   std::uint64_t best = divideUp(extent, fewest);
