@@ -30,7 +30,6 @@ struct Arguments {
   std::string kind;
   std::string intervals;
   bool json = false;
-  bool stream = false;
   std::optional<double> stepTimeout;
 };
 
@@ -50,7 +49,6 @@ void settle(Arguments& arguments) {
   if (arguments.kind == "me") arguments.run.kind = Kind::modelExchange;
   std::istringstream list(arguments.intervals);
   for (std::string one; std::getline(list, one, ',');) arguments.run.intervals.push_back(parseInterval(one));
-  if (arguments.stream) throw RunnerError("--stream is not supported yet: results are saved at the end of the run");
   if (arguments.stepTimeout) {
     const double seconds = *arguments.stepTimeout;
     if (!(seconds > 0.0)) throw RunnerError("--step-timeout: " + numberText(seconds) + " is no positive number");
@@ -103,7 +101,8 @@ void addRunOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--intervals", arguments.intervals, "Log in these times only: a:b,c:d");
   app.add_option("--selection", run.selection, "JSON file: a logging selection");
   addMany(app, "--log", run.logCategories, "Show the FMU's messages of this category, * for all; again for more");
-  app.add_flag("--stream", arguments.stream, "Write while the run goes on (not yet)");
+  app.add_flag("--stream", run.stream,
+               "Write the results file while the run goes on: others read it, a kill leaves it");
   app.add_flag("--isolate", run.isolate, "Run the FMU in a process of its own, so that a crash keeps the log");
   app.add_option("--step-timeout", arguments.stepTimeout, "With --isolate: seconds that a call may take (10)");
   app.add_option("-o,--output", run.output, "Results file (results.qat; of a sweep: sweep.qat)");

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <ostream>
 #include <system_error>
 #include <utility>
@@ -111,8 +112,8 @@ EventOutcome initialize(Instance& instance, const RunPlan& plan, InputTable& inp
   return instance.exitInitialization();
 }
 
-void save(recorders::RecordingSession& recording, const RunPlan& plan, const RunEnd& end, const fs::path& file) {
-  recording.save(file.string());
+// Adds what is not a signal to the results.
+void putRecord(const RunPlan& plan, const RunEnd& end, const fs::path& file) {
   QatFile* results = qatOpen(file.c_str(), "u");
   if (results == nullptr)
     throw RunnerError(ExitStatus::failed, std::string("cannot save: ") + qatLastError(), file.string());
@@ -173,6 +174,7 @@ class Session {
     if (!options.intervals.empty()) {
       catalogue_.disabledLoggingIntervals() = smartlog::LoggingInterval::within(options.intervals);
     }
+    if (options.stream) recording_.streamTo(options.output.string());
     log_ = std::make_unique<SignalLog>(catalogue_, recording_, plan.model, plan.trees, running_, parameters_,
                                        LogLimits{options.decimation, options.maxPoints});
     if (!options.input.empty()) inputs_ = InputTable(options.input, plan.model);
@@ -198,7 +200,12 @@ class Session {
     return end;
   }
 
-  recorders::RecordingSession& recording() { return recording_; }
+  void save(const RunOptions& options) {
+    if (!options.stream) return recording_.save(options.output.string());
+    catalogue_.closeSharedResources();
+    const std::string failure = recording_.streamFailure();
+    if (!failure.empty()) throw RunnerError(ExitStatus::failed, failure, options.output.string());
+  }
 
   [[nodiscard]] std::vector<double> finalValues() const {
     std::vector<double> values;
@@ -269,15 +276,18 @@ RunOutcome runForOutcome(const RunOptions& options, std::ostream& out, std::ostr
   const FmuFile fmu(options.fmu);
   const Interface& way = interfaceForRun(fmu, options);
   const RunPlan plan = planRun(fmu.model(), options);
-  Session session(plan, options);
-  const Unpacked unpacked(fmu, way);
+  const Unpacked unpacked(fmu, way);  // before a file is streamed, which the process that removes the folder would hold
+  std::optional<Session> session(std::in_place, plan, options);
   Messages received(options, messages);
   for (const std::string& note : plan.notes) messages << "vtio-run: " << options.fmu.string() << ": " << note << "\n";
-  RunEnd end = session.run(unpacked, way, received, options);
+  RunEnd end = session->run(unpacked, way, received, options);
   if (!end.message.empty()) messages << "vtio-run: " << options.fmu.string() << ": " << end.message << "\n";
-  save(session.recording(), plan, end, options.output);
+  std::vector<double> finals = session->finalValues();
+  session->save(options);
+  session.reset();  // with it goes the lock of a streamed file
+  putRecord(plan, end, options.output);
   report(plan, end, options.output, out);
-  return {std::move(end), session.finalValues()};
+  return {std::move(end), std::move(finals)};
 }
 
 }  // namespace vtio::runner

@@ -10,6 +10,8 @@
 #include <csignal>
 #include <thread>
 
+#include "platform/qat_parts.hpp"
+#include "platform/qat_stream.hpp"
 #include "tests/runner/descriptions.hpp"
 #include "tests/runner/results_reader.hpp"
 #include "tests/runner/zip_maker.hpp"
@@ -71,6 +73,18 @@ class ProgramTest : public WorkFolder {
     return fs::is_empty(file("tmp"));
   }
 
+  // Samples in the outputs of a results file that may still be written; 0 when it cannot be read.
+  [[nodiscard]] std::uint64_t rowsIn(const std::string& name) const {
+    const vtu::QatFileWrapper results(file(name), "r");
+    if (!results) return 0;
+    const vtu::QatSamples samples(*results.get());
+    std::uint64_t most = 0;
+    for (const std::uint32_t table : samples.tables()) {
+      for (const vtu::StoredColumn& column : samples.columns(table)) most = std::max(most, column.count);
+    }
+    return most;
+  }
+
   std::string archiveOf(const std::string& description) {
     ZipMaker().add("modelDescription.xml", description).write(file("m.fmu"));
     return file("m.fmu").string();
@@ -97,7 +111,6 @@ TEST_F(ProgramTest, WrongUsageIsStatus2InOneLine) {
                                              {"run", fmu("bouncing_ball_fmi2"), "--kind", "me"},
                                              {"run", fmu("bouncing_ball_fmi2"), "-o", "no/such/folder.qat"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--intervals", "2:1"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--stream"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--step-timeout", "1"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--isolate", "--step-timeout", "0"},
                                              {"run", fmu("bouncing_ball_fmi2"), "--set", "h=high"},
@@ -193,6 +206,23 @@ TEST_F(ProgramTest, AnInterruptEndsAnIsolatedRunToo) {
   EXPECT_EQ(finish(child), 130) << err();
   EXPECT_THAT(out(), EndsWith("\nresults.qat\n"));
   EXPECT_TRUE(fs::is_empty(file("tmp")));
+}
+
+// Nothing can be saved at the end of such a run.
+TEST_F(ProgramTest, AKilledRunLeavesWhatItStreamed) {
+  const pid_t child = start({"run", fmu("van_der_pol_fmi3"), "--stop", "1e7", "--step", "0.01", "--stream"});
+  ASSERT_TRUE(temporaryFilesAppear());
+  for (int i = 0; i < 300 && rowsIn("results.qat") == 0; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  kill(child, SIGKILL);
+  EXPECT_EQ(finish(child), -SIGKILL) << err();
+  EXPECT_GE(rowsIn("results.qat"), 100U);
+}
+
+TEST_F(ProgramTest, AFileThatAnotherRunStreamsIsLeftAlone) {
+  const vtu::QatStream other(file("results.qat"));
+  EXPECT_EQ(run({"run", fmu("bouncing_ball_fmi2"), "--stream"}), 1);
+  EXPECT_THAT(err(), HasSubstr("results.qat"));
 }
 
 // The runs that are not finished stay pending, and are made when the sweep is resumed.

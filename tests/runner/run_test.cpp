@@ -68,6 +68,31 @@ double exactHeight(double time) {
   return speed < 0.1 ? 0.0 : speed * since - 0.5 * g * since * since;
 }
 
+TEST_P(BothVersions, StreamedRunsGiveTheSameResults) {
+  writeBytes(file("in.csv"), "time,u,gear\n0,0,1\n1,10,1\n1,20,2\n2,20,2\n");
+  const auto elements = [this] {
+    std::vector<std::string> found;
+    for (const char* dataset : {kOutputs, kSignals}) {
+      const vtu::qxArrayWrapper variable = results().variable(dataset);
+      collect(qxGetField(qxGetField(variable.get(), 0, "Dataset"), 0, "Elements"), found);
+    }
+    return found;
+  };
+  for (const char* name : {"bouncing_ball", "every_kind"}) {
+    RunOptions chosen = of(name);
+    chosen.locals = chosen.parameters = true;
+    chosen.rewind = 0.7;
+    if (std::string(name) == "every_kind") chosen.input = file("in.csv");
+    ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+    const std::vector<std::string> kept = elements();
+    chosen.stream = true;
+    ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+    EXPECT_GT(kept.size(), 20U);
+    EXPECT_TRUE(kept == elements()) << name;
+    EXPECT_EQ(text(qxGetField(results().variable("fmu").get(), 0, "Status")), "done");
+  }
+}
+
 TEST_P(BothVersions, BallFollowsTheExactSolution) {
   ASSERT_EQ(run(of("bouncing_ball")), ExitStatus::done) << messages_.str();
   const Results saved = results();
