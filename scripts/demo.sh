@@ -47,6 +47,7 @@ killed=$!
 sleep 3
 kill -KILL "$killed"
 wait "$killed" 2>/dev/null || true
+rm -f "$out/never.qat" "$out/killed.log"
 typed ls "$out/killed.qat"
 typed check "$out/killed.qat" || true
 echo "In Python: h5py.File('$out/streamed.qat'); while a run goes on: h5py.File(name, libver='latest', swmr=True)."
