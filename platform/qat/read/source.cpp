@@ -73,11 +73,16 @@ Handle openGroup(const Source& source, hid_t group, const std::string& link) {
   return ofType(openMember(source, group, link), H5I_GROUP, link);
 }
 
+/// HDF5 frees what it never made when it fails in the middle of sorting many links, so it is not asked to: an index of
+/// many links is in order, the few of a header are sorted.
 std::vector<std::string> memberNames(hid_t group) {
+  H5G_info_t info;
+  checked(H5Gget_info(group, &info), kDamaged, "a group cannot be read");
+  const H5_iter_order_t order = info.storage_type == H5G_STORAGE_TYPE_DENSE ? H5_ITER_NATIVE : H5_ITER_INC;
   std::vector<std::string> names;
-  if (H5Literate(group, H5_INDEX_CRT_ORDER, H5_ITER_INC, nullptr, collectName, &names) < 0) {
+  if (H5Literate(group, H5_INDEX_CRT_ORDER, order, nullptr, collectName, &names) < 0) {
     names.clear();
-    checked(H5Literate(group, H5_INDEX_NAME, H5_ITER_INC, nullptr, collectName, &names), kDamaged,
+    checked(H5Literate(group, H5_INDEX_NAME, order, nullptr, collectName, &names), kDamaged,
             "the names cannot be read");
   }
   return names;
