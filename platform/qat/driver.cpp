@@ -61,7 +61,10 @@ herr_t write(H5FD_t* file, H5FD_mem_t type, hid_t list, haddr_t address, size_t 
   return watched(file, [&] { return plain.write(file, type, list, address, size, source); });
 }
 
+/// A file that is open becomes no shorter: HDF5 cuts it before it has written all links to what was there. That is done
+/// when everything is written (File::settle, or on closing).
 herr_t truncate(H5FD_t* file, hid_t list, hbool_t closing) {
+  if (!closing && plain.get_eoa(file, H5FD_MEM_DEFAULT) < plain.get_eof(file, H5FD_MEM_DEFAULT)) return 0;
   return watched(file, [&] { return plain.truncate(file, list, closing); });
 }
 

@@ -40,7 +40,6 @@ std::unique_ptr<File> File::open(const std::string& name, Mode mode, Owner owner
 File::File(std::string name, Mode mode, Owner owner)
     : name_(std::move(name)),
       mode_(mode),
-      owner_(owner),
       descriptor_(name_,
                   mode == Mode::read     ? O_RDONLY
                   : mode == Mode::update ? O_RDWR
@@ -88,7 +87,7 @@ void File::openExisting() {
   }
   openLibraryFile(H5F_ACC_RDWR);
   abandoningOnFailure([this] {
-    finishStream(source(), owner_ == Owner::stream);
+    finishStream(source());
     flush();
     settle();
   });
@@ -162,6 +161,7 @@ void File::put(const std::string& variable, const qxArray& array) {
           checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage, "cannot make a group"));
       samples_.write(array, root_.get(), staging.get(), [&] { return keptNames(source(), name); });
       Writer(file_.get(), kit_, shared_, samples_).writeMember(staging.get(), name, array);
+      keepWithoutLink(staging.get(), name);
       flush();
       link(staging, name);
       flush();

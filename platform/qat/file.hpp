@@ -83,7 +83,6 @@ class File final {
 
   std::string name_;
   Mode mode_;
-  Owner owner_;
   bool live_ = false;                                                       // it is read while it may grow
   Descriptor descriptor_;                                                   // holds the lock
   FileBytes bytes_;                                                         // through it

@@ -22,7 +22,15 @@ Handle makeFileCreationList() {
   checked(H5Pset_link_creation_order(list.get(), H5P_CRT_ORDER_TRACKED | H5P_CRT_ORDER_INDEXED), kStorage,
           "cannot keep the order of variables");
   checked(H5Pset_obj_track_times(list.get(), false), kStorage, "cannot set up the file");
+  keepLinksInHeader(list.get(), 32, 16);
   return list;
+}
+
+void keepLinksInHeader(hid_t list, unsigned most, unsigned expected) {
+  constexpr unsigned kNameBytes = 16;
+  constexpr const char* kWhat = "cannot set up a group";
+  checked(H5Pset_link_phase_change(list, most, most / 2), kStorage, kWhat);
+  checked(H5Pset_est_link_info(list, expected, kNameBytes), kStorage, kWhat);
 }
 
 void writeFormat(Kit& kit, hid_t root) {

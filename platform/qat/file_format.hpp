@@ -19,6 +19,11 @@ inline constexpr std::uint32_t kVersion = 2;
 /// How files are made: variables keep their order.
 [[nodiscard]] Handle makeFileCreationList();
 
+/// Sets up the making of a group that has its links in the object header, which has room for the `expected` ones: HDF5
+/// adds and removes such a link by one write, where the heap and the tree of a group with many links take several.
+/// @param most Links beyond which the group has a heap and a tree.
+void keepLinksInHeader(hid_t list, unsigned most, unsigned expected);
+
 /// Marks the file as a Qat file.
 void writeFormat(Kit& kit, hid_t root);
 

@@ -54,9 +54,10 @@ void DamagedBytes::setNumber(std::size_t at, std::size_t width, std::uint64_t va
 
 void DamagedBytes::sealHeader(std::size_t header) { seal(header, headerEnd(header) - header); }
 
-/// The header before it gives its size.
-void DamagedBytes::sealContinuation(std::size_t chunk) {
-  std::string address(8, '\0');
+void DamagedBytes::sealHeaderBlock(std::size_t at) {
+  const std::size_t chunk = bytes_.rfind("OCHK", at), header = headerAround(at);
+  if (chunk == std::string::npos || chunk < header) return sealHeader(header);
+  std::string address(8, '\0');  // the header gives the size of its further blocks
   std::memcpy(address.data(), &chunk, address.size());
   const std::size_t reference = find(address);
   seal(chunk, number(reference + 8, 8) - 4);

@@ -31,7 +31,8 @@ class DamagedBytes final {
 
   void sealSuperblock() { seal(0, 44); }
   void sealHeader(std::size_t header);
-  void sealContinuation(std::size_t chunk);
+  /// Seals the block of an object header, the first or a further one, that holds a position.
+  void sealHeaderBlock(std::size_t at);
 
   /// Writes the checksum of `size` bytes behind them.
   void seal(std::size_t at, std::size_t size);

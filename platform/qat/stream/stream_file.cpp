@@ -12,6 +12,7 @@
 #include "platform/qat/file_format.hpp"
 #include "platform/qat/names.hpp"
 #include "platform/qat/superblock.hpp"
+#include "platform/qat/write/remove_link.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -29,6 +30,17 @@ Handle makeStreamAccessList() {
 std::size_t chunkBytes(std::span<const StreamTable> tables) {
   constexpr std::size_t kMost = 1U << 20U, kLeast = 64U << 10U, kTogether = 16U << 20U;
   return std::clamp(kTogether / std::max<std::size_t>(tables.size(), 1), kLeast, kMost);
+}
+
+/// A group to which links are added and from which they are taken by one write, so that none is half there at any
+/// moment. @param known The links that it is going to have at least.
+Handle makeGroup(hid_t parent, const std::string& link, unsigned known) {
+  constexpr unsigned kMore = 24, kMost = 1000;
+  const Handle list(checked(H5Pcreate(H5P_GROUP_CREATE), kStorage, "cannot set up a group"));
+  checked(H5Pset_obj_track_times(list.get(), false), kStorage, "cannot set up a group");
+  keepLinksInHeader(list.get(), kMost, std::min(known + kMore, kMost));
+  return Handle(checked(H5Gcreate2(parent, link.c_str(), H5P_DEFAULT, list.get(), H5P_DEFAULT), kStorage,
+                        "cannot make a group for samples"));
 }
 
 std::string linkOf(std::size_t table) { return std::string(kSamplesGroup) + "/" + std::to_string(table); }
@@ -105,20 +117,19 @@ void StreamFile::layOut(std::span<const StreamVariable> variables, std::span<con
   writing([&] {
     SampleStore store(*kit_, name_);
     SignalNames names;
-    const Handle samples(checked(H5Gcreate2(root_.get(), kSamplesGroup, H5P_DEFAULT, kit_->groupList(), H5P_DEFAULT),
-                                 kStorage, "cannot make the group of sample tables"));
+    const Handle samples = makeGroup(root_.get(), kSamplesGroup, static_cast<unsigned>(tables.size()));
     for (std::size_t k = 0; k < tables.size(); ++k) {
-      Handle group(checked(H5Gcreate2(root_.get(), linkOf(k).c_str(), H5P_DEFAULT, kit_->groupList(), H5P_DEFAULT),
-                           kStorage, "cannot make the group of a sample table"));
-      tables_.push_back(std::make_unique<StreamedTable>(*kit_, guard_, std::move(group), tables[k].leaves,
-                                                        chunkBytes(tables), names));
+      tables_.push_back(std::make_unique<StreamedTable>(*kit_, guard_, makeGroup(samples.get(), std::to_string(k), 0),
+                                                        tables[k].leaves, chunkBytes(tables), names));
       store.adopt(tables[k].rows, tables[k].leaves, static_cast<std::uint32_t>(k));
     }
     SharedObjects shared([](haddr_t, const qxArray&) { return false; });
     for (const StreamVariable& variable : variables) {
       atPlace(variable.name, [&] {
         store.write(*variable.value, root_.get(), root_.get(), [&] { return names; });
-        Writer(file_.get(), *kit_, shared, store).writeMember(root_.get(), encodeName(variable.name), *variable.value);
+        const std::string link = encodeName(variable.name);
+        Writer(file_.get(), *kit_, shared, store).writeMember(root_.get(), link, *variable.value);
+        keepWithoutLink(root_.get(), link);
       });
     }
     letReadersIn();
@@ -309,6 +320,8 @@ void StreamFile::reopen() {
                                         "a sample table cannot be opened")));
     }
     writeCounts();
+    flushLibrary();  // what is linked must be in the file
+    for (const auto& table : tables_) table->linkCounts();
     letReadersIn();
   });
 }

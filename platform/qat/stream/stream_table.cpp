@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "platform/qat/failure.hpp"
+#include "platform/qat/write/remove_link.hpp"
 #include "platform/qat/write/sample_table_writer.hpp"
 
 namespace vtu::qat {
@@ -37,6 +38,7 @@ StreamedTable::StreamedTable(Kit& kit, const DiskGuard& guard, Handle group, con
   SampleTableWriter(kit, group_.get(), selection).writeRecords(names);
   for (const SampleColumn& leaf : leaves) leaves_.push_back({leaf.first, {}});
   makeCounts();
+  linkCounts();
 }
 
 GrowingDataset::Row StreamedTable::rowOf(Kit& kit, const Part& part) const {
@@ -74,9 +76,14 @@ void StreamedTable::makeCounts() {
   }
   const Handle space(checked(H5Screate_simple(1, &leaves, nullptr), kStorage, kWhat));
   countsDataset_ = Handle(
-      checked(H5Dcreate2(group_.get(), kRowsMember, H5T_STD_U64LE, space.get(), H5P_DEFAULT, list.get(), H5P_DEFAULT),
-              kStorage, kWhat));
+      checked(H5Dcreate_anon(group_.get(), H5T_STD_U64LE, space.get(), list.get(), H5P_DEFAULT), kStorage, kWhat));
   countsChanged_ = true;
+}
+
+void StreamedTable::linkCounts() {
+  checked(H5Olink(countsDataset_.get(), group_.get(), kRowsMember, H5P_DEFAULT, H5P_DEFAULT), kStorage,
+          "cannot link the counts of rows");
+  keepWithoutLink(group_.get(), kRowsMember);
 }
 
 void StreamedTable::reopen(Kit& kit, const DiskGuard& guard, Handle group) {

@@ -66,7 +66,7 @@ bool makeExact(const Source& source, hid_t tables, std::uint32_t number) {
 
 }  // namespace
 
-void finishStream(const Source& source, bool written) {
+void finishStream(const Source& source) {
   if (!hasMember(source.root, kSamplesGroup)) return;
   const Handle tables = openGroup(source, source.root, kSamplesGroup);
   std::vector<std::uint32_t> unfinished;
@@ -80,7 +80,7 @@ void finishStream(const Source& source, bool written) {
   checked(H5Fflush(tables.get(), H5F_SCOPE_LOCAL), kStorage, "cannot be written");
   for (const std::uint32_t number : unfinished) {
     const Handle table = openTable(source, tables.get(), number);
-    removeLink(source, table.get(), kRowsMember, written);
+    removeLink(source, table.get(), kRowsMember, false);
   }
 }
 

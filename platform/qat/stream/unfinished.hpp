@@ -8,8 +8,7 @@ namespace vtu::qat {
 
 /// Makes extents exact, moves the counts of valid rows into the records, and removes what only an unfinished file has.
 /// Does nothing to a plain file. @param source Of a file that is open for writing.
-/// @param written Whether this process streamed into it; of any other file what is removed is only unlinked.
 /// @throws Failure
-void finishStream(const Source& source, bool written);
+void finishStream(const Source& source);
 
 }  // namespace vtu::qat

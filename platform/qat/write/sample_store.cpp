@@ -7,6 +7,7 @@
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
+#include "platform/qat/write/remove_link.hpp"
 #include "platform/qat/write/sample_table_writer.hpp"
 
 namespace vtu::qat {
@@ -181,6 +182,7 @@ void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames&
   requireSamplesGroup(staging, kit_.groupList());
   const Handle group(
       checked(H5Gcreate2(staging, link.c_str(), H5P_DEFAULT, kit_.groupList(), H5P_DEFAULT), kStorage, kGroupFailure));
+  keepWithoutLink(staging, link);
   staged_.push_back(number);
   const SampleSelection selection = selectionOf(*lack.table, distinct);
   SampleTableWriter writer(kit_, group.get(), selection);
