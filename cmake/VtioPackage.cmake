@@ -51,5 +51,5 @@ if(TARGET vtio_results)
 endif()
 if(VTIO_BUILD_RUNNER)
   vtio_install_pc(vtio-runner LIBRARY vtio_runner DESCRIPTION "Runs FMUs and logs them"
-    REQUIRES "vtio-recorders = ${PROJECT_VERSION}")
+    REQUIRES "vtio-recorders = ${PROJECT_VERSION}" "vtio-results = ${PROJECT_VERSION}")
 endif()

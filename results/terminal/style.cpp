@@ -31,13 +31,24 @@ Style styleOf(int fileDescriptor) {
 }
 
 std::string printable(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
   std::string result;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7F)
-      result += "\xEF\xBF\xBD";
-    else
-      result += c;
+  const auto escape = [&](unsigned char byte) {
+    result += "\\x";
+    result += kDigits[byte >> 4U];
+    result += kDigits[byte & 15U];
+  };
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    if (byte < 0x20 || byte == 0x7F) {
+      escape(byte);
+    } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {  // U+0080 to U+009F
+      escape(next);
+      ++i;
+    } else {
+      result += text[i];
+    }
   }
   return result;
 }

@@ -36,7 +36,7 @@ struct Style {
 /// The style of a file descriptor: colours on a terminal unless the environment variable NO_COLOR is set and not empty.
 [[nodiscard]] VTIO_RESULTS_EXPORT Style styleOf(int fileDescriptor);
 
-/// Text that is safe to print: control characters become U+FFFD.
+/// Text that is safe to print in one line: control characters become `\xHH`.
 [[nodiscard]] VTIO_RESULTS_EXPORT std::string printable(std::string_view text);
 
 /// Columns that a UTF-8 text takes, one per character.

@@ -5,26 +5,28 @@
 namespace vtio::runner {
 namespace {
 
+using results::ElementClass;
+
 struct TypeFacts {
   std::string_view name;
-  std::size_t bytes;
+  ElementClass stored;
 };
 
-constexpr std::array<TypeFacts, kVariableTypes> kTypes = {{{"Float64", 8},
-                                                           {"Float32", 4},
-                                                           {"Int8", 1},
-                                                           {"UInt8", 1},
-                                                           {"Int16", 2},
-                                                           {"UInt16", 2},
-                                                           {"Int32", 4},
-                                                           {"UInt32", 4},
-                                                           {"Int64", 8},
-                                                           {"UInt64", 8},
-                                                           {"Boolean", 1},
-                                                           {"Enumeration", 8},
-                                                           {"String", 0},
-                                                           {"Binary", 0},
-                                                           {"Clock", 1}}};
+constexpr std::array<TypeFacts, kVariableTypes> kTypes = {{{"Float64", ElementClass::float64},
+                                                           {"Float32", ElementClass::float32},
+                                                           {"Int8", ElementClass::int8},
+                                                           {"UInt8", ElementClass::uint8},
+                                                           {"Int16", ElementClass::int16},
+                                                           {"UInt16", ElementClass::uint16},
+                                                           {"Int32", ElementClass::int32},
+                                                           {"UInt32", ElementClass::uint32},
+                                                           {"Int64", ElementClass::int64},
+                                                           {"UInt64", ElementClass::uint64},
+                                                           {"Boolean", ElementClass::logical},
+                                                           {"Enumeration", ElementClass::int64},
+                                                           {"String", ElementClass::text},
+                                                           {"Binary", ElementClass::text},
+                                                           {"Clock", ElementClass::logical}}};
 
 constexpr std::array<std::string_view, 7> kCausalities = {
     "parameter", "calculatedParameter", "structuralParameter", "input", "output", "local", "independent"};
@@ -37,7 +39,8 @@ std::string_view nameOf(VariableType type) { return kTypes[static_cast<std::size
 std::string_view nameOf(Causality causality) { return kCausalities[static_cast<std::size_t>(causality)]; }
 std::string_view nameOf(Variability variability) { return kVariabilities[static_cast<std::size_t>(variability)]; }
 std::string_view nameOf(Initial initial) { return kInitials[static_cast<std::size_t>(initial)]; }
-std::size_t bytesOf(VariableType type) { return kTypes[static_cast<std::size_t>(type)].bytes; }
+ElementClass storedClassOf(VariableType type) { return kTypes[static_cast<std::size_t>(type)].stored; }
+std::size_t bytesOf(VariableType type) { return results::ElementType{storedClassOf(type), false}.bytes(); }
 
 std::uint64_t Variable::elements() const {
   std::uint64_t product = 1;

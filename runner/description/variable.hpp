@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "results/values/element_type.hpp"
 #include "runner/export.hpp"
 
 namespace vtio::runner {
@@ -52,6 +53,10 @@ enum class Initial : std::uint8_t { none, exact, approx, calculated };
 [[nodiscard]] VTIO_RUNNER_EXPORT std::string_view nameOf(Variability variability);
 /// Empty for none.
 [[nodiscard]] VTIO_RUNNER_EXPORT std::string_view nameOf(Initial initial);
+
+/// The class that values of a type are stored and handed over as: logicals for booleans and clocks, int64 for
+/// enumerations, texts for strings and binaries.
+[[nodiscard]] VTIO_RUNNER_EXPORT results::ElementClass storedClassOf(VariableType type);
 
 /// Bytes of one value as Instance hands it over; 0 for texts and binaries.
 [[nodiscard]] VTIO_RUNNER_EXPORT std::size_t bytesOf(VariableType type);

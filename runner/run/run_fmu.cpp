@@ -1,10 +1,8 @@
 #include "runner/run/run_fmu.hpp"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <ostream>
@@ -13,6 +11,7 @@
 
 #include "platform/diagnostics.hpp"
 #include "platform/qat.hpp"
+#include "results/values/shown_value.hpp"
 #include "runner/archive/temporary_folder.hpp"
 #include "runner/fmu/fmu_file.hpp"
 #include "runner/isolation/isolated_instance.hpp"
@@ -148,21 +147,6 @@ RunEnd endOf(const RunnerError& error, double lastTime, const std::string& where
   return {ExitStatus::failed, failure, error.what() + where, lastTime};
 }
 
-template <typename T>
-double numberAt(const std::byte* place) {
-  T value{};
-  std::memcpy(&value, place, sizeof value);
-  return static_cast<double>(value);
-}
-
-double numberOf(VariableType type, const std::byte* place) {
-  static constexpr std::array<double (*)(const std::byte*), 12> kReaders{
-      numberAt<double>,       numberAt<float>,         numberAt<std::int8_t>,  numberAt<std::uint8_t>,
-      numberAt<std::int16_t>, numberAt<std::uint16_t>, numberAt<std::int32_t>, numberAt<std::uint32_t>,
-      numberAt<std::int64_t>, numberAt<std::uint64_t>, numberAt<std::uint8_t>, numberAt<std::int64_t>};
-  return kReaders.at(static_cast<std::size_t>(type))(place);
-}
-
 // All that lives from the instantiation to the results file.
 class Session {
  public:
@@ -211,7 +195,7 @@ class Session {
     std::vector<double> values;
     values.reserve(plan_.finals.size());
     for (const std::size_t index : plan_.finals) {
-      values.push_back(numberOf(plan_.model.variables[index].type, running_.numbers(index)));
+      values.push_back(results::numberAt(storedClassOf(plan_.model.variables[index].type), running_.numbers(index)));
     }
     return values;
   }

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <utility>
 
+#include "results/signals/glob.hpp"
 #include "runner/description/xml_reader.hpp"
 #include "runner/error.hpp"
-#include "runner/text/glob.hpp"
 #include "runner/text/printable.hpp"
 
 namespace vtio::runner {
@@ -165,7 +165,7 @@ bool isWanted(const Variable& variable, const RunOptions& options, std::vector<b
   if (!options.signals.empty()) {
     bool wanted = false;
     for (std::size_t i = 0; i < options.signals.size(); ++i) {
-      if (!matches(options.signals[i], variable.name)) continue;
+      if (!results::matchesGlob(options.signals[i], variable.name)) continue;
       matched[i] = true;
       wanted = true;
     }
@@ -212,7 +212,7 @@ void chooseFinals(RunPlan& plan, const std::vector<std::string>& patterns) {
     const Variable& variable = plan.model.variables[index];
     bool wanted = false;
     for (std::size_t i = 0; i < patterns.size(); ++i) {
-      if (!isScalarNumber(variable) || !matches(patterns[i], variable.name)) continue;
+      if (!isScalarNumber(variable) || !results::matchesGlob(patterns[i], variable.name)) continue;
       matched[i] = true;
       wanted = true;
     }

@@ -6,9 +6,9 @@
 #include <optional>
 
 #include "platform/text.hpp"
+#include "results/signals/glob.hpp"
 #include "runner/error.hpp"
 #include "runner/text/arrays.hpp"
-#include "runner/text/glob.hpp"
 #include "runner/text/printable.hpp"
 
 namespace vtio::runner {
@@ -60,7 +60,7 @@ Entry readEntry(const Json& object, std::size_t index) {
 }
 
 bool matchesAny(const std::string& pattern, const SignalNode& node, const ModelDescription& model) {
-  if (node.isLeaf()) return matches(pattern, model.variables[node.variable].name);
+  if (node.isLeaf()) return results::matchesGlob(pattern, model.variables[node.variable].name);
   return std::any_of(node.children.begin(), node.children.end(),
                      [&](const SignalNode& child) { return matchesAny(pattern, child, model); });
 }
@@ -103,7 +103,7 @@ vtu::qxArrayWrapper readSelection(const std::filesystem::path& file, const Model
     const SignalNode& root = trees[port].root;
     bool taken = false;
     for (Entry& entry : entries) {
-      if (!matches(entry.pattern, root.name) && !matchesAny(entry.pattern, root, model)) continue;
+      if (!results::matchesGlob(entry.pattern, root.name) && !matchesAny(entry.pattern, root, model)) continue;
       entry.matched = true;
       if (!taken) selected.push_back(selectionOf(entry, model.modelName, port));
       taken = true;

@@ -1,7 +1,5 @@
 #include "runner/sweep/sweep_plan.hpp"
 
-#include <array>
-#include <charconv>
 #include <cmath>
 #include <functional>
 #include <random>
@@ -17,13 +15,6 @@ namespace vtio::runner {
 namespace {
 
 constexpr std::uint64_t kMostRuns = 1'000'000;
-
-// The shortest text that is read as the same number.
-std::string exactText(double value) {
-  std::array<char, 32> text{};
-  const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() ? std::string(text.data(), end) : std::to_string(value);
-}
 
 std::pair<std::string, std::string> splitOption(const std::string& option, const std::string& given) {
   const std::size_t at = given.rfind('=');
@@ -74,7 +65,7 @@ std::vector<std::string> gridValues(const std::string& given, const std::string&
   values.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
     const double share = count > 1 ? static_cast<double>(i) / static_cast<double>(count - 1) : 0.0;
-    values.push_back(exactText((1.0 - share) * numbers[0] + share * numbers[1]));
+    values.push_back(numberText((1.0 - share) * numbers[0] + share * numbers[1]));
   }
   return values;
 }
@@ -140,7 +131,7 @@ SweepPlan drawSamples(const SweepOptions& options) {
       std::seed_seq seed{static_cast<std::uint32_t>(options.seed), static_cast<std::uint32_t>(options.seed >> 32),
                          static_cast<std::uint32_t>(run), static_cast<std::uint32_t>(parameter)};
       std::mt19937_64 random(seed);
-      plan.values[run].push_back(exactText(draw(random)));
+      plan.values[run].push_back(numberText(draw(random)));
     }
   }
   return plan;

@@ -6,15 +6,15 @@
 #include <string>
 #include <string_view>
 
+#include "results/values/number_text.hpp"
 #include "runner/export.hpp"
 
 namespace vtio::runner {
 
-/// The text for one line of a message.
-/// @param longest Bytes shown of a longer text, from both of its ends with "..." between them.
-[[nodiscard]] VTIO_RUNNER_EXPORT std::string printable(std::string_view text, std::size_t longest = 120);
+using results::numberText;
 
-/// The number in its shortest form that reads back as the same.
-[[nodiscard]] VTIO_RUNNER_EXPORT std::string numberText(double value);
+/// The text for one line of a message.
+/// @param longest Characters shown of a longer text: both of its ends with an ellipsis between them.
+[[nodiscard]] VTIO_RUNNER_EXPORT std::string printable(std::string_view text, std::size_t longest = 120);
 
 }  // namespace vtio::runner

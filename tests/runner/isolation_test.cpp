@@ -3,16 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <sstream>
 #include <tuple>
 #include <utility>
 
 #include "runner/isolation/channel.hpp"
-#include "runner/run/run_fmu.hpp"
-#include "tests/runner/dataset_content.hpp"
 #include "tests/runner/descriptions.hpp"
-#include "tests/runner/results_reader.hpp"
-#include "tests/runner/zip_maker.hpp"
+#include "tests/runner/run_fixture.hpp"
 
 namespace {
 
@@ -22,46 +18,26 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 
-class IsolationTest : public WorkFolder, public ::testing::WithParamInterface<const char*> {
+class IsolationTest : public RunFolder, public ::testing::WithParamInterface<const char*> {
  protected:
-  RunOptions of(const std::string& name) {
-    RunOptions run;
-    run.fmu = std::filesystem::path(VTIO_FMU_DIR) / (name + GetParam() + ".fmu");
-    run.output = file("results.qat");
+  static RunOptions isolated(RunOptions run) {
     run.isolate = true;
     run.stepTimeout = 60.0;
     return run;
   }
-
-  ExitStatus run(const RunOptions& chosen) {
-    messages_.str("");
-    return runFmu(chosen, out_, messages_);
-  }
-
-  [[nodiscard]] std::vector<std::string> content() const {
-    std::vector<std::string> found;
-    const Results saved(file("results.qat"));
-    for (const char* dataset : {kOutputs, kSignals}) collect(saved.variable(dataset).get(), found);
-    return found;
-  }
-
-  std::ostringstream out_, messages_;
+  RunOptions of(const std::string& name) { return isolated(options(name + GetParam())); }
 };
 INSTANTIATE_TEST_SUITE_P(All, IsolationTest, ::testing::Values("_fmi2", "_fmi3"));
 
 TEST_P(IsolationTest, GivesTheResultsOfARunInOneProcess) {
-  writeBytes(file("in.csv"), "time,u,gear\n0,0,1\n1,10,1\n1,20,2\n2,20,2\n");
   for (const char* name : {"bouncing_ball", "every_kind"}) {
-    RunOptions chosen = of(name);
-    chosen.locals = chosen.parameters = true;
-    chosen.rewind = 0.7;
-    if (std::string(name) == "every_kind") chosen.input = file("in.csv");
+    RunOptions chosen = isolated(fullRun(std::string(name) + GetParam()));
     ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
-    const std::vector<std::string> isolated = content();
+    const std::vector<std::string> kept = content();
     chosen.isolate = false;
     ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
-    EXPECT_GT(isolated.size(), 20U);
-    EXPECT_EQ(isolated, content()) << name;
+    EXPECT_GT(kept.size(), 20U);
+    EXPECT_EQ(kept, content()) << name;
   }
 }
 

@@ -6,12 +6,9 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
-#include <sstream>
 
-#include "tests/runner/dataset_content.hpp"
 #include "tests/runner/leaks_allowed.hpp"
-#include "tests/runner/results_reader.hpp"
-#include "tests/runner/zip_maker.hpp"
+#include "tests/runner/run_fixture.hpp"
 
 namespace {
 
@@ -23,29 +20,12 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::ThrowsMessage;
 
-class RunTest : public WorkFolder {
+class RunTest : public RunFolder {
  protected:
-  RunOptions options(const std::string& name) {
-    RunOptions run;
-    run.fmu = std::filesystem::path(VTIO_FMU_DIR) / (name + ".fmu");
-    run.output = file("results.qat");
-    return run;
-  }
-
-  ExitStatus run(const RunOptions& chosen) {
-    out_.str("");
-    messages_.str("");
-    return runFmu(chosen, out_, messages_);
-  }
-
-  [[nodiscard]] Results results() const { return Results(file("results.qat")); }
-
   void expectRefused(const RunOptions& chosen, const std::string& what) {
     EXPECT_THAT([&] { (void)run(chosen); }, ThrowsMessage<RunnerError>(HasSubstr(what)));
     EXPECT_FALSE(std::filesystem::exists(file("results.qat"))) << what;
   }
-
-  std::ostringstream out_, messages_;
 };
 
 class BothVersions : public RunTest, public ::testing::WithParamInterface<const char*> {
@@ -69,20 +49,8 @@ double exactHeight(double time) {
 }
 
 TEST_P(BothVersions, StreamedRunsGiveTheSameResults) {
-  writeBytes(file("in.csv"), "time,u,gear\n0,0,1\n1,10,1\n1,20,2\n2,20,2\n");
-  const auto elements = [this] {
-    std::vector<std::string> found;
-    for (const char* dataset : {kOutputs, kSignals}) {
-      const vtu::qxArrayWrapper variable = results().variable(dataset);
-      collect(qxGetField(qxGetField(variable.get(), 0, "Dataset"), 0, "Elements"), found);
-    }
-    return found;
-  };
   for (const char* name : {"bouncing_ball", "every_kind"}) {
-    RunOptions chosen = of(name);
-    chosen.locals = chosen.parameters = true;
-    chosen.rewind = 0.7;
-    if (std::string(name) == "every_kind") chosen.input = file("in.csv");
+    RunOptions chosen = fullRun(std::string(name) + GetParam());
     ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
     const std::vector<std::string> kept = elements();
     chosen.stream = true;
@@ -303,7 +271,7 @@ TEST_P(BothVersions, WrongChoicesAreRefusedBeforeTheModelRuns) {
   expectRefused(with([](RunOptions& o) { o.step = 1e-300; }), "the step 1e-300 is too small");
   expectRefused(with([](RunOptions& o) { o.set = {"e=nan"}; }), "nan is outside the minimum and maximum, variable 'e'");
   expectRefused(with([](RunOptions& o) { o.stop = -1.0; }), "cannot go from 0 to -1");
-  expectRefused(with([](RunOptions& o) { o.outputStep = std::nan(""); }), "the output step nan is no positive number");
+  expectRefused(with([](RunOptions& o) { o.outputStep = std::nan(""); }), "the output step NaN is no positive number");
   expectRefused(with([](RunOptions& o) { o.kind = Kind::modelExchange; }), "Model Exchange is not supported yet");
 }
 
