@@ -1,7 +1,6 @@
-# Helpers to add tests. Each folder below tests/ has one program over GoogleTest; every case is a CTest entry.
+# Helpers to add tests. Each folder below tests/ has one program over GoogleTest, which is a CTest entry.
 
 find_package(GTest REQUIRED)
-include(GoogleTest)
 
 # What nearly every test source reads, compiled once for all programs.
 file(WRITE "${PROJECT_BINARY_DIR}/tests/precompiled.cpp" "// Only carries the precompiled header.\n")
@@ -22,27 +21,45 @@ endfunction()
 
 vtio_test_defaults(vtio_test_precompiled)
 
-# vtio_add_test(<folder>_test SOURCES ... [LIBRARIES ...] [LONG <filter>] [TIMEOUT <seconds>]): a test program. Its
-# cases are CTest entries named <folder>/<Suite>.<case>. Those that match the GoogleTest filter LONG have the label
-# `long`: `make test` leaves them out, `make check` runs them. TIMEOUT holds for one case (default 300).
+# vtio_add_test(<folder>_test SOURCES ... [LIBRARIES ...] [LONG <suite.case>...] [SHARDS <count>] [TIMEOUT <seconds>]): a
+# test program. It is one CTest entry named <folder>, or SHARDS of them that run beside each other. Each of the LONG
+# cases is an entry of its own with the label `long`: `make test` leaves them out, `make check` runs them. Every entry
+# writes what it ran into gtest/<entry>.xml of the build folder, where scripts/counting.sh counts cases. TIMEOUT holds
+# for one entry (default 600).
 function(vtio_add_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LONG;TIMEOUT" "SOURCES;LIBRARIES")
-  if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 300)
-  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SHARDS;TIMEOUT" "SOURCES;LIBRARIES;LONG")
   add_executable(${name})
   vtio_test_defaults(${name})
   target_precompile_headers(${name} REUSE_FROM vtio_test_precompiled)
   vtio_extend_test(${name} SOURCES ${arg_SOURCES} LIBRARIES ${arg_LIBRARIES})
 
-  string(REGEX REPLACE "_test$" "/" prefix "${name}")
-  set(common DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES TEST_PREFIX "${prefix}")
-  if(arg_LONG)
-    gtest_discover_tests(${name} ${common} TEST_LIST ${name}_LONG TEST_FILTER "${arg_LONG}"
-      PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS long)
-    string(PREPEND arg_LONG "-")
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 600)
   endif()
-  gtest_discover_tests(${name} ${common} TEST_FILTER "${arg_LONG}" PROPERTIES TIMEOUT ${arg_TIMEOUT})
+  string(REGEX REPLACE "_test$" "" folder "${name}")
+  string(REPLACE ";" ":" long_cases "${arg_LONG}")
+  if(NOT arg_SHARDS)
+    vtio_add_entry(${folder} ${name} "-${long_cases}")
+  else()
+    foreach(shard RANGE 1 ${arg_SHARDS})
+      math(EXPR index "${shard} - 1")
+      vtio_add_entry(${folder}-${shard} ${name} "-${long_cases}")
+      set_property(TEST ${folder}-${shard} PROPERTY ENVIRONMENT
+        GTEST_TOTAL_SHARDS=${arg_SHARDS} GTEST_SHARD_INDEX=${index})
+    endforeach()
+  endif()
+  foreach(case IN LISTS arg_LONG)
+    vtio_add_entry(${folder}-${case} ${name} "${case}")
+    set_tests_properties(${folder}-${case} PROPERTIES LABELS long)
+  endforeach()
+endfunction()
+
+# vtio_add_entry(<entry> <program> <filter>): a CTest entry that runs cases of a test program.
+function(vtio_add_entry entry program filter)
+  add_test(NAME ${entry}
+    COMMAND ${program} --gtest_brief=1 "--gtest_filter=${filter}"
+      "--gtest_output=xml:${PROJECT_BINARY_DIR}/gtest/${entry}.xml")
+  set_tests_properties(${entry} PROPERTIES TIMEOUT ${arg_TIMEOUT})
 endfunction()
 
 # vtio_extend_test(<program> SOURCES ... [LIBRARIES ...]): puts sources of this folder into the program of another one.
