@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "recorders/dataset/repeated_array.hpp"
 #include "vtio/core/utils/inport_outport_signal_descriptor.hpp"
 #include "vtio/core/utils/utilities.hpp"
 
 namespace vtio::recorders {
 namespace {
-
-vtu::qxArrayWrapper uint64Scalar(std::uint64_t value) { return uint64Array({value}); }
 
 std::u16string_view portKind(const core::utils::SignalDescriptor& descriptor) {
   using core::utils::InportOutportSignalDescriptor;
@@ -39,15 +38,17 @@ vtu::qxArrayWrapper valuesOfElement(const vtu::qxArrayWrapper& element) {
 
 vtu::qxArrayWrapper datasetElementOf(const core::utils::SignalDescriptor& descriptor,
                                      const std::vector<std::uint64_t>& iterations, vtu::qxArrayWrapper values) {
+  thread_local RepeatedText propagatedName, subPath, kind;
+  thread_local RepeatedNumber portIndex, inportOrder, decimation, maxPoints;
   vtu::qxStructWrapper element(
       {"Name", "PropagatedName", "BlockPath", "SubPath", "PortIndex", "PortKind", "InportOrder"});
   element.set("Name", charArray(descriptor.signalName()));
-  element.set("PropagatedName", charArray(descriptor.propagatedName()));
+  element.set("PropagatedName", propagatedName.array(descriptor.propagatedName()));
   element.set("BlockPath", core::utils::Utilities::createBlockPathCellArray(descriptor.blockPath()));
-  element.set("SubPath", charArray(descriptor.blockPath().subPath()));
-  element.set("PortIndex", uint64Scalar(descriptor.connectedPortIndex()));
-  element.set("PortKind", charArray(portKind(descriptor)));
-  element.set("InportOrder", uint64Scalar(descriptor.inportOrder()));
+  element.set("SubPath", subPath.array(descriptor.blockPath().subPath()));
+  element.set("PortIndex", portIndex.array(descriptor.connectedPortIndex()));
+  element.set("PortKind", kind.array(portKind(descriptor)));
+  element.set("InportOrder", inportOrder.array(descriptor.inportOrder()));
   const std::vector<unsigned long>& dimensions = descriptor.foreachDimensions();
   if (!dimensions.empty()) {
     vtu::qxStructWrapper forEach({"Dimensions", "Iteration"});
@@ -55,8 +56,8 @@ vtu::qxArrayWrapper datasetElementOf(const core::utils::SignalDescriptor& descri
     forEach.set("Iteration", uint64Array(iterations));
     element.set("ForEach", std::move(forEach));
   }
-  element.set("Decimation", uint64Scalar(descriptor.decimation()));
-  element.set("MaxPoints", uint64Scalar(descriptor.maxPoints()));
+  element.set("Decimation", decimation.array(descriptor.decimation()));
+  element.set("MaxPoints", maxPoints.array(descriptor.maxPoints()));
   element.set("Values", std::move(values));
   return element;
 }

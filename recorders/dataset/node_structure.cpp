@@ -8,6 +8,7 @@
 #include "platform/sample_table.hpp"
 #include "platform/text.hpp"
 #include "recorders/dataset/dataset_element.hpp"
+#include "recorders/dataset/repeated_array.hpp"
 #include "recorders/layout/signal_layout.hpp"
 #include "vtio/core/utils/bus_node.hpp"
 #include "vtio/core/utils/date_time_leaf_node.hpp"
@@ -82,18 +83,19 @@ vtu::SampleColumn sampleColumn(const LeafColumn& column, const vtu::ustring& nam
 
 vtu::qxArrayWrapper leafStructure(const LeafColumn& column, const vtu::ustring& name,
                                   const TableBuilder::Samples& samples, std::size_t offset) {
+  thread_local RepeatedText kind, dataType, unit, interpolation, startDate, sampleTime;
   const LeafNode& leaf = *column.leaf;
   vtu::qxStructWrapper structure(
       {"Kind", "Time", "Data", "DataType", "Unit", "Interpolation", "StartDate", "SampleTime"});
-  structure.set("Kind", charArray(u"leaf"));
+  structure.set("Kind", kind.array(u"leaf"));
   structure.set("Time", vtu::sampledTimes(samples.table, samples.first, samples.count));
   structure.set("Data", vtu::sampledArray(samples.table, sampleColumn(column, name, samples, offset)));
-  structure.set("DataType", utf8Array(leaf.datatypeClassName()));
-  structure.set("Unit", charArray(leaf.unit().getUnits()));
-  structure.set("Interpolation", utf8Array(leaf.interpolationMethod()));
-  structure.set("StartDate", charArray(leaf.startDate()));
-  structure.set("SampleTime",
-                charArray(column.visualization != nullptr ? column.visualization->sampleTime() : vtu::ustring()));
+  structure.set("DataType", dataType.array(leaf.datatypeClassName()));
+  structure.set("Unit", unit.array(leaf.unit().getUnits()));
+  structure.set("Interpolation", interpolation.array(leaf.interpolationMethod()));
+  structure.set("StartDate", startDate.array(leaf.startDate()));
+  structure.set("SampleTime", sampleTime.array(column.visualization != nullptr ? column.visualization->sampleTime()
+                                                                               : vtu::ustring()));
   if (const auto* enumeration = dynamic_cast<const EnumLeafNode*>(&leaf)) addEnumeration(structure, *enumeration);
   if (dynamic_cast<const FixedPointLeafNode*>(&leaf) != nullptr ||
       leaf.datatypeClassName() == core::utils::kFixedPointClassName) {
