@@ -11,6 +11,7 @@
 #include "platform/qat/library_call.hpp"
 #include "platform/qat/stream/stream_file.hpp"
 #include "platform/qat/stream/stream_lock.hpp"
+#include "platform/qat/superblock.hpp"
 
 namespace vtu {
 namespace {
@@ -126,6 +127,16 @@ bool isStreamed(const std::string& file) {
     return false;
   } catch (const qat::Failure&) {
     return true;
+  }
+}
+
+bool isGrowing(const std::string& file) {
+  if (!isStreamed(file)) return false;
+  try {
+    const qat::Descriptor descriptor(file, O_RDONLY, false);
+    return qat::readSuperblock(qat::FileBytes(descriptor.get())).markedAsStreamed();
+  } catch (const qat::Failure&) {
+    return false;
   }
 }
 

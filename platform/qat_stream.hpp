@@ -100,4 +100,7 @@ class VTIO_PLATFORM_EXPORT QatStream final {
 /// True if a run streams into the file.
 [[nodiscard]] VTIO_PLATFORM_EXPORT bool isStreamed(const std::string& file);
 
+/// True if a run streams into the file and has not closed it: readers see it grow.
+[[nodiscard]] VTIO_PLATFORM_EXPORT bool isGrowing(const std::string& file);
+
 }  // namespace vtu

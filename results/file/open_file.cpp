@@ -1,26 +1,83 @@
+#include <sys/stat.h>
+
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "platform/qat_stream.hpp"
 #include "results/file/qat_source.hpp"
 #include "results/file/results_error.hpp"
 #include "results/file/results_file.hpp"
 #include "results/file/signal_list.hpp"
 
 namespace vtio::results {
+namespace {
 
-ResultsFile::ResultsFile(const std::string& path) : path_(path) {
-  auto source = std::make_unique<QatSource>(path);
+// Equal for the same file that was not changed; empty if there is none.
+std::string stateOf(const std::string& path) {
+  struct stat found {};
+  if (stat(path.c_str(), &found) != 0) return "";
+  std::string state;
+  for (const auto number : {static_cast<long long>(found.st_dev), static_cast<long long>(found.st_ino),
+                            static_cast<long long>(found.st_size), static_cast<long long>(found.st_mtim.tv_sec),
+                            static_cast<long long>(found.st_mtim.tv_nsec)}) {
+    state += std::to_string(number) + " ";
+  }
+  return state;
+}
+
+}  // namespace
+
+ResultsFile::ResultsFile(const std::string& path) : path_(path) { open(); }
+
+void ResultsFile::open() {
+  state_ = stateOf(path_);
+  auto source = std::make_unique<QatSource>(path_);
   try {
-    signals_ = readSignalList(*source, path);
+    signals_ = readSignalList(*source, path_);
     complete_ = source->samples().isComplete();
   } catch (const ResultsError&) {
     throw;
   } catch (const std::exception& error) {
-    throw ResultsError::ofService(path, error.what());
+    throw ResultsError::ofService(path_, error.what());
   }
+  isGrowing_ = !complete_ && vtu::isGrowing(path_);
+  qat_ = source.get();
   source_ = std::move(source);
   indexNames();
+}
+
+Refresh ResultsFile::reopen() {
+  // The old one first: as long as it is open, the library has the file as it was.
+  qat_ = nullptr;
+  source_.reset();
+  byName_.clear();
+  signals_.clear();
+  state_.clear();
+  open();
+  return {true, false, true};
+}
+
+Refresh ResultsFile::readLengths() {
+  qat_->refresh();
+  try {
+    return readLengthsAgain(*qat_, signals_);
+  } catch (const ResultsError&) {
+    throw;
+  } catch (const std::exception& error) {
+    throw ResultsError::ofService(path_, error.what());
+  }
+}
+
+Refresh ResultsFile::refresh() {
+  if (qat_ == nullptr && source_ != nullptr) return {};  // results that are no file
+  if (qat_ == nullptr || !isGrowing_) return stateOf(path_) == state_ && !state_.empty() ? Refresh() : reopen();
+  if (!vtu::isGrowing(path_)) return reopen();
+  try {
+    return readLengths();
+  } catch (const ResultsError&) {
+    return reopen();  // it was closed in between
+  }
 }
 
 }  // namespace vtio::results

@@ -30,6 +30,10 @@ QatSource::~QatSource() {
   samples_.reset();  // before the file that it reads
 }
 
+void QatSource::refresh() {
+  reading(path_, [&] { samples_->refresh(); });
+}
+
 void QatSource::readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) {
   if (arrays_->has(table)) return arrays_->readTimes(table, first, count, out);
   reading(path_, [&] { samples_->readTimes(table, first, count, out); });

@@ -23,6 +23,10 @@ class QatSource final : public SampleSource {
   [[nodiscard]] QatFile* file() const { return file_.get(); }
   [[nodiscard]] const vtu::QatSamples& samples() const { return *samples_; }
 
+  /// Sees what another program wrote since.
+  /// @throws ResultsError
+  void refresh();
+
   /// The samples that are no columns of a table; their tables have the numbers behind those of the file.
   [[nodiscard]] ArrayTables& arrays() { return *arrays_; }
 

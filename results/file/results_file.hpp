@@ -22,6 +22,15 @@
 
 namespace vtio::results {
 
+class QatSource;
+
+/// What ResultsFile::refresh() found.
+struct Refresh {
+  bool hasChanged = false;     ///< numbers of samples, or more
+  bool isSteppedBack = false;  ///< samples that were there are gone
+  bool isReopened = false;     ///< the file was opened again: all references to signals have expired
+};
+
 /// Reads a file's signal list when opened, samples when asked. Used by one thread at a time.
 class VTIO_RESULTS_EXPORT ResultsFile final {
  public:
@@ -37,7 +46,10 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
   /// False while another program writes the file, and when its writer ended before it closed the file.
   [[nodiscard]] bool isComplete() const { return complete_; }
 
-  /// All signals in file order; valid as long as this object.
+  /// Whether a run writes the file, as it was when it was opened or last refreshed.
+  [[nodiscard]] bool isGrowing() const { return isGrowing_; }
+
+  /// All signals in file order; valid until the file is opened again.
   [[nodiscard]] std::span<const SignalInfo> signals() const { return signals_; }
 
   /// The signal of a name; null if there is none.
@@ -57,15 +69,26 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
   /// The samples.
   [[nodiscard]] SampleSource& source() const { return *source_; }
 
+  /// Looks at the file again: sees the samples that came since, by reading how many there are. A file that its writer
+  /// has closed, or that another one took the place of, is opened again.
+  /// @throws ResultsError if it cannot be read any more; it then has no signals until another call succeeds.
+  Refresh refresh();
+
  private:
   [[nodiscard]] std::string noSignal(const std::string& what, std::string_view name) const;
   void indexNames();
+  void open();
+  Refresh reopen();
+  Refresh readLengths();
 
   std::string path_;
   bool complete_ = true;
+  bool isGrowing_ = false;  // a run is writing it
+  std::string state_;       // what tells the file from another one, or from itself when it was changed
   std::vector<SignalInfo> signals_;
   std::unordered_map<std::string_view, std::size_t> byName_;
   std::unique_ptr<SampleSource> source_;
+  QatSource* qat_ = nullptr;  // source_, if it is that of a Qat file
 };
 
 }  // namespace vtio::results

@@ -39,6 +39,31 @@ FixedPoint fixedPointOf(const Record& record) {
           record.number("Bias")};
 }
 
+/// First and last times of signals; a time that many have is read once.
+class EndTimes {
+ public:
+  explicit EndTimes(QatSource& source) : source_(source) {}
+
+  /// Sets the place of a signal, and its first and last time.
+  void place(SignalInfo& signal, const SignalPlace& place) {
+    signal.place = place;
+    signal.first = signal.last = std::numeric_limits<double>::quiet_NaN();
+    if (place.count == 0) return;
+    signal.first = timeOf(place.table, place.begin);
+    signal.last = timeOf(place.table, place.begin + place.count - 1);
+  }
+
+ private:
+  double timeOf(std::uint32_t table, std::uint64_t row) {
+    const auto [known, isNew] = times_.emplace(std::pair(table, row), 0.0);
+    if (isNew) source_.readTimes(table, row, 1, &known->second);
+    return known->second;
+  }
+
+  QatSource& source_;
+  std::map<std::pair<std::uint32_t, std::uint64_t>, double> times_;
+};
+
 /// Collects the leaves of all datasets of a file.
 class ListReader {
  public:
@@ -181,17 +206,7 @@ class ListReader {
     signal.type = elementTypeOf(column.elementClass);
     signal.typeName = nameOf(signal.type.id);
     signal.dimensions = column.dims;
-    signal.place = {table, number, column.first, column.begin, column.count};
-    signal.first = signal.last = std::numeric_limits<double>::quiet_NaN();
-    if (column.count == 0) return;
-    signal.first = timeOf(table, column.begin);
-    signal.last = timeOf(table, column.begin + column.count - 1);
-  }
-
-  double timeOf(std::uint32_t table, std::uint64_t row) {
-    const auto [known, isNew] = times_.emplace(std::pair(table, row), 0.0);
-    if (isNew) source_.readTimes(table, row, 1, &known->second);
-    return known->second;
+    times_.place(signal, {table, number, column.first, column.begin, column.count});
   }
 
   void addUnnamed() {
@@ -211,7 +226,7 @@ class ListReader {
   const std::string& path_;
   SignalInfo element_;  // what all leaves of the element have in common
   std::set<std::pair<std::uint32_t, std::uint32_t>> named_;
-  std::map<std::pair<std::uint32_t, std::uint64_t>, double> times_;
+  EndTimes times_{source_};
   std::vector<SignalInfo> signals_;
 };
 
@@ -219,6 +234,22 @@ class ListReader {
 
 std::vector<SignalInfo> readSignalList(QatSource& source, const std::string& path) {
   return ListReader(source, path).read();
+}
+
+Refresh readLengthsAgain(QatSource& source, std::vector<SignalInfo>& signals) {
+  Refresh found;
+  EndTimes times(source);
+  for (SignalInfo& signal : signals) {
+    if (source.arrays().has(signal.place.table)) continue;
+    const vtu::StoredColumn& column = source.samples().columns(signal.place.table).at(signal.place.column);
+    const SignalPlace before = signal.place;
+    const double lastBefore = signal.last;
+    times.place(signal, {before.table, before.column, column.first, column.begin, column.count});
+    if (column.count == before.count && (column.count == 0 || signal.last == lastBefore)) continue;
+    found.hasChanged = true;
+    if (column.count < before.count || signal.last < lastBefore) found.isSteppedBack = true;
+  }
+  return found;
 }
 
 }  // namespace vtio::results

@@ -198,23 +198,69 @@ void writeExampleFile(const std::string& path, double offset) {
   save(path, std::move(elements));
 }
 
-void writeUnfinishedFile(const std::string& path) {
-  const auto table = std::make_shared<RowTable>(std::vector<double>{0, 0.5, 1}, 8);
-  for (std::size_t row = 0; row < 3; ++row) table->set(row, 0, 10.0 - static_cast<double>(row));
-  const vtu::SampleColumn column{u"height", u"m", {}, qxDOUBLE, false, 0, 0, 3};
+namespace {
+
+const vtu::SampleColumn kHeight{u"height", u"m", {}, qxDOUBLE, false, 0, 0, 0};
+
+std::shared_ptr<const RowTable> heights(std::size_t first, std::size_t count, int stepsBack) {
+  std::vector<double> times;
+  for (std::size_t k = first; k < first + count; ++k) times.push_back(static_cast<double>(k) / 2);
+  auto table = std::make_shared<RowTable>(times, 8);
+  for (std::size_t i = 0; i < count; ++i) table->set(i, 0, 10.0 - 2.0 * times[i] + 100.0 * stepsBack);
+  return table;
+}
+
+void layOutHeight(vtu::QatStream& stream, std::size_t rows) {
+  const auto table = heights(0, rows, 0);
   std::vector<vtu::qxStructWrapper> elements;
-  elements.push_back(element("height", "ball", leaf(table, "height", column, "linear", "double")));
+  elements.push_back(element("height", "ball", leaf(table, "height", kHeight, "linear", "double")));
   const vtu::qxStructWrapper variable = loggedSignals(std::move(elements));
   const vtu::StreamVariable variables[] = {{"DATASET_SIGNAL_LOGGING", variable.get()}};
+  vtu::SampleColumn column = kHeight;
+  column.count = rows;
   const vtu::StreamTable tables[] = {{table, {column}}};
+  stream.layOut(variables, tables);
+  stream.flush();
+}
+
+}  // namespace
+
+void writeUnfinishedFile(const std::string& path) {
   const std::string live = path + ".live";
   {
     vtu::QatStream stream(live);
-    stream.layOut(variables, tables);
-    stream.flush();
+    layOutHeight(stream, 3);
     std::filesystem::copy_file(live, path);
   }
   std::filesystem::remove(live);
+}
+
+void streamHeight(const std::string& path, const std::function<bool(std::string&)>& next,
+                  const std::function<void()>& done) {
+  vtu::QatStream stream(path);
+  layOutHeight(stream, 2);
+  std::size_t rows = 2;
+  int stepsBack = 0;
+  vtu::QatStream::Mark mark = stream.mark();
+  done();
+  for (std::string command; next(command); done()) {
+    if (command.starts_with("append ")) {
+      const std::size_t count = std::stoul(command.substr(7));
+      stream.append(0, *heights(rows, count, stepsBack), 0, count);
+      stream.flush();
+      rows += count;
+    } else if (command == "mark") {
+      mark = stream.mark();
+    } else if (command == "back") {
+      stream.stepBack(mark);
+      rows = mark.rows[0];
+      ++stepsBack;
+    } else if (command == "close") {
+      stream.close();
+    } else {
+      throw std::runtime_error("no command " + command);
+    }
+  }
 }
 
 void writeExampleArrays(const std::string& path) {

@@ -2,6 +2,7 @@
 /// A results file with a signal of every kind, as recorders write it.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace vtio::tests {
@@ -18,6 +19,14 @@ void writeExampleFile(const std::string& path, double offset = 0);
 
 /// Writes a file as a run leaves it that was killed: signal `height`, linear, of times 0, 0.5 and 1.
 void writeUnfinishedFile(const std::string& path);
+
+/// Streams signal `height` [m], linear, as commands say: `append N` (rows that readers then see, row k at time k / 2,
+/// value 10 - k, and 100 more for each step back before it), `mark`, `back` (to the mark), `close`. Starts with two rows
+/// and ends with the commands; without `close` as a run that was killed.
+/// @param next The next command; false: no more.
+/// @param done Is called when the file is there, and after each command.
+void streamHeight(const std::string& path, const std::function<bool(std::string&)>& next,
+                  const std::function<void()>& done);
 
 /// Writes the same signals, their times and values as arrays of their own: such a file has no sample tables.
 void writeExampleArrays(const std::string& path);

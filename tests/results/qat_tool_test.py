@@ -5,24 +5,28 @@
 """
 
 import csv
+import fcntl
 import json
 import os
 import pathlib
 import pty
 import re
+import select
 import shutil
 import signal
 import sqlite3
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import time
 import unittest
 
 import numpy
 
 QAT, WRITE_EXAMPLE, TOOL_FOLDER = sys.argv[1:4]
-COMMANDS = ["ls", "show", "export", "diff", "plot", "check"]
+COMMANDS = ["ls", "show", "export", "diff", "plot", "watch", "check"]
 
 
 def qat(*arguments, status=0, **more):
@@ -210,6 +214,66 @@ class ToolTest(unittest.TestCase):
         os.close(leader)
         self.assertEqual(run.wait(60), 0)
         return text.decode()
+
+    def watch(self, *arguments):
+        """Starts `qat watch` on a terminal of 80 columns and 24 lines: the process, the terminal, its attributes."""
+        leader, follower = pty.openpty()
+        fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 80, 0, 0))
+        before = termios.tcgetattr(follower)
+        run = subprocess.Popen([QAT, "watch", *map(str, arguments)], stdin=follower, stdout=follower, stderr=follower)
+        self.addCleanup(os.close, leader)
+        self.addCleanup(os.close, follower)
+        self.addCleanup(run.kill)
+        self.shown = ""
+        return run, leader, lambda: self.assertEqual(termios.tcgetattr(follower), before)
+
+    def until(self, leader, text):
+        """Reads a terminal until it has shown a text."""
+        end = time.monotonic() + 60
+        while text not in self.shown:
+            self.assertLess(time.monotonic(), end, self.shown)
+            if select.select([leader], [], [], 1)[0]:
+                self.shown += os.read(leader, 65536).decode(errors="replace")
+        self.shown = self.shown[self.shown.index(text) + len(text):]
+
+    def test_watch(self):
+        live = self.folder / "live.qat"
+        stream = subprocess.Popen([WRITE_EXAMPLE, "--stream", live], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                  text=True)
+        self.addCleanup(stream.communicate)
+
+        def tell(command):
+            stream.stdin.write(command + "\n")
+            stream.stdin.flush()
+            self.assertEqual(stream.stdout.readline(), "done\n")
+
+        self.assertEqual(stream.stdout.readline(), "done\n")
+        tell("mark")
+        run, leader, is_restored = self.watch(live)
+        self.until(leader, "\x1b[?1049h")
+        self.until(leader, "0.5 s")
+        tell("append 20")
+        self.until(leader, "10.5 s")
+        tell("back")
+        self.until(leader, "stepped back from 10.5 to 0.5 s")
+        tell("append 3")
+        tell("close")
+        self.until(leader, "completed")
+        os.write(leader, b"q")
+        self.until(leader, "\x1b[?1049l")
+        self.assertEqual(run.wait(60), 0)
+        self.until(leader, "live.qat: completed, last time 2 s, stepped back from 10.5 to 0.5 s")
+        is_restored()
+
+    def test_watch_ends_by_ctrl_c_and_without_a_terminal(self):
+        run, leader, is_restored = self.watch(self.file, "mode")
+        self.until(leader, "completed")
+        run.send_signal(signal.SIGINT)
+        self.until(leader, "\x1b[?1049l")
+        self.assertEqual(run.wait(60), 130)
+        is_restored()
+        self.assertEqual(self.error("watch", self.file), "this needs a terminal")
+        self.assertIn("did you mean 'mode'?", self.error("watch", self.file, "mod"))
 
     def test_colours_are_for_terminals_without_no_color(self):
         self.assertIn("\x1b[", self.on_terminal("show", self.file, "wheels.speed", NO_COLOR=""))

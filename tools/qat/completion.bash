@@ -3,7 +3,7 @@
 _qat() {
   local cur prev words cword
   _init_completion -n : || return
-  local commands="ls show export diff plot check"
+  local commands="ls show export diff plot watch check"
   local command=${words[1]}
   if [ "$cword" -eq 1 ]; then
     COMPREPLY=($(compgen -W "$commands --help --version" -- "$cur"))

@@ -15,6 +15,7 @@
 #include "results/commands/ls.hpp"
 #include "results/commands/plot.hpp"
 #include "results/commands/show.hpp"
+#include "results/commands/watch.hpp"
 #include "results/signals/near_names.hpp"
 
 namespace vtio::tools {
@@ -29,6 +30,7 @@ struct Settings {
   ExportSettings exported;
   DiffSettings diff;
   PlotSettings plot;
+  WatchSettings watch;
   CheckSettings check;
   CompleteSettings complete;
 };
@@ -61,6 +63,7 @@ class Parser {
     addExport();
     addDiff();
     addPlot();
+    addWatch();
     addCheck();
     addComplete();
   }
@@ -200,6 +203,16 @@ class Parser {
     addTime(sub, settings.time);
     sub->add_flag("--xy", settings.xy, "Draw all signals over the first");
     sub->add_option("--compare", settings.compare, "Draw the same signals of another file, too")->type_name("OTHER");
+  }
+
+  void addWatch() {
+    WatchSettings& settings = settings_.watch;
+    CLI::App* sub = add("watch", "Follow a file while a run writes it; q ends it.",
+                        "  qat watch signals.qat\n"
+                        "  qat watch signals.qat 'wheels.*' mode",
+                        [&](const Console& console) { return watchFile(settings, console); });
+    addFile(sub, "FILE", settings.file, "The results file");
+    addPatterns(sub, settings.patterns);
   }
 
   void addCheck() {
