@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <limits>
 #include <ostream>
 #include <set>
@@ -14,6 +15,7 @@
 #include "results/file/results_file.hpp"
 #include "results/rows/row_source.hpp"
 #include "results/rows/table_cursor.hpp"
+#include "results/sweep/run_table.hpp"
 #include "results/values/number_text.hpp"
 #include "results/values/table_block.hpp"
 
@@ -78,7 +80,29 @@ void mend(const std::string& path) {
 
 }  // namespace
 
+namespace {
+
+// Every run that left results.
+int checkSweep(const CheckSettings& settings, const Console& console) {
+  const RunTable table(settings.file);
+  int worst = kDone;
+  for (std::size_t run = 0; run < table.runs(); ++run) {
+    const std::string status = table.find("status").text(run);
+    const std::string file = table.fileOf(run);
+    const bool hasFile = std::filesystem::exists(file);
+    if (hasFile) worst = std::max(worst, checkFile({file, settings.mend}, console));
+    if (!hasFile || status != "done") {
+      console.out << file << ": " << console.style.red(hasFile ? status : status + ", no results") << '\n';
+      worst = std::max<int>(worst, kNo);
+    }
+  }
+  return worst;
+}
+
+}  // namespace
+
 int checkFile(const CheckSettings& settings, const Console& console) {
+  if (RunTable::isSweep(settings.file)) return checkSweep(settings, console);
   if (settings.mend) mend(settings.file);
   const ResultsFile file(settings.file);
   const std::vector<std::string> problems = Checker(file, console).run();

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <ostream>
+#include <utility>
 
 #include "results/commands/plot.hpp"
 #include "results/compare/file_comparison.hpp"
@@ -27,12 +29,16 @@ Json deviationRecord(const ComparedSignal& signal, const Deviation& deviation) {
           {"deviation", finite(deviation.size)}};
 }
 
-Json signalJson(const ComparedSignal& signal) {
-  Json changes = Json::array();
-  for (const PropertyChange& change : signal.changes) {
-    changes.push_back({{"what", change.what}, {"a", change.a}, {"b", change.b}});
+Json changesJson(const std::vector<PropertyChange>& changes) {
+  Json list = Json::array();
+  for (const PropertyChange& change : changes) {
+    list.push_back({{"what", change.what}, {"a", change.a}, {"b", change.b}});
   }
-  Json record = {{"name", signal.name}, {"equal", signal.isEqual()}, {"changes", std::move(changes)}};
+  return list;
+}
+
+Json signalJson(const ComparedSignal& signal) {
+  Json record = {{"name", signal.name}, {"equal", signal.isEqual()}, {"changes", changesJson(signal.changes)}};
   record["compared"] = signal.samples ? Json(signal.samples->compared) : Json(nullptr);
   record["deviating"] = signal.samples ? Json(signal.samples->deviating) : Json(nullptr);
   const bool deviates = signal.samples && signal.samples->deviating != 0;
@@ -41,11 +47,12 @@ Json signalJson(const ComparedSignal& signal) {
   return record;
 }
 
-void printJson(const DiffSettings& settings, const FileComparison& result, const Console& console) {
-  Json all = {{"a", settings.a},         {"b", settings.b},         {"equal", result.isEqual()},
-              {"onlyInA", result.onlyA}, {"onlyInB", result.onlyB}, {"signals", Json::array()}};
-  for (const ComparedSignal& signal : result.signals) all["signals"].push_back(signalJson(signal));
-  console.out << jsonText(all) << '\n';
+Json comparisonJson(Json record, const FileComparison& result) {
+  record["onlyInA"] = result.onlyA;
+  record["onlyInB"] = result.onlyB;
+  record["signals"] = Json::array();
+  for (const ComparedSignal& signal : result.signals) record["signals"].push_back(signalJson(signal));
+  return record;
 }
 
 std::string deviationText(const ComparedSignal& signal, const Deviation& deviation) {
@@ -68,17 +75,20 @@ void printSignal(const ComparedSignal& signal, const Console& console) {
   line("largest: " + deviationText(signal, signal.samples->largest));
 }
 
-void printText(const DiffSettings& settings, const FileComparison& result, const Console& console) {
+void printDifferences(const DiffSettings& settings, const FileComparison& result, const Console& console) {
   for (const std::string& name : result.onlyA)
     console.out << "only in " << settings.a << ": " << printable(name) << '\n';
   for (const std::string& name : result.onlyB)
     console.out << "only in " << settings.b << ": " << printable(name) << '\n';
-  std::size_t different = 0;
   for (const ComparedSignal& signal : result.signals) {
-    if (signal.isEqual()) continue;
-    ++different;
-    printSignal(signal, console);
+    if (!signal.isEqual()) printSignal(signal, console);
   }
+}
+
+void printText(const DiffSettings& settings, const FileComparison& result, const Console& console) {
+  printDifferences(settings, result, console);
+  const auto different = static_cast<std::size_t>(
+      std::count_if(result.signals.begin(), result.signals.end(), [](const auto& one) { return !one.isEqual(); }));
   const std::size_t equal = result.signals.size() - different;
   const std::string summary = std::to_string(equal) + " equal, " + std::to_string(different) + " different, " +
                               std::to_string(result.onlyA.size() + result.onlyB.size()) + " in one file only";
@@ -96,6 +106,100 @@ void plotDifferent(const DiffSettings& settings, const FileComparison& result, c
   if (!plot.signals.empty()) plotSignals(plot, console);
 }
 
+/// Two sweeps, run by run.
+class SweepDiff {
+ public:
+  SweepDiff(const DiffSettings& settings, const ComparisonSettings& comparison, const Console& console)
+      : settings_(settings), comparison_(comparison), console_(console), a_(settings.a), b_(settings.b) {}
+
+  int run() {
+    if (!settings_.plot.empty()) throw ResultsError("--plot is for two runs; choose them with --run");
+    const std::vector<std::size_t> runs = a_.select(settings_.runs.conditions);
+    if (settings_.runs.conditions.empty() && a_.runs() != b_.runs()) {
+      note({"number of runs", std::to_string(a_.runs()), std::to_string(b_.runs())});
+    }
+    for (const std::size_t run : runs) {
+      console_.job.step(static_cast<double>(equal_ + different_) / static_cast<double>(runs.size()));
+      if (run < b_.runs()) compareRun(run);
+    }
+    if (settings_.json) {
+      const Json all = {
+          {"a", settings_.a}, {"b", settings_.b}, {"equal", isEqual()}, {"changes", changes_}, {"runs", runs_}};
+      console_.out << jsonText(all) << '\n';
+    } else {
+      const std::string summary = std::to_string(equal_) + " runs equal, " + std::to_string(different_) + " different";
+      console_.out << (isEqual() ? console_.style.green(summary) : console_.style.red(summary)) << '\n';
+    }
+    return isEqual() ? kDone : kNo;
+  }
+
+ private:
+  [[nodiscard]] bool isEqual() const { return different_ == 0 && changes_.empty(); }
+
+  void note(const PropertyChange& change) {
+    changes_.push_back(changesJson({change})[0]);
+    if (!settings_.json) console_.out << change.what << ": " << change.a << " became " << change.b << '\n';
+  }
+
+  // What differs between the rows of the tables; how long a run took is not compared.
+  [[nodiscard]] std::vector<PropertyChange> changesOf(std::size_t run) const {
+    std::vector<PropertyChange> changes;
+    if (a_.parametersOf(run) != b_.parametersOf(run)) {
+      changes.push_back({"parameters", a_.parametersOf(run), b_.parametersOf(run)});
+    }
+    const std::string before = a_.find("status").text(run);
+    const std::string after = b_.find("status").text(run);
+    if (before != after) changes.push_back({"status", before, after});
+    return changes;
+  }
+
+  void compareRun(std::size_t run) {
+    std::vector<PropertyChange> changes = changesOf(run);
+    const bool hasA = std::filesystem::exists(a_.fileOf(run));
+    const bool hasB = std::filesystem::exists(b_.fileOf(run));
+    if (hasA != hasB) changes.push_back({"results", hasA ? "there" : "none", hasB ? "there" : "none"});
+    FileComparison result;
+    if (hasA && hasB) {
+      result = compareFiles(ResultsFile(a_.fileOf(run)), ResultsFile(b_.fileOf(run)), settings_.patterns, comparison_,
+                            {{}, console_.job.interrupted});
+    }
+    const bool same = changes.empty() && result.isEqual();
+    ++(same ? equal_ : different_);
+    if (settings_.json) {
+      runs_.push_back(comparisonJson({{"run", run}, {"equal", same}, {"changes", changesJson(changes)}}, result));
+    } else if (!same) {
+      console_.out << console_.style.bold("run " + std::to_string(run) + ", " + printable(a_.parametersOf(run)))
+                   << '\n';
+      for (const PropertyChange& change : changes) {
+        console_.out << "  " << printable(change.what + ": '" + change.a + "' became '" + change.b + "'") << '\n';
+      }
+      printDifferences(settings_, result, console_);
+    }
+  }
+
+  const DiffSettings& settings_;
+  const ComparisonSettings& comparison_;
+  const Console& console_;
+  RunTable a_;
+  RunTable b_;
+  std::size_t equal_ = 0;
+  std::size_t different_ = 0;
+  Json changes_ = Json::array();
+  Json runs_ = Json::array();
+};
+
+// The files that are compared: of sweeps those of the chosen run.
+DiffSettings chosenFiles(DiffSettings settings) {
+  if (!settings.runs.run) {
+    throw ResultsError("a sweep is compared with a sweep; choose one of its runs with --run");
+  }
+  if (!settings.runs.conditions.empty()) throw ResultsError("--run and --runs exclude each other");
+  for (std::string* file : {&settings.a, &settings.b}) {
+    if (RunTable::isSweep(*file)) *file = fileOfRun(RunTable(*file), *settings.runs.run);
+  }
+  return settings;
+}
+
 void checkTolerance(const char* option, double value) {
   if (!(value >= 0) || std::isinf(value)) {
     throw ResultsError(std::string(option) + ": " + numberText(value) + " is no tolerance");
@@ -104,18 +208,26 @@ void checkTolerance(const char* option, double value) {
 
 }  // namespace
 
-int diffFiles(const DiffSettings& settings, const Console& console) {
+int diffFiles(const DiffSettings& given, const Console& console) {
+  DiffSettings settings = given;
   checkTolerance("--rtol", settings.rtol);
   checkTolerance("--atol", settings.atol);
   checkTolerance("--time-tol", settings.timeTolerance);
   ComparisonSettings comparison{Tolerances({settings.rtol, settings.atol}), settings.timeTolerance};
   if (!settings.tolerances.empty()) comparison.tolerances.addFile(settings.tolerances);
+  const bool hasSweep = RunTable::isSweep(settings.a) || RunTable::isSweep(settings.b);
+  if (!hasSweep && settings.runs.isGiven()) throw ResultsError("--run and --runs choose runs of a sweep");
+  if (hasSweep && !settings.runs.run && RunTable::isSweep(settings.a) && RunTable::isSweep(settings.b)) {
+    return SweepDiff(settings, comparison, console).run();
+  }
+  if (hasSweep) settings = chosenFiles(std::move(settings));
   (void)pictureFormat(settings.plot, {settings.a, settings.b});  // refused before the work
   const ResultsFile a(settings.a);
   const ResultsFile b(settings.b);
   const FileComparison result = compareFiles(a, b, settings.patterns, comparison, console.job);
   if (settings.json) {
-    printJson(settings, result, console);
+    const Json all = comparisonJson({{"a", settings.a}, {"b", settings.b}, {"equal", result.isEqual()}}, result);
+    console.out << jsonText(all) << '\n';
   } else {
     printText(settings, result, console);
   }

@@ -7,6 +7,7 @@
 
 #include "results/commands/command.hpp"
 #include "results/export.hpp"
+#include "results/sweep/run_files.hpp"
 
 namespace vtio::results {
 
@@ -19,7 +20,8 @@ struct DiffSettings {
   double timeTolerance = 0;  ///< seconds
   std::string tolerances;    ///< a file with a line per pattern; empty: none
   bool json = false;
-  std::string plot;  ///< where the signals that differ are drawn; empty: nowhere
+  std::string plot;     ///< where the signals that differ are drawn; empty: nowhere
+  RunChoice runs = {};  ///< of sweeps; none: every run
 };
 
 /// Prints what differs.

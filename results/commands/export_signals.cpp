@@ -39,7 +39,11 @@ std::string formatOf(const ExportSettings& settings) {
 class Exporter {
  public:
   Exporter(const ExportSettings& settings, const Console& console)
-      : settings_(settings), console_(console), file_(settings.file), signals_(file_.select(settings.patterns)) {
+      : settings_(settings),
+        console_(console),
+        chosen_(openChosen(settings.file, settings.runs, settings.patterns)),
+        file_(chosen_.file),
+        signals_(chosen_.isSelection ? file_.select({}) : file_.select(settings.patterns)) {
     range_ = settings.time.range();
     if (!settings.every) return;
     if (!(*settings.every > 0) || std::isinf(*settings.every)) {
@@ -90,17 +94,18 @@ class Exporter {
     auto out = std::make_unique<TextOutput>(path);
     if (settings_.every) {
       ResampledRows rows(file_, std::move(signals), range_, *settings_.every);
-      writeCsv(rows, settings_.raw, *out, console_.job);
+      writeCsv(rows, settings_.raw, *out, console_.job, file_.axis().name);
     } else {
       JoinedRows rows(file_, std::move(signals), range_);
-      writeCsv(rows, settings_.raw, *out, console_.job);
+      writeCsv(rows, settings_.raw, *out, console_.job, file_.axis().name);
     }
     return out;
   }
 
   const ExportSettings& settings_;
   const Console& console_;
-  ResultsFile file_;
+  ChosenFile chosen_;
+  const ResultsFile& file_;
   Signals signals_;
   TimeRange range_;
 };

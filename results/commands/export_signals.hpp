@@ -8,6 +8,7 @@
 
 #include "results/commands/command.hpp"
 #include "results/export.hpp"
+#include "results/sweep/run_files.hpp"
 
 namespace vtio::results {
 
@@ -20,6 +21,7 @@ struct ExportSettings {
   bool raw = false;                   ///< stored integers in place of labels and real values
   TimeOptions time;
   std::optional<double> every;  ///< seconds
+  RunChoice runs = {};
 };
 
 /// Writes the file beside its target and renames it.

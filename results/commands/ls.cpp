@@ -5,6 +5,7 @@
 #include <memory>
 #include <ostream>
 
+#include "results/commands/ls_runs.hpp"
 #include "results/export/json.hpp"
 #include "results/file/results_file.hpp"
 #include "results/terminal/text_table.hpp"
@@ -167,7 +168,8 @@ void printJson(const ResultsFile& file, const Signals& signals, const Console& c
 }  // namespace
 
 int listSignals(const LsSettings& settings, const Console& console) {
-  const ResultsFile file(settings.file);
+  if (!settings.runs.run && RunTable::isSweep(settings.file)) return listRuns(settings, console);
+  const ResultsFile file = openChosen(settings.file, settings.runs, {}).file;
   const Signals signals = file.selectAny(settings.patterns);
   if (settings.json) {
     printJson(file, signals, console);

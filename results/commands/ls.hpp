@@ -7,6 +7,7 @@
 
 #include "results/commands/command.hpp"
 #include "results/export.hpp"
+#include "results/sweep/run_files.hpp"
 
 namespace vtio::results {
 
@@ -16,9 +17,10 @@ struct LsSettings {
   bool json = false;
   bool tree = false;
   bool isLong = false;
+  RunChoice runs = {};
 };
 
-/// Prints a table, a tree or JSON. A pattern that matches nothing lists nothing.
+/// Prints a table, a tree or JSON; of a sweep without a choice of one run a line per run. A pattern that matches nothing lists nothing.
 /// @throws ResultsError
 VTIO_RESULTS_EXPORT int listSignals(const LsSettings& settings, const Console& console);
 

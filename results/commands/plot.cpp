@@ -4,7 +4,7 @@
 #include <cmath>
 #include <filesystem>
 #include <limits>
-#include <memory>
+#include <optional>
 #include <ostream>
 
 #include "results/export/target_file.hpp"
@@ -12,6 +12,7 @@
 #include "results/file/results_file.hpp"
 #include "results/plot/figure.hpp"
 #include "results/plot/gnuplot.hpp"
+#include "results/sweep/over_parameter.hpp"
 #include "results/terminal/chart.hpp"
 
 namespace vtio::results {
@@ -59,6 +60,7 @@ void drawOnConsole(const Figure& figure, const Console& console) {
     Chart chart;
     chart.unit = panel.unit;
     chart.columns = std::clamp<std::size_t>(console.style.width, 40, 200) - kMargin;
+    chart.axisUnit = figure.isXy ? "" : figure.xUnit;
     chart.rows = panel.kind == Panel::Kind::tracks ? std::max<std::size_t>(2, panel.ticks.size()) : 12;
     chart.from = std::isfinite(extent.from) ? extent.from : 0;
     chart.to = std::isfinite(extent.to) ? extent.to : 0;
@@ -69,6 +71,37 @@ void drawOnConsole(const Figure& figure, const Console& console) {
     console.out << chart.draw(console.style);
   }
   if (figure.isXy) console.out << printable(figure.xTitle) << '\n';
+}
+
+void draw(const Figure& figure, const std::string& format, const PlotSettings& settings, const Console& console) {
+  if (format.empty()) {
+    drawOnConsole(figure, console);
+  } else {
+    drawWithGnuplot(figure, format, settings.output);
+  }
+}
+
+// Of a sweep all runs are drawn unless some are chosen.
+ChosenFile openForPlot(const std::string& path, const PlotSettings& settings, RunChoice choice) {
+  if (!choice.isGiven() && RunTable::isSweep(path)) choice.conditions = {"all"};
+  if (settings.xy && !choice.conditions.empty()) throw ResultsError(path, "--xy is for one run; choose it with --run");
+  return openChosen(path, choice, settings.signals, RunNames::parameters);
+}
+
+// The file to compare with: of a sweep the same runs.
+std::optional<ChosenFile> openOther(const PlotSettings& settings) {
+  if (settings.compare.empty()) return std::nullopt;
+  const bool isSweep = RunTable::isSweep(settings.compare);
+  return openForPlot(settings.compare, settings, isSweep ? settings.runs : RunChoice());
+}
+
+Figure figureOverParameter(const PlotSettings& settings) {
+  if (settings.xy || settings.time.isGiven() || !settings.compare.empty() || settings.runs.run) {
+    throw ResultsError("--over goes with neither --xy, --from, --to, --compare nor --run");
+  }
+  if (!RunTable::isSweep(settings.file)) throw ResultsError(settings.file, "is no sweep, as --over needs one");
+  const RunTable table(settings.file);
+  return figureOver(table, table.select(settings.runs.conditions), settings.over, settings.signals);
 }
 
 }  // namespace
@@ -83,22 +116,23 @@ std::string pictureFormat(const std::string& output, const std::vector<std::stri
 
 int plotSignals(const PlotSettings& settings, const Console& console) {
   const std::string format = pictureFormat(settings.output, {settings.file, settings.compare});
-  const ResultsFile file(settings.file);
-  const auto other = settings.compare.empty() ? nullptr : std::make_unique<ResultsFile>(settings.compare);
+  if (!settings.over.empty()) {
+    draw(figureOverParameter(settings), format, settings, console);
+    return kDone;
+  }
+  const ChosenFile chosen = openForPlot(settings.file, settings, settings.runs);
+  const ResultsFile& file = chosen.file;
+  const auto other = openOther(settings);
   FigureSettings figureSettings;
   figureSettings.range = settings.time.range();
   figureSettings.isXy = settings.xy;
   if (format.empty()) figureSettings.pixels = 2 * std::max<std::size_t>(40, console.style.width);
-  const Figure figure =
-      makeFigure(file, chosenSignals(file, settings.signals), other.get(), figureSettings, console.job);
+  const auto signals = chosenSignals(file, chosen.isSelection ? std::vector<std::string>{"*"} : settings.signals);
+  const Figure figure = makeFigure(file, signals, other ? &other->file : nullptr, figureSettings, console.job);
   if (settings.time.isGiven() && !hasPoints(figure)) {
     throw ResultsError(settings.file, "these signals have no samples in that range of time");
   }
-  if (format.empty()) {
-    drawOnConsole(figure, console);
-  } else {
-    drawWithGnuplot(figure, format, settings.output);
-  }
+  draw(figure, format, settings, console);
   return kDone;
 }
 

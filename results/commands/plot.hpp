@@ -7,6 +7,7 @@
 
 #include "results/commands/command.hpp"
 #include "results/export.hpp"
+#include "results/sweep/run_files.hpp"
 
 namespace vtio::results {
 
@@ -16,7 +17,9 @@ struct PlotSettings {
   std::string output;                ///< .svg or .png; empty: drawn in the terminal
   std::string compare;               ///< another file; empty: none
   TimeOptions time;
-  bool xy = false;  ///< all others over the first signal
+  bool xy = false;        ///< all others over the first signal
+  RunChoice runs = {};    ///< none of a sweep: all its runs
+  std::string over = "";  ///< of a sweep: final values over this parameter
 };
 
 /// The format of a picture: "svg" or "png"; "" for none.

@@ -49,11 +49,12 @@ Series readShown(const ResultsFile& file, const SignalInfo& signal, const ShownR
   return series;
 }
 
-void printFacts(const SignalInfo& signal, const Statistics& statistics, const Console& console) {
+void printFacts(const Axis& axis, const SignalInfo& signal, const Statistics& statistics, const Console& console) {
   const auto fact = [&](const char* what, const std::string& text) {
     if (!text.empty()) console.out << console.style.dim(what) << ' ' << printable(text) << '\n';
   };
   const std::string unit = signal.unit.empty() ? "" : " " + signal.unit;
+  const std::string seconds = axis.unit.empty() ? "" : " " + axis.unit;
   console.out << console.style.bold(printable(signal.name)) << '\n';
   std::string type = signal.typeName + (signal.type.isComplex ? " complex" : "");
   if (!signal.dimensions.empty()) type += " " + dimensionsText(signal.dimensions);
@@ -65,9 +66,9 @@ void printFacts(const SignalInfo& signal, const Statistics& statistics, const Co
   if (!path.empty()) fact("block path   ", path + ":" + std::to_string(signal.port));
   fact("samples      ", std::to_string(statistics.samples));
   if (signal.place.count != 0) {
-    fact("span         ", numberText(signal.first) + " to " + numberText(signal.last) + " s");
+    fact("span         ", numberText(signal.first) + " to " + numberText(signal.last) + seconds);
   }
-  if (statistics.samples > 1) fact("largest gap  ", numberText(statistics.largestGap) + " s");
+  if (statistics.samples > 1) fact("largest gap  ", numberText(statistics.largestGap) + seconds);
   if (statistics.numbers != 0) {
     fact("min          ", numberText(statistics.min) + unit);
     fact("max          ", numberText(statistics.max) + unit);
@@ -88,9 +89,10 @@ void printSparkline(const ResultsFile& file, const SignalInfo& signal, RowRange 
   console.out << console.style.series(0, sparkline(numbers, width)) << '\n';
 }
 
-void printValues(const SignalInfo& signal, const Series& series, const ShownRows& rows, const Console& console) {
+void printValues(const ResultsFile& file, const SignalInfo& signal, const Series& series, const ShownRows& rows,
+                 const Console& console) {
   const std::string unit = signal.unit.empty() ? "" : " [" + signal.unit + "]";
-  std::vector<TextTable::Column> columns = {{"time [s]", TextTable::Align::right}};
+  std::vector<TextTable::Column> columns = {{file.axis().title(), TextTable::Align::right}};
   const auto align = isNumber(signal.type.id) && !signal.labels ? TextTable::Align::right : TextTable::Align::left;
   std::vector<std::string> names = cellNames(signal);
   for (const std::string& name : names) {
@@ -130,8 +132,9 @@ const SignalInfo& oneSignal(const ResultsFile& file, const std::string& name) {
 
 int showSignal(const ShowSettings& settings, const Console& console) {
   const TimeRange range = settings.time.range();
-  const ResultsFile file(settings.file);
-  const SignalInfo& signal = oneSignal(file, settings.signal);
+  const ChosenFile chosen = openChosen(settings.file, settings.runs, std::span(&settings.signal, 1));
+  const ResultsFile& file = chosen.file;
+  const SignalInfo& signal = oneSignal(file, chosen.isSelection ? "*" : settings.signal);
   const RowRange rows = rowsIn(file.source(), signal.place.table, rowsOf(signal), range);
   const ShownRows shown = chooseRows(settings, rows);
   const Series series = readShown(file, signal, shown);
@@ -141,10 +144,10 @@ int showSignal(const ShowSettings& settings, const Console& console) {
     console.out << text << '\n';
     return kDone;
   }
-  printFacts(signal, statisticsOf(file, signal, range), console);
+  printFacts(file.axis(), signal, statisticsOf(file, signal, range), console);
   printSparkline(file, signal, rows, console);
   console.out << '\n';
-  printValues(signal, series, shown, console);
+  printValues(file, signal, series, shown, console);
   return kDone;
 }
 

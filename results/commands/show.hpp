@@ -8,6 +8,7 @@
 
 #include "results/commands/command.hpp"
 #include "results/export.hpp"
+#include "results/sweep/run_files.hpp"
 
 namespace vtio::results {
 
@@ -18,6 +19,7 @@ struct ShowSettings {
   std::optional<std::uint64_t> tail;  ///< last samples
   TimeOptions time;
   bool json = false;
+  RunChoice runs = {};
 };
 
 /// Prints what is known about the signal, statistics, a sparkline on a terminal, and values; the first and the last

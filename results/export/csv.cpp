@@ -18,8 +18,8 @@ void appendCell(std::string& out, const ShownValue& value) {
   }
 }
 
-void writeHeader(const RowSource& rows, std::string& out) {
-  out += "time";
+void writeHeader(const RowSource& rows, const std::string& axis, std::string& out) {
+  appendCsvField(out, axis);
   for (const SignalInfo* signal : rows.signals()) {
     for (const std::string& name : cellNames(*signal)) {
       out += ',';
@@ -44,7 +44,7 @@ void appendCsvField(std::string& out, std::string_view text) {
   out += '"';
 }
 
-void writeCsv(RowSource& rows, bool raw, TextOutput& out, const Job& job) {
+void writeCsv(RowSource& rows, bool raw, TextOutput& out, const Job& job, const std::string& axis) {
   std::vector<ShownValues> values;
   std::vector<std::size_t> cells;
   for (const SignalInfo* signal : rows.signals()) {
@@ -52,7 +52,7 @@ void writeCsv(RowSource& rows, bool raw, TextOutput& out, const Job& job) {
     cells.push_back(signal->width() * signal->type.parts());
   }
   std::string& buffer = out.buffer();
-  writeHeader(rows, buffer);
+  writeHeader(rows, axis, buffer);
   job.step(0);
   while (rows.next()) {
     appendNumber(buffer, rows.time());

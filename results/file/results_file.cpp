@@ -10,8 +10,9 @@ namespace vtio::results {
 
 SampleSource::~SampleSource() = default;
 
-ResultsFile::ResultsFile(std::string path, std::vector<SignalInfo> signals, std::unique_ptr<SampleSource> source)
-    : path_(std::move(path)), signals_(std::move(signals)), source_(std::move(source)) {
+ResultsFile::ResultsFile(std::string path, std::vector<SignalInfo> signals, std::unique_ptr<SampleSource> source,
+                         Axis axis)
+    : path_(std::move(path)), axis_(std::move(axis)), signals_(std::move(signals)), source_(std::move(source)) {
   indexNames();
 }
 

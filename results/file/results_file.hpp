@@ -31,6 +31,15 @@ struct Refresh {
   bool isReopened = false;     ///< the file was opened again: all references to signals have expired
 };
 
+/// What samples are taken over.
+struct Axis {
+  std::string name = "time";
+  std::string unit = "s";
+
+  /// "time [s]"
+  [[nodiscard]] std::string title() const { return unit.empty() ? name : name + " [" + unit + "]"; }
+};
+
 /// Reads a file's signal list when opened, samples when asked. Used by one thread at a time.
 class VTIO_RESULTS_EXPORT ResultsFile final {
  public:
@@ -39,9 +48,14 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
   explicit ResultsFile(const std::string& path);
 
   /// Results from elsewhere. `path` is what messages call them.
-  ResultsFile(std::string path, std::vector<SignalInfo> signals, std::unique_ptr<SampleSource> source);
+  ResultsFile(std::string path, std::vector<SignalInfo> signals, std::unique_ptr<SampleSource> source, Axis axis = {});
+  ResultsFile(ResultsFile&&) noexcept = default;
+  ResultsFile& operator=(ResultsFile&&) noexcept = default;
+  ~ResultsFile() = default;
 
   [[nodiscard]] const std::string& path() const { return path_; }
+
+  [[nodiscard]] const Axis& axis() const { return axis_; }
 
   /// False while another program writes the file, and when its writer ended before it closed the file.
   [[nodiscard]] bool isComplete() const { return complete_; }
@@ -82,6 +96,7 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
   Refresh readLengths();
 
   std::string path_;
+  Axis axis_;
   bool complete_ = true;
   bool isGrowing_ = false;  // a run is writing it
   std::string state_;       // what tells the file from another one, or from itself when it was changed

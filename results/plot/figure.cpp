@@ -114,6 +114,8 @@ Figure makeFigure(const ResultsFile& file, const std::vector<const SignalInfo*>&
   figure.title = std::filesystem::path(file.path()).filename().string();
   if (other != nullptr) figure.title += " and " + std::filesystem::path(other->path()).filename().string();
   figure.range = range;
+  figure.xTitle = file.axis().title();
+  figure.xUnit = file.axis().unit;
   figure.isXy = settings.isXy;
   if (settings.isXy) {
     const SignalInfo& x = *signals.front();

@@ -34,6 +34,7 @@ struct Panel {
 struct Figure {
   std::string title;
   std::string xTitle = "time [s]";
+  std::string xUnit = "s";
   bool isXy = false;
   TimeRange range;  ///< of the horizontal axis; finite unless there is nothing to draw
   std::vector<Panel> panels;

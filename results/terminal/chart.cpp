@@ -173,7 +173,7 @@ std::string Chart::draw(const Style& style) const {
             canvas.row(row, style) + "\n";
   }
   const std::string left = axisNumber(from);
-  const std::string right = axisNumber(to) + " s";
+  const std::string right = axisNumber(to) + (axisUnit.empty() ? "" : " " + axisUnit);
   text += std::string(kLabelColumns, ' ') + "└";
   for (std::size_t i = 0; i < columns; ++i) text += "─";
   const std::size_t between = columns > left.size() + right.size() ? columns - left.size() - right.size() : 1;

@@ -36,6 +36,7 @@ struct Chart {
   std::vector<std::pair<double, std::string>> ticks;  ///< texts at the left; none: the lowest and the highest value
   double from = 0;                                    ///< of the axis below
   double to = 1;
+  std::string axisUnit = "s";
 
   [[nodiscard]] VTIO_RESULTS_EXPORT std::string draw(const Style& style) const;
 };

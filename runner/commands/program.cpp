@@ -65,7 +65,10 @@ std::string wholeNumber(const std::string& text) {
 
 // An option that may be given again for more values.
 void addMany(CLI::App& app, const char* name, std::vector<std::string>& values, const char* description) {
-  app.add_option(name, values, description)->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  app.add_option(name, values, description)
+      ->expected(1)
+      ->allow_extra_args(false)  // the next word is another argument
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
 }
 
 void addSweepOptions(CLI::App& app, Arguments& arguments) {

@@ -293,4 +293,26 @@ void writeManySignals(const std::string& path, std::size_t signals, std::size_t 
   save(path, std::move(elements));
 }
 
+void writeSweep(const std::string& path, double offset) {
+  std::filesystem::create_directory(path + ".d");
+  vtu::qxCellArrayWrapper runs(4, 1);
+  for (std::size_t run = 0; run < 4; ++run) {
+    const bool failed = run == 3;
+    const auto k = static_cast<double>(run);
+    vtu::qxStructWrapper record({"stiffness"});
+    record.set("stiffness", number(1 + k));
+    record.set("material", text(run % 2 == 0 ? "oak" : "fir"));
+    record.set("status", text(failed ? "failed" : "done"));
+    record.set("message", text(failed ? "it broke, at once" : ""));
+    record.set("seconds", number(0.5));
+    record.set("lastTime", number(failed ? std::nan("") : 0.009));
+    record.set("s0", number(failed ? std::nan("") : 10 + k));
+    runs.set(run, std::move(record));
+    const std::string file = path + ".d/00000" + std::to_string(run) + ".qat";
+    if (!failed) writeManySignals(file, 2, 10, 10 + k + (run == 1 ? offset : 0));
+  }
+  vtu::QatFileWrapper file(path, "w");
+  if (!file || file.put("runs", runs.get()) != 0 || file.close() != 0) throw std::runtime_error(qatLastError());
+}
+
 }  // namespace vtio::tests

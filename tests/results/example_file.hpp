@@ -28,6 +28,12 @@ void writeUnfinishedFile(const std::string& path);
 void streamHeight(const std::string& path, const std::function<bool(std::string&)>& next,
                   const std::function<void()>& done);
 
+/// Writes a sweep of four runs of parameters `stiffness` (1 to 4) and `material` (oak, fir by turns), with the final
+/// value `s0` = 10, 11, 12. Run k is writeManySignals() of two signals, ten samples and the offset k + 10. The last run
+/// failed without results.
+/// @param offset Is added to all samples of run 1.
+void writeSweep(const std::string& path, double offset = 0);
+
 /// Writes the same signals, their times and values as arrays of their own: such a file has no sample tables.
 void writeExampleArrays(const std::string& path);
 

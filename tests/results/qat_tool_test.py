@@ -177,6 +177,20 @@ class ToolTest(unittest.TestCase):
         qat("diff", self.file, other, "mode")
         self.assertIn("is no tolerance", self.error("diff", self.file, other, "--rtol", -1))
 
+    def test_sweeps(self):
+        sweep = self.folder / "sweep.qat"
+        subprocess.run([WRITE_EXAMPLE, "--sweep", sweep], check=True)
+        self.assertEqual(len(qat("ls", sweep, "--runs", "stiffness>1", "--runs", "status=done", "s0").stdout.splitlines()), 3)
+        self.assertIn("s0@2", qat("export", sweep, "--runs", "run=2", "s0", "--format", "csv", "-o", "-").stdout)
+        self.assertIn("━ s0 (stiffness=2, material=fir)", qat("plot", sweep, "s0").stdout)
+        self.assertIn("━ s0", qat("plot", sweep, "s0", "--over", "stiffness").stdout)
+        qat("diff", sweep, sweep)
+        qat("diff", sweep, sweep, "--run", 1)
+        qat("check", sweep, status=1)
+        self.assertEqual(self.error("show", sweep, "s0", "--run", 3),
+                         f"{sweep}: run 3 is failed and left no results")
+        self.assertIn("did you mean 'stiffness'?", self.error("ls", sweep, "--runs", "stifness>1"))
+
     def test_check(self):
         self.assertIn("complete and sound", qat("check", self.file).stdout)
         (self.folder / "cut.qat").write_bytes(self.file.read_bytes()[:3000])

@@ -18,17 +18,17 @@ _qat() {
       _filedir
       return
       ;;
-    --from | --to | --every | --rtol | --atol | --time-tol | --head | --tail) return ;;
+    --run | --runs | --over | --from | --to | --every | --rtol | --atol | --time-tol | --head | --tail) return ;;
   esac
   if [[ $cur == -* ]]; then
     local options="--help"
     case $command in
-      ls) options+=" --json --tree --long" ;;
-      show) options+=" --head --tail --from --to --json" ;;
-      export) options+=" --format --output --split --raw --from --to --every" ;;
-      diff) options+=" --rtol --atol --time-tol --tolerances --json --plot" ;;
+      ls) options+=" --run --runs --json --tree --long" ;;
+      show) options+=" --run --runs --head --tail --from --to --json" ;;
+      export) options+=" --run --runs --format --output --split --raw --from --to --every" ;;
+      diff) options+=" --run --runs --rtol --atol --time-tol --tolerances --json --plot" ;;
       check) options+=" --mend" ;;
-      plot) options+=" --output --from --to --xy --compare" ;;
+      plot) options+=" --run --runs --over --output --from --to --xy --compare" ;;
     esac
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
     return

@@ -112,6 +112,15 @@ class Parser {
     sub->add_option("--to", time.to, "Last time in seconds, included")->type_name("T")->check(realProblem);
   }
 
+  static void addRuns(CLI::App* sub, RunChoice& runs) {
+    sub->add_option("--run", runs.run, "Of a sweep the run of this number")->type_name("N")->check(countProblem);
+    sub->add_option("--runs", runs.conditions, "Of a sweep the runs for which this holds, or all; again for more")
+        ->type_name("CONDITION")
+        ->expected(1)
+        ->allow_extra_args(false)  // the next word is another argument
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  }
+
   static void addFile(CLI::App* sub, const char* name, std::string& file, const char* description) {
     sub->add_option(name, file, description)->required()->type_name("");
   }
@@ -129,6 +138,7 @@ class Parser {
     addFile(sub, "FILE", settings.file, "The results file");
     addPatterns(sub, settings.patterns);
     sub->add_flag("--json", settings.json, "Print JSON");
+    addRuns(sub, settings.runs);
     sub->add_flag("--tree", settings.tree, "Print datasets, elements and the levels of buses as a tree");
     sub->add_flag("--long", settings.isLong, "Print dataset, port, interpolation, labels and scaling, too");
   }
@@ -143,6 +153,7 @@ class Parser {
     sub->add_option("SIGNAL", settings.signal, "Name of the signal, or a pattern that only it matches")
         ->required()
         ->type_name("");
+    addRuns(sub, settings.runs);
     sub->add_option("--head", settings.head, "Print the first N samples")->type_name("N")->check(countProblem);
     sub->add_option("--tail", settings.tail, "Print the last N samples")->type_name("N")->check(countProblem);
     addTime(sub, settings.time);
@@ -157,6 +168,7 @@ class Parser {
                         [&](const Console& console) { return exportSignals(settings, console); });
     addFile(sub, "FILE", settings.file, "The results file");
     addPatterns(sub, settings.patterns);
+    addRuns(sub, settings.runs);
     sub->add_option("--format", settings.format, "csv, json, sqlite or npz; without it the ending of OUT says")
         ->type_name("FORMAT");
     sub->add_option("-o,--output", settings.output, "The file to write; - is standard output, for csv and json")
@@ -179,6 +191,7 @@ class Parser {
     addFile(sub, "A", settings.a, "The first file");
     addFile(sub, "B", settings.b, "The second file, to which --rtol refers");
     addPatterns(sub, settings.patterns);
+    addRuns(sub, settings.runs);
     sub->add_option("--rtol", settings.rtol, "Tolerance relative to |b|")->type_name("R")->check(realProblem);
     sub->add_option("--atol", settings.atol, "Absolute tolerance")->type_name("A")->check(realProblem);
     sub->add_option("--time-tol", settings.timeTolerance, "Tolerance of times in seconds")
@@ -197,10 +210,12 @@ class Parser {
                         "  qat plot results.qat 'wheels.*' mode --compare yesterday.qat -o wheels.svg",
                         [&](const Console& console) { return plotSignals(settings, console); });
     addFile(sub, "FILE", settings.file, "The results file");
+    addRuns(sub, settings.runs);
     sub->add_option("SIGNAL", settings.signals, "Names or patterns of signals")->required()->type_name("");
     sub->add_option("-o,--output", settings.output, "A .svg or .png; without it the plot is drawn in the terminal")
         ->type_name("OUT");
     addTime(sub, settings.time);
+    sub->add_option("--over", settings.over, "Of a sweep draw final values over this parameter")->type_name("NAME");
     sub->add_flag("--xy", settings.xy, "Draw all signals over the first");
     sub->add_option("--compare", settings.compare, "Draw the same signals of another file, too")->type_name("OTHER");
   }
