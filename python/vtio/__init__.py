@@ -19,6 +19,10 @@
     r.dataframe("wheels.*")              # a pandas DataFrame, one row per time
     r.xarray("wheels.*")                 # an xarray Dataset with units
 
+    sweep = vtio.open("sweep.qat")
+    sweep.runs                           # a pandas DataFrame, one row per run
+    sweep.run(17)["h"]                   # the results of a run
+
     r.refresh()                          # a file that is still being written: see what came since
     r.close()                            # or: with vtio.open("results.qat") as r: ...
 

@@ -100,6 +100,34 @@ class Results(Mapping[str, Signal]):
 
         return dataset(self._open, self._chosen(patterns), start, stop)
 
+    @property
+    def runs(self) -> pandas.DataFrame:
+        """The runs of a sweep, as a pandas DataFrame with one row per run; its index is called `run`.
+
+        Columns: the parameters; `status`, `message`, `seconds` (that the run took), `lastTime` (of the simulation, in
+        seconds); the final values by signal name. Raises QatError if the file is no sweep.
+
+        >>> sweep = vtio.open("sweep.qat")
+        >>> for number in sweep.runs.query("stiffness > 2 and status == 'done'").index:
+        ...     sweep.run(number)["h"].plot()
+        """
+        from ._sweep import runs
+
+        return runs(self._open.file)
+
+    def run(self, number: int) -> Results:
+        """Opens the results of a run of a sweep, counted from 0. They are the caller's to close.
+
+        Raises IndexError if there is no such run, FileNotFoundError if it left no results, and QatError if the file is
+        no sweep.
+        """
+        from ._sweep import path_of
+
+        count = len(self.runs)
+        if not 0 <= number < count:
+            raise IndexError(f"{self.path}: no run {number}: the sweep has runs 0 to {count - 1}")
+        return Results(path_of(self.path, int(number)))
+
     def refresh(self) -> None:
         """Looks at the file again: sees what was added to it meanwhile. Signals that were taken before see it, too.
 

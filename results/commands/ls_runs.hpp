@@ -6,7 +6,7 @@
 
 namespace vtio::results {
 
-/// Prints a line per run of those that were chosen. Patterns choose columns; the number and the status are always there.
+/// Prints a line for each of the chosen runs. Patterns choose columns; the number and the status are always there.
 /// @throws ResultsError
 int listRuns(const LsSettings& settings, const Console& console);
 

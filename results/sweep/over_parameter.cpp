@@ -22,7 +22,8 @@ const RunColumn& numberColumn(const RunTable& table, const std::string& name) {
   return column;
 }
 
-// Runs that differ in the one parameter only, with what the others are; all runs together where that leaves single ones.
+// Runs that differ in the one parameter only, with what the others are; all runs together where that leaves single
+// ones.
 std::map<std::string, std::vector<std::size_t>> groupsOf(const RunTable& table, std::span<const std::size_t> runs,
                                                          const std::string& parameter) {
   std::map<std::string, std::vector<std::size_t>> groups;

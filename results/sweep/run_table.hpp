@@ -48,8 +48,8 @@ class VTIO_RESULTS_EXPORT RunTable final {
   /// @throws ResultsError that suggests near names.
   [[nodiscard]] const RunColumn& find(std::string_view name) const;
 
-  /// Runs for which all conditions hold, ascending: `COLUMN<VALUE`, or with <=, >, >=, =, ==, !=; `run` is the number of
-  /// a run. A text column is equal to a text or not. The condition `all` always holds.
+  /// Runs for which all conditions hold, ascending: `COLUMN<VALUE`, or with <=, >, >=, =, ==, !=; `run` is the number
+  /// of a run. A text column is equal to a text or not. The condition `all` always holds.
   /// @throws ResultsError for a condition that cannot be read, or if no run is left.
   [[nodiscard]] std::vector<std::size_t> select(std::span<const std::string> conditions) const;
 

@@ -1,6 +1,6 @@
 """The code of docs/python.md and of the package's README runs, on a file that the recorders wrote and on a growing one.
 
-documents_test.py WRITE_SIGNALS
+documents_test.py WRITE_SIGNALS WRITE_EXAMPLE
 """
 
 import contextlib
@@ -26,6 +26,7 @@ class Documents(QatTest):
     def setUp(self):
         super().setUp()
         subprocess.run([PROGRAM, self.path("results.qat")], check=True, stdout=subprocess.DEVNULL)
+        subprocess.run([WRITE_EXAMPLE, "--sweep", self.path("sweep.qat")], check=True)
         before = os.getcwd()
         self.addCleanup(os.chdir, before)
         os.chdir(self.folder)
@@ -75,5 +76,6 @@ class Documents(QatTest):
 
 
 if __name__ == "__main__":
+    WRITE_EXAMPLE = sys.argv.pop()
     PROGRAM = sys.argv.pop(1)
     unittest.main()

@@ -180,7 +180,8 @@ class ToolTest(unittest.TestCase):
     def test_sweeps(self):
         sweep = self.folder / "sweep.qat"
         subprocess.run([WRITE_EXAMPLE, "--sweep", sweep], check=True)
-        self.assertEqual(len(qat("ls", sweep, "--runs", "stiffness>1", "--runs", "status=done", "s0").stdout.splitlines()), 3)
+        listed = qat("ls", sweep, "--runs", "stiffness>1", "--runs", "status=done", "s0").stdout
+        self.assertEqual(len(listed.splitlines()), 3)
         self.assertIn("s0@2", qat("export", sweep, "--runs", "run=2", "s0", "--format", "csv", "-o", "-").stdout)
         self.assertIn("━ s0 (stiffness=2, material=fir)", qat("plot", sweep, "s0").stdout)
         self.assertIn("━ s0", qat("plot", sweep, "s0", "--over", "stiffness").stdout)
