@@ -284,8 +284,8 @@ TEST_F(GrowingFile, watchTellsWhyAFileCannotBeRead) {
 TEST_F(GrowingFile, watchFitsEveryTerminal) {
   vtio::tests::writeExampleFile(path_);
   WatchView view(path_, {});
-  for (const std::size_t width : {1, 20, 40, 43, 63, 80, 200}) {
-    for (const std::size_t height : {0, 1, 2, 3, 5, 10, 14, 24, 60}) {
+  for (const std::size_t width : {1U, 20U, 40U, 43U, 63U, 80U, 200U}) {
+    for (const std::size_t height : {0U, 1U, 2U, 3U, 5U, 10U, 14U, 24U, 60U}) {
       view.update();
       const std::vector<std::string> lines = linesOf(view.frame(terminal(width), height));
       EXPECT_LE(lines.size(), height);
