@@ -75,18 +75,16 @@ void printSignal(const ComparedSignal& signal, const Console& console) {
   line("largest: " + deviationText(signal, signal.samples->largest));
 }
 
-void printDifferences(const DiffSettings& settings, const FileComparison& result, const Console& console) {
-  for (const std::string& name : result.onlyA)
-    console.out << "only in " << settings.a << ": " << printable(name) << '\n';
-  for (const std::string& name : result.onlyB)
-    console.out << "only in " << settings.b << ": " << printable(name) << '\n';
+void printDifferences(const ComparedNames& names, const FileComparison& result, const Console& console) {
+  for (const std::string& name : result.onlyA) console.out << "only in " << names.a << ": " << printable(name) << '\n';
+  for (const std::string& name : result.onlyB) console.out << "only in " << names.b << ": " << printable(name) << '\n';
   for (const ComparedSignal& signal : result.signals) {
     if (!signal.isEqual()) printSignal(signal, console);
   }
 }
 
-void printText(const DiffSettings& settings, const FileComparison& result, const Console& console) {
-  printDifferences(settings, result, console);
+void printText(const ComparedNames& names, const FileComparison& result, const Console& console) {
+  printDifferences(names, result, console);
   const auto different = static_cast<std::size_t>(
       std::count_if(result.signals.begin(), result.signals.end(), [](const auto& one) { return !one.isEqual(); }));
   const std::size_t equal = result.signals.size() - different;
@@ -173,7 +171,7 @@ class SweepDiff {
       for (const PropertyChange& change : changes) {
         console_.out << "  " << printable(change.what + ": '" + change.a + "' became '" + change.b + "'") << '\n';
       }
-      printDifferences(settings_, result, console_);
+      printDifferences({settings_.a, settings_.b}, result, console_);
     }
   }
 
@@ -208,6 +206,12 @@ void checkTolerance(const char* option, double value) {
 
 }  // namespace
 
+void printComparison(const ComparedNames& names, const FileComparison& result, bool json, const Console& console) {
+  if (!json) return printText(names, result, console);
+  const Json all = comparisonJson({{"a", names.a}, {"b", names.b}, {"equal", result.isEqual()}}, result);
+  console.out << jsonText(all) << '\n';
+}
+
 int diffFiles(const DiffSettings& given, const Console& console) {
   DiffSettings settings = given;
   checkTolerance("--rtol", settings.rtol);
@@ -225,12 +229,7 @@ int diffFiles(const DiffSettings& given, const Console& console) {
   const ResultsFile a(settings.a);
   const ResultsFile b(settings.b);
   const FileComparison result = compareFiles(a, b, settings.patterns, comparison, console.job);
-  if (settings.json) {
-    const Json all = comparisonJson({{"a", settings.a}, {"b", settings.b}, {"equal", result.isEqual()}}, result);
-    console.out << jsonText(all) << '\n';
-  } else {
-    printText(settings, result, console);
-  }
+  printComparison({settings.a, settings.b}, result, settings.json, console);
   if (!settings.plot.empty()) plotDifferent(settings, result, console);
   return result.isEqual() ? kDone : kNo;
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "results/commands/command.hpp"
+#include "results/compare/file_comparison.hpp"
 #include "results/export.hpp"
 #include "results/sweep/run_files.hpp"
 
@@ -23,6 +24,16 @@ struct DiffSettings {
   std::string plot;     ///< where the signals that differ are drawn; empty: nowhere
   RunChoice runs = {};  ///< of sweeps; none: every run
 };
+
+/// What the two sides of a comparison are called.
+struct ComparedNames {
+  std::string a;
+  std::string b;
+};
+
+/// Prints a comparison as `qat diff` does.
+VTIO_RESULTS_EXPORT void printComparison(const ComparedNames& names, const FileComparison& result, bool json,
+                                         const Console& console);
 
 /// Prints what differs.
 /// @return kDone if nothing does, kNo if something does.

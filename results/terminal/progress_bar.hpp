@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <iosfwd>
+#include <string_view>
 
 #include "results/export.hpp"
 #include "results/terminal/style.hpp"
@@ -20,7 +21,11 @@ class VTIO_RESULTS_EXPORT ProgressBar final {
   ~ProgressBar();
 
   /// @param done 0 to 1.
-  void show(double done);
+  /// @param note Stands behind the bar.
+  void show(double done, std::string_view note = {});
+
+  /// Whether show() would draw now, for notes that take time to write.
+  [[nodiscard]] bool isDue() const { return style_.isTerminal && Clock::now() >= next_; }
 
  private:
   using Clock = std::chrono::steady_clock;

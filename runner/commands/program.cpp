@@ -1,14 +1,15 @@
 #include <CLI/CLI.hpp>
-#include <cmath>
+#include <algorithm>
 #include <exception>
 #include <iostream>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "results/signals/near_names.hpp"
 #include "runner/commands/commands.hpp"
-#include "runner/description/xml_reader.hpp"
+#include "runner/commands/options.hpp"
+#include "runner/compare/compare_run.hpp"
 #include "runner/run/run_fmu.hpp"
 #include "runner/sweep/sweep.hpp"
 #include "runner/text/printable.hpp"
@@ -16,129 +17,50 @@
 namespace vtio::runner {
 namespace {
 
-constexpr const char* kExamples = R"(Examples:
-  vtio-run info Ball.fmu
-  vtio-run run Ball.fmu --stop 3 --output-step 0.01 --set e=0.8 -o ball.qat
-  vtio-run run Axle.fmu --input road.csv --signals 'wheel*' --decimate 10
-  vtio-run sweep Ball.fmu --grid e=0.5:0.9:20 --final h -j 2
-)";
-
-// What the command line gives as text and a run takes as values.
-struct Arguments {
-  RunOptions run;
-  SweepOptions sweep;  // its runs are those of `run`
-  std::string kind;
-  std::string intervals;
-  bool json = false;
-  std::optional<double> stepTimeout;
-};
-
-std::pair<double, double> parseInterval(const std::string& text) {
-  const std::size_t colon = text.find(':');
-  const std::optional<double> from = parseXmlNumber(std::string_view(text).substr(0, colon));
-  const std::optional<double> to =
-      colon != std::string::npos ? parseXmlNumber(std::string_view(text).substr(colon + 1)) : std::nullopt;
-  if (!from || !to || std::isnan(*from) || std::isnan(*to) || *from > *to) {
-    throw RunnerError("--intervals needs a:b with a <= b, not '" + printable(text) + "'");
-  }
-  return {*from, *to};
-}
-
-void settle(Arguments& arguments) {
-  if (arguments.kind == "cs") arguments.run.kind = Kind::coSimulation;
-  if (arguments.kind == "me") arguments.run.kind = Kind::modelExchange;
-  std::istringstream list(arguments.intervals);
-  for (std::string one; std::getline(list, one, ',');) arguments.run.intervals.push_back(parseInterval(one));
-  if (arguments.stepTimeout) {
-    const double seconds = *arguments.stepTimeout;
-    if (!(seconds > 0.0)) throw RunnerError("--step-timeout: " + numberText(seconds) + " is no positive number");
-    if (!arguments.run.isolate) throw RunnerError("--step-timeout goes with --isolate");
-    arguments.run.stepTimeout = seconds;
-  }
-}
-
-// Empty for a whole number from 1, else why it is none.
-std::string wholeNumber(const std::string& text) {
-  const std::optional<std::uint64_t> number = parseXmlUnsigned(text);
-  return number && *number > 0 ? "" : "'" + printable(text) + "' is no whole number from 1";
-}
-
-// An option that may be given again for more values.
-void addMany(CLI::App& app, const char* name, std::vector<std::string>& values, const char* description) {
-  app.add_option(name, values, description)
-      ->expected(1)
-      ->allow_extra_args(false)  // the next word is another argument
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-}
-
-void addSweepOptions(CLI::App& app, Arguments& arguments) {
-  SweepOptions& sweep = arguments.sweep;
-  app.add_option("--table", sweep.table, "CSV file: a column per parameter, a row per run");
-  addMany(app, "--grid", sweep.grids, "NAME=a:b:n: n values from a to b; again for all combinations");
-  addMany(app, "--sample", sweep.samples, "NAME=normal(mean,deviation) or NAME=uniform(least,most); again for more");
-  app.add_option("--runs", sweep.runs, "Number of runs of samples")->check(wholeNumber);
-  app.add_option("--seed", sweep.seed, "Of the samples (0)");
-  addMany(app, "--final", arguments.run.finals,
-          "Keep the last values of the logged scalars that match; again for more");
-  app.add_option("-j,--jobs", sweep.jobs, "Runs at a time (1)")->check(wholeNumber);
-  app.add_flag("--resume", sweep.resume, "Make the runs that the output does not have as done");
-}
-
-void addRunOptions(CLI::App& app, Arguments& arguments) {
-  RunOptions& run = arguments.run;
-  app.add_option("--kind", arguments.kind, "cs or me; cs where the FMU offers it")->check(CLI::IsMember({"cs", "me"}));
-  app.add_option("--start", run.start, "Start time in seconds");
-  app.add_option("--stop", run.stop, "Stop time in seconds");
-  app.add_option("--step", run.step, "Communication step in seconds");
-  app.add_option("--output-step", run.outputStep, "Log on this grid, at events and at the end; else at every step");
-  app.add_option("--tolerance", run.tolerance, "Relative tolerance for the FMU");
-  addMany(app, "--set", run.set, "NAME=VALUE: start value of a parameter, input or state; again for more");
-  app.add_option("--rewind", run.rewind, "At the stop, go back to this time and on again, the log with it");
-  addMany(app, "--max-change", run.maxChange, "NAME=VALUE: halve steps in which it moves by more; again for more");
-  app.add_option("--input", run.input, "CSV file: a column time and one per input");
-  addMany(app, "--signals", run.signals, "Log the variables that match the pattern; again for more");
-  app.add_flag("--parameters", run.parameters, "Log parameters, once");
-  app.add_flag("--locals", run.locals, "Log local variables");
-  app.add_option("--decimate", run.decimation, "Log every N-th sample")->check(wholeNumber);
-  app.add_option("--max-points", run.maxPoints, "Keep the newest N samples of each signal")->check(wholeNumber);
-  app.add_option("--intervals", arguments.intervals, "Log in these times only: a:b,c:d");
-  app.add_option("--selection", run.selection, "JSON file: a logging selection");
-  addMany(app, "--log", run.logCategories, "Show the FMU's messages of this category, * for all; again for more");
-  app.add_flag("--stream", run.stream,
-               "Write the results file while the run goes on: others read it, a kill leaves it");
-  app.add_flag("--isolate", run.isolate, "Run the FMU in a process of its own, so that a crash keeps the log");
-  app.add_option("--step-timeout", arguments.stepTimeout, "With --isolate: seconds that a call may take (10)");
-  app.add_option("-o,--output", run.output, "Results file (results.qat; of a sweep: sweep.qat)");
-}
-
 class Program {
  public:
   Program() {
     app_.require_subcommand(1);
-    app_.footer(kExamples);
+    app_.footer("Try 'vtio-run COMMAND --help' for its options and examples.");
     app_.set_version_flag("--version", "vtio-run " VTIO_RUNNER_VERSION, "Print the version and exit");
-    run_ = app_.add_subcommand("run", "Run an FMU and log what it says");
-    info_ = app_.add_subcommand("info", "Print what an FMU is, and its variables");
-    check_ = app_.add_subcommand("check", "List the mistakes in an FMU");
-    sweep_ = app_.add_subcommand("sweep", "Run an FMU many times with other parameters");
-    for (CLI::App* command : {run_, info_, check_, sweep_}) {
-      command->add_option("MODEL.fmu", arguments_.run.fmu, "The FMU")->required();
-    }
-    addRunOptions(*run_, arguments_);
-    addRunOptions(*sweep_, arguments_);
+    run_ = add("run", "Run an FMU and log what it says",
+               "  vtio-run run Ball.fmu --stop 3 --output-step 0.01 --set e=0.8 -o ball.qat\n"
+               "  vtio-run run Axle.fmu --input road.csv --signals 'wheel*' --decimate 10");
+    sweep_ = add("sweep", "Run an FMU many times with other parameters",
+                 "  vtio-run sweep Ball.fmu --grid e=0.5:0.9:20 --final h -j 2\n"
+                 "  vtio-run sweep Ball.fmu --sample 'e=normal(0.7,0.05)' --runs 100 --seed 1 --resume");
+    compare_ = add("compare", "Run an FMU and compare it with a reference: status 0 equal, 1 different",
+                   "  vtio-run compare Ball.fmu reference.csv --rtol 1e-6\n"
+                   "  vtio-run compare Ball.fmu yesterday.qat --set e=0.8 --atol 1e-9");
+    info_ = add("info", "Print what an FMU is, and its variables",
+                "  vtio-run info Ball.fmu\n"
+                "  vtio-run info Ball.fmu --json");
+    check_ = add("check", "List the mistakes in an FMU: status 0 none, 1 some",
+                 "  vtio-run check Ball.fmu\n"
+                 "  vtio-run check Ball.fmu && vtio-run run Ball.fmu");
+    addCompareOptions(*compare_, arguments_);
+    for (CLI::App* command : {run_, sweep_, compare_}) addRunOptions(*command, arguments_);
     addSweepOptions(*sweep_, arguments_);
     info_->add_flag("--json", arguments_.json, "Print one JSON object");
   }
 
   int run(int argc, const char* const* argv) {
+    if (argc > 1 && argv[1][0] != '-' && !isCommand(argv[1])) {
+      return fail(
+          "no command '" + printable(argv[1]) + "'" + results::didYouMean(argv[1], names_) + "; see vtio-run --help",
+          ExitStatus::refused);
+    }
     try {
       app_.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {
-      std::cout << app_.help();
+      const auto chosen = app_.get_subcommands();
+      std::cout << (chosen.empty() ? app_.help() : chosen.front()->help());
       return static_cast<int>(ExitStatus::done);
     } catch (const CLI::CallForVersion& version) {
       std::cout << version.what() << "\n";
       return static_cast<int>(ExitStatus::done);
+    } catch (const CLI::ExtrasError& error) {
+      return fail(unknownOption(argc, argv).value_or(error.what()), ExitStatus::refused);
     } catch (const CLI::ParseError& error) {
       return fail(error.what(), ExitStatus::refused);
     }
@@ -152,16 +74,54 @@ class Program {
   }
 
  private:
+  CLI::App* add(const char* name, const char* description, const char* examples) {
+    CLI::App* command = app_.add_subcommand(name, description);
+    command->add_option("MODEL.fmu", arguments_.run.fmu, "The FMU")->required();
+    command->footer(std::string("Examples:\n") + examples);
+    names_.emplace_back(name);
+    return command;
+  }
+
+  [[nodiscard]] bool isCommand(const std::string& word) const {
+    return std::find(names_.begin(), names_.end(), word) != names_.end();
+  }
+
+  // What is wrong if a word is an option that the command does not have.
+  [[nodiscard]] std::optional<std::string> unknownOption(int argc, const char* const* argv) const {
+    std::vector<std::string> known;
+    for (const CLI::App* command : app_.get_subcommands()) {
+      for (const CLI::Option* option : command->get_options()) {
+        for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+      }
+    }
+    for (int i = 1; i < argc; ++i) {
+      std::string word = argv[i];
+      word = word.substr(0, word.find('='));
+      if (!word.starts_with("--") || std::find(known.begin(), known.end(), word) != known.end()) continue;
+      return "no option '" + printable(word) + "'" + results::didYouMean(word, known);
+    }
+    return std::nullopt;
+  }
+
   ExitStatus runCommand() {
     if (run_->parsed()) {
       settle(arguments_);
+      arguments_.run.showsProgress = true;
       return runFmu(arguments_.run, std::cout, std::cerr);
     }
     if (sweep_->parsed()) {
       if (sweep_->get_option("--output")->empty()) arguments_.run.output = "sweep.qat";
       settle(arguments_);
+      arguments_.run.showsProgress = true;
       arguments_.sweep.run = arguments_.run;
       return runSweep(arguments_.sweep, std::cout, std::cerr);
+    }
+    if (compare_->parsed()) {
+      settle(arguments_);
+      arguments_.run.showsProgress = true;
+      arguments_.compare.run = arguments_.run;
+      arguments_.compare.keepsResults = !compare_->get_option("--output")->empty();
+      return compareRun(arguments_.compare, std::cout, std::cerr);
     }
     const FmuFile fmu(arguments_.run.fmu);
     if (check_->parsed()) return printMistakes(fmu, std::cout);
@@ -180,6 +140,8 @@ class Program {
   CLI::App* info_ = nullptr;
   CLI::App* check_ = nullptr;
   CLI::App* sweep_ = nullptr;
+  CLI::App* compare_ = nullptr;
+  std::vector<std::string> names_;
   Arguments arguments_;
 };
 

@@ -8,7 +8,7 @@
 
 #include "runner/description/xml_reader.hpp"
 #include "runner/error.hpp"
-#include "runner/input/csv.hpp"
+#include "runner/input/results_rows.hpp"
 #include "runner/text/printable.hpp"
 
 namespace vtio::runner {
@@ -31,7 +31,7 @@ void mix(const Values& low, const Values& high, double share, std::vector<double
 }  // namespace
 
 InputTable::InputTable(const std::filesystem::path& csv, const ModelDescription& model) {
-  readCsv(csv, [this, &csv, &model](std::vector<std::string>& cells, std::size_t row) {
+  readInputRows(csv, model, [this, &csv, &model](std::vector<std::string>& cells, std::size_t row) {
     try {
       row == 1 ? readHeader(cells, model) : readRow(cells, model);
     } catch (const RunnerError& error) {

@@ -29,6 +29,7 @@ class VTIO_RUNNER_EXPORT InputTable final {
   /// No inputs.
   InputTable() = default;
 
+  /// @param csv CSV, or a results file (.qat).
   /// @param model Must outlive the table.
   /// @throws RunnerError with file, row and column: no time column, a column that names no input, a value that its
   ///   variable does not take, times that descend.

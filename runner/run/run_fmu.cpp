@@ -18,6 +18,7 @@
 #include "runner/run/co_simulation_run.hpp"
 #include "runner/run/interrupt.hpp"
 #include "runner/run/run_plan.hpp"
+#include "runner/run/run_progress.hpp"
 #include "runner/run/run_record.hpp"
 #include "runner/run/selection_file.hpp"
 #include "runner/text/printable.hpp"
@@ -175,7 +176,7 @@ class Session {
       const EventOutcome first = initialize(*instance, plan_, inputs_);
       parameters_.read(*instance);
       CoSimulationRun run(*instance, way, running_, *log_, inputs_, recording_, plan_);
-      end = follow(run, first);
+      end = follow(run, first, options);
       if (end.status != ExitStatus::failed) instance->terminate();
     } catch (const RunnerError& error) {
       end = endOf(error, end.lastTime, "");
@@ -208,9 +209,14 @@ class Session {
                                     std::chrono::milliseconds(static_cast<long long>(milliseconds)));
   }
 
-  static RunEnd follow(CoSimulationRun& run, const EventOutcome& first) {
+  [[nodiscard]] RunEnd follow(CoSimulationRun& run, const EventOutcome& first, const RunOptions& options) const {
+    RunProgress progress(plan_.times, options.showsProgress);
+    const auto interrupted = [&] {
+      progress.show(run.time());
+      return InterruptGuard::received();
+    };
     try {
-      return run.run(first.nextTime, &InterruptGuard::received);
+      return run.run(first.nextTime, interrupted);
     } catch (const RunnerError& error) {
       return endOf(error, run.time(), " at the time " + numberText(run.time()));
     }

@@ -20,7 +20,7 @@ struct RunOptions {
   std::optional<double> rewind;        ///< go back to this time once the stop is reached, and on again
   std::vector<std::string> maxChange;  ///< NAME=VALUE: halve steps in which the variable moves by more
   std::vector<std::string> set;        ///< NAME=VALUE
-  std::filesystem::path input;         ///< CSV; empty: none
+  std::filesystem::path input;         ///< CSV or .qat; empty: none
   std::vector<std::string> signals;    ///< patterns; empty: inputs and outputs
   bool parameters = false;
   bool locals = false;
@@ -33,6 +33,7 @@ struct RunOptions {
   bool stream = false;                               ///< write the results while the run goes on
   bool isolate = false;                              ///< run the FMU in a process of its own
   double stepTimeout = 10.0;                         ///< seconds that a call of an isolated FMU may take
+  bool showsProgress = false;                        ///< a bar on standard error, if it is a terminal
   std::filesystem::path output = "results.qat";
 };
 

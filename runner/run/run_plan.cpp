@@ -6,12 +6,21 @@
 #include <utility>
 
 #include "results/signals/glob.hpp"
+#include "results/signals/near_names.hpp"
 #include "runner/description/xml_reader.hpp"
 #include "runner/error.hpp"
 #include "runner/text/printable.hpp"
 
 namespace vtio::runner {
 namespace {
+
+// What a mistyped name may have meant.
+std::string nearNames(const std::string& name, const ModelDescription& model) {
+  std::vector<std::string> names;
+  names.reserve(model.variables.size());
+  for (const Variable& variable : model.variables) names.push_back(printable(variable.name));
+  return results::didYouMean(name, names);
+}
 
 constexpr double kSteps = 500.0;  // of a run whose step nobody gives
 
@@ -84,7 +93,8 @@ std::pair<std::size_t, std::string> splitAssignment(const std::string& option, c
     }
     if (at == 0) break;
   }
-  throw RunnerError(option + ": there is no variable '" + printable(given.substr(0, given.find('='))) + "'");
+  const std::string name = given.substr(0, given.find('='));
+  throw RunnerError(option + ": there is no variable '" + printable(name) + "'" + nearNames(name, model));
 }
 
 void resize(ModelDescription& model, const Variable& size, const Values& values) {
@@ -197,7 +207,9 @@ void choose(RunPlan& plan, const RunOptions& options) {
     (variable.isParameter() ? plan.parameters : plan.running).push_back(i);
   }
   for (std::size_t i = 0; i < matched.size(); ++i) {
-    if (!matched[i]) throw RunnerError("--signals: no variable matches '" + printable(options.signals[i]) + "'");
+    if (matched[i]) continue;
+    throw RunnerError("--signals: no variable matches '" + printable(options.signals[i]) + "'" +
+                      nearNames(options.signals[i], plan.model));
   }
   plan.trees = makeSignalTrees(plan.model, chosen);
 }

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <iostream>
 #include <list>
 #include <map>
 #include <ostream>
@@ -16,6 +17,7 @@
 #include <system_error>
 #include <utility>
 
+#include "results/terminal/progress_bar.hpp"
 #include "runner/isolation/channel.hpp"
 #include "runner/isolation/child_process.hpp"
 #include "runner/run/interrupt.hpp"
@@ -35,12 +37,35 @@ constexpr std::chrono::milliseconds kPatience{60'000};  // for the rest of an an
 
 fs::path folderOf(const SweepOptions& options) { return options.run.output.string() + ".d"; }
 
+bool isShardTable(const fs::path& file) { return file.filename().string().starts_with("shard-"); }
+
+// Where the table of these runs is: that of a shard stands beside the results, until the sweep is resumed as a whole.
+fs::path tableOf(const SweepOptions& options) {
+  if (!options.shard) return options.run.output;
+  const std::string name =
+      "shard-" + std::to_string(options.shard->number) + "-of-" + std::to_string(options.shard->of);
+  return folderOf(options) / (name + ".qat");
+}
+
+bool isWanted(const SweepOptions& options, std::size_t run) { return !options.shard || options.shard->has(run); }
+
+std::vector<fs::path> shardTables(const SweepOptions& options) {
+  std::vector<fs::path> found;
+  std::error_code ignored;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folderOf(options), ignored)) {
+    if (isShardTable(entry.path()) && entry.path().extension() == ".qat") found.push_back(entry.path());
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
 RunOptions optionsOf(const SweepOptions& options, const SweepPlan& plan, std::size_t run) {
   RunOptions one = options.run;
   for (std::size_t i = 0; i < plan.names.size(); ++i) one.set.push_back(plan.names[i] + "=" + plan.values[run][i]);
   std::array<char, 32> name{};
   std::snprintf(name.data(), name.size(), "%06zu.qat", run);
   one.output = folderOf(options) / name.data();
+  one.showsProgress = false;
   return one;
 }
 
@@ -135,14 +160,19 @@ class Sweep {
   // Makes all runs that are not done; the signal that ended it before.
   int run() {
     for (std::size_t run = 0; run < table_.rows().size(); ++run) {
-      if (table_.rows()[run].status != "done") waiting_.push_back(run);
+      if (isWanted(options_, run) && table_.rows()[run].status != "done") waiting_.push_back(run);
     }
-    table_.save(options_.run.output);
+    all_ = waiting_.size();
+    table_.save(tableOf(options_));
+    results::ProgressBar bar(std::cerr, results::styleOf(options_.run.showsProgress ? STDERR_FILENO : -1));
     while (!workers_.empty() || (!waiting_.empty() && InterruptGuard::received() == 0)) {
       startWorkers();
       waitForWorkers();
       passSignalOn();
       if (Clock::now() - saved_ > kTimeBetweenSaves) save();
+      const std::size_t ended = all_ - waiting_.size() - workers_.size();
+      bar.show(static_cast<double>(ended) / static_cast<double>(std::max<std::size_t>(all_, 1)),
+               std::to_string(ended) + " of " + std::to_string(all_) + " runs");
     }
     save();
     return InterruptGuard::received();
@@ -184,7 +214,7 @@ class Sweep {
   }
 
   void save() {
-    table_.save(options_.run.output);
+    table_.save(tableOf(options_));
     saved_ = Clock::now();
   }
 
@@ -192,6 +222,7 @@ class Sweep {
   SweepTable& table_;
   std::ostream& messages_;
   std::list<std::size_t> waiting_;
+  std::size_t all_ = 0;  // runs to be made
   std::list<Worker> workers_;
   Clock::time_point saved_ = Clock::now();
 };
@@ -219,16 +250,37 @@ void makeFolder(const fs::path& folder) {
   if (error) throw RunnerError("cannot make the folder of the runs: " + error.message(), printable(folder.string()));
 }
 
-void report(const SweepTable& table, std::ostream& out) {
+// The rows of the runs that were asked for.
+std::vector<const SweepRow*> wantedRows(const SweepOptions& options, const SweepTable& table) {
+  std::vector<const SweepRow*> rows;
+  for (std::size_t run = 0; run < table.rows().size(); ++run) {
+    if (isWanted(options, run)) rows.push_back(&table.rows()[run]);
+  }
+  return rows;
+}
+
+void report(const std::vector<const SweepRow*>& rows, std::ostream& out) {
   std::map<std::string, std::size_t> counts;
-  for (const SweepRow& row : table.rows()) ++counts[row.status];
-  out << table.rows().size() << " runs";
+  for (const SweepRow* row : rows) ++counts[row->status];
+  out << rows.size() << " runs";
   const char* separator = ": ";
   for (const auto& [status, count] : counts) {
     out << separator << count << " " << status;
     separator = ", ";
   }
   out << "\n";
+}
+
+// What is known of a sweep that was begun; a new one forgets it.
+void takeUp(const SweepOptions& options, SweepTable& table) {
+  if (!options.resume) {
+    if (!options.shard) {
+      for (const fs::path& old : shardTables(options)) fs::remove(old);
+    }
+    return;
+  }
+  if (fs::exists(options.run.output)) table.take(options.run.output);
+  for (const fs::path& shard : shardTables(options)) table.take(shard);
 }
 
 }  // namespace
@@ -239,14 +291,15 @@ ExitStatus runSweep(const SweepOptions& options, std::ostream& out, std::ostream
   SweepPlan plan = planSweep(options);
   std::vector<std::string> finals = finalNames(options, plan);
   SweepTable table(std::move(plan), std::move(finals));
-  if (options.resume && fs::exists(options.run.output)) table.load(options.run.output);
   makeFolder(folderOf(options));
+  takeUp(options, table);
   const int number = Sweep(options, table, messages).run();
-  report(table, out);
-  out << options.run.output.string() << "\n";
+  const std::vector<const SweepRow*> rows = wantedRows(options, table);
+  report(rows, out);
+  out << tableOf(options).string() << "\n";
   if (number != 0) return number == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
-  const auto isDone = [](const SweepRow& row) { return row.status == "done"; };
-  return std::all_of(table.rows().begin(), table.rows().end(), isDone) ? ExitStatus::done : ExitStatus::failed;
+  const auto isDone = [](const SweepRow* row) { return row->status == "done"; };
+  return std::all_of(rows.begin(), rows.end(), isDone) ? ExitStatus::done : ExitStatus::failed;
 }
 
 }  // namespace vtio::runner

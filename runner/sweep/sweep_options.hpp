@@ -13,6 +13,14 @@
 
 namespace vtio::runner {
 
+/// A part of the runs: every `of`-th, from `number` on, which is counted from 1.
+struct Shard {
+  std::size_t number = 1;
+  std::size_t of = 1;
+
+  [[nodiscard]] bool has(std::size_t run) const { return run % of == number - 1; }
+};
+
 /// Exactly one of `table`, `grids` and `samples` says which runs there are.
 struct SweepOptions {
   RunOptions run;                     ///< holds for every run; its output is that of the sweep
@@ -22,7 +30,8 @@ struct SweepOptions {
   std::optional<std::uint64_t> runs;  ///< number of runs of samples
   std::uint64_t seed = 0;             ///< of samples
   std::size_t jobs = 1;               ///< runs at a time
-  bool resume = false;                ///< do the runs that the output does not have as done
+  bool resume = false;                ///< do the runs that neither the output nor a shard has as done
+  std::optional<Shard> shard;         ///< make these runs only
 };
 
 }  // namespace vtio::runner

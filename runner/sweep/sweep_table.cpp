@@ -92,7 +92,26 @@ void SweepTable::save(const fs::path& file) const {
   if (error) throw RunnerError(ExitStatus::failed, "cannot save: " + error.message(), printable(file.string()));
 }
 
-void SweepTable::load(const fs::path& file) {
+SweepRow SweepTable::readRow(const qxArray* record, std::size_t run) const {
+  const auto field = [record](const std::string& name) {
+    return record != nullptr && qxGetClassID(record) == qxSTRUCT ? qxGetField(record, 0, name.c_str()) : nullptr;
+  };
+  for (std::size_t i = 0; i < plan_.names.size(); ++i) {
+    const std::string& text = plan_.values[run][i];
+    const qxArray* saved = field(plan_.names[i]);
+    const bool same = areNumbers_[i] ? numberOf(saved) == *parseXmlNumber(text) : textOf(saved) == text;
+    if (!same) throw RunnerError("'" + printable(plan_.names[i]) + "' is another value");
+  }
+  SweepRow row;
+  row.status = textOf(field("status"));
+  row.message = textOf(field("message"));
+  row.seconds = numberOf(field("seconds"));
+  row.lastTime = numberOf(field("lastTime"));
+  for (const std::string& name : finalNames_) row.finals.push_back(numberOf(field(name)));
+  return row;
+}
+
+void SweepTable::take(const fs::path& file) {
   vtu::QatFileWrapper qat(file.c_str(), "r");
   const std::string place = printable(file.string());
   if (!qat) throw RunnerError(std::string("--resume: ") + qatLastError(), place);
@@ -101,23 +120,9 @@ void SweepTable::load(const fs::path& file) {
     throw RunnerError("--resume: the file does not hold " + std::to_string(rows_.size()) + " runs", place);
   }
   for (std::size_t run = 0; run < rows_.size(); ++run) {
-    const qxArray* record = qxGetCell(runs.get(), run);
-    const auto field = [record](const std::string& name) {
-      return record != nullptr && qxGetClassID(record) == qxSTRUCT ? qxGetField(record, 0, name.c_str()) : nullptr;
-    };
-    SweepRow& row = rows_[run];
     try {
-      for (std::size_t i = 0; i < plan_.names.size(); ++i) {
-        const std::string& text = plan_.values[run][i];
-        const qxArray* saved = field(plan_.names[i]);
-        const bool same = areNumbers_[i] ? numberOf(saved) == *parseXmlNumber(text) : textOf(saved) == text;
-        if (!same) throw RunnerError("'" + printable(plan_.names[i]) + "' is another value");
-      }
-      row.status = textOf(field("status"));
-      row.message = textOf(field("message"));
-      row.seconds = numberOf(field("seconds"));
-      row.lastTime = numberOf(field("lastTime"));
-      for (std::size_t i = 0; i < finalNames_.size(); ++i) row.finals[i] = numberOf(field(finalNames_[i]));
+      SweepRow row = readRow(qxGetCell(runs.get(), run), run);
+      if (row.status != "pending" && rows_[run].status != "done") rows_[run] = std::move(row);
     } catch (const RunnerError& error) {
       throw RunnerError(std::string("--resume: the file holds another sweep: ") + error.what(),
                         place + " run " + std::to_string(run));

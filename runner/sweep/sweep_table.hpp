@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/qalc.hpp"
 #include "runner/export.hpp"
 #include "runner/sweep/sweep_plan.hpp"
 
@@ -38,11 +39,13 @@ class VTIO_RUNNER_EXPORT SweepTable final {
   /// @throws RunnerError of status failed if it cannot be written.
   void save(const std::filesystem::path& file) const;
 
-  /// Takes the rows of a sweep that was saved.
+  /// Takes the rows of a sweep that was saved, or of a part of it: those that are not pending there, unless they are
+  /// done here.
   /// @throws RunnerError if the file cannot be read or holds other runs or columns.
-  void load(const std::filesystem::path& file);
+  void take(const std::filesystem::path& file);
 
  private:
+  [[nodiscard]] SweepRow readRow(const qxArray* record, std::size_t run) const;
   [[nodiscard]] bool isNumber(std::size_t parameter) const;
 
   SweepPlan plan_;

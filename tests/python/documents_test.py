@@ -76,6 +76,6 @@ class Documents(QatTest):
 
 
 if __name__ == "__main__":
-    WRITE_EXAMPLE = sys.argv.pop()
+    WRITE_EXAMPLE = sys.argv.pop(2)
     PROGRAM = sys.argv.pop(1)
     unittest.main()

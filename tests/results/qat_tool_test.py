@@ -300,7 +300,8 @@ class ToolTest(unittest.TestCase):
     def test_interruption_leaves_no_file(self):
         big = self.folder / "big.qat"
         subprocess.run([WRITE_EXAMPLE, big, "1000", "5000"], check=True)
-        for name, sent in (("x.csv", signal.SIGINT), ("x.sqlite", signal.SIGINT), ("x.json", signal.SIGTERM)):
+        for name, sent in (("x.csv", signal.SIGINT), ("x.sqlite", signal.SIGINT), ("x.json", signal.SIGTERM),
+                           ("x.npz", signal.SIGINT)):
             run = subprocess.Popen([QAT, "export", big, "-o", self.folder / name], stderr=subprocess.PIPE)
             for _ in range(1000):  # until it writes beside the target
                 if any(path.name.startswith(f".{name}") for path in self.folder.iterdir()):

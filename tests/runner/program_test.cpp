@@ -99,22 +99,78 @@ TEST_F(ProgramTest, RunNamesTheResultsLastAndTheNextLineBefore) {
   EXPECT_TRUE(fs::is_empty(file("tmp")));
 }
 
+TEST_F(ProgramTest, OptionsMayStandBeforeTheFmu) {
+  EXPECT_EQ(run({"run", "--set", "e=0.5", "--set", "v=0.1", fmu("bouncing_ball_fmi2")}), 0) << err();
+}
+
+TEST_F(ProgramTest, MistypedWordsGetNearOnes) {
+  EXPECT_EQ(run({"rum"}), 2);
+  EXPECT_EQ(err(), "vtio-run: no command 'rum'; did you mean 'run'?; see vtio-run --help\n");
+  EXPECT_EQ(run({"run", fmu("bouncing_ball_fmi2"), "--stpo", "3"}), 2);
+  EXPECT_THAT(err(), EndsWith(": no option '--stpo'; did you mean '--stop' or '--step'?\n"));
+  EXPECT_EQ(run({"run", fmu("bouncing_ball_fmi2"), "--signals", "hh"}), 2);
+  EXPECT_THAT(err(), EndsWith("no variable matches 'hh'; did you mean 'h'?\n"));
+}
+
+TEST_F(ProgramTest, EveryCommandHasHelpWithTwoExamples) {
+  for (const std::string command : {"run", "sweep", "compare", "info", "check"}) {
+    EXPECT_EQ(run({command, "--help"}), 0);
+    const std::string help = out();
+    const std::size_t at = help.find("Examples:\n");
+    ASSERT_NE(at, std::string::npos) << help;
+    const std::string example = "  vtio-run " + command + " ";
+    const std::size_t first = help.find(example, at);
+    ASSERT_NE(first, std::string::npos) << help;
+    EXPECT_NE(help.find(example, first + 1), std::string::npos) << help;
+  }
+}
+
+TEST_F(ProgramTest, ManPageAndCompletionKnowEveryOption) {
+  std::string page = bytesOf(VTIO_RUNNER_FOLDER "/vtio-run.1");
+  page.erase(std::remove(page.begin(), page.end(), '\\'), page.end());
+  const std::string completion = bytesOf(VTIO_RUNNER_FOLDER "/completion.bash");
+  std::size_t options = 0;
+  for (const std::string command : {"run", "sweep", "compare", "info", "check"}) {
+    EXPECT_EQ(run({command, "--help"}), 0);
+    const std::string help = out().substr(0, out().find("Examples:"));
+    for (std::size_t at = help.find("--"); at != std::string::npos; at = help.find("--", at + 2)) {
+      const std::string option = help.substr(at, help.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at) - at);
+      EXPECT_THAT(page, HasSubstr(option));
+      EXPECT_THAT(completion, HasSubstr(option));
+      ++options;
+    }
+  }
+  EXPECT_GT(options, 60U);
+}
+
+TEST_F(ProgramTest, CompareSaysWhetherARunIsAsBefore) {
+  EXPECT_EQ(run({"run", fmu("bouncing_ball_fmi2"), "-o", "before.qat"}), 0) << err();
+  EXPECT_EQ(run({"compare", fmu("bouncing_ball_fmi2"), "before.qat"}), 0) << err();
+  EXPECT_EQ(out(), "2 equal, 0 different, 0 in one file only\n");
+  EXPECT_EQ(run({"compare", fmu("bouncing_ball_fmi2"), "before.qat", "--set", "e=0.6"}), 1) << err();
+  EXPECT_EQ(run({"compare", fmu("bouncing_ball_fmi2")}), 2);
+  EXPECT_TRUE(fs::is_empty(file("tmp")));
+}
+
 TEST_F(ProgramTest, WrongUsageIsStatus2InOneLine) {
-  for (const std::vector<std::string>& words :
-       std::vector<std::vector<std::string>>{{},
-                                             {"walk"},
-                                             {"run"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--fast"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--stop", "soon"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--decimate", "0"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--max-points", "99999999999999999999"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--kind", "me"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "-o", "no/such/folder.qat"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--intervals", "2:1"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--step-timeout", "1"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--isolate", "--step-timeout", "0"},
-                                             {"run", fmu("bouncing_ball_fmi2"), "--set", "h=high"},
-                                             {"info", "nothing.fmu"}}) {
+  for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+           {},
+           {"walk"},
+           {"run"},
+           {"run", fmu("bouncing_ball_fmi2"), "--fast"},
+           {"run", fmu("bouncing_ball_fmi2"), "--stop", "soon"},
+           {"run", fmu("bouncing_ball_fmi2"), "--decimate", "0"},
+           {"run", fmu("bouncing_ball_fmi2"), "--max-points", "99999999999999999999"},
+           {"run", fmu("bouncing_ball_fmi2"), "--kind", "me"},
+           {"run", fmu("bouncing_ball_fmi2"), "-o", "no/such/folder.qat"},
+           {"run", fmu("bouncing_ball_fmi2"), "--intervals", "2:1"},
+           {"run", fmu("bouncing_ball_fmi2"), "--step-timeout", "1"},
+           {"run", fmu("bouncing_ball_fmi2"), "--isolate", "--step-timeout", "0"},
+           {"run", fmu("bouncing_ball_fmi2"), "--set", "h=high"},
+           {"sweep", fmu("bouncing_ball_fmi2"), "--grid", "e=0:1:2", "--shard", "0/2"},
+           {"sweep", fmu("bouncing_ball_fmi2"), "--grid", "e=0:1:2", "--shard", "3/2"},
+           {"sweep", fmu("bouncing_ball_fmi2"), "--grid", "e=0:1:2", "--shard", "2"},
+           {"info", "nothing.fmu"}}) {
     EXPECT_EQ(run(words), 2) << ::testing::PrintToString(words);
     EXPECT_THAT(err(), StartsWith("vtio-run: "));
     const std::string text = err();

@@ -195,7 +195,7 @@ TEST_F(SweepTest, ResumeMakesTheRunsThatAreNotDone) {
   ASSERT_EQ(run(chosen), ExitStatus::done);
   const std::vector<double> finals = numbersOf("h");
   SweepTable table(planSweep(chosen), {"h"});
-  table.load(file("sweep.qat"));
+  table.take(file("sweep.qat"));
   table.rows()[1] = {"crashed", "", 0.0, 0.0, {0.0}};
   table.save(file("sweep.qat"));
   for (const char* name : {"000000.qat", "000001.qat", "000002.qat"}) fs::remove(file("sweep.qat.d") / name);
@@ -204,6 +204,40 @@ TEST_F(SweepTest, ResumeMakesTheRunsThatAreNotDone) {
   EXPECT_EQ(numbersOf("h"), finals);
   EXPECT_FALSE(fs::exists(file("sweep.qat.d/000000.qat")));
   EXPECT_TRUE(fs::exists(file("sweep.qat.d/000001.qat")));
+}
+
+TEST_F(SweepTest, ShardsMakeEveryRunOnceAndResumeBringsThemTogether) {
+  SweepOptions chosen = of("bouncing_ball_fmi2");
+  chosen.grids = {"e=0.5:0.9:5"};
+  chosen.run.finals = {"h"};
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  const std::vector<double> whole = numbersOf("h");
+  fs::remove_all(file("sweep.qat"));
+  fs::remove_all(file("sweep.qat.d"));
+  const auto results = [this] {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(file("sweep.qat.d"))) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+  };
+  chosen.shard = Shard{2, 2};
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_THAT(out_.str(), ::testing::StartsWith("2 runs: 2 done\n"));
+  EXPECT_THAT(results(), ElementsAre("000001.qat", "000003.qat", "shard-2-of-2.qat"));
+  EXPECT_FALSE(fs::exists(file("sweep.qat")));
+  chosen.shard = Shard{1, 2};
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  for (const std::string& name : results()) {  // no run is made again
+    if (!name.starts_with("shard")) fs::remove(file("sweep.qat.d") / name);
+  }
+  chosen.shard.reset();
+  chosen.resume = true;
+  ASSERT_EQ(run(chosen), ExitStatus::done) << out_.str();
+  EXPECT_EQ(numbersOf("h"), whole);
+  EXPECT_THAT(results(), ElementsAre("shard-1-of-2.qat", "shard-2-of-2.qat"));
+  chosen.resume = false;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_EQ(results().size(), 5U) << "a new sweep forgets the shards of an old one";
 }
 
 TEST_F(SweepTest, ResumeRefusesAnotherSweep) {

@@ -1,0 +1,153 @@
+// Runs that are compared with a reference, and inputs that come from a results file.
+#include "runner/compare/compare_run.hpp"
+
+#include "results/values/number_text.hpp"
+#include "tests/runner/fake_instance.hpp"
+#include "tests/runner/run_fixture.hpp"
+
+namespace {
+
+using namespace vtio::runner;  // NOLINT(google-build-using-namespace): the subject here
+using namespace runner_test;   // NOLINT(google-build-using-namespace): readers of results
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::ThrowsMessage;
+
+class CompareTest : public RunFolder {
+ protected:
+  CompareOptions comparison(const std::string& reference) {
+    CompareOptions chosen;
+    chosen.run = options("bouncing_ball_fmi3");
+    chosen.run.stop = 1.0;
+    chosen.reference = file(reference);
+    return chosen;
+  }
+
+  ExitStatus compare(const CompareOptions& chosen) {
+    out_.str("");
+    messages_.str("");
+    return compareRun(chosen, out_, messages_);
+  }
+
+  void expectRefused(const CompareOptions& chosen, const std::string& what) {
+    EXPECT_THAT([&] { (void)compare(chosen); }, ThrowsMessage<RunnerError>(HasSubstr(what))) << what;
+    EXPECT_EQ(out_.str(), "");
+  }
+
+  void write(const std::string& text) { writeBytes(file("ref.csv"), text); }
+};
+
+// The height by the equation of a fall, until the first bounce at 0.45 s.
+std::string fall(double time) { return vtio::results::numberText(1.0 - 0.5 * 9.81 * time * time); }
+
+TEST_F(CompareTest, ValuesOfTheReferenceAreComparedAtItsTimes) {
+  write("time,h\r\n0,1\r\n0.105," + fall(0.105) + "\r\n0.4," + fall(0.4) + "\r\n");
+  CompareOptions chosen = comparison("ref.csv");
+  chosen.atol = 2e-4;  // 0.105 is between two steps: the line between them is that far from the parabola
+  EXPECT_EQ(compare(chosen), ExitStatus::done) << out_.str();
+  EXPECT_EQ(out_.str(), "1 equal, 0 different, 0 in one file only\n");
+  chosen.atol = 1e-6;
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("h\n  1 of 3 values deviate\n  first: "));
+  EXPECT_FALSE(std::filesystem::exists(file("results.qat"))) << "kept only if it was named";
+  chosen.keepsResults = true;
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), EndsWith(file("results.qat").string() + "\n"));
+  EXPECT_TRUE(std::filesystem::exists(file("results.qat")));
+}
+
+TEST_F(CompareTest, ARunIsEqualToItsOwnResultsAndDiffersFromOthers) {
+  RunOptions run = options("bouncing_ball_fmi3");
+  run.stop = 1.0;
+  run.output = file("before.qat");
+  ASSERT_EQ(this->run(run), ExitStatus::done);
+  CompareOptions chosen = comparison("before.qat");
+  EXPECT_EQ(compare(chosen), ExitStatus::done) << out_.str();
+  chosen.run.set = {"e=0.6"};
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+  chosen.json = true;
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("\"equal\":false"));
+}
+
+// At the bounce the velocity jumps from -4.43 to 3.1.
+TEST_F(CompareTest, AtAnEventTheSampleAfterItCounts) {
+  const std::string bounce = vtio::results::numberText(std::sqrt(2.0 / 9.81));
+  const double speed = 9.81 * std::sqrt(2.0 / 9.81);
+  const std::string after = vtio::results::numberText(0.7 * speed);
+  write("time,v\n" + bounce + "," + vtio::results::numberText(-speed) + "\n" + bounce + "," + after + "\n");
+  CompareOptions chosen = comparison("ref.csv");
+  chosen.rtol = 1e-6;
+  EXPECT_EQ(compare(chosen), ExitStatus::done) << out_.str();
+  write("time,v\n" + bounce + "," + vtio::results::numberText(-speed) + "\n");
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+}
+
+TEST_F(CompareTest, ColumnsThatNameNothingAreNotedAndEmptyCellsLeftOut) {
+  write("time,h,unknown,v\n0,1,5,\n0.1,,5,\n");
+  EXPECT_EQ(compare(comparison("ref.csv")), ExitStatus::done) << out_.str();
+  EXPECT_THAT(messages_.str(), HasSubstr("'unknown' is not compared"));
+  write("time,unknown\n0,1\n");
+  EXPECT_THAT([&] { (void)compare(comparison("ref.csv")); },
+              ThrowsMessage<RunnerError>(HasSubstr("nothing to compare")));
+}
+
+TEST_F(CompareTest, TimesOutsideTheRunDiffer) {
+  write("time,h\n0,1\n1.5,0\n");
+  CompareOptions chosen = comparison("ref.csv");
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("span: '0 to 1 s' became 'has the time 1.5 s'"));
+}
+
+TEST_F(CompareTest, ArraysTextsLabelsAndLogicalsAreComparedByElementOrWhole) {
+  RunOptions run = options("every_kind_fmi3");
+  run.parameters = run.locals = true;
+  run.output = file("all.qat");
+  ASSERT_EQ(this->run(run), ExitStatus::done) << messages_.str();
+  CompareOptions chosen = comparison("all.qat");
+  chosen.run = options("every_kind_fmi3");
+  EXPECT_EQ(compare(chosen), ExitStatus::done) << out_.str();
+  EXPECT_THAT(out_.str(), Not(testing::StartsWith("0 equal")));
+  write("time,matrix[0][1],mode\n0,12345,nonsense\n");
+  chosen.reference = file("ref.csv");
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("[0][1] "));
+}
+
+TEST_F(CompareTest, WrongReferencesAreRefusedWithTheirPlace) {
+  for (const auto& [text, what] :
+       std::vector<std::pair<std::string, std::string>>{{"t,h\n0,1\n", "the first column is not 'time'"},
+                                                        {"time,h\n0,1,2\n", "3 cells in place of 2"},
+                                                        {"time,h\n0,1\nx,1\n", "'x' is no time, "},
+                                                        {"time,h\n1,1\n0,1\n", "is before that of the row above"},
+                                                        {"time,h,h\n0,1,1\n", "a column stands twice"},
+                                                        {"time,h\n", "the table has no rows"}}) {
+    write(text);
+    expectRefused(comparison("ref.csv"), what);
+  }
+  CompareOptions chosen = comparison("ref.csv");
+  chosen.rtol = -1;
+  expectRefused(chosen, "--rtol: -1 is no tolerance");
+  expectRefused(comparison("none.csv"), "cannot open");
+  expectRefused(comparison("none.qat"), "cannot be opened");
+}
+
+// The inputs of a run, taken from its results, give the same run.
+TEST_F(CompareTest, InputsComeFromAResultsFile) {
+  RunOptions first = fullRun("every_kind_fmi3");
+  first.rewind.reset();
+  ASSERT_EQ(run(first), ExitStatus::done) << messages_.str();
+  const std::vector<std::string> before = elements();
+  RunOptions second = first;
+  second.input = file("inputs.qat");
+  std::filesystem::rename(file("results.qat"), second.input);
+  ASSERT_EQ(run(second), ExitStatus::done) << messages_.str();
+  EXPECT_GT(before.size(), 20U);
+  EXPECT_TRUE(before == elements());
+  second = options("bouncing_ball_fmi3");
+  second.input = file("inputs.qat");
+  EXPECT_THAT([&] { (void)run(second); }, ThrowsMessage<RunnerError>(HasSubstr("no signal of the file is called")));
+}
+
+}  // namespace
