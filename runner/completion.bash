@@ -26,9 +26,9 @@ _vtio_run() {
       _filedir
       return
       ;;
-    --start | --stop | --step | --output-step | --tolerance | --set | --rewind | --max-change | --signals | --decimate | \
-      --max-points | --intervals | --log | --step-timeout | --grid | --sample | --runs | --seed | --final | -j | --jobs | \
-      --shard | --rtol | --atol)
+    --start | --stop | --step | --output-step | --tolerance | --set | --rewind | --max-change | --signals | \
+      --decimate | --max-points | --intervals | --log | --step-timeout | --grid | --sample | --runs | --seed | \
+      --final | -j | --jobs | --shard | --rtol | --atol)
       return
       ;;
   esac

@@ -63,6 +63,7 @@ std::vector<std::string> endings(const RunTable& table, const std::vector<std::s
   for (const std::size_t run : runs) different.insert(table.parametersOf(run));
   const bool byParameters = names == RunNames::parameters && different.size() == runs.size() && parameters > 0 &&
                             static_cast<std::size_t>(parameters) <= kMostParametersInNames;
+  result.reserve(runs.size());
   for (const std::size_t run : runs) {
     result.push_back(byParameters ? " (" + table.parametersOf(run) + ")" : "@" + std::to_string(run));
   }

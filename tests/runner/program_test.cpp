@@ -186,13 +186,6 @@ TEST_F(ProgramTest, VersionIsThatOfTheProject) {
   EXPECT_THAT(out(), ::testing::MatchesRegex("vtio-run [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
-TEST_F(ProgramTest, HelpHasExamples) {
-  EXPECT_EQ(run({"--help"}), 0);
-  EXPECT_THAT(out(), HasSubstr("vtio-run run Ball.fmu --stop 3"));
-  EXPECT_EQ(run({"run", "--help"}), 0);
-  EXPECT_THAT(out(), HasSubstr("--output-step"));
-}
-
 TEST_F(ProgramTest, CheckListsMistakesWithoutLoadingABinary) {
   EXPECT_EQ(run({"check", fmu("bouncing_ball_fmi3")}), 0);
   EXPECT_THAT(out(), HasSubstr("no mistakes found"));

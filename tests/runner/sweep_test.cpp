@@ -120,7 +120,8 @@ TEST_F(SweepTest, WrongSweepsAreRefusedBeforeTheFirstRun) {
   expectRefused(with([](SweepOptions& o) { o.grids = {"e=0:1:2000", "g=-9:-8:2000"}; }), "more than a million runs");
   expectRefused(with([](SweepOptions& o) { o.grids = {"e=0:1:2", "e=0:1:2"}; }), "'e' stands twice");
   expectRefused(with([](SweepOptions& o) { o.grids = {"e=0:2:3"}; }), "2 is above the maximum 1, variable 'e', run 2");
-  expectRefused(with([](SweepOptions& o) { o.grids = {"z=0:1:2"}; }), "there is no variable 'z', run 0");
+  expectRefused(with([](SweepOptions& o) { o.grids = {"z=0:1:2"}; }),
+                "there is no variable 'z'; did you mean 'h', 'v' or 'g'?, run 0");
   expectRefused(with([](SweepOptions& o) { o.samples = {"e=normal(0.5,0.1)"}; }), "--sample needs --runs");
   for (const char* sample : {"e=normal(1)", "e=normal(0,-1)", "e=uniform(1,0)", "e=gauss(0,1)", "e=normal", "e"}) {
     expectRefused(with([sample](SweepOptions& o) {
