@@ -11,7 +11,7 @@
 namespace vtio::results {
 namespace {
 
-constexpr double kNoNumber = std::numeric_limits<double>::infinity();
+constexpr double kNotComparable = std::numeric_limits<double>::infinity();
 
 std::optional<double> numberOf(std::string_view text) {
   double number = 0;
@@ -45,16 +45,16 @@ double ReferenceComparer::distance(const SampleView& sample, std::size_t cell, s
                                    bool& isEqual) const {
   const bool isLogical = sample.type.id == ElementClass::logical;
   isEqual = plainText(values_(sample, cell)) == (isLogical ? logicalText(expected) : expected);
-  if (isEqual || isLogical || sample.texts != nullptr) return isEqual ? 0 : kNoNumber;
+  if (isEqual || isLogical || sample.texts != nullptr) return isEqual ? 0 : kNotComparable;
   if (signal_.labels) {
     isEqual = plainText(raw_(sample, cell)) == expected;
-    return isEqual ? 0 : kNoNumber;
+    return isEqual ? 0 : kNotComparable;
   }
   const std::optional<double> wanted = numberOf(expected);
   const double number = values_.number(sample, cell);
-  if (!wanted) return kNoNumber;
+  if (!wanted) return kNotComparable;
   isEqual = number == *wanted || (std::isnan(number) && std::isnan(*wanted));
-  if (isEqual || !std::isfinite(number) || !std::isfinite(*wanted)) return isEqual ? 0 : kNoNumber;
+  if (isEqual || !std::isfinite(number) || !std::isfinite(*wanted)) return isEqual ? 0 : kNotComparable;
   const double size = std::fabs(number - *wanted);
   isEqual = size <= tolerance_.atol + tolerance_.rtol * std::fabs(*wanted);
   return size;
