@@ -14,7 +14,8 @@
 #include "runner/fmi/fmi3.h"
 #include "runner/fmu/fmu_file.hpp"
 #include "runner/fmu/shared_library.hpp"
-#include "runner/run/co_simulation_run.hpp"
+#include "runner/run/co_simulation_stepper.hpp"
+#include "runner/run/fmu_run.hpp"
 #include "runner/run/run_plan.hpp"
 
 namespace {
@@ -37,7 +38,7 @@ const Example& example(const benchmark::State& state) {
   return state.range(0) == 0 ? ball : oscillator;
 }
 
-std::unique_ptr<Instance> instantiate(const ModelDescription& model, const Example& chosen) {
+std::unique_ptr<CoSimulation> instantiate(const ModelDescription& model, const Example& chosen) {
   InstanceSetup setup;
   setup.library = chosen.library;
   setup.resources = std::filesystem::temp_directory_path();
@@ -80,7 +81,7 @@ void loopByHand(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kSteps);
 }
 
-void run(benchmark::State& state, bool isLogged) {
+void runExample(benchmark::State& state, bool isLogged) {
   const Example& chosen = example(state);
   RunOptions options;
   options.stop = kSteps * kStep;
@@ -99,20 +100,22 @@ void run(benchmark::State& state, bool isLogged) {
     ValueStore parameters(plan.model, plan.parameters);
     SignalLog log(catalogue, recording, plan.model, plan.trees, running, parameters, {});
     InputTable inputs;
-    const std::unique_ptr<Instance> instance = instantiate(plan.model, chosen);
+    const std::unique_ptr<CoSimulation> instance = instantiate(plan.model, chosen);
     instance->enterInitialization({0.0, *options.stop, std::nullopt});
     const EventOutcome first = instance->exitInitialization();
-    CoSimulationRun stepper(*instance, *plan.model.find(Kind::coSimulation), running, log, inputs, recording, plan);
+    const RunParts parts{running, log, inputs, plan};
+    CoSimulationStepper stepper(*instance, *plan.model.find(Kind::coSimulation), parts);
+    FmuRun run(stepper, parts, recording);
     const Stopwatch watch;
-    const RunEnd end = stepper.run(first.nextTime, [] { return 0; });
+    const RunEnd end = run.run(first, [] { return 0; });
     state.SetIterationTime(watch.cpuSeconds());
     if (end.lastTime != *options.stop) state.SkipWithError("the run ended early");
   }
   state.SetItemsProcessed(state.iterations() * kSteps);
 }
 
-void runWithoutLog(benchmark::State& state) { run(state, false); }
-void runWithLog(benchmark::State& state) { run(state, true); }
+void runWithoutLog(benchmark::State& state) { runExample(state, false); }
+void runWithLog(benchmark::State& state) { runExample(state, true); }
 
 void examples(benchmark::internal::Benchmark* benchmark) {
   benchmark->ArgName("model")->Arg(0)->Arg(1)->UseManualTime()->Unit(benchmark::kMillisecond);

@@ -29,3 +29,18 @@ set(VTIO_RUNNER_PACKAGES_FOUND ON)
 if(VTIO_RUNNER_PACKAGES_MISSING)
   set(VTIO_RUNNER_PACKAGES_FOUND OFF)
 endif()
+
+# VTIO_SUNDIALS_FOUND says whether there is CVODE of SUNDIALS 6. Its library holds the vectors, matrices and solvers that
+# it works with; SUNDIALS' own CMake package looks for much more.
+option(VTIO_RUNNER_SUNDIALS "Build vtio-run with Model Exchange, where SUNDIALS is found" ON)
+find_library(VTIO_CVODE_LIBRARY sundials_cvode)
+find_path(VTIO_CVODE_INCLUDE_DIR sundials/sundials_config.h)
+mark_as_advanced(VTIO_CVODE_LIBRARY VTIO_CVODE_INCLUDE_DIR)
+set(VTIO_SUNDIALS_FOUND OFF)
+if(VTIO_RUNNER_SUNDIALS AND VTIO_CVODE_LIBRARY AND VTIO_CVODE_INCLUDE_DIR)
+  file(STRINGS "${VTIO_CVODE_INCLUDE_DIR}/sundials/sundials_config.h" sundials_six
+    REGEX "define SUNDIALS_VERSION_MAJOR 6")
+  if(sundials_six)
+    set(VTIO_SUNDIALS_FOUND ON)
+  endif()
+endif()

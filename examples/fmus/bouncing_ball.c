@@ -5,6 +5,7 @@
 
 struct Ball {
   double h, v;        // height in m, velocity in m/s
+  double der[2];      // of these two
   double g, e, vmin;  // gravity in m/s2, coefficient of restitution, velocity in m/s below which the ball stays down
   int32_t bounces;
   uint8_t resting;
@@ -18,9 +19,23 @@ static void start(void* data) {
   ball->vmin = 0.1;
 }
 
-static void initialize(void* data, double time) {
-  (void)data;
+static enum StepEnd update(void* data, double time) {
+  struct Ball* ball = data;
   (void)time;
+  ball->der[0] = ball->v;
+  ball->der[1] = ball->resting ? 0.0 : ball->g;
+  return STEP_DONE;
+}
+
+static void initialize(void* data, double time) { (void)update(data, time); }
+
+static double* stateValues(void* data) { return &((struct Ball*)data)->h; }
+static double* derivativeValues(void* data) { return ((struct Ball*)data)->der; }
+
+static void getIndicators(const void* data, double time, double* values) {
+  const struct Ball* ball = data;
+  (void)time;
+  values[0] = ball->resting ? 1.0 : ball->h;
 }
 
 static void* address(void* data, enum ValueType type, unsigned reference, size_t* count) {
@@ -38,6 +53,9 @@ static void* address(void* data, enum ValueType type, unsigned reference, size_t
         return &ball->e;
       case 5:
         return &ball->vmin;
+      case 8:
+      case 9:
+        return &ball->der[reference - 8];
       default:
         return NULL;
     }
@@ -60,6 +78,7 @@ static void fall(struct Ball* ball, double seconds) {
 static void bounce(void* data, double time) {
   struct Ball* ball = data;
   (void)time;
+  if (ball->h > 0.0 || ball->v >= 0.0) return;
   ball->h = 0.0;
   ball->v *= -ball->e;
   ++ball->bounces;
@@ -69,8 +88,7 @@ static void bounce(void* data, double time) {
   }
 }
 
-static enum StepEnd step(void* data, double time, double end, int mayStop, double* reached) {
-  struct Ball* ball = data;
+static enum StepEnd advance(struct Ball* ball, double time, double end, int mayStop, double* reached) {
   while (!ball->resting) {
     const double ground = timeToGround(ball);
     if (time + ground > end) {
@@ -89,4 +107,21 @@ static enum StepEnd step(void* data, double time, double end, int mayStop, doubl
   return STEP_DONE;
 }
 
-const struct Model model = {sizeof(struct Ball), start, initialize, address, step, bounce};
+static enum StepEnd step(void* data, double time, double end, int mayStop, double* reached) {
+  const enum StepEnd how = advance(data, time, end, mayStop, reached);
+  (void)update(data, end);
+  return how;
+}
+
+const struct Model model = {.bytes = sizeof(struct Ball),
+                            .start = start,
+                            .initialize = initialize,
+                            .address = address,
+                            .step = step,
+                            .event = bounce,
+                            .states = 2,
+                            .indicators = 1,
+                            .stateValues = stateValues,
+                            .derivativeValues = derivativeValues,
+                            .update = update,
+                            .getIndicators = getIndicators};

@@ -40,7 +40,8 @@ struct Kinds {
   struct Binary packet;
 };
 
-static void update(struct Kinds* kinds, double time) {
+static enum StepEnd update(void* data, double time) {
+  struct Kinds* kinds = data;
   kinds->load = time;
   kinds->gain = (float)(2.0 * time);
   for (int i = 0; i < 2; ++i) {
@@ -59,6 +60,7 @@ static void update(struct Kinds* kinds, double time) {
   kinds->mode = kinds->ticks % 3 + 1;
   for (uint64_t i = 0; i < 2 * kinds->columns; ++i) kinds->matrix[i] = (double)i + time;
   kinds->y = kinds->u + kinds->gear;
+  return STEP_DONE;
 }
 
 static void tellTicks(struct Kinds* kinds) {
@@ -79,7 +81,7 @@ static void start(void* data) {
 
 static void initialize(void* data, double time) {
   tellTicks(data);
-  update(data, time);
+  (void)update(data, time);
 }
 
 static void* integers(struct Kinds* kinds, enum ValueType type) {
@@ -160,12 +162,18 @@ static void* address(void* data, enum ValueType type, unsigned reference, size_t
   return reference >= 20 && reference <= 26 ? integers(kinds, type) : NULL;
 }
 
+static double nextTick(const void* data, double time) {
+  (void)time;
+  return 0.5 * (((const struct Kinds*)data)->ticks + 1);
+}
+
 static void tick(void* data, double time) {
   struct Kinds* kinds = data;
+  if (time < nextTick(data, time)) return;
   ++kinds->ticks;
   kinds->tick = 1;
   tellTicks(kinds);
-  update(kinds, time);
+  (void)update(kinds, time);
 }
 
 static enum StepEnd step(void* data, double time, double end, int mayStop, double* reached) {
@@ -173,16 +181,23 @@ static enum StepEnd step(void* data, double time, double end, int mayStop, doubl
   (void)time;
   const double next = 0.5 * (kinds->ticks + 1);
   if (next > end) {
-    update(kinds, end);
+    (void)update(kinds, end);
     return STEP_DONE;
   }
   if (mayStop) {
     *reached = next;
-    update(kinds, next);
+    (void)update(kinds, next);
     return STEP_EVENT;
   }
   while (0.5 * (kinds->ticks + 1) <= end) tick(kinds, end);
   return STEP_DONE;
 }
 
-const struct Model model = {sizeof(struct Kinds), start, initialize, address, step, tick};
+const struct Model model = {.bytes = sizeof(struct Kinds),
+                            .start = start,
+                            .initialize = initialize,
+                            .address = address,
+                            .step = step,
+                            .event = tick,
+                            .update = update,
+                            .nextTime = nextTick};

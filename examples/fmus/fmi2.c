@@ -1,6 +1,7 @@
-// Makes an FMU of FMI 2 of a model: Co-Simulation.
+// Makes an FMU of FMI 2 of a model: Co-Simulation, and Model Exchange where the model has what that needs.
 #include "runner/fmi/fmi2.h"
 
+#include <math.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -11,8 +12,10 @@
 struct Instance {
   const Fmi2Callbacks* callbacks;
   char name[64];
+  int kind;
   double time;
   int terminated;
+  int inEvent;
   void* data;
 };
 
@@ -40,9 +43,40 @@ FMU_FUNCTION Fmi2FreeState fmi2FreeFMUstate;
 FMU_FUNCTION Fmi2DoStep fmi2DoStep;
 FMU_FUNCTION Fmi2GetRealStatus fmi2GetRealStatus;
 FMU_FUNCTION Fmi2GetBooleanStatus fmi2GetBooleanStatus;
+FMU_FUNCTION Fmi2EnterEventMode fmi2EnterEventMode;
+FMU_FUNCTION Fmi2NewDiscreteStates fmi2NewDiscreteStates;
+FMU_FUNCTION Fmi2EnterContinuousTimeMode fmi2EnterContinuousTimeMode;
+FMU_FUNCTION Fmi2CompletedIntegratorStep fmi2CompletedIntegratorStep;
+FMU_FUNCTION Fmi2SetTime fmi2SetTime;
+FMU_FUNCTION Fmi2SetContinuousStates fmi2SetContinuousStates;
+FMU_FUNCTION Fmi2GetContinuousStates fmi2GetContinuousStates;
+FMU_FUNCTION Fmi2GetDerivatives fmi2GetDerivatives;
+FMU_FUNCTION Fmi2GetEventIndicators fmi2GetEventIndicators;
+FMU_FUNCTION Fmi2GetNominals fmi2GetNominalsOfContinuousStates;
+FMU_FUNCTION Fmi2GetDirectionalDerivative fmi2GetDirectionalDerivative;
 
 static void say(struct Instance* instance, int status, const char* category, const char* text) {
   instance->callbacks->logger(instance->callbacks->environment, instance->name, status, category, "%s", text);
+}
+
+static int statusOf(struct Instance* instance, enum StepEnd how) {
+  switch (how) {
+    case STEP_DISCARD:
+      return FMI2_DISCARD;
+    case STEP_ERROR:
+      say(instance, FMI2_ERROR, "logStatusError", "the model cannot go on");
+      return FMI2_ERROR;
+    case STEP_FATAL:
+      say(instance, FMI2_FATAL, "logStatusFatal", "the model is broken");
+      return FMI2_FATAL;
+    default:
+      return FMI2_OK;
+  }
+}
+
+// In Model Exchange values follow from states that were set.
+static enum StepEnd refresh(struct Instance* instance) {
+  return instance->kind == FMI2_MODEL_EXCHANGE ? model.update(instance->data, instance->time) : STEP_DONE;
 }
 
 void* fmi2Instantiate(const char* name, int kind, const char* guid, const char* resources,
@@ -50,10 +84,12 @@ void* fmi2Instantiate(const char* name, int kind, const char* guid, const char* 
   (void)resources;
   (void)visible;
   (void)loggingOn;
-  if (kind != FMI2_CO_SIMULATION || strcmp(guid, FMU_TOKEN) != 0) return NULL;
+  if (strcmp(guid, FMU_TOKEN) != 0) return NULL;
+  if (kind == FMI2_MODEL_EXCHANGE && model.update == NULL) return NULL;
   struct Instance* instance = calloc(1, sizeof *instance);
   if (instance == NULL) return NULL;
   instance->callbacks = callbacks;
+  instance->kind = kind;
   strncpy(instance->name, name, sizeof instance->name - 1);
   instance->data = calloc(1, model.bytes);
   if (instance->data == NULL) {
@@ -113,6 +149,7 @@ int fmi2Reset(void* opaque) {
 
 static void* scalar(struct Instance* instance, enum ValueType type, unsigned reference) {
   size_t count = 0;
+  (void)refresh(instance);
   void* place = model.address(instance->data, type, reference, &count);
   if (place == NULL || count != 1) {
     say(instance, FMI2_ERROR, "logStatusError", "there is no variable of this type and value reference");
@@ -231,21 +268,9 @@ int fmi2DoStep(void* opaque, double time, double step, int noSetStatePriorToTime
   (void)noSetStatePriorToTime;
   struct Instance* instance = opaque;
   instance->time = time + step;
-  switch (model.step(instance->data, time, time + step, 0, &instance->time)) {
-    case STEP_TERMINATE:
-      instance->terminated = 1;
-      return FMI2_DISCARD;
-    case STEP_DISCARD:
-      return FMI2_DISCARD;
-    case STEP_ERROR:
-      say(instance, FMI2_ERROR, "logStatusError", "the model cannot go on");
-      return FMI2_ERROR;
-    case STEP_FATAL:
-      say(instance, FMI2_FATAL, "logStatusFatal", "the model is broken");
-      return FMI2_FATAL;
-    default:
-      return FMI2_OK;
-  }
+  const enum StepEnd how = model.step(instance->data, time, time + step, 0, &instance->time);
+  instance->terminated = how == STEP_TERMINATE;
+  return how == STEP_TERMINATE ? FMI2_DISCARD : statusOf(instance, how);
 }
 
 int fmi2GetRealStatus(void* opaque, int kind, double* value) {
@@ -257,5 +282,95 @@ int fmi2GetRealStatus(void* opaque, int kind, double* value) {
 int fmi2GetBooleanStatus(void* opaque, int kind, int* value) {
   if (kind != FMI2_STATUS_TERMINATED) return FMI2_DISCARD;
   *value = ((struct Instance*)opaque)->terminated;
+  return FMI2_OK;
+}
+
+int fmi2EnterEventMode(void* opaque) {
+  ((struct Instance*)opaque)->inEvent = 1;
+  return FMI2_OK;
+}
+
+// The initialisation ends in the event mode, too, but without an event.
+int fmi2NewDiscreteStates(void* opaque, Fmi2EventInfo* info) {
+  struct Instance* instance = opaque;
+  memset(info, 0, sizeof *info);
+  if (instance->inEvent && model.event != NULL) {
+    model.event(instance->data, instance->time);
+    info->valuesChanged = 1;
+  }
+  instance->inEvent = 0;
+  const double next = model.nextTime != NULL ? model.nextTime(instance->data, instance->time) : INFINITY;
+  info->nextEventTimeDefined = isfinite(next);
+  info->nextEventTime = next;
+  return FMI2_OK;
+}
+
+int fmi2EnterContinuousTimeMode(void* opaque) {
+  (void)opaque;
+  return FMI2_OK;
+}
+
+int fmi2CompletedIntegratorStep(void* opaque, int noSetStatePriorToTime, int* enterEventMode,
+                                int* terminateSimulation) {
+  struct Instance* instance = opaque;
+  (void)noSetStatePriorToTime;
+  const enum StepEnd how = model.completeStep != NULL ? model.completeStep(instance->data, instance->time) : STEP_DONE;
+  *enterEventMode = how == STEP_EVENT;
+  *terminateSimulation = how == STEP_TERMINATE;
+  return FMI2_OK;
+}
+
+int fmi2SetTime(void* opaque, double time) {
+  ((struct Instance*)opaque)->time = time;
+  return FMI2_OK;
+}
+
+int fmi2SetContinuousStates(void* opaque, const double values[], size_t count) {
+  if (count != model.states) return FMI2_ERROR;
+  memcpy(model.stateValues(((struct Instance*)opaque)->data), values, count * sizeof *values);
+  return FMI2_OK;
+}
+
+int fmi2GetContinuousStates(void* opaque, double values[], size_t count) {
+  if (count != model.states) return FMI2_ERROR;
+  memcpy(values, model.stateValues(((struct Instance*)opaque)->data), count * sizeof *values);
+  return FMI2_OK;
+}
+
+int fmi2GetDerivatives(void* opaque, double values[], size_t count) {
+  struct Instance* instance = opaque;
+  if (count != model.states) return FMI2_ERROR;
+  const int status = statusOf(instance, refresh(instance));
+  memcpy(values, model.derivativeValues(instance->data), count * sizeof *values);
+  return status;
+}
+
+int fmi2GetEventIndicators(void* opaque, double values[], size_t count) {
+  struct Instance* instance = opaque;
+  if (count != model.indicators) return FMI2_ERROR;
+  if (count == 0) return FMI2_OK;
+  const int status = statusOf(instance, refresh(instance));
+  model.getIndicators(instance->data, instance->time, values);
+  return status;
+}
+
+int fmi2GetNominalsOfContinuousStates(void* opaque, double values[], size_t count) {
+  (void)opaque;
+  for (size_t i = 0; i < count; ++i) values[i] = 1.0;
+  return FMI2_OK;
+}
+
+// Of the derivatives of all states, in their order, by one state: the seed is one number.
+int fmi2GetDirectionalDerivative(void* opaque, const unsigned unknowns[], size_t unknownCount, const unsigned knowns[],
+                                 size_t knownCount, const double seed[], double sensitivity[]) {
+  struct Instance* instance = opaque;
+  const double* states = model.stateValues != NULL ? model.stateValues(instance->data) : NULL;
+  size_t count = 0;
+  const double* known = model.address(instance->data, VALUE_FLOAT64, knowns[0], &count);
+  (void)unknowns;
+  if (model.jacobianColumn == NULL || unknownCount != model.states || knownCount != 1) return FMI2_ERROR;
+  if (known < states || known >= states + model.states) return FMI2_ERROR;
+  model.jacobianColumn(instance->data, (size_t)(known - states), sensitivity);
+  for (size_t i = 0; i < unknownCount; ++i) sensitivity[i] *= seed[0];
   return FMI2_OK;
 }

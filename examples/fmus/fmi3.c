@@ -1,6 +1,8 @@
-// Makes an FMU of FMI 3 of a model: Co-Simulation, with event mode where the model has events.
+// Makes an FMU of FMI 3 of a model: Co-Simulation, with event mode where the model has events, and Model Exchange where
+// the model has what that needs.
 #include "runner/fmi/fmi3.h"
 
+#include <math.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -12,6 +14,7 @@ struct Instance {
   void* environment;
   Fmi3LogMessage* log;
   double time;
+  bool isModelExchange;
   bool eventMode;
   bool eventPending;
   void* data;
@@ -34,16 +37,65 @@ FMU_FUNCTION Fmi3GetState fmi3GetFMUState;
 FMU_FUNCTION Fmi3SetState fmi3SetFMUState;
 FMU_FUNCTION Fmi3FreeState fmi3FreeFMUState;
 FMU_FUNCTION Fmi3DoStep fmi3DoStep;
+FMU_FUNCTION Fmi3InstantiateModelExchange fmi3InstantiateModelExchange;
+FMU_FUNCTION Fmi3EnterContinuousTimeMode fmi3EnterContinuousTimeMode;
+FMU_FUNCTION Fmi3CompletedIntegratorStep fmi3CompletedIntegratorStep;
+FMU_FUNCTION Fmi3SetTime fmi3SetTime;
+FMU_FUNCTION Fmi3SetContinuousStates fmi3SetContinuousStates;
+FMU_FUNCTION Fmi3GetContinuousStates fmi3GetContinuousStates;
+FMU_FUNCTION Fmi3GetDerivatives fmi3GetContinuousStateDerivatives;
+FMU_FUNCTION Fmi3GetEventIndicators fmi3GetEventIndicators;
+FMU_FUNCTION Fmi3GetNominals fmi3GetNominalsOfContinuousStates;
+FMU_FUNCTION Fmi3GetNumberOfContinuousStates fmi3GetNumberOfContinuousStates;
+FMU_FUNCTION Fmi3GetNumberOfEventIndicators fmi3GetNumberOfEventIndicators;
+FMU_FUNCTION Fmi3GetDirectionalDerivative fmi3GetDirectionalDerivative;
+
+// In Model Exchange values follow from states that were set.
+static enum StepEnd refresh(struct Instance* instance) {
+  return instance->isModelExchange ? model.update(instance->data, instance->time) : STEP_DONE;
+}
 
 // For fmi3_values.c.
 void* fmu_data(void* opaque);
-void* fmu_data(void* opaque) { return ((struct Instance*)opaque)->data; }
+void* fmu_data(void* opaque) {
+  struct Instance* instance = opaque;
+  (void)refresh(instance);
+  return instance->data;
+}
 
 static int say(struct Instance* instance, int status, const char* text) {
   if (instance->log != NULL) {
     instance->log(instance->environment, status, status == FMI3_FATAL ? "logStatusFatal" : "logStatusError", text);
   }
   return status;
+}
+
+static int statusOf(struct Instance* instance, enum StepEnd how) {
+  switch (how) {
+    case STEP_DISCARD:
+      return FMI3_DISCARD;
+    case STEP_ERROR:
+      return say(instance, FMI3_ERROR, "the model cannot go on");
+    case STEP_FATAL:
+      return say(instance, FMI3_FATAL, "the model is broken");
+    default:
+      return FMI3_OK;
+  }
+}
+
+static struct Instance* make(const char* token, void* environment, Fmi3LogMessage* log) {
+  if (strcmp(token, FMU_TOKEN) != 0) return NULL;
+  struct Instance* instance = calloc(1, sizeof *instance);
+  if (instance == NULL) return NULL;
+  instance->environment = environment;
+  instance->log = log;
+  instance->data = calloc(1, model.bytes);
+  if (instance->data == NULL) {
+    free(instance);
+    return NULL;
+  }
+  model.start(instance->data);
+  return instance;
 }
 
 void* fmi3InstantiateCoSimulation(const char* name, const char* token, const char* resources, bool visible,
@@ -58,18 +110,19 @@ void* fmi3InstantiateCoSimulation(const char* name, const char* token, const cha
   (void)intermediateVariables;
   (void)intermediateCount;
   (void)intermediateUpdate;
-  if (strcmp(token, FMU_TOKEN) != 0) return NULL;
-  struct Instance* instance = calloc(1, sizeof *instance);
-  if (instance == NULL) return NULL;
-  instance->environment = environment;
-  instance->log = log;
-  instance->eventMode = eventModeUsed && model.event != NULL;
-  instance->data = calloc(1, model.bytes);
-  if (instance->data == NULL) {
-    free(instance);
-    return NULL;
-  }
-  model.start(instance->data);
+  struct Instance* instance = make(token, environment, log);
+  if (instance != NULL) instance->eventMode = eventModeUsed && model.event != NULL;
+  return instance;
+}
+
+void* fmi3InstantiateModelExchange(const char* name, const char* token, const char* resources, bool visible,
+                                   bool loggingOn, void* environment, Fmi3LogMessage* log) {
+  (void)name;
+  (void)resources;
+  (void)visible;
+  (void)loggingOn;
+  struct Instance* instance = model.update != NULL ? make(token, environment, log) : NULL;
+  if (instance != NULL) instance->isModelExchange = true;
   return instance;
 }
 
@@ -114,7 +167,8 @@ int fmi3ExitConfigurationMode(void* opaque) {
 }
 
 int fmi3EnterEventMode(void* opaque) {
-  (void)opaque;
+  struct Instance* instance = opaque;
+  if (instance->isModelExchange) instance->eventPending = true;
   return FMI3_OK;
 }
 
@@ -142,10 +196,12 @@ int fmi3UpdateDiscreteStates(void* opaque, bool* needUpdate, bool* terminateSimu
   *terminateSimulation = false;
   *nominalsChanged = false;
   *valuesChanged = instance->eventPending;
-  *nextEventTimeDefined = false;
-  *nextEventTime = 0.0;
   if (instance->eventPending && model.event != NULL) model.event(instance->data, instance->time);
   instance->eventPending = false;
+  const double next =
+      instance->isModelExchange && model.nextTime != NULL ? model.nextTime(instance->data, instance->time) : INFINITY;
+  *nextEventTimeDefined = isfinite(next);
+  *nextEventTime = next;
   return FMI3_OK;
 }
 
@@ -181,14 +237,89 @@ int fmi3DoStep(void* opaque, double time, double step, bool noSetStatePriorToTim
   *earlyReturn = instance->time < end;
   *lastTime = instance->time;
   instance->eventPending = how == STEP_EVENT;
-  switch (how) {
-    case STEP_DISCARD:
-      return FMI3_DISCARD;
-    case STEP_ERROR:
-      return say(instance, FMI3_ERROR, "the model cannot go on");
-    case STEP_FATAL:
-      return say(instance, FMI3_FATAL, "the model is broken");
-    default:
-      return FMI3_OK;
-  }
+  return statusOf(instance, how);
+}
+
+int fmi3EnterContinuousTimeMode(void* opaque) {
+  (void)opaque;
+  return FMI3_OK;
+}
+
+int fmi3CompletedIntegratorStep(void* opaque, bool noSetStatePriorToTime, bool* enterEventMode,
+                                bool* terminateSimulation) {
+  struct Instance* instance = opaque;
+  (void)noSetStatePriorToTime;
+  const enum StepEnd how = model.completeStep != NULL ? model.completeStep(instance->data, instance->time) : STEP_DONE;
+  *enterEventMode = how == STEP_EVENT;
+  *terminateSimulation = how == STEP_TERMINATE;
+  return FMI3_OK;
+}
+
+int fmi3SetTime(void* opaque, double time) {
+  ((struct Instance*)opaque)->time = time;
+  return FMI3_OK;
+}
+
+int fmi3SetContinuousStates(void* opaque, const double values[], size_t count) {
+  if (count != model.states) return FMI3_ERROR;
+  memcpy(model.stateValues(((struct Instance*)opaque)->data), values, count * sizeof *values);
+  return FMI3_OK;
+}
+
+int fmi3GetContinuousStates(void* opaque, double values[], size_t count) {
+  if (count != model.states) return FMI3_ERROR;
+  memcpy(values, model.stateValues(((struct Instance*)opaque)->data), count * sizeof *values);
+  return FMI3_OK;
+}
+
+int fmi3GetContinuousStateDerivatives(void* opaque, double values[], size_t count) {
+  struct Instance* instance = opaque;
+  if (count != model.states) return FMI3_ERROR;
+  const int status = statusOf(instance, refresh(instance));
+  memcpy(values, model.derivativeValues(instance->data), count * sizeof *values);
+  return status;
+}
+
+int fmi3GetEventIndicators(void* opaque, double values[], size_t count) {
+  struct Instance* instance = opaque;
+  if (count != model.indicators) return FMI3_ERROR;
+  if (count == 0) return FMI3_OK;
+  const int status = statusOf(instance, refresh(instance));
+  model.getIndicators(instance->data, instance->time, values);
+  return status;
+}
+
+int fmi3GetNominalsOfContinuousStates(void* opaque, double values[], size_t count) {
+  (void)opaque;
+  for (size_t i = 0; i < count; ++i) values[i] = 1.0;
+  return FMI3_OK;
+}
+
+int fmi3GetNumberOfContinuousStates(void* opaque, size_t* count) {
+  (void)opaque;
+  *count = model.states;
+  return FMI3_OK;
+}
+
+int fmi3GetNumberOfEventIndicators(void* opaque, size_t* count) {
+  (void)opaque;
+  *count = model.indicators;
+  return FMI3_OK;
+}
+
+// Of the derivatives of all states, in their order, by one state: the seed is one number.
+int fmi3GetDirectionalDerivative(void* opaque, const uint32_t unknowns[], size_t unknownCount, const uint32_t knowns[],
+                                 size_t knownCount, const double seed[], size_t seedCount, double sensitivity[],
+                                 size_t sensitivityCount) {
+  const struct Instance* instance = opaque;
+  const double* states = model.stateValues != NULL ? model.stateValues(instance->data) : NULL;
+  size_t count = 0;
+  const double* known = model.address(instance->data, VALUE_FLOAT64, knowns[0], &count);
+  (void)unknowns;
+  (void)unknownCount;
+  if (model.jacobianColumn == NULL || sensitivityCount != model.states) return FMI3_ERROR;
+  if (knownCount != 1 || seedCount != 1 || known < states || known >= states + model.states) return FMI3_ERROR;
+  model.jacobianColumn(instance->data, (size_t)(known - states), sensitivity);
+  for (size_t i = 0; i < sensitivityCount; ++i) sensitivity[i] *= seed[0];
+  return FMI3_OK;
 }

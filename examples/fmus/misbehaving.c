@@ -16,12 +16,16 @@ enum Way {
   WAY_TERMINATE,
   WAY_STANDSTILL,
   WAY_SMALL_STEPS,
-  WAY_EXIT
+  WAY_EXIT,
+  WAY_CHATTER,
+  WAY_STEP_EVENTS
 };
 
 struct Clock {
-  double y;     // the time in s
-  double when;  // to misbehave
+  double y;      // the time in s
+  double der;    // of y
+  double when;   // to misbehave
+  double begin;  // of the step of the solver
   int64_t way;
 };
 
@@ -30,13 +34,18 @@ static void start(void* data) {
   clock->when = 0.5;
 }
 
-static void initialize(void* data, double time) { ((struct Clock*)data)->y = time; }
+static void initialize(void* data, double time) {
+  struct Clock* clock = data;
+  clock->y = time;
+  clock->begin = time;
+}
 
 static void* address(void* data, enum ValueType type, unsigned reference, size_t* count) {
   struct Clock* clock = data;
   *count = 1;
   if (type == VALUE_FLOAT64 && reference == 1) return &clock->y;
   if (type == VALUE_FLOAT64 && reference == 2) return &clock->when;
+  if (type == VALUE_FLOAT64 && reference == 4) return &clock->der;
   if (type == VALUE_ENUMERATION && reference == 3) return &clock->way;
   return NULL;
 }
@@ -80,4 +89,49 @@ static enum StepEnd step(void* data, double time, double end, int mayStop, doubl
   return end > clock->when ? misbehave(clock, time, end, reached) : STEP_DONE;
 }
 
-const struct Model model = {sizeof(struct Clock), start, initialize, address, step, NULL};
+static enum StepEnd update(void* data, double time) {
+  struct Clock* clock = data;
+  double reached = time;
+  clock->der = 1.0;
+  if (time <= clock->when) return STEP_DONE;
+  if (clock->way == WAY_NAN) clock->der = NAN;
+  if (clock->way == WAY_NAN || clock->way == WAY_TERMINATE) return STEP_DONE;
+  return misbehave(clock, clock->begin, time, &reached);
+}
+
+static double* stateValues(void* data) { return &((struct Clock*)data)->y; }
+static double* derivativeValues(void* data) { return &((struct Clock*)data)->der; }
+
+// Events that come again and again at the same time, or are 1e-5 s apart.
+static double nextTime(const void* data, double time) {
+  const struct Clock* clock = data;
+  if (clock->way == WAY_STANDSTILL) return fmax(time, clock->when);
+  if (clock->way == WAY_CHATTER) return fmax(time + 1e-5, clock->when);
+  return INFINITY;
+}
+
+static void event(void* data, double time) {
+  (void)data;
+  (void)time;
+}
+
+static enum StepEnd completeStep(void* data, double time) {
+  struct Clock* clock = data;
+  clock->begin = time;
+  if (time <= clock->when) return STEP_DONE;
+  if (clock->way == WAY_TERMINATE) return STEP_TERMINATE;
+  return clock->way == WAY_STEP_EVENTS ? STEP_EVENT : STEP_DONE;
+}
+
+const struct Model model = {.bytes = sizeof(struct Clock),
+                            .start = start,
+                            .initialize = initialize,
+                            .address = address,
+                            .step = step,
+                            .event = event,
+                            .states = 1,
+                            .stateValues = stateValues,
+                            .derivativeValues = derivativeValues,
+                            .update = update,
+                            .nextTime = nextTime,
+                            .completeStep = completeStep};

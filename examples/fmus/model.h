@@ -55,8 +55,33 @@ struct Model {
   /// @param mayStop Whether the model may stop for an event.
   enum StepEnd (*step)(void* data, double time, double end, int mayStop, double* reached);
 
-  /// Handles the event for which a step stopped; clocks that tick are set. Null if there are none.
+  /// Handles what happens at a time: the event for which a step stopped, in Model Exchange whatever is due; clocks that
+  /// tick are set. Null if there are no events.
   void (*event)(void* data, double time);
+
+  // The rest is for Model Exchange.
+
+  size_t states;      ///< number of continuous states
+  size_t indicators;  ///< number of event indicators
+
+  /// The states, one behind the other, and their derivatives.
+  double* (*stateValues)(void* data);
+  double* (*derivativeValues)(void* data);
+
+  /// Calculates the derivatives and what else follows from time and states.
+  /// @return STEP_DONE, or STEP_DISCARD, STEP_ERROR, STEP_FATAL where that fails.
+  enum StepEnd (*update)(void* data, double time);
+
+  void (*getIndicators)(const void* data, double time, double* values);
+
+  /// The time of the next time event, not before the given one; infinite if there is none. Null if there never are any.
+  double (*nextTime)(const void* data, double time);
+
+  /// Column `state` of the Jacobian matrix, as many values as there are states. Null if it is not known.
+  void (*jacobianColumn)(const void* data, size_t state, double* column);
+
+  /// Ends a step of the solver: STEP_DONE, STEP_EVENT or STEP_TERMINATE. Null if there is nothing to do.
+  enum StepEnd (*completeStep)(void* data, double time);
 };
 
 /// The model of this FMU.

@@ -20,10 +20,23 @@ static void start(void* data) {
   oscillator->mu = 1.0;
 }
 
-static void initialize(void* data, double time) {
+static enum StepEnd update(void* data, double time) {
   struct Oscillator* oscillator = data;
   (void)time;
   derivatives(oscillator, oscillator->x, oscillator->der);
+  return STEP_DONE;
+}
+
+static void initialize(void* data, double time) { (void)update(data, time); }
+
+static double* stateValues(void* data) { return ((struct Oscillator*)data)->x; }
+static double* derivativeValues(void* data) { return ((struct Oscillator*)data)->der; }
+
+static void jacobianColumn(const void* data, size_t state, double* column) {
+  const struct Oscillator* oscillator = data;
+  const double* x = oscillator->x;
+  column[0] = state == 0 ? 0.0 : 1.0;
+  column[1] = state == 0 ? -2.0 * oscillator->mu * x[0] * x[1] - 1.0 : oscillator->mu * (1.0 - x[0] * x[0]);
 }
 
 static void* address(void* data, enum ValueType type, unsigned reference, size_t* count) {
@@ -70,4 +83,13 @@ static enum StepEnd step(void* data, double time, double end, int mayStop, doubl
   return STEP_DONE;
 }
 
-const struct Model model = {sizeof(struct Oscillator), start, initialize, address, step, NULL};
+const struct Model model = {.bytes = sizeof(struct Oscillator),
+                            .start = start,
+                            .initialize = initialize,
+                            .address = address,
+                            .step = step,
+                            .states = 2,
+                            .stateValues = stateValues,
+                            .derivativeValues = derivativeValues,
+                            .update = update,
+                            .jacobianColumn = jacobianColumn};

@@ -55,6 +55,8 @@ void addMany(CLI::App& app, const char* name, std::vector<std::string>& values, 
 void settle(Arguments& arguments) {
   if (arguments.kind == "cs") arguments.run.kind = Kind::coSimulation;
   if (arguments.kind == "me") arguments.run.kind = Kind::modelExchange;
+  if (arguments.solver == "bdf") arguments.run.method = OdeMethod::bdf;
+  if (arguments.solver == "adams") arguments.run.method = OdeMethod::adams;
   std::istringstream list(arguments.intervals);
   for (std::string one; std::getline(list, one, ',');) arguments.run.intervals.push_back(parseInterval(one));
   if (!arguments.shard.empty()) arguments.sweep.shard = parseShard(arguments.shard);
@@ -83,6 +85,8 @@ void addSweepOptions(CLI::App& app, Arguments& arguments) {
 void addRunOptions(CLI::App& app, Arguments& arguments) {
   RunOptions& run = arguments.run;
   app.add_option("--kind", arguments.kind, "cs or me; cs where the FMU offers it")->check(CLI::IsMember({"cs", "me"}));
+  app.add_option("--solver", arguments.solver, "Of Model Exchange: bdf or adams (bdf)")
+      ->check(CLI::IsMember({"bdf", "adams"}));
   app.add_option("--start", run.start, "Start time in seconds");
   app.add_option("--stop", run.stop, "Stop time in seconds");
   app.add_option("--step", run.step, "Communication step in seconds");

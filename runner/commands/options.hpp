@@ -17,7 +17,7 @@ struct Arguments {
   RunOptions run;
   SweepOptions sweep;      ///< its runs are those of `run`
   CompareOptions compare;  ///< its run is that of `run`
-  std::string kind;
+  std::string kind, solver;
   std::string intervals;
   std::string shard;
   bool json = false;

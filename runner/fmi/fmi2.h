@@ -71,6 +71,9 @@ typedef int Fmi2GetContinuousStates(void* instance, double values[], size_t coun
 typedef int Fmi2GetDerivatives(void* instance, double values[], size_t count);
 typedef int Fmi2GetEventIndicators(void* instance, double values[], size_t count);
 typedef int Fmi2GetNominals(void* instance, double values[], size_t count);
+typedef int Fmi2GetDirectionalDerivative(void* instance, const unsigned unknowns[], size_t unknownCount,
+                                         const unsigned knowns[], size_t knownCount, const double seed[],
+                                         double sensitivity[]);
 
 #ifdef __cplusplus
 }

@@ -91,6 +91,11 @@ typedef int Fmi3GetContinuousStates(void* instance, double values[], size_t coun
 typedef int Fmi3GetDerivatives(void* instance, double values[], size_t count);
 typedef int Fmi3GetEventIndicators(void* instance, double values[], size_t count);
 typedef int Fmi3GetNominals(void* instance, double values[], size_t count);
+typedef int Fmi3GetNumberOfContinuousStates(void* instance, size_t* count);
+typedef int Fmi3GetNumberOfEventIndicators(void* instance, size_t* count);
+typedef int Fmi3GetDirectionalDerivative(void* instance, const uint32_t unknowns[], size_t unknownCount,
+                                         const uint32_t knowns[], size_t knownCount, const double seed[],
+                                         size_t seedCount, double sensitivity[], size_t sensitivityCount);
 
 #ifdef __cplusplus
 }

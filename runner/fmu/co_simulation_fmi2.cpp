@@ -1,175 +1,35 @@
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
-#include <vector>
-
-#include "runner/fmi/fmi2.h"
-#include "runner/fmu/co_simulation.hpp"
-#include "runner/fmu/file_uri.hpp"
-#include "runner/fmu/shared_library.hpp"
-#include "runner/fmu/status.hpp"
+#include "runner/fmu/fmi2_instance.hpp"
+#include "runner/fmu/versions.hpp"
 
 namespace vtio::runner {
 namespace {
 
-struct Functions {
-  explicit Functions(const SharedLibrary& library) {
-    library.require(instantiate, "fmi2Instantiate");
-    library.require(freeInstance, "fmi2FreeInstance");
-    library.require(setupExperiment, "fmi2SetupExperiment");
-    library.require(enterInitialization, "fmi2EnterInitializationMode");
-    library.require(exitInitialization, "fmi2ExitInitializationMode");
-    library.require(terminate, "fmi2Terminate");
-    library.require(getReal, "fmi2GetReal");
-    library.require(getInteger, "fmi2GetInteger");
-    library.require(getBoolean, "fmi2GetBoolean");
-    library.require(getString, "fmi2GetString");
-    library.require(setReal, "fmi2SetReal");
-    library.require(setInteger, "fmi2SetInteger");
-    library.require(setBoolean, "fmi2SetBoolean");
-    library.require(setString, "fmi2SetString");
+struct Fmi2StepFunctions {
+  explicit Fmi2StepFunctions(const SharedLibrary& library) {
     library.require(doStep, "fmi2DoStep");
-    library.take(getState, "fmi2GetFMUstate");
-    library.take(setState, "fmi2SetFMUstate");
-    library.take(freeState, "fmi2FreeFMUstate");
     library.take(getRealStatus, "fmi2GetRealStatus");
     library.take(getBooleanStatus, "fmi2GetBooleanStatus");
   }
 
-  Fmi2Instantiate* instantiate = nullptr;
-  Fmi2FreeInstance* freeInstance = nullptr;
-  Fmi2SetupExperiment* setupExperiment = nullptr;
-  Fmi2EnterInitializationMode* enterInitialization = nullptr;
-  Fmi2ExitInitializationMode* exitInitialization = nullptr;
-  Fmi2Terminate* terminate = nullptr;
-  Fmi2GetReal* getReal = nullptr;
-  Fmi2GetInteger* getInteger = nullptr;
-  Fmi2GetBoolean* getBoolean = nullptr;
-  Fmi2GetString* getString = nullptr;
-  Fmi2SetReal* setReal = nullptr;
-  Fmi2SetInteger* setInteger = nullptr;
-  Fmi2SetBoolean* setBoolean = nullptr;
-  Fmi2SetString* setString = nullptr;
   Fmi2DoStep* doStep = nullptr;
-  Fmi2GetState* getState = nullptr;
-  Fmi2SetState* setState = nullptr;
-  Fmi2FreeState* freeState = nullptr;
   Fmi2GetRealStatus* getRealStatus = nullptr;
   Fmi2GetBooleanStatus* getBooleanStatus = nullptr;
 };
 
-// The message arrives as a printf format with its arguments.
-void logMessage(void* environment, const char* /*instance*/, int /*status*/, const char* category, const char* format,
-                ...) {
-  const auto& sink = *static_cast<const MessageSink*>(environment);
-  if (!sink || format == nullptr) return;
-  char text[4096];
-  va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof text, format, arguments);  // NOLINT(clang-analyzer-valist.Uninitialized): started above
-  va_end(arguments);
-  sink(category != nullptr ? category : "", text);
-}
-
-class CoSimulationOfFmi2 final : public Instance {
+class CoSimulationOfFmi2 final : public Fmi2Instance<CoSimulation> {
  public:
   CoSimulationOfFmi2(const ModelDescription& model, const InstanceSetup& setup)
-      : library_(setup.library), functions_(library_), message_(setup.message) {
-    callbacks_ = {&logMessage, &std::calloc, &std::free, nullptr, &message_};
-    instance_ = functions_.instantiate("instance", FMI2_CO_SIMULATION, model.instantiationToken.c_str(),
-                                       fileUri(setup.resources).c_str(), &callbacks_, 0, setup.loggingOn ? 1 : 0);
-    if (instance_ == nullptr) throw RunnerError(ExitStatus::failed, "fmi2Instantiate returned no instance");
-  }
-
-  ~CoSimulationOfFmi2() override {
-    if (instance_ != nullptr && !status_.isFatal()) functions_.freeInstance(instance_);
-  }
-
-  void get(VariableType type, std::span<const std::uint32_t> references, void* values, std::size_t count) override {
-    const std::uint32_t* first = references.data();
-    if (type == VariableType::float64) {
-      status_.check(functions_.getReal(instance_, first, count, static_cast<double*>(values)), "fmi2GetReal");
-    } else if (type == VariableType::int32) {
-      status_.check(functions_.getInteger(instance_, first, count, static_cast<int*>(values)), "fmi2GetInteger");
-    } else if (type == VariableType::boolean) {
-      integers_.resize(count);
-      status_.check(functions_.getBoolean(instance_, first, count, integers_.data()), "fmi2GetBoolean");
-      auto* bytes = static_cast<std::uint8_t*>(values);
-      for (std::size_t i = 0; i < count; ++i) bytes[i] = integers_[i] != 0 ? 1 : 0;
-    } else {
-      integers_.resize(count);
-      status_.check(functions_.getInteger(instance_, first, count, integers_.data()), "fmi2GetInteger");
-      std::copy(integers_.begin(), integers_.end(), static_cast<std::int64_t*>(values));
-    }
-  }
-
-  void set(VariableType type, std::span<const std::uint32_t> references, const void* values,
-           std::size_t count) override {
-    const std::uint32_t* first = references.data();
-    if (type == VariableType::float64) {
-      status_.check(functions_.setReal(instance_, first, count, static_cast<const double*>(values)), "fmi2SetReal");
-    } else if (type == VariableType::int32) {
-      status_.check(functions_.setInteger(instance_, first, count, static_cast<const int*>(values)), "fmi2SetInteger");
-    } else if (type == VariableType::boolean) {
-      const auto* bytes = static_cast<const std::uint8_t*>(values);
-      integers_.assign(bytes, bytes + count);
-      status_.check(functions_.setBoolean(instance_, first, count, integers_.data()), "fmi2SetBoolean");
-    } else {
-      const auto* numbers = static_cast<const std::int64_t*>(values);
-      integers_.resize(count);
-      for (std::size_t i = 0; i < count; ++i) integers_[i] = static_cast<int>(numbers[i]);
-      status_.check(functions_.setInteger(instance_, first, count, integers_.data()), "fmi2SetInteger");
-    }
-  }
-
-  void getTexts(std::span<const std::uint32_t> references, std::span<const char*> values) override {
-    status_.check(functions_.getString(instance_, references.data(), references.size(), values.data()),
-                  "fmi2GetString");
-  }
-
-  void setTexts(std::span<const std::uint32_t> references, std::span<const char* const> values) override {
-    status_.check(functions_.setString(instance_, references.data(), references.size(), values.data()),
-                  "fmi2SetString");
-  }
-
-  void getBinaries(std::span<const std::uint32_t>, std::span<std::size_t>, std::span<const std::uint8_t*>) override {}
-  void setBinaries(std::span<const std::uint32_t>, std::span<const std::size_t>,
-                   std::span<const std::uint8_t* const>) override {}
-  void enterConfiguration() override {}
-  void exitConfiguration() override {}
-
-  void enterInitialization(const Experiment& experiment) override {
-    status_.check(functions_.setupExperiment(instance_, experiment.tolerance ? 1 : 0,
-                                             experiment.tolerance.value_or(0.0), experiment.start, 1, experiment.stop),
-                  "fmi2SetupExperiment");
-    status_.check(functions_.enterInitialization(instance_), "fmi2EnterInitializationMode");
-  }
+      : Fmi2Instance(model, setup, FMI2_CO_SIMULATION), functions_(library()) {}
 
   EventOutcome exitInitialization() override {
-    status_.check(functions_.exitInitialization(instance_), "fmi2ExitInitializationMode");
+    leaveInitialization();
     return {};
   }
 
-  void terminate() override { status_.check(functions_.terminate(instance_), "fmi2Terminate"); }
-
-  void getState(void*& state) override {
-    if (functions_.getState == nullptr) throw RunnerError("the binary has no function 'fmi2GetFMUstate'");
-    status_.check(functions_.getState(instance_, &state), "fmi2GetFMUstate");
-  }
-
-  void setState(void* state) override {
-    if (functions_.setState == nullptr) throw RunnerError("the binary has no function 'fmi2SetFMUstate'");
-    status_.check(functions_.setState(instance_, state), "fmi2SetFMUstate");
-  }
-
-  void freeState(void* state) noexcept override {
-    if (functions_.freeState != nullptr && !status_.isFatal()) functions_.freeState(instance_, &state);
-  }
-
   StepOutcome doStep(double time, double step, bool noSetStatePrior) override {
-    const int status = functions_.doStep(instance_, time, step, noSetStatePrior ? 1 : 0);
-    if (status != FMI2_DISCARD) {
-      status_.check(status, "fmi2DoStep");
+    const int result = functions_.doStep(instance(), time, step, noSetStatePrior ? 1 : 0);
+    if (result != FMI2_DISCARD) {
+      status().check(result, "fmi2DoStep");
       return {false, false, false, time + step};
     }
     return afterDiscard(time);
@@ -184,27 +44,21 @@ class CoSimulationOfFmi2 final : public Instance {
   StepOutcome afterDiscard(double time) {
     int terminated = 0;
     if (functions_.getBooleanStatus != nullptr) {
-      functions_.getBooleanStatus(instance_, FMI2_STATUS_TERMINATED, &terminated);
+      functions_.getBooleanStatus(instance(), FMI2_STATUS_TERMINATED, &terminated);
     }
     double lastTime = time;
     if (terminated != 0 && functions_.getRealStatus != nullptr) {
-      functions_.getRealStatus(instance_, FMI2_STATUS_LAST_TIME, &lastTime);
+      functions_.getRealStatus(instance(), FMI2_STATUS_LAST_TIME, &lastTime);
     }
     return {terminated == 0, false, terminated != 0, lastTime};
   }
 
-  SharedLibrary library_;
-  Functions functions_;
-  MessageSink message_;  // the FMU keeps its address
-  Fmi2Callbacks callbacks_{};
-  void* instance_ = nullptr;
-  CallStatus status_;
-  std::vector<int> integers_;  // FMI 2 hands Booleans and enumerations over as int
+  Fmi2StepFunctions functions_;
 };
 
 }  // namespace
 
-std::unique_ptr<Instance> makeCoSimulationOfFmi2(const ModelDescription& model, const InstanceSetup& setup) {
+std::unique_ptr<CoSimulation> makeCoSimulationOfFmi2(const ModelDescription& model, const InstanceSetup& setup) {
   return std::make_unique<CoSimulationOfFmi2>(model, setup);
 }
 

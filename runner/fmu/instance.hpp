@@ -1,6 +1,6 @@
 /// @file
 /// One instance of an FMU, whatever its version: values, states of the instance, the functions common to all kinds.
-/// See co_simulation.hpp.
+/// Start at co_simulation.hpp or model_exchange.hpp.
 #pragma once
 
 #include <cstddef>
@@ -39,15 +39,9 @@ struct InstanceSetup {
 /// What came out of an event iteration.
 struct EventOutcome {
   bool terminate = false;
+  bool statesChanged = false;      ///< continuous states jumped
+  bool nominalsChanged = false;    ///< of continuous states
   std::optional<double> nextTime;  ///< of the next time event, in seconds
-};
-
-/// What came out of a communication step.
-struct StepOutcome {
-  bool discarded = false;    ///< nothing happened that counts
-  bool eventNeeded = false;  ///< handleEvents() comes next
-  bool terminate = false;    ///< the FMU asks to end the simulation
-  double lastTime = 0.0;     ///< up to which time the step went; may be early, in seconds
 };
 
 /// An instance. Values are passed in the form of bytesOf(): Boolean, Clock one byte 0 or 1, Enumeration int64; arrays
@@ -83,7 +77,7 @@ class VTIO_RUNNER_EXPORT Instance {
   virtual void exitConfiguration() = 0;
 
   virtual void enterInitialization(const Experiment& experiment) = 0;
-  /// Leaves the instance ready for a step.
+  /// Leaves the instance ready for a step, or in continuous time.
   /// @return What the first event iteration gave, where there is one.
   virtual EventOutcome exitInitialization() = 0;
   virtual void terminate() = 0;
@@ -95,11 +89,8 @@ class VTIO_RUNNER_EXPORT Instance {
   /// Does nothing after a fatal error of the FMU.
   virtual void freeState(void* state) noexcept = 0;
 
-  /// Runs the FMU from time to time + step, both in seconds.
-  /// @param noSetStatePrior No state before this time will be set any more.
-  [[nodiscard]] virtual StepOutcome doStep(double time, double step, bool noSetStatePrior) = 0;
-
-  /// Enters the event mode; between this and leaveEvents() values are those of the event. Only where steps ask for it.
+  /// Enters the event mode; between this and leaveEvents() values are those of the event. An FMU for Co-Simulation has
+  /// this mode only where its steps ask for it.
   virtual void enterEvents() = 0;
   /// Iterates until the discrete states are settled.
   [[nodiscard]] virtual EventOutcome iterateEvents() = 0;
@@ -108,11 +99,5 @@ class VTIO_RUNNER_EXPORT Instance {
  protected:
   Instance() = default;
 };
-
-/// Instantiates an FMU for Co-Simulation.
-/// @param model Must outlive the instance.
-/// @throws RunnerError if the library cannot be loaded, lacks a function or refuses to be instantiated.
-[[nodiscard]] VTIO_RUNNER_EXPORT std::unique_ptr<Instance> makeCoSimulation(const ModelDescription& model,
-                                                                            const InstanceSetup& setup);
 
 }  // namespace vtio::runner

@@ -19,6 +19,13 @@ class CallStatus final {
     throw RunnerError(ExitStatus::failed, std::string(function) + " returned " + name(status));
   }
 
+  /// As check(), but false where the FMU discards what it was asked for.
+  [[nodiscard]] bool accepted(int status, const char* function) {
+    if (status == 2) return false;
+    check(status, function);
+    return true;
+  }
+
   /// Not even freeing the instance and its states is allowed any more.
   [[nodiscard]] bool isFatal() const { return fatal_; }
 

@@ -73,7 +73,13 @@ void InputTable::readRow(const std::vector<std::string>& cells, const ModelDescr
   }
 }
 
-void InputTable::apply(Instance& instance, double time, EventSide side) {
+void InputTable::apply(Instance& instance, double time, EventSide side) { applyColumns(instance, time, side, false); }
+
+void InputTable::applyContinuous(Instance& instance, double time, EventSide side) {
+  applyColumns(instance, time, side, true);
+}
+
+void InputTable::applyColumns(Instance& instance, double time, EventSide side, bool onlyContinuous) {
   if (columns_.empty()) return;
   // The last row that counts, and how far the time is on the way to the next one.
   const auto behind = side == EventSide::after ? std::upper_bound(times_.begin(), times_.end(), time)
@@ -84,7 +90,9 @@ void InputTable::apply(Instance& instance, double time, EventSide side) {
   const bool hasNext = row + 1 < times_.size() && times_[row] < time;
   const double share = hasNext ? (time - times_[row]) / (times_[row + 1] - times_[row]) : 0.0;
   for (Column& column : columns_) {
-    if (share > 0.0 && column.variable->variability == Variability::continuous) {
+    const bool isContinuous = column.variable->variability == Variability::continuous;
+    if (onlyContinuous && !isContinuous) continue;
+    if (share > 0.0 && isContinuous) {
       setMixed(instance, column, column.rows[row], column.rows[row + 1], share);
     } else {
       setValues(instance, *column.variable, column.rows[row]);
@@ -110,6 +118,25 @@ double InputTable::nextEvent(double time) const {
   at = std::adjacent_find(at, times_.end());
   if (at == times_.end()) return kNever;
   return *at;
+}
+
+bool InputTable::jumpsAt(std::size_t row) const {
+  if (row + 1 < times_.size() && times_[row + 1] == times_[row]) return true;
+  if (row == 0) return false;
+  return std::any_of(columns_.begin(), columns_.end(), [row](const Column& column) {
+    const Values& before = column.rows[row - 1];
+    const Values& now = column.rows[row];
+    return column.variable->variability != Variability::continuous &&
+           (before.numbers != now.numbers || before.texts != now.texts);
+  });
+}
+
+double InputTable::nextChange(double time) const {
+  const auto behind = std::upper_bound(times_.begin(), times_.end(), time);
+  for (auto row = static_cast<std::size_t>(behind - times_.begin()); row < times_.size(); ++row) {
+    if (jumpsAt(row)) return times_[row];
+  }
+  return kNever;
 }
 
 void setValues(Instance& instance, const Variable& variable, const Values& values) {

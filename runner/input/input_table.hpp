@@ -38,6 +38,13 @@ class VTIO_RUNNER_EXPORT InputTable final {
   /// Sets all inputs of the table to their values at a time in seconds.
   void apply(Instance& instance, double time, EventSide side);
 
+  /// As apply(), of continuous inputs alone.
+  void applyContinuous(Instance& instance, double time, EventSide side);
+
+  /// The first time after another at which inputs jump: an event, or a row in which a held input has another value than
+  /// in the row before; kNever if there is none.
+  [[nodiscard]] double nextChange(double time) const;
+
   /// The first event after a time, in seconds; kNever if there is none.
   [[nodiscard]] double nextEvent(double time) const;
 
@@ -52,6 +59,8 @@ class VTIO_RUNNER_EXPORT InputTable final {
 
   void readHeader(const std::vector<std::string>& cells, const ModelDescription& model);
   void readRow(const std::vector<std::string>& cells, const ModelDescription& model);
+  void applyColumns(Instance& instance, double time, EventSide side, bool onlyContinuous);
+  [[nodiscard]] bool jumpsAt(std::size_t row) const;
   static void setMixed(Instance& instance, Column& column, const Values& low, const Values& high, double share);
 
   std::vector<double> times_;

@@ -2,11 +2,12 @@
 /// What an instance is asked for in another process, and the kinds of answers.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace vtio::runner {
 
-/// The operations of an Instance. A request is a call and its arguments in the order of the operation's declaration.
+/// The operations of an Instance, then those of CoSimulation and ModelExchange. A request is a call and its arguments in the order of the operation's declaration.
 enum class Call : std::uint8_t {
   instantiate,  ///< made by the process itself, before the first request
   get,
@@ -23,11 +24,22 @@ enum class Call : std::uint8_t {
   getState,
   setState,
   freeState,
-  doStep,
   enterEvents,
   iterateEvents,
-  leaveEvents
+  leaveEvents,
+  doStep,
+  countStates,
+  countIndicators,
+  moveTo,
+  getDerivatives,
+  getIndicators,
+  hasJacobian,
+  getJacobian,
+  getStates,
+  getNominals,
+  completeStep
 };
+inline constexpr std::size_t kCalls = static_cast<std::size_t>(Call::completeStep) + 1;
 
 /// How a parcel from the process of the FMU begins. Any number of messages come before a result or an error.
 enum class Answer : std::uint8_t {

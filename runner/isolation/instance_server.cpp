@@ -1,8 +1,11 @@
 #include "runner/isolation/instance_server.hpp"
 
 #include <memory>
+#include <utility>
 #include <vector>
 
+#include "runner/fmu/co_simulation.hpp"
+#include "runner/fmu/model_exchange.hpp"
 #include "runner/isolation/calls.hpp"
 
 namespace vtio::runner {
@@ -17,8 +20,8 @@ std::uint64_t numberOf(const void* state) { return reinterpret_cast<std::uint64_
 
 class InstanceServer {
  public:
-  InstanceServer(Channel& channel, const ModelDescription& model, const InstanceSetup& setup)
-      : channel_(channel), model_(model), setup_(setup) {
+  InstanceServer(Channel& channel, const ModelDescription& model, const InstanceSetup& setup, Kind kind)
+      : channel_(channel), model_(model), setup_(setup), kind_(kind) {
     setup_.message = [this](std::string_view category, std::string_view text) {
       note_.clear();
       note_.put(Answer::message);
@@ -29,13 +32,25 @@ class InstanceServer {
   }
 
   void serve() {
-    answer([this] { instance_ = makeCoSimulation(model_, setup_); });
+    answer([this] { instantiate(); });
     while (reached_ && channel_.receive(request_) == Received::parcel) {
       answer([this] { call(request_.take<Call>()); });
     }
   }
 
  private:
+  void instantiate() {
+    if (kind_ == Kind::modelExchange) {
+      auto made = makeModelExchange(model_, setup_);
+      modelExchange_ = made.get();
+      instance_ = std::move(made);
+    } else {
+      auto made = makeCoSimulation(model_, setup_);
+      coSimulation_ = made.get();
+      instance_ = std::move(made);
+    }
+  }
+
   template <typename Action>
   void answer(const Action& action) {
     reply_.clear();
@@ -79,8 +94,10 @@ class InstanceServer {
         return enterInitialization();
       case Call::doStep:
         return doStep();
+      case Call::moveTo:
+        return moveTo();
       default:
-        return changeMode(call);
+        return call >= Call::countStates ? askModelExchange(call) : changeMode(call);
     }
   }
 
@@ -153,7 +170,47 @@ class InstanceServer {
   void doStep() {
     const auto time = request_.take<double>();
     const auto step = request_.take<double>();
-    reply_.put(instance_->doStep(time, step, request_.take<bool>()));
+    reply_.put(coSimulation_->doStep(time, step, request_.take<bool>()));
+  }
+
+  void moveTo() {
+    const auto time = request_.take<double>();
+    request_.takeArray(states_);
+    reply_.put(modelExchange_->moveTo(time, states_));
+  }
+
+  void askModelExchange(Call call) {
+    switch (call) {
+      case Call::countStates:
+        return reply_.put(modelExchange_->stateCount());
+      case Call::countIndicators:
+        return reply_.put(modelExchange_->indicatorCount());
+      case Call::hasJacobian:
+        return reply_.put(modelExchange_->hasJacobian());
+      case Call::completeStep:
+        return reply_.put(modelExchange_->completeStep(request_.take<bool>()));
+      default:
+        states_.resize(request_.take<std::size_t>());
+        reply_.put(fill(call));
+        reply_.append(states_.data(), states_.size() * sizeof(double));
+    }
+  }
+
+  bool fill(Call call) {
+    switch (call) {
+      case Call::getDerivatives:
+        return modelExchange_->getDerivatives(states_);
+      case Call::getIndicators:
+        return modelExchange_->getIndicators(states_);
+      case Call::getJacobian:
+        return modelExchange_->getJacobian(states_);
+      case Call::getStates:
+        modelExchange_->getStates(states_);
+        return true;
+      default:
+        modelExchange_->getNominals(states_);
+        return true;
+    }
   }
 
   void changeMode(Call call) {
@@ -178,17 +235,21 @@ class InstanceServer {
   Channel& channel_;
   const ModelDescription& model_;
   InstanceSetup setup_;
+  Kind kind_;
   std::unique_ptr<Instance> instance_;
+  CoSimulation* coSimulation_ = nullptr;    // instance_, if it is one
+  ModelExchange* modelExchange_ = nullptr;  // likewise
   Parcel request_, reply_, note_;
   std::vector<std::uint32_t> references_;
   std::vector<std::byte> values_;
-  bool reached_ = true;  // whether the other end still takes what is sent
+  std::vector<double> states_;  // or what else the solver wants
+  bool reached_ = true;         // whether the other end still takes what is sent
 };
 
 }  // namespace
 
-void serveInstance(Channel& channel, const ModelDescription& model, const InstanceSetup& setup) {
-  InstanceServer(channel, model, setup).serve();
+void serveInstance(Channel& channel, const ModelDescription& model, const InstanceSetup& setup, Kind kind) {
+  InstanceServer(channel, model, setup, kind).serve();
 }
 
 }  // namespace vtio::runner

@@ -7,8 +7,8 @@
 
 namespace vtio::runner {
 
-/// Instantiates an FMU for Co-Simulation and does what the channel asks for until the other end finishes or is gone.
+/// Instantiates an FMU and does what the channel asks for until the other end finishes or is gone.
 /// @param setup Its messages go into the channel, whatever sink it names.
-void serveInstance(Channel& channel, const ModelDescription& model, const InstanceSetup& setup);
+void serveInstance(Channel& channel, const ModelDescription& model, const InstanceSetup& setup, Kind kind);
 
 }  // namespace vtio::runner

@@ -15,38 +15,51 @@ namespace vtio::runner {
 namespace {
 
 const char* nameOf(Call call) {
-  static constexpr std::array<const char*, 19> kNames{"the instantiation",
-                                                      "reading values",
-                                                      "setting values",
-                                                      "reading texts",
-                                                      "setting texts",
-                                                      "reading binaries",
-                                                      "setting binaries",
-                                                      "configuration",
-                                                      "configuration",
-                                                      "the initialisation",
-                                                      "the initialisation",
-                                                      "the termination",
-                                                      "copying its state",
-                                                      "setting its state",
-                                                      "freeing a state",
-                                                      "a step",
-                                                      "an event",
-                                                      "an event",
-                                                      "an event"};
+  static constexpr std::array<const char*, kCalls> kNames{"the instantiation",
+                                                          "reading values",
+                                                          "setting values",
+                                                          "reading texts",
+                                                          "setting texts",
+                                                          "reading binaries",
+                                                          "setting binaries",
+                                                          "configuration",
+                                                          "configuration",
+                                                          "the initialisation",
+                                                          "the initialisation",
+                                                          "the termination",
+                                                          "copying its state",
+                                                          "setting its state",
+                                                          "freeing a state",
+                                                          "an event",
+                                                          "an event",
+                                                          "an event",
+                                                          "a step",
+                                                          "counting its states",
+                                                          "counting its event indicators",
+                                                          "moving its states",
+                                                          "its derivatives",
+                                                          "its event indicators",
+                                                          "its directional derivatives",
+                                                          "its directional derivatives",
+                                                          "reading its states",
+                                                          "reading nominal values",
+                                                          "the end of a step"};
   return kNames.at(static_cast<std::size_t>(call));
 }
 
-class IsolatedInstance final : public Instance {
+/// @tparam Base CoSimulation or ModelExchange.
+template <typename Base>
+class IsolatedInstance : public Base {
  public:
-  IsolatedInstance(const ModelDescription& model, const InstanceSetup& setup, std::chrono::milliseconds patience)
+  IsolatedInstance(const ModelDescription& model, const InstanceSetup& setup, std::chrono::milliseconds patience,
+                   Kind kind)
       : message_(setup.message), patience_(patience) {
     auto [here, there] = Channel::pair();
     channel_.emplace(std::move(here));
     Channel& far = there;
     process_.emplace([&] {
       channel_.reset();
-      serveInstance(far, model, setup);
+      serveInstance(far, model, setup, kind);
     });
     // The other end is to be in the child alone: its end is the end of the channel.
     const Channel closed(std::move(there));
@@ -146,15 +159,6 @@ class IsolatedInstance final : public Instance {
     }
   }
 
-  StepOutcome doStep(double time, double step, bool noSetStatePrior) override {
-    begin(Call::doStep);
-    request_.put(time);
-    request_.put(step);
-    request_.put(noSetStatePrior);
-    ask(Call::doStep);
-    return reply_.take<StepOutcome>();
-  }
-
   void enterEvents() override { askAlone(Call::enterEvents); }
 
   EventOutcome iterateEvents() override {
@@ -164,26 +168,17 @@ class IsolatedInstance final : public Instance {
 
   void leaveEvents() override { askAlone(Call::leaveEvents); }
 
- private:
+ protected:
+  [[nodiscard]] Parcel& request() { return request_; }
+  [[nodiscard]] Parcel& reply() { return reply_; }
+
   void begin(Call call) {
     request_.clear();
     request_.put(call);
   }
 
-  void beginMany(Call call, std::span<const std::uint32_t> references, std::size_t count) {
-    begin(call);
-    request_.putArray(references);
-    request_.put(count);
-  }
-
   void askAlone(Call call) {
     begin(call);
-    ask(call);
-  }
-
-  void askForState(Call call, const void* state) {
-    begin(call);
-    request_.put(reinterpret_cast<std::uint64_t>(state));
     ask(call);
   }
 
@@ -192,6 +187,19 @@ class IsolatedInstance final : public Instance {
     if (isGone_) throw RunnerError(ExitStatus::failed, "the process of the FMU is gone");
     if (!channel_->send(request_)) failEnded(call);
     receive(call);
+  }
+
+ private:
+  void beginMany(Call call, std::span<const std::uint32_t> references, std::size_t count) {
+    begin(call);
+    request_.putArray(references);
+    request_.put(count);
+  }
+
+  void askForState(Call call, const void* state) {
+    begin(call);
+    request_.put(reinterpret_cast<std::uint64_t>(state));
+    ask(call);
   }
 
   void receive(Call call) {
@@ -240,11 +248,76 @@ class IsolatedInstance final : public Instance {
   bool isGone_ = false;             // the process ended, or is about to
 };
 
+class IsolatedCoSimulation final : public IsolatedInstance<CoSimulation> {
+ public:
+  using IsolatedInstance::IsolatedInstance;
+
+  StepOutcome doStep(double time, double step, bool noSetStatePrior) override {
+    begin(Call::doStep);
+    request().put(time);
+    request().put(step);
+    request().put(noSetStatePrior);
+    ask(Call::doStep);
+    return reply().take<StepOutcome>();
+  }
+};
+
+class IsolatedModelExchange final : public IsolatedInstance<ModelExchange> {
+ public:
+  using IsolatedInstance::IsolatedInstance;
+
+  std::size_t stateCount() override { return takeAfter<std::size_t>(Call::countStates); }
+  std::size_t indicatorCount() override { return takeAfter<std::size_t>(Call::countIndicators); }
+
+  bool moveTo(double time, std::span<const double> states) override {
+    begin(Call::moveTo);
+    request().put(time);
+    request().putArray(states);
+    ask(Call::moveTo);
+    return reply().take<bool>();
+  }
+
+  bool getDerivatives(std::span<double> derivatives) override { return fill(Call::getDerivatives, derivatives); }
+  bool getIndicators(std::span<double> indicators) override { return fill(Call::getIndicators, indicators); }
+  bool hasJacobian() override { return takeAfter<bool>(Call::hasJacobian); }
+  bool getJacobian(std::span<double> columns) override { return fill(Call::getJacobian, columns); }
+  void getStates(std::span<double> states) override { (void)fill(Call::getStates, states); }
+  void getNominals(std::span<double> nominals) override { (void)fill(Call::getNominals, nominals); }
+
+  StepCompletion completeStep(bool noSetStatePrior) override {
+    begin(Call::completeStep);
+    request().put(noSetStatePrior);
+    ask(Call::completeStep);
+    return reply().take<StepCompletion>();
+  }
+
+ private:
+  template <typename T>
+  T takeAfter(Call call) {
+    askAlone(call);
+    return reply().take<T>();
+  }
+
+  bool fill(Call call, std::span<double> values) {
+    begin(call);
+    request().put(values.size());
+    ask(call);
+    const bool known = reply().take<bool>();
+    reply().takeInto(values.data(), values.size_bytes());
+    return known;
+  }
+};
+
 }  // namespace
 
-std::unique_ptr<Instance> makeIsolatedCoSimulation(const ModelDescription& model, const InstanceSetup& setup,
-                                                   std::chrono::milliseconds patience) {
-  return std::make_unique<IsolatedInstance>(model, setup, patience);
+std::unique_ptr<CoSimulation> makeIsolatedCoSimulation(const ModelDescription& model, const InstanceSetup& setup,
+                                                       std::chrono::milliseconds patience) {
+  return std::make_unique<IsolatedCoSimulation>(model, setup, patience, Kind::coSimulation);
+}
+
+std::unique_ptr<ModelExchange> makeIsolatedModelExchange(const ModelDescription& model, const InstanceSetup& setup,
+                                                         std::chrono::milliseconds patience) {
+  return std::make_unique<IsolatedModelExchange>(model, setup, patience, Kind::modelExchange);
 }
 
 }  // namespace vtio::runner

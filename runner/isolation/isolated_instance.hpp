@@ -8,7 +8,8 @@
 
 #include "runner/error.hpp"
 #include "runner/export.hpp"
-#include "runner/fmu/instance.hpp"
+#include "runner/fmu/co_simulation.hpp"
+#include "runner/fmu/model_exchange.hpp"
 
 namespace vtio::runner {
 
@@ -24,14 +25,16 @@ class VTIO_RUNNER_EXPORT ProcessGone final : public RunnerError {
   bool timedOut_;
 };
 
-/// Instantiates an FMU for Co-Simulation in a copy of this process.
+/// Instantiates an FMU in a copy of this process.
 ///
 /// Each operation waits for the other process. When that ends, or an operation takes longer than `patience`, the
 /// operation throws ProcessGone; the instance can only be destroyed then.
 /// @param model Read when the process starts.
-/// @throws RunnerError as makeCoSimulation(), and if there is no process to be had.
-[[nodiscard]] VTIO_RUNNER_EXPORT std::unique_ptr<Instance> makeIsolatedCoSimulation(const ModelDescription& model,
-                                                                                    const InstanceSetup& setup,
-                                                                                    std::chrono::milliseconds patience);
+/// @throws RunnerError as makeCoSimulation() and makeModelExchange(), and if there is no process to be had.
+[[nodiscard]] VTIO_RUNNER_EXPORT std::unique_ptr<CoSimulation> makeIsolatedCoSimulation(
+    const ModelDescription& model, const InstanceSetup& setup, std::chrono::milliseconds patience);
+
+[[nodiscard]] VTIO_RUNNER_EXPORT std::unique_ptr<ModelExchange> makeIsolatedModelExchange(
+    const ModelDescription& model, const InstanceSetup& setup, std::chrono::milliseconds patience);
 
 }  // namespace vtio::runner

@@ -15,8 +15,9 @@
 #include "runner/archive/temporary_folder.hpp"
 #include "runner/fmu/fmu_file.hpp"
 #include "runner/isolation/isolated_instance.hpp"
-#include "runner/run/co_simulation_run.hpp"
+#include "runner/run/co_simulation_stepper.hpp"
 #include "runner/run/interrupt.hpp"
+#include "runner/run/model_exchange_stepper.hpp"
 #include "runner/run/run_plan.hpp"
 #include "runner/run/run_progress.hpp"
 #include "runner/run/run_record.hpp"
@@ -29,18 +30,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr double kLongestTimeout = 1e9;  // milliseconds
-
-const Interface& chooseKind(const ModelDescription& model, const RunOptions& options) {
-  const Interface* coSimulation = model.find(Kind::coSimulation);
-  if (options.kind && *options.kind != Kind::coSimulation) {
-    throw RunnerError("--kind me: Model Exchange is not supported yet");
-  }
-  if (coSimulation != nullptr) return *coSimulation;
-  if (model.find(Kind::modelExchange) != nullptr) {
-    throw RunnerError("the FMU offers Model Exchange only, which is not supported yet");
-  }
-  throw RunnerError("the FMU offers Scheduled Execution only, which is not supported");
-}
 
 // The libraries of this machine and the resources, unpacked.
 class Unpacked {
@@ -166,20 +155,19 @@ class Session {
   }
 
   RunEnd run(const Unpacked& unpacked, const Interface& way, Messages& messages, const RunOptions& options) {
+    const auto sink = [&messages](std::string_view category, std::string_view text) { messages(category, text); };
+    const InstanceSetup setup{unpacked.library(), unpacked.resources(), sink, !options.logCategories.empty()};
     RunEnd end;
-    end.lastTime = plan_.times.start;
-    std::unique_ptr<Instance> instance;
     try {
-      const auto sink = [&messages](std::string_view category, std::string_view text) { messages(category, text); };
-      instance =
-          makeInstance({unpacked.library(), unpacked.resources(), sink, !options.logCategories.empty()}, options);
-      const EventOutcome first = initialize(*instance, plan_, inputs_);
-      parameters_.read(*instance);
-      CoSimulationRun run(*instance, way, running_, *log_, inputs_, recording_, plan_);
-      end = follow(run, first, options);
-      if (end.status != ExitStatus::failed) instance->terminate();
+      if (way.kind == Kind::modelExchange) {
+        const std::unique_ptr<ModelExchange> instance = makeModelExchangeFor(setup, options);
+        end = simulate<ModelExchangeStepper>(*instance, way, options);
+      } else {
+        const std::unique_ptr<CoSimulation> instance = makeCoSimulationFor(setup, options);
+        end = simulate<CoSimulationStepper>(*instance, way, options);
+      }
     } catch (const RunnerError& error) {
-      end = endOf(error, end.lastTime, "");
+      end = endOf(error, plan_.times.start, "");
     }
     if (end.status == ExitStatus::failed && !messages.last().empty()) end.message += " (" + messages.last() + ")";
     return end;
@@ -202,23 +190,49 @@ class Session {
   }
 
  private:
-  [[nodiscard]] std::unique_ptr<Instance> makeInstance(const InstanceSetup& setup, const RunOptions& options) const {
-    if (!options.isolate) return makeCoSimulation(plan_.model, setup);
+  [[nodiscard]] static std::chrono::milliseconds patienceOf(const RunOptions& options) {
     const double milliseconds = std::min(std::ceil(options.stepTimeout * 1000.0), kLongestTimeout);
-    return makeIsolatedCoSimulation(plan_.model, setup,
-                                    std::chrono::milliseconds(static_cast<long long>(milliseconds)));
+    return std::chrono::milliseconds(static_cast<long long>(milliseconds));
   }
 
-  [[nodiscard]] RunEnd follow(CoSimulationRun& run, const EventOutcome& first, const RunOptions& options) const {
+  [[nodiscard]] std::unique_ptr<CoSimulation> makeCoSimulationFor(const InstanceSetup& setup,
+                                                                  const RunOptions& options) const {
+    return options.isolate ? makeIsolatedCoSimulation(plan_.model, setup, patienceOf(options))
+                           : makeCoSimulation(plan_.model, setup);
+  }
+
+  [[nodiscard]] std::unique_ptr<ModelExchange> makeModelExchangeFor(const InstanceSetup& setup,
+                                                                    const RunOptions& options) const {
+    return options.isolate ? makeIsolatedModelExchange(plan_.model, setup, patienceOf(options))
+                           : makeModelExchange(plan_.model, setup);
+  }
+
+  template <typename SomeStepper, typename SomeInstance>
+  RunEnd simulate(SomeInstance& instance, const Interface& way, const RunOptions& options) {
+    const EventOutcome first = initialize(instance, plan_, inputs_);
+    parameters_.read(instance);
+    const RunParts parts{running_, *log_, inputs_, plan_};
+    SomeStepper stepper(instance, way, parts);
+    RunEnd end = follow(stepper, parts, first, options);
+    if (end.status == ExitStatus::failed) return end;
+    try {
+      instance.terminate();
+    } catch (const RunnerError& error) {
+      return endOf(error, end.lastTime, "");
+    }
+    return end;
+  }
+
+  RunEnd follow(Stepper& stepper, const RunParts& parts, const EventOutcome& first, const RunOptions& options) {
     RunProgress progress(plan_.times, options.showsProgress);
     const auto interrupted = [&] {
-      progress.show(run.time());
+      progress.show(stepper.time());
       return InterruptGuard::received();
     };
     try {
-      return run.run(first.nextTime, interrupted);
+      return FmuRun(stepper, parts, recording_).run(first, interrupted);
     } catch (const RunnerError& error) {
-      return endOf(error, run.time(), " at the time " + numberText(run.time()));
+      return endOf(error, stepper.time(), " at the time " + numberText(stepper.time()));
     }
   }
 
@@ -253,7 +267,7 @@ const Interface& interfaceForRun(const FmuFile& fmu, const RunOptions& options) 
   if (const Mistake* mistake = fmu.mistakes().firstThatPreventsRun()) {
     throw RunnerError(mistake->text(), "modelDescription.xml");
   }
-  return chooseKind(fmu.model(), options);
+  return chooseInterface(fmu.model(), options);
 }
 
 ExitStatus runFmu(const RunOptions& options, std::ostream& out, std::ostream& messages) {

@@ -9,7 +9,7 @@
 #include "runner/error.hpp"
 #include "runner/export.hpp"
 #include "runner/fmu/fmu_file.hpp"
-#include "runner/run/co_simulation_run.hpp"
+#include "runner/run/fmu_run.hpp"
 #include "runner/run/run_options.hpp"
 
 namespace vtio::runner {

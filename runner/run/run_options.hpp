@@ -9,13 +9,15 @@
 #include <vector>
 
 #include "runner/description/model_description.hpp"
+#include "runner/solver/ode_solver.hpp"
 
 namespace vtio::runner {
 
 /// Times in seconds. What is not given comes from the FMU's default experiment.
 struct RunOptions {
   std::filesystem::path fmu;
-  std::optional<Kind> kind;  ///< Co-Simulation if it is offered
+  std::optional<Kind> kind;         ///< Co-Simulation if it is offered, else Model Exchange
+  std::optional<OdeMethod> method;  ///< of the solver for Model Exchange; BDF
   std::optional<double> start, stop, step, outputStep, tolerance;
   std::optional<double> rewind;        ///< go back to this time once the stop is reached, and on again
   std::vector<std::string> maxChange;  ///< NAME=VALUE: halve steps in which the variable moves by more

@@ -24,6 +24,17 @@ std::string nearNames(const std::string& name, const ModelDescription& model) {
 
 constexpr double kSteps = 500.0;  // of a run whose step nobody gives
 
+[[noreturn]] void refuseKind(const ModelDescription& model, const char* wanted) {
+  std::string offered;
+  if (model.find(Kind::coSimulation) != nullptr) offered = "Co-Simulation";
+  if (model.find(Kind::modelExchange) != nullptr)
+    offered += (offered.empty() ? "" : ", ") + std::string("Model Exchange");
+  if (model.find(Kind::scheduledExecution) != nullptr) {
+    offered += (offered.empty() ? "" : ", ") + std::string("Scheduled Execution");
+  }
+  throw RunnerError(std::string("the FMU does not offer ") + wanted + "; it offers " + offered);
+}
+
 std::optional<double> fixedStep(const ModelDescription& model) {
   const Interface* way = model.find(Kind::coSimulation);
   if (way == nullptr) return std::nullopt;
@@ -136,10 +147,9 @@ std::vector<Assignment> readAssignments(ModelDescription& model, const std::vect
   return assignments;
 }
 
-void checkRewind(const RunTimes& times, const ModelDescription& model) {
+void checkRewind(const RunTimes& times, const Interface& way) {
   if (!times.rewind) return;
-  const Interface* way = model.find(Kind::coSimulation);
-  if (way == nullptr || !way->flag("canGetAndSetFMUState")) {
+  if (!way.flag("canGetAndSetFMUState")) {
     throw RunnerError("--rewind: the FMU cannot get and set its state");
   }
   if (*times.rewind >= times.start && *times.rewind < times.stop) return;
@@ -147,11 +157,13 @@ void checkRewind(const RunTimes& times, const ModelDescription& model) {
                     " to before " + numberText(times.stop));
 }
 
-std::vector<ChangeLimit> readChangeLimits(const ModelDescription& model, const std::vector<std::string>& given) {
+std::vector<ChangeLimit> readChangeLimits(const ModelDescription& model, const Interface& way,
+                                          const std::vector<std::string>& given) {
   std::vector<ChangeLimit> limits;
-  const Interface* way = model.find(Kind::coSimulation);
-  const bool canRepeat =
-      way != nullptr && way->flag("canGetAndSetFMUState") && way->flag("canHandleVariableCommunicationStepSize");
+  if (!given.empty() && way.kind == Kind::modelExchange) {
+    throw RunnerError("--max-change goes with Co-Simulation: in Model Exchange the solver chooses its steps");
+  }
+  const bool canRepeat = way.flag("canGetAndSetFMUState") && way.flag("canHandleVariableCommunicationStepSize");
   if (!given.empty() && !canRepeat) {
     throw RunnerError(
         "--max-change: the FMU cannot repeat a step: it needs canGetAndSetFMUState and "
@@ -237,13 +249,30 @@ void chooseFinals(RunPlan& plan, const std::vector<std::string>& patterns) {
 
 }  // namespace
 
+const Interface& chooseInterface(const ModelDescription& model, const RunOptions& options) {
+  const Interface* coSimulation = model.find(Kind::coSimulation);
+  const Interface* modelExchange = model.find(Kind::modelExchange);
+  if (options.kind == Kind::coSimulation && coSimulation == nullptr) refuseKind(model, "Co-Simulation");
+  if (coSimulation != nullptr && options.kind != Kind::modelExchange) return *coSimulation;
+  if (modelExchange == nullptr && options.kind == Kind::modelExchange) refuseKind(model, "Model Exchange");
+  if (modelExchange == nullptr) throw RunnerError("the FMU offers Scheduled Execution only, which is not supported");
+  if (!hasOdeSolver()) {
+    throw RunnerError("this vtio-run was built without SUNDIALS and cannot run FMUs for Model Exchange");
+  }
+  return *modelExchange;
+}
+
 RunPlan planRun(ModelDescription model, const RunOptions& options) {
   RunPlan plan;
   plan.model = std::move(model);
+  const Interface& way = chooseInterface(plan.model, options);
+  plan.kind = way.kind;
+  if (options.method && plan.kind != Kind::modelExchange) throw RunnerError("--solver goes with Model Exchange");
+  plan.method = options.method.value_or(OdeMethod::bdf);
   plan.times = settleTimes(plan.model, options);
-  checkRewind(plan.times, plan.model);
+  checkRewind(plan.times, way);
   plan.assignments = readAssignments(plan.model, options.set);
-  plan.changeLimits = readChangeLimits(plan.model, options.maxChange);
+  plan.changeLimits = readChangeLimits(plan.model, way, options.maxChange);
   choose(plan, options);
   chooseFinals(plan, options.finals);
   return plan;

@@ -21,7 +21,9 @@ struct Assignment {
 
 /// A checked run.
 struct RunPlan {
-  ModelDescription model;  ///< its dimensions are those that structural parameters are set to
+  Kind kind = Kind::coSimulation;
+  OdeMethod method = OdeMethod::bdf;  ///< of Model Exchange
+  ModelDescription model;             ///< its dimensions are those that structural parameters are set to
   RunTimes times;
   std::vector<Assignment> assignments;
   std::vector<ChangeLimit> changeLimits;
@@ -30,6 +32,11 @@ struct RunPlan {
   std::vector<SignalTree> trees;
   std::vector<std::string> notes;  ///< what the user should know
 };
+
+/// The interface that a run uses; valid as long as the model.
+/// @throws RunnerError if the FMU does not offer it, or this build cannot run it.
+[[nodiscard]] VTIO_RUNNER_EXPORT const Interface& chooseInterface(const ModelDescription& model,
+                                                                  const RunOptions& options);
 
 /// @throws RunnerError for a name, value, pattern or time that does not fit the model.
 [[nodiscard]] VTIO_RUNNER_EXPORT RunPlan planRun(ModelDescription model, const RunOptions& options);

@@ -64,7 +64,7 @@ vtu::qxArrayWrapper runRecord(const RunPlan& plan, const RunEnd& end) {
   record.set("ModelName", textArray(plan.model.modelName));
   record.set("FmiVersion", textArray(plan.model.fmiVersion));
   record.set("GenerationTool", textArray(plan.model.generationTool));
-  record.set("Kind", textArray("cs"));
+  record.set("Kind", textArray(plan.kind == Kind::modelExchange ? "me" : "cs"));
   record.set("Start", numberArray(plan.times.start));
   record.set("Stop", numberArray(plan.times.stop));
   record.set("Step", numberArray(plan.times.step));

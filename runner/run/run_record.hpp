@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/qalc.hpp"
-#include "runner/run/co_simulation_run.hpp"
+#include "runner/run/fmu_run.hpp"
 #include "runner/run/run_plan.hpp"
 
 namespace vtio::runner {

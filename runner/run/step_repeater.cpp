@@ -8,7 +8,7 @@
 
 namespace vtio::runner {
 
-StepRepeater::StepRepeater(Instance& instance, std::vector<ChangeLimit> limits, bool canRepeat)
+StepRepeater::StepRepeater(CoSimulation& instance, std::vector<ChangeLimit> limits, bool canRepeat)
     : instance_(instance), before_(instance), limits_(std::move(limits)), canRepeat_(canRepeat) {
   for (const ChangeLimit& limit : limits_) references_.push_back(limit.reference);
   old_.resize(limits_.size());

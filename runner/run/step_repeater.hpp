@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "runner/export.hpp"
-#include "runner/fmu/instance.hpp"
+#include "runner/fmu/co_simulation.hpp"
 #include "runner/fmu/saved_state.hpp"
 #include "runner/run/change_limit.hpp"
 
@@ -16,7 +16,7 @@ namespace vtio::runner {
 class VTIO_RUNNER_EXPORT StepRepeater final {
  public:
   /// @param canRepeat Whether the instance gets and sets its state, and varies its steps.
-  StepRepeater(Instance& instance, std::vector<ChangeLimit> limits, bool canRepeat);
+  StepRepeater(CoSimulation& instance, std::vector<ChangeLimit> limits, bool canRepeat);
 
   /// Steps from a time towards a target, both in seconds.
   /// @param target Set to the end of the step that was accepted.
@@ -29,7 +29,7 @@ class VTIO_RUNNER_EXPORT StepRepeater final {
   void read(std::vector<double>& values);
   [[nodiscard]] bool movedTooMuch();
 
-  Instance& instance_;
+  CoSimulation& instance_;
   SavedState before_;
   std::vector<ChangeLimit> limits_;
   std::vector<std::uint32_t> references_;

@@ -49,7 +49,6 @@ class FakeInstance : public vtio::runner::Instance {
   void getState(void*&) override {}
   void setState(void*) override {}
   void freeState(void*) noexcept override {}
-  vtio::runner::StepOutcome doStep(double, double, bool) override { return {}; }
   void enterEvents() override {}
   vtio::runner::EventOutcome iterateEvents() override { return {}; }
   void leaveEvents() override {}

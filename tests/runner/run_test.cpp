@@ -272,7 +272,7 @@ TEST_P(BothVersions, WrongChoicesAreRefusedBeforeTheModelRuns) {
   expectRefused(with([](RunOptions& o) { o.set = {"e=nan"}; }), "nan is outside the minimum and maximum, variable 'e'");
   expectRefused(with([](RunOptions& o) { o.stop = -1.0; }), "cannot go from 0 to -1");
   expectRefused(with([](RunOptions& o) { o.outputStep = std::nan(""); }), "the output step NaN is no positive number");
-  expectRefused(with([](RunOptions& o) { o.kind = Kind::modelExchange; }), "Model Exchange is not supported yet");
+  expectRefused(with([](RunOptions& o) { o.method = OdeMethod::adams; }), "--solver goes with Model Exchange");
 }
 
 TEST_P(BothVersions, SetChangesStartValues) {

@@ -1,0 +1,24 @@
+#include "runner/fmu/fmi3_instance.hpp"
+
+namespace vtio::runner {
+
+Fmi3Functions::Fmi3Functions(const SharedLibrary& library) {
+  library.require(freeInstance, "fmi3FreeInstance");
+  library.require(enterInitialization, "fmi3EnterInitializationMode");
+  library.require(exitInitialization, "fmi3ExitInitializationMode");
+  library.require(terminate, "fmi3Terminate");
+  library.take(enterConfiguration, "fmi3EnterConfigurationMode");
+  library.take(exitConfiguration, "fmi3ExitConfigurationMode");
+  library.take(enterEventMode, "fmi3EnterEventMode");
+  library.take(updateDiscreteStates, "fmi3UpdateDiscreteStates");
+  library.take(getState, "fmi3GetFMUState");
+  library.take(setState, "fmi3SetFMUState");
+  library.take(freeState, "fmi3FreeFMUState");
+}
+
+void logFmi3Message(void* environment, int /*status*/, const char* category, const char* message) {
+  const auto& sink = *static_cast<const MessageSink*>(environment);
+  if (sink && message != nullptr) sink(category != nullptr ? category : "", message);
+}
+
+}  // namespace vtio::runner

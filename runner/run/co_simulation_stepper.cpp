@@ -1,0 +1,117 @@
+#include "runner/run/co_simulation_stepper.hpp"
+
+#include <algorithm>
+
+#include "runner/error.hpp"
+#include "runner/text/printable.hpp"
+
+namespace vtio::runner {
+namespace {
+
+constexpr double kSmallestStep = 1e-6;  // of a step: the smallest that repeated halving leads to
+constexpr int kMostStandstills = 1000;  // steps in a row that end where they began
+
+}  // namespace
+
+CoSimulationStepper::CoSimulationStepper(CoSimulation& instance, const Interface& way, const RunParts& parts)
+    : instance_(instance),
+      parts_(parts),
+      times_(parts.plan.times),
+      grid_(times_.start, times_.step),
+      variableSteps_(way.flag("canHandleVariableCommunicationStepSize")),
+      repeater_(instance, parts.plan.changeLimits, variableSteps_ && way.flag("canGetAndSetFMUState")),
+      time_(times_.start) {
+  if (times_.outputStep) outputGrid_.emplace(times_.start, *times_.outputStep);
+  checkOutputStep();
+}
+
+void CoSimulationStepper::checkOutputStep() const {
+  if (!times_.outputStep || variableSteps_ || TimeGrid(0.0, times_.step).has(*times_.outputStep)) return;
+  throw RunnerError("the output step " + numberText(*times_.outputStep) + " is no multiple of the step " +
+                    numberText(times_.step) + ", and the FMU cannot vary its steps");
+}
+
+bool CoSimulationStepper::isLogged(double time) const {
+  return !outputGrid_ || time == times_.stop || outputGrid_->has(time);
+}
+
+void CoSimulationStepper::sample() {
+  parts_.values.read(instance_);
+  parts_.log.log(time_);
+}
+
+void CoSimulationStepper::begin(const EventOutcome& first) {
+  nextEvent_ = first.nextTime;
+  ended_ = first.terminate;
+  sample();
+}
+
+double CoSimulationStepper::nextTarget() const {
+  double target = grid_.after(time_);
+  if (!variableSteps_) return target;
+  if (outputGrid_) target = std::min(target, outputGrid_->after(time_));
+  target = std::min(target, parts_.inputs.nextEvent(time_));
+  if (nextEvent_ && *nextEvent_ > time_) target = std::min(target, *nextEvent_);
+  // The rest of the way is not left for a step of the size of a rounding error.
+  return target + kRoundOff * times_.step >= times_.stop ? times_.stop : target;
+}
+
+bool CoSimulationStepper::step() {
+  const double target = nextTarget();
+  // Without variable steps the last step that fits is the end.
+  if (target > times_.stop + kRoundOff * times_.step) return false;
+  stepTo(target);
+  return true;
+}
+
+void CoSimulationStepper::stepTo(double target) {
+  const double before = time_;
+  const StepOutcome outcome = repeater_.step(time_, target, times_.step * kSmallestStep);
+  const bool early = outcome.lastTime < target;
+  time_ = early ? outcome.lastTime : target;
+  ended_ = outcome.terminate;
+  standstills_ = time_ > before ? 0 : standstills_ + 1;
+  if (standstills_ > kMostStandstills) {
+    throw RunnerError(ExitStatus::failed, "the FMU returns early again and again without any progress");
+  }
+  const double inputEvent = parts_.inputs.nextEvent(before);
+  const bool atInputEvent = inputEvent <= time_;
+  parts_.inputs.apply(instance_, time_, atInputEvent && inputEvent == time_ ? EventSide::before : EventSide::after);
+  const bool announced = nextEvent_ && *nextEvent_ <= time_;
+  const bool atEvent = outcome.eventNeeded || announced || atInputEvent;
+  if (isLogged(time_) || atEvent || (early && standstills_ == 0) || ended_) sample();
+  if (inputEvent == time_) {
+    parts_.inputs.apply(instance_, time_, EventSide::after);
+    if (!outcome.eventNeeded && !announced) sample();
+  }
+  if (outcome.eventNeeded || announced) handleEvents();
+}
+
+// Values before the event are logged; those after it follow at the same time.
+void CoSimulationStepper::handleEvents() {
+  instance_.enterEvents();
+  const EventOutcome outcome = instance_.iterateEvents();
+  nextEvent_ = outcome.nextTime;
+  ended_ = ended_ || outcome.terminate;
+  parts_.values.read(instance_);
+  parts_.values.readClocks(instance_);
+  parts_.log.log(time_);
+  if (!ended_) instance_.leaveEvents();
+}
+
+void CoSimulationStepper::save() {
+  checkpoint_.emplace(instance_);
+  checkpoint_->state.save();
+  checkpoint_->time = time_;
+  checkpoint_->nextEvent = nextEvent_;
+}
+
+void CoSimulationStepper::restore() {
+  checkpoint_->state.restore();
+  time_ = checkpoint_->time;
+  nextEvent_ = checkpoint_->nextEvent;
+  standstills_ = 0;
+  ended_ = false;
+}
+
+}  // namespace vtio::runner

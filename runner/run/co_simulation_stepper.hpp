@@ -1,0 +1,61 @@
+/// @file
+/// Steps an FMU through a Co-Simulation and logs it.
+#pragma once
+
+#include <optional>
+
+#include "runner/export.hpp"
+#include "runner/fmu/co_simulation.hpp"
+#include "runner/fmu/saved_state.hpp"
+#include "runner/run/step_repeater.hpp"
+#include "runner/run/stepper.hpp"
+#include "runner/run/time_grid.hpp"
+
+namespace vtio::runner {
+
+/// A step is a communication step.
+class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
+ public:
+  /// The instance must outlive it.
+  CoSimulationStepper(CoSimulation& instance, const Interface& way, const RunParts& parts);
+
+  void begin(const EventOutcome& first) override;
+  bool step() override;
+  [[nodiscard]] double time() const override { return time_; }
+  [[nodiscard]] bool hasEnded() const override { return ended_; }
+  [[nodiscard]] bool isAtRewindPoint() const override { return times_.rewind && time_ >= *times_.rewind; }
+  void save() override;
+  void restore() override;
+  [[nodiscard]] std::string remark() const override { return {}; }
+
+ private:
+  // All that a step back restores.
+  struct Checkpoint {
+    explicit Checkpoint(Instance& instance) : state(instance) {}
+    SavedState state;
+    double time = 0.0;
+    std::optional<double> nextEvent;
+  };
+
+  void sample();
+  void stepTo(double target);
+  void handleEvents();
+  [[nodiscard]] double nextTarget() const;
+  [[nodiscard]] bool isLogged(double time) const;
+  void checkOutputStep() const;
+
+  CoSimulation& instance_;
+  RunParts parts_;
+  const RunTimes& times_;
+  TimeGrid grid_;
+  std::optional<TimeGrid> outputGrid_;
+  bool variableSteps_;
+  StepRepeater repeater_;
+  std::optional<Checkpoint> checkpoint_;
+  double time_;
+  std::optional<double> nextEvent_;  // that the FMU announced
+  int standstills_ = 0;              // steps in a row without progress
+  bool ended_ = false;               // the FMU asked to end
+};
+
+}  // namespace vtio::runner

@@ -1,0 +1,166 @@
+#include "runner/run/model_exchange_stepper.hpp"
+
+#include <algorithm>
+#include <cmath>
+
+#include "runner/error.hpp"
+#include "runner/text/printable.hpp"
+
+namespace vtio::runner {
+namespace {
+
+constexpr double kTolerance = 1e-6;      // where nobody gives one
+constexpr double kAbsoluteShare = 0.01;  // of the relative tolerance times the nominal value
+constexpr double kClosestLimit = 1e-12;  // of a step: the solver does not begin for less
+constexpr int kMostTinySteps = 1000;     // of the solver in a row that are shorter
+
+// The first communication point from which a run goes on again.
+std::optional<double> rewindPointOf(const RunTimes& times) {
+  if (!times.rewind) return std::nullopt;
+  const TimeGrid grid(times.start, times.step);
+  const double point = grid.has(*times.rewind) ? *times.rewind : grid.after(*times.rewind);
+  return std::min(point, times.stop);
+}
+
+}  // namespace
+
+ModelExchangeStepper::ModelExchangeStepper(ModelExchange& instance, const Interface& way, const RunParts& parts)
+    : instance_(instance),
+      parts_(parts),
+      times_(parts.plan.times),
+      loggedGrid_(times_.start, times_.outputStep.value_or(times_.step)),
+      rewindPoint_(rewindPointOf(times_)),
+      tolerance_(times_.tolerance.value_or(kTolerance)),
+      mayGoBack_(rewindPoint_ && way.flag("canGetAndSetFMUState")),
+      problem_(instance, parts.inputs),
+      solver_(makeOdeSolver(problem_, {parts.plan.method, tolerance_, times_.step})),
+      states_(problem_.stateCount()),
+      between_(problem_.stateCount()),
+      absoluteTolerances_(problem_.stateCount()),
+      chatter_(times_.step),
+      time_(times_.start),
+      nextInputEvent_(parts.inputs.nextChange(times_.start)) {}
+
+bool ModelExchangeStepper::isLogged(double time) const { return time == times_.stop || loggedGrid_.has(time); }
+
+void ModelExchangeStepper::sample(double time) {
+  parts_.values.read(instance_);
+  parts_.log.log(time);
+}
+
+void ModelExchangeStepper::moveTo(double time, std::span<const double> states) {
+  if (problem_.moveTo(time, states)) return;
+  throw RunnerError(ExitStatus::failed, "the FMU does not take the states of the time " + numberText(time));
+}
+
+void ModelExchangeStepper::readTolerances() {
+  instance_.getNominals(absoluteTolerances_);
+  for (double& one : absoluteTolerances_) {
+    const double nominal = std::abs(one);
+    one = kAbsoluteShare * tolerance_ * (std::isfinite(nominal) && nominal > 0.0 ? nominal : 1.0);
+  }
+}
+
+void ModelExchangeStepper::restartSolver() {
+  problem_.beginAt(time_);
+  solver_->restart(time_, states_, absoluteTolerances_);
+}
+
+void ModelExchangeStepper::begin(const EventOutcome& first) {
+  nextEvent_ = first.nextTime;
+  ended_ = first.terminate;
+  instance_.getStates(states_);
+  readTolerances();
+  sample(time_);
+  if (!ended_) restartSolver();
+}
+
+double ModelExchangeStepper::nextLimit() const {
+  double limit = std::min(times_.stop, nextInputEvent_);
+  if (nextEvent_) limit = std::min(limit, *nextEvent_);
+  if (rewindPoint_ && time_ < *rewindPoint_) limit = std::min(limit, *rewindPoint_);
+  return std::max(limit, time_);
+}
+
+bool ModelExchangeStepper::step() {
+  advance(nextLimit());
+  return true;
+}
+
+void ModelExchangeStepper::advance(double limit) {
+  // What is left may be less than the solver can tell from nothing.
+  if (limit - time_ <= kClosestLimit * times_.step) {
+    time_ = limit;
+    return arrive(false);
+  }
+  const StepEnd end = solver_->step(limit);
+  const double reached = end == StepEnd::limit ? limit : solver_->time();
+  tinySteps_ = reached - time_ > kClosestLimit * times_.step ? 0 : tinySteps_ + 1;
+  if (tinySteps_ > kMostTinySteps) {
+    throw RunnerError(ExitStatus::failed, "the solver makes no progress any more: its steps became too short");
+  }
+  sampleBetween(time_, reached);
+  time_ = reached;
+  const std::span<const double> found = solver_->states();
+  std::copy(found.begin(), found.end(), states_.begin());
+  arrive(end == StepEnd::root);
+}
+
+void ModelExchangeStepper::sampleBetween(double from, double to) {
+  const double last = to - kRoundOff * times_.step;
+  for (double time = loggedGrid_.after(from); time < last; time = loggedGrid_.after(time)) {
+    solver_->interpolate(time, between_);
+    moveTo(time, between_);
+    sample(time);
+  }
+}
+
+void ModelExchangeStepper::arrive(bool atStateEvent) {
+  moveTo(time_, states_);
+  const StepCompletion completion = instance_.completeStep(!mayGoBack_);
+  ended_ = completion.terminate;
+  const bool atTimeEvent = nextEvent_ && *nextEvent_ <= time_;
+  const bool atEvent = atStateEvent || completion.eventNeeded || atTimeEvent || nextInputEvent_ <= time_;
+  if (atEvent || ended_ || isLogged(time_)) sample(time_);
+  if (atEvent && !ended_) handleEvents();
+}
+
+// Values before the event are logged; those after it follow at the same time.
+void ModelExchangeStepper::handleEvents() {
+  chatter_.add(time_);
+  instance_.enterEvents();
+  parts_.inputs.apply(instance_, time_, EventSide::after);
+  nextInputEvent_ = parts_.inputs.nextChange(time_);
+  const EventOutcome outcome = instance_.iterateEvents();
+  nextEvent_ = outcome.nextTime;
+  ended_ = outcome.terminate;
+  parts_.values.read(instance_);
+  parts_.values.readClocks(instance_);
+  parts_.log.log(time_);
+  if (ended_) return;
+  instance_.leaveEvents();
+  if (outcome.statesChanged) instance_.getStates(states_);
+  if (outcome.nominalsChanged) readTolerances();
+  restartSolver();
+}
+
+void ModelExchangeStepper::save() {
+  checkpoint_.emplace(instance_, chatter_);
+  checkpoint_->state.save();
+  checkpoint_->time = time_;
+  checkpoint_->nextEvent = nextEvent_;
+  checkpoint_->states = states_;
+}
+
+void ModelExchangeStepper::restore() {
+  checkpoint_->state.restore();
+  time_ = checkpoint_->time;
+  nextEvent_ = checkpoint_->nextEvent;
+  states_ = checkpoint_->states;
+  chatter_ = checkpoint_->chatter;
+  nextInputEvent_ = parts_.inputs.nextChange(time_);
+  ended_ = false;
+  restartSolver();
+}
+
+}  // namespace vtio::runner
