@@ -14,6 +14,10 @@ _vtio_run() {
       COMPREPLY=($(compgen -W "cs me" -- "$cur"))
       return
       ;;
+    --solver)
+      COMPREPLY=($(compgen -W "bdf adams" -- "$cur"))
+      return
+      ;;
     --input)
       _filedir '@(csv|qat)'
       return
@@ -33,7 +37,7 @@ _vtio_run() {
       ;;
   esac
   if [[ $cur == -* ]]; then
-    local run="--kind --start --stop --step --output-step --tolerance --set --rewind --max-change --input --signals
+    local run="--kind --solver --start --stop --step --output-step --tolerance --set --rewind --max-change --input --signals
       --parameters --locals --decimate --max-points --intervals --selection --log --stream --isolate --step-timeout
       --output"
     local options="--help"

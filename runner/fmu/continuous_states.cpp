@@ -1,6 +1,19 @@
 #include "runner/fmu/continuous_states.hpp"
 
+#include <optional>
+
 namespace vtio::runner {
+namespace {
+
+// The value reference of the state of which a variable is the derivative.
+std::optional<std::uint32_t> stateOf(const ModelDescription& model, const Variable& derivative) {
+  if (!derivative.derivativeOf || model.version == FmiVersion::fmi3) return derivative.derivativeOf;
+  const std::uint32_t index = *derivative.derivativeOf;
+  if (index < 1 || index > model.variables.size()) return std::nullopt;
+  return model.variables[index - 1].valueReference;
+}
+
+}  // namespace
 
 ContinuousStates continuousStatesOf(const ModelDescription& model) {
   ContinuousStates found;
@@ -10,15 +23,9 @@ ContinuousStates continuousStatesOf(const ModelDescription& model) {
     found.count += elements;
     found.elements.push_back(elements);
     found.derivatives.push_back(derivative.valueReference);
-    if (!derivative.derivativeOf) {
-      found.areAllNamed = false;
-    } else if (model.version == FmiVersion::fmi3) {
-      found.states.push_back(*derivative.derivativeOf);
-    } else if (*derivative.derivativeOf >= 1 && *derivative.derivativeOf <= model.variables.size()) {
-      found.states.push_back(model.variables[*derivative.derivativeOf - 1].valueReference);
-    } else {
-      found.areAllNamed = false;
-    }
+    const std::optional<std::uint32_t> state = stateOf(model, derivative);
+    if (state) found.states.push_back(*state);
+    found.areAllNamed = found.areAllNamed && state.has_value();
   }
   return found;
 }
