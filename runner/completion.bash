@@ -37,7 +37,8 @@ _vtio_run() {
       ;;
   esac
   if [[ $cur == -* ]]; then
-    local run="--kind --solver --start --stop --step --output-step --tolerance --set --rewind --max-change --input --signals
+    local run="--kind --solver --start --stop --step --output-step --tolerance --set --rewind --max-change --input
+      --signals
       --parameters --locals --decimate --max-points --intervals --selection --log --stream --isolate --step-timeout
       --output"
     local options="--help"
