@@ -108,10 +108,12 @@ void ModelExchangeStepper::advance(double limit) {
 
 void ModelExchangeStepper::sampleBetween(double from, double to) {
   const double last = to - kRoundOff * times_.step;
-  for (double time = loggedGrid_.after(from); time < last; time = loggedGrid_.after(time)) {
+  double time = loggedGrid_.after(from);
+  while (time < last) {
     solver_->interpolate(time, between_);
     moveTo(time, between_);
     sample(time);
+    time = loggedGrid_.after(time);
   }
 }
 

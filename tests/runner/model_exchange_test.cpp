@@ -177,6 +177,35 @@ TEST_P(ModelExchangeTest, DerivativesAreLoggedWithTheirStates) {
   for (std::size_t i = 0; i < x.size(); ++i) EXPECT_EQ(acceleration[i], (1.0 - x[i] * x[i]) * v[i] - x[i]) << i;
 }
 
+// The mass sticks while the spring is stretched from -0.01 m to 0.05 m, and slips back for a part of its oscillation.
+TEST_P(ModelExchangeTest, StickAndSlipFollowOneAnotherWhenTheyDoExactly) {
+  const double slipping = (2.0 * std::acos(-1.0) - 2.0 * std::atan(3.0)) / 10.0;
+  for (const Kind kind : {Kind::modelExchange, Kind::coSimulation}) {
+    // FMI 2 has no events in Co-Simulation.
+    if (kind == Kind::coSimulation && std::string(GetParam()) == "_fmi2") continue;
+    RunOptions chosen = of("stick_slip");
+    chosen.kind = kind;
+    chosen.tolerance = 1e-9;
+    ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+    const Samples times = samples("x", "Time");
+    const Samples x = samples("x");
+    const auto modes = numbers<std::int64_t>(Results(file("results.qat")).field(kOutputs, "mode", "Data"));
+    double expected = 0.5;
+    int changes = 0;
+    for (std::size_t i = 0; i + 1 < times.size(); ++i) {
+      if (times[i] != times[i + 1]) continue;
+      const bool slips = changes % 2 == 0;
+      EXPECT_NEAR(times[i], expected, 1e-7);
+      EXPECT_NEAR(x[i], slips ? 0.05 : -0.01, 1e-7);
+      EXPECT_EQ(modes[i], slips ? 1 : 2);
+      EXPECT_EQ(modes[i + 1], slips ? 2 : 1);
+      expected += slips ? slipping : 0.6;
+      ++changes;
+    }
+    EXPECT_EQ(changes, 8);
+  }
+}
+
 TEST_P(ModelExchangeTest, EveryCommunicationPointIsLogged) {
   RunOptions chosen = of("van_der_pol");
   chosen.stop = 0.05;
