@@ -5,16 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
-#include <sstream>
 
 #include "runner/run/run_fmu.hpp"
 #include "runner/solver/ode_solver.hpp"
 #include "runner/sweep/sweep.hpp"
-#include "tests/runner/dataset_content.hpp"
-#include "tests/runner/descriptions.hpp"
 #include "tests/runner/leaks_allowed.hpp"
-#include "tests/runner/results_reader.hpp"
-#include "tests/runner/zip_maker.hpp"
+#include "tests/runner/run_fixture.hpp"
 
 namespace {
 
@@ -26,40 +22,21 @@ using ::testing::ThrowsMessage;
 
 using Samples = std::vector<double>;
 
-class ModelExchangeTest : public WorkFolder, public ::testing::WithParamInterface<const char*> {
+class ModelExchangeTest : public RunFolder, public ::testing::WithParamInterface<const char*> {
  protected:
   void SetUp() override {
     if (!hasOdeSolver()) GTEST_SKIP() << "built without SUNDIALS";
   }
 
   RunOptions of(const std::string& model) {
-    RunOptions run;
-    run.fmu = std::filesystem::path(VTIO_FMU_DIR) / (model + GetParam() + ".fmu");
-    run.output = file("results.qat");
+    RunOptions run = options(model + GetParam());
     run.kind = Kind::modelExchange;
     return run;
   }
 
-  ExitStatus run(const RunOptions& chosen) {
-    messages_.str("");
-    return runFmu(chosen, out_, messages_);
-  }
-
   [[nodiscard]] Samples samples(const char* name, const char* field = "Data", const char* dataset = kOutputs) const {
-    return numbers<double>(Results(file("results.qat")).field(dataset, name, field));
+    return numbers<double>(results().field(dataset, name, field));
   }
-
-  [[nodiscard]] std::vector<std::string> content() const {
-    std::vector<std::string> found;
-    const Results saved(file("results.qat"));
-    for (const char* dataset : {kOutputs, kSignals}) {
-      const vtu::qxArrayWrapper variable = saved.variable(dataset);
-      collect(qxGetField(qxGetField(variable.get(), 0, "Dataset"), 0, "Elements"), found);
-    }
-    return found;
-  }
-
-  std::ostringstream out_, messages_;
 };
 INSTANTIATE_TEST_SUITE_P(All, ModelExchangeTest, ::testing::Values("_fmi2", "_fmi3"));
 
@@ -189,7 +166,7 @@ TEST_P(ModelExchangeTest, StickAndSlipFollowOneAnotherWhenTheyDoExactly) {
     ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
     const Samples times = samples("x", "Time");
     const Samples x = samples("x");
-    const auto modes = numbers<std::int64_t>(Results(file("results.qat")).field(kOutputs, "mode", "Data"));
+    const auto modes = numbers<std::int64_t>(results().field(kOutputs, "mode", "Data"));
     double expected = 0.5;
     int changes = 0;
     for (std::size_t i = 0; i + 1 < times.size(); ++i) {
@@ -218,7 +195,7 @@ TEST_P(ModelExchangeTest, EveryCommunicationPointIsLogged) {
 
 TEST_P(ModelExchangeTest, TimeEventsAreMetExactly) {
   ASSERT_EQ(run(of("every_kind")), ExitStatus::done) << messages_.str();
-  const Results saved(file("results.qat"));
+  const Results saved = results();
   const Samples times = numbers<double>(saved.field(kOutputs, "axle", "load", "Time"));
   EXPECT_THAT(times, ElementsAre(0, .25, .5, .5, .75, 1, 1, 1.25, 1.5, 1.5, 1.75, 2, 2));
   EXPECT_EQ(numbers<double>(saved.field(kOutputs, "axle", "load", "Data")), times);
@@ -236,7 +213,7 @@ TEST_P(ModelExchangeTest, InputsAreInterpolatedAndJumpAtEvents) {
   ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
   const Samples times = samples("u", "Time", kSignals);
   const Samples u = samples("u", "Data", kSignals);
-  const auto gear = numbers<std::int32_t>(Results(file("results.qat")).field(kSignals, "gear", "Data"));
+  const auto gear = numbers<std::int32_t>(results().field(kSignals, "gear", "Data"));
   const Samples y = samples("y");
   EXPECT_THAT(times, ElementsAre(0, .25, .5, .5, .75, 1, 1, 1.2, 1.2, 1.25, 1.5, 1.5, 1.6, 1.6, 1.75, 2, 2));
   EXPECT_THAT(u, ::testing::Pointwise(::testing::DoubleNear(1e-12),
@@ -259,24 +236,21 @@ TEST_P(ModelExchangeTest, ARewoundRunEqualsOneThatDidNotWithinTheTolerance) {
 }
 
 TEST_P(ModelExchangeTest, IsolatedAndStreamedRunsGiveTheSame) {
-  writeBytes(file("in.csv"), "time,u,gear\n0,0,1\n1,10,1\n1,20,2\n2,20,2\n");
   for (const char* name : {"bouncing_ball", "van_der_pol", "every_kind"}) {
-    RunOptions chosen = of(name);
-    chosen.locals = chosen.parameters = true;
+    RunOptions chosen = fullRun(name + std::string(GetParam()));
+    chosen.kind = Kind::modelExchange;
     chosen.stop = 2.0;
-    chosen.rewind = 0.7;
     chosen.stepTimeout = 60.0;
-    if (std::string(name) == "every_kind") chosen.input = file("in.csv");
     ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
-    const std::vector<std::string> plain = content();
+    const std::vector<std::string> plain = elements();
     EXPECT_GT(plain.size(), 10U);
     chosen.isolate = true;
     ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
-    EXPECT_TRUE(plain == content()) << name << " isolated";
+    EXPECT_TRUE(plain == elements()) << name << " isolated";
     chosen.isolate = false;
     chosen.stream = true;
     ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
-    EXPECT_TRUE(plain == content()) << name << " streamed";
+    EXPECT_TRUE(plain == elements()) << name << " streamed";
   }
 }
 
@@ -293,7 +267,7 @@ TEST_P(ModelExchangeTest, SweepsRun) {
 
 TEST_P(ModelExchangeTest, TheRecordNamesTheKind) {
   ASSERT_EQ(run(of("bouncing_ball")), ExitStatus::done);
-  EXPECT_EQ(text(qxGetField(Results(file("results.qat")).variable("fmu").get(), 0, "Kind")), "me");
+  EXPECT_EQ(text(qxGetField(results().variable("fmu").get(), 0, "Kind")), "me");
 }
 
 TEST_P(ModelExchangeTest, AFailedModelLeavesWhatWasLogged) {
