@@ -31,8 +31,12 @@ flight=(altitude pointingError wheels.speed mode 'valveOpen*' batteryCharge)
 typed ls "$out/results.qat"
 typed plot "$out/results.qat" altitude mode
 typed plot "$out/results.qat" "${flight[@]}" -o "$out/flight.svg"
-printf '\nThe flight is drawn in %s. Next, for example (qat is %s):\n' "$out/flight.svg" "$programs/qat"
+typed plot "$out/results.qat" "${flight[@]}" -o "$out/flight.html" ||
+  echo "(The page needs nodejs and npm when qat is built.)"
+printf '\nThe flight is drawn in %s, and in %s with zoom and cursors. Next, for example (qat is %s):\n' \
+  "$out/flight.svg" "$out/flight.html" "$programs/qat"
 printf '  %s show %s wheels.speed --from 1200 --to 1200.5\n' "$programs/qat" "$out/results.qat"
+printf '  %s view %s    # everything in the browser; Ctrl-C ends it\n' "$programs/qat" "$out/results.qat"
 
 echo
 echo "The same run, streamed into $out/streamed.qat:"

@@ -24,6 +24,7 @@ use_packages() {
   build/package/bin/spacecraft_write_configuration "$tree/config.qat"
   "$tree/hello_c" "$tree/config.qat" "$tree/hello.qat"
   "$usr/bin/qat" ls "$tree/hello.qat" | grep -w height
+  "$usr/bin/qat" view "$tree/hello.qat" --export "$tree/report"
   PYTHONPATH=$usr/lib/python3/dist-packages /usr/bin/python3 -c '
 import sys, vtio
 height = vtio.open(sys.argv[1])["height"]

@@ -19,14 +19,12 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::size_t kMostPlotted = 12;
 
-Json finite(double value) { return std::isfinite(value) ? Json(value) : Json(nullptr); }
-
 Json deviationRecord(const ComparedSignal& signal, const Deviation& deviation) {
-  return {{"time", finite(deviation.time)},
+  return {{"time", finiteOrNull(deviation.time)},
           {"cell", signal.cells[deviation.cell]},
           {"a", deviation.a},
           {"b", deviation.b},
-          {"deviation", finite(deviation.size)}};
+          {"deviation", finiteOrNull(deviation.size)}};
 }
 
 Json changesJson(const std::vector<PropertyChange>& changes) {
@@ -98,6 +96,7 @@ void plotDifferent(const DiffSettings& settings, const FileComparison& result, c
   plot.file = settings.a;
   plot.compare = settings.b;
   plot.output = settings.plot;
+  plot.page = settings.page;
   for (const ComparedSignal& signal : result.signals) {
     if (!signal.isEqual() && plot.signals.size() < kMostPlotted) plot.signals.push_back(signal.name);
   }

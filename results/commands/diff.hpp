@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "results/commands/command.hpp"
@@ -21,8 +22,9 @@ struct DiffSettings {
   double timeTolerance = 0;  ///< seconds
   std::string tolerances;    ///< a file with a line per pattern; empty: none
   bool json = false;
-  std::string plot;     ///< where the signals that differ are drawn; empty: nowhere
-  RunChoice runs = {};  ///< of sweeps; none: every run
+  std::string plot;            ///< where the signals that differ are drawn; empty: nowhere
+  std::string_view page = "";  ///< of the viewer, for a plot as .html
+  RunChoice runs = {};         ///< of sweeps; none: every run
 };
 
 /// What the two sides of a comparison are called.

@@ -156,15 +156,6 @@ void printTree(const Signals& signals, const Console& console) {
   }
 }
 
-void printJson(const ResultsFile& file, const Signals& signals, const Console& console) {
-  console.out << "{\"file\": " << jsonText(file.path()) << ", \"complete\": " << (file.isComplete() ? "true" : "false")
-              << ", \"signals\": [";
-  for (std::size_t i = 0; i < signals.size(); ++i) {
-    console.out << (i == 0 ? "\n" : ",\n") << jsonText(signalRecord(*signals[i]));
-  }
-  console.out << "\n]}\n";
-}
-
 }  // namespace
 
 int listSignals(const LsSettings& settings, const Console& console) {
@@ -172,7 +163,7 @@ int listSignals(const LsSettings& settings, const Console& console) {
   const ResultsFile file = openChosen(settings.file, settings.runs, {}).file;
   const Signals signals = file.selectAny(settings.patterns);
   if (settings.json) {
-    printJson(file, signals, console);
+    console.out << signalListJson(file, signals) << '\n';
   } else if (settings.tree) {
     printTree(signals, console);
   } else {

@@ -14,6 +14,7 @@
 #include "results/plot/gnuplot.hpp"
 #include "results/sweep/over_parameter.hpp"
 #include "results/terminal/chart.hpp"
+#include "results/viewer/static_page.hpp"
 
 namespace vtio::results {
 namespace {
@@ -104,18 +105,54 @@ Figure figureOverParameter(const PlotSettings& settings) {
   return figureOver(table, table.select(settings.runs.conditions), settings.over, settings.signals);
 }
 
+void addTraces(std::vector<TraceId>& traces, const ViewedFile& viewed, TraceFile file, const SignalInfo& signal) {
+  const std::size_t number = viewed.numberOf(signal.name);
+  for (std::size_t element = 0; element < signal.width(); ++element) traces.push_back({file, number, element});
+}
+
+int writePlotPage(const PlotSettings& settings, const Console& console) {
+  if (settings.page.empty()) {
+    throw ResultsError(settings.output, "this qat was built without its page; install nodejs and npm, build it again");
+  }
+  if (RunTable::isSweep(settings.file)) {
+    throw ResultsError(settings.output, "runs of a sweep are plotted as .svg or .png");
+  }
+  Viewer viewer(ViewedFile::opener(settings.file), ViewedFile::opener(settings.compare), console.job);
+  const ResultsFile& file = viewer.first().file();
+  const std::vector<const SignalInfo*> signals = chosenSignals(file, settings.signals);
+  FigureSettings figure;
+  figure.range = settings.time.range();
+  figure.isXy = settings.xy;
+  figure.pixels = 1;
+  // Refuses what other formats refuse.
+  const ViewedFile* second = viewer.second();
+  checkFigure(file, signals, second != nullptr ? &second->file() : nullptr, figure);
+  StaticPlot plot{{}, figure.range, settings.xy};
+  for (const SignalInfo* signal : signals) {
+    addTraces(plot.traces, viewer.first(), TraceFile::first, *signal);
+    if (second != nullptr) addTraces(plot.traces, *second, TraceFile::second, second->file().find(signal->name));
+  }
+  TextOutput out(settings.output);
+  out.buffer() = plotPage(viewer, settings.page, plot, console.job);
+  out.commit();
+  return kDone;
+}
+
 }  // namespace
 
 std::string pictureFormat(const std::string& output, const std::vector<std::string>& inputs) {
   if (output.empty()) return "";
   const std::string ending = std::filesystem::path(output).extension().string();
-  if (ending != ".svg" && ending != ".png") throw ResultsError(output, "a plot is written as .svg or .png");
+  if (ending != ".svg" && ending != ".png" && ending != ".html") {
+    throw ResultsError(output, "a plot is written as .svg, .png or .html");
+  }
   requireNoInput(output, inputs);
   return ending.substr(1);
 }
 
 int plotSignals(const PlotSettings& settings, const Console& console) {
   const std::string format = pictureFormat(settings.output, {settings.file, settings.compare});
+  if (format == "html") return writePlotPage(settings, console);
   if (!settings.over.empty()) {
     draw(figureOverParameter(settings), format, settings, console);
     return kDone;

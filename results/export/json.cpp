@@ -96,6 +96,8 @@ std::string jsonText(const nlohmann::ordered_json& value) {
   return value.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+nlohmann::ordered_json finiteOrNull(double value) { return std::isfinite(value) ? Json(value) : Json(nullptr); }
+
 nlohmann::ordered_json signalRecord(const SignalInfo& signal) {
   const bool hasSamples = signal.place.count != 0;
   Json record = {{"name", signal.name},
@@ -117,6 +119,16 @@ nlohmann::ordered_json signalRecord(const SignalInfo& signal) {
   record["decimation"] = signal.decimation;
   record["sampleTime"] = signal.sampleTime;
   return record;
+}
+
+std::string signalListJson(const ResultsFile& file, const std::vector<const SignalInfo*>& signals) {
+  std::string text = "{\"file\": " + jsonText(file.path()) +
+                     ", \"complete\": " + (file.isComplete() ? "true" : "false") + ", \"signals\": [";
+  for (std::size_t i = 0; i < signals.size(); ++i) {
+    text += i == 0 ? "\n" : ",\n";
+    text += signals[i] == nullptr ? "null" : jsonText(signalRecord(*signals[i]));
+  }
+  return text + "\n]}";
 }
 
 void appendJsonSignal(std::string& out, const SignalInfo& signal, const SeriesView& series, bool raw) {

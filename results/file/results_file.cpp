@@ -11,8 +11,12 @@ namespace vtio::results {
 SampleSource::~SampleSource() = default;
 
 ResultsFile::ResultsFile(std::string path, std::vector<SignalInfo> signals, std::unique_ptr<SampleSource> source,
-                         Axis axis)
-    : path_(std::move(path)), axis_(std::move(axis)), signals_(std::move(signals)), source_(std::move(source)) {
+                         bool isComplete, Axis axis)
+    : path_(std::move(path)),
+      axis_(std::move(axis)),
+      complete_(isComplete),
+      signals_(std::move(signals)),
+      source_(std::move(source)) {
   indexNames();
 }
 

@@ -48,7 +48,8 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
   explicit ResultsFile(const std::string& path);
 
   /// Results from elsewhere. `path` is what messages call them.
-  ResultsFile(std::string path, std::vector<SignalInfo> signals, std::unique_ptr<SampleSource> source, Axis axis = {});
+  ResultsFile(std::string path, std::vector<SignalInfo> signals, std::unique_ptr<SampleSource> source,
+              bool isComplete = true, Axis axis = {});
   ResultsFile(ResultsFile&&) noexcept = default;
   ResultsFile& operator=(ResultsFile&&) noexcept = default;
   ~ResultsFile() = default;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "results/file/results_error.hpp"
 #include "results/values/interpolation.hpp"
@@ -13,53 +12,12 @@ namespace {
 
 constexpr std::uint64_t kBytesAtOnce = std::uint64_t{32} << 20U;
 
-// What is drawn of an element: the number, of a complex one its magnitude.
-double drawnValue(const ShownValues& values, const SampleView& sample, std::size_t element) {
-  if (!sample.exists()) return std::numeric_limits<double>::quiet_NaN();
-  if (!sample.type.isComplex) return values.number(sample, element);
-  return std::hypot(values.number(sample, 2 * element), values.number(sample, 2 * element + 1));
-}
-
 std::vector<Curve> emptyCurves(const SignalInfo& signal) {
   std::vector<Curve> curves;
   for (const std::string& name : elementNames(signal)) {
     curves.push_back({signal.type.isComplex ? "|" + name + "|" : name, {}, !signal.interpolates(), false});
   }
   return curves;
-}
-
-struct Extent {
-  double low = std::numeric_limits<double>::infinity();
-  double high = -std::numeric_limits<double>::infinity();
-
-  void add(double value) {
-    if (!std::isfinite(value)) return;
-    low = std::min(low, value);
-    high = std::max(high, value);
-  }
-  double cell(double value, std::size_t pixels) const {
-    return high > low ? std::floor((value - low) / (high - low) * static_cast<double>(pixels)) : 0;
-  }
-};
-
-// Leaves out a point on the pixel of the one before.
-std::vector<Point> withoutRepeats(const std::vector<Point>& points, std::size_t pixels) {
-  Extent x;
-  Extent y;
-  for (const Point& point : points) {
-    x.add(point.time);
-    y.add(point.value);
-  }
-  std::vector<Point> kept;
-  for (const Point& point : points) {
-    const bool isFinite = std::isfinite(point.time) && std::isfinite(point.value);
-    if (!kept.empty() && isFinite && x.cell(kept.back().time, pixels) == x.cell(point.time, pixels) &&
-        y.cell(kept.back().value, pixels) == y.cell(point.value, pixels)) {
-      continue;
-    }
-    kept.push_back(point);
-  }
-  return kept;
 }
 
 }  // namespace
@@ -76,7 +34,7 @@ std::vector<Curve> timeCurves(const ResultsFile& file, const SignalInfo& signal,
     const SeriesView view = part.view();
     for (std::size_t i = 0; i < view.size(); ++i) {
       const SampleView sample = view.sample(i);
-      for (std::size_t c = 0; c < curves.size(); ++c) reducers[c].add(view.times[i], drawnValue(values, sample, c));
+      for (std::size_t c = 0; c < curves.size(); ++c) reducers[c].add(view.times[i], values.drawn(sample, c));
     }
   }
   for (std::size_t c = 0; c < curves.size(); ++c) curves[c].points = reducers[c].finish();
@@ -94,9 +52,9 @@ std::vector<Curve> xyCurves(const ResultsFile& file, const SignalInfo& x, const 
   SeriesSampler sampler(seriesX.view(), x.interpolates());
   std::vector<Curve> curves = emptyCurves(y);
   for (std::size_t i = 0; i < seriesY.times.size(); ++i) {
-    const double at = drawnValue(valuesX, sampler.at(seriesY.times[i]), 0);
+    const double at = valuesX.drawn(sampler.at(seriesY.times[i]), 0);
     const SampleView sample = seriesY.view().sample(i);
-    for (std::size_t c = 0; c < curves.size(); ++c) curves[c].points.push_back({at, drawnValue(valuesY, sample, c)});
+    for (std::size_t c = 0; c < curves.size(); ++c) curves[c].points.push_back({at, valuesY.drawn(sample, c)});
   }
   for (Curve& curve : curves) {
     curve.isStairs = false;

@@ -98,10 +98,16 @@ Signals sameNames(const Signals& signals, const ResultsFile& other) {
 
 }  // namespace
 
-Figure makeFigure(const ResultsFile& file, const std::vector<const SignalInfo*>& signals, const ResultsFile* other,
-                  const FigureSettings& settings, const Job& job) {
+void checkFigure(const ResultsFile& file, const std::vector<const SignalInfo*>& signals, const ResultsFile* other,
+                 const FigureSettings& settings) {
   if (settings.isXy && signals.size() < 2) throw ResultsError("an XY plot needs two signals or more");
   for (const SignalInfo* signal : signals) checkDrawable(file, *signal);
+  if (other != nullptr) static_cast<void>(sameNames(signals, *other));
+}
+
+Figure makeFigure(const ResultsFile& file, const std::vector<const SignalInfo*>& signals, const ResultsFile* other,
+                  const FigureSettings& settings, const Job& job) {
+  checkFigure(file, signals, nullptr, settings);
   const Signals others = other != nullptr ? sameNames(signals, *other) : Signals();
   Signals all = signals;
   all.insert(all.end(), others.begin(), others.end());

@@ -54,4 +54,9 @@ struct FigureSettings {
                                                     const ResultsFile* other, const FigureSettings& settings,
                                                     const Job& job = {});
 
+/// Refuses what makeFigure() refuses, without reading a sample.
+/// @throws ResultsError
+VTIO_RESULTS_EXPORT void checkFigure(const ResultsFile& file, const std::vector<const SignalInfo*>& signals,
+                                     const ResultsFile* other, const FigureSettings& settings);
+
 }  // namespace vtio::results

@@ -195,7 +195,7 @@ ResultsFile RunTable::asResults() const {
     signal.place = {0, static_cast<std::uint32_t>(i), i, 0, runs_};
     signals.push_back(std::move(signal));
   }
-  return ResultsFile(path_, std::move(signals), std::make_unique<RunsSource>(columns_), {"run", ""});
+  return ResultsFile(path_, std::move(signals), std::make_unique<RunsSource>(columns_), true, {"run", ""});
 }
 
 }  // namespace vtio::results

@@ -2,10 +2,28 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <tuple>
 #include <utility>
 
 namespace vtio::results {
+namespace {
+
+struct Extent {
+  double low = std::numeric_limits<double>::infinity();
+  double high = -std::numeric_limits<double>::infinity();
+
+  void add(double value) {
+    if (!std::isfinite(value)) return;
+    low = std::min(low, value);
+    high = std::max(high, value);
+  }
+  double cell(double value, std::size_t pixels) const {
+    return high > low ? std::floor((value - low) / (high - low) * static_cast<double>(pixels)) : 0;
+  }
+};
+
+}  // namespace
 
 MinMaxReducer::MinMaxReducer(double from, double to, std::size_t pixels)
     : from_(from),
@@ -52,6 +70,25 @@ void MinMaxReducer::endPixel() {
 std::vector<Point> MinMaxReducer::finish() {
   endPixel();
   return std::exchange(kept_, {});
+}
+
+std::vector<Point> withoutRepeats(const std::vector<Point>& points, std::size_t pixels) {
+  Extent x;
+  Extent y;
+  for (const Point& point : points) {
+    x.add(point.time);
+    y.add(point.value);
+  }
+  std::vector<Point> kept;
+  for (const Point& point : points) {
+    const bool isFinite = std::isfinite(point.time) && std::isfinite(point.value);
+    if (!kept.empty() && isFinite && x.cell(kept.back().time, pixels) == x.cell(point.time, pixels) &&
+        y.cell(kept.back().value, pixels) == y.cell(point.value, pixels)) {
+      continue;
+    }
+    kept.push_back(point);
+  }
+  return kept;
 }
 
 }  // namespace vtio::results

@@ -50,4 +50,9 @@ class VTIO_RESULTS_EXPORT MinMaxReducer final {
   std::vector<Point> kept_;
 };
 
+/// Points of a curve without those on the pixel of the one before, for curves whose abscissa is no time.
+/// @param pixels Across and up, over the extent of all finite points.
+[[nodiscard]] VTIO_RESULTS_EXPORT std::vector<Point> withoutRepeats(const std::vector<Point>& points,
+                                                                    std::size_t pixels);
+
 }  // namespace vtio::results

@@ -1,5 +1,6 @@
 #include "results/values/shown_value.hpp"
 
+#include <cmath>
 #include <limits>
 #include <type_traits>
 
@@ -62,6 +63,12 @@ double ShownValues::number(const SampleView& sample, std::size_t cell) const {
   const double value = numberAt(sample.type.id, bytes);
   if (!scaled_) return value;
   return value * slope_ + (sample.type.isComplex && cell % 2 == 1 ? 0.0 : bias_);
+}
+
+double ShownValues::drawn(const SampleView& sample, std::size_t element) const {
+  if (!sample.exists()) return std::numeric_limits<double>::quiet_NaN();
+  if (!sample.type.isComplex) return number(sample, element);
+  return std::hypot(number(sample, 2 * element), number(sample, 2 * element + 1));
 }
 
 void appendPlain(std::string& out, const ShownValue& value) {

@@ -43,6 +43,9 @@ class VTIO_RESULTS_EXPORT ShownValues final {
   /// The same as a number: an enumeration's stored one. NaN for texts.
   [[nodiscard]] double number(const SampleView& sample, std::size_t cell) const;
 
+  /// What is drawn of an element: its number, of a complex one the magnitude; NaN where no sample exists.
+  [[nodiscard]] double drawn(const SampleView& sample, std::size_t element) const;
+
  private:
   std::unordered_map<std::int64_t, std::string> labels_;
   bool scaled_ = false;

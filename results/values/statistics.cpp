@@ -17,7 +17,6 @@ void Statistics::addNumber(double value) {
   max = numbers == 1 ? value : std::max(max, value);
   // Wide enough for any sum of doubles; infinite values make it infinite or NaN, as they should.
   sum_ += value;
-  mean = static_cast<double>(sum_ / static_cast<long double>(numbers));
 }
 
 void Statistics::add(const SignalInfo& signal, const SeriesView& series) {
@@ -27,12 +26,24 @@ void Statistics::add(const SignalInfo& signal, const SeriesView& series) {
   }
   samples += series.size();
   if (series.bytes == nullptr || signal.labels) return;
-  const ShownValues values(signal);
   const std::size_t cells = series.width * series.type.parts();
-  for (std::size_t i = 0; i < series.size(); ++i) {
-    const SampleView sample = series.sample(i);
-    for (std::size_t cell = 0; cell < cells; ++cell) addNumber(values.number(sample, cell));
+  if (signal.fixedPoint) {
+    const ShownValues values(signal);
+    for (std::size_t i = 0; i < series.size(); ++i) {
+      const SampleView sample = series.sample(i);
+      for (std::size_t cell = 0; cell < cells; ++cell) addNumber(values.number(sample, cell));
+    }
+  } else {
+    withNumber(series.type.id, [&]<class T>(T) {
+      for (std::size_t i = 0; i < series.size(); ++i) {
+        const std::byte* at = series.bytes + i * series.stride;
+        for (std::size_t cell = 0; cell < cells; ++cell) {
+          addNumber(static_cast<double>(loadNumber<T>(at + cell * sizeof(T))));
+        }
+      }
+    });
   }
+  if (numbers != 0) mean = static_cast<double>(sum_ / static_cast<long double>(numbers));
 }
 
 Statistics statisticsOf(const ResultsFile& file, const SignalInfo& signal, TimeRange range) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <stdexcept>
 #include <utility>
@@ -273,6 +274,26 @@ void writeExampleArrays(const std::string& path) {
     throw std::runtime_error(qatLastError());
   }
   std::filesystem::remove(tables);
+}
+
+void writeOddSignals(const std::string& path) {
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  std::vector<vtu::qxStructWrapper> elements;
+  const auto add = [&](const std::string& name, std::size_t count, double (*valueOf)(std::size_t)) {
+    std::vector<double> times;
+    for (std::size_t i = 0; i < count; ++i) times.push_back(static_cast<double>(i));
+    auto table = std::make_shared<RowTable>(times, 8);
+    for (std::size_t row = 0; row < count; ++row) table->set(row, 0, valueOf(row));
+    elements.push_back(
+        element(name, name, leaf(table, name, {{}, u"m", {}, qxDOUBLE, false, 0, 0, 0}, "linear", "double")));
+  };
+  add("long" + std::string(996, 'x'), 10, [](std::size_t i) { return static_cast<double>(i); });
+  add("nothing", 0, [](std::size_t) { return 0.0; });
+  add("once", 1, [](std::size_t) { return 42.0; });
+  add("nan", 10, [](std::size_t) { return kNan; });
+  add("gaps", 10, [](std::size_t i) { return i % 3 == 2 ? kNan : static_cast<double>(i); });
+  add("infinite", 10, [](std::size_t i) { return i == 5 ? std::numeric_limits<double>::infinity() : 1.0; });
+  save(path, std::move(elements));
 }
 
 void writeManySignals(const std::string& path, std::size_t signals, std::size_t samples, double offset) {

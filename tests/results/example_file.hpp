@@ -41,4 +41,8 @@ void writeExampleArrays(const std::string& path);
 /// times 0, 0.001, …
 void writeManySignals(const std::string& path, std::size_t signals, std::size_t samples, double offset = 0);
 
+/// Writes signals that are hard to show: one with a name of 1000 characters, `nothing` of no samples, `once` of one,
+/// `nan` of NaN only, `gaps` of every third value NaN, `infinite` with an infinite value; 10 samples of times 0, 1, …
+void writeOddSignals(const std::string& path);
+
 }  // namespace vtio::tests

@@ -109,15 +109,20 @@ class ResultsBuilder {
     signal.last = times[begin + count - 1];
   }
 
+  /// The file as one that is still being written; the builder is empty then.
+  results::ResultsFile buildIncomplete(const std::string& path = "test.qat") { return take(path, false); }
+
   /// The file; the builder is empty then.
-  results::ResultsFile build(const std::string& path = "test.qat") {
+  results::ResultsFile build(const std::string& path = "test.qat") { return take(path, true); }
+
+ private:
+  results::ResultsFile take(const std::string& path, bool isComplete) {
     std::vector<SignalInfo> signals;
     for (auto& signal : signals_) signals.push_back(std::move(*signal));
     signals_.clear();
-    return results::ResultsFile(path, std::move(signals), std::move(source_));
+    return results::ResultsFile(path, std::move(signals), std::move(source_), isComplete);
   }
 
- private:
   SignalInfo& start(std::uint32_t table, const std::string& name, ElementType type,
                     std::vector<std::size_t> dimensions) {
     auto signal = std::make_unique<SignalInfo>();

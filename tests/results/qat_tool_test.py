@@ -22,11 +22,13 @@ import tempfile
 import termios
 import time
 import unittest
+import urllib.error
+import urllib.request
 
 import numpy
 
 QAT, WRITE_EXAMPLE, TOOL_FOLDER = sys.argv[1:4]
-COMMANDS = ["ls", "show", "export", "diff", "plot", "watch", "check"]
+COMMANDS = ["ls", "show", "export", "diff", "plot", "view", "watch", "check"]
 
 
 def qat(*arguments, status=0, **more):
@@ -213,6 +215,54 @@ class ToolTest(unittest.TestCase):
 
     def error_without_gnuplot(self, out):
         return qat("plot", self.file, "mode", "-o", out, status=2, env={"PATH": "/nowhere"}).stderr
+
+    def require_page(self):
+        run = subprocess.run([QAT, "view", self.file, "--export", self.folder / "try"], capture_output=True, text=True)
+        if run.returncode == 2 and "built without its page" in run.stderr:
+            self.assertIn("built without its page", self.error("plot", self.file, "mode", "-o", self.folder / "x.html"))
+            self.skipTest("qat was built without Node or npm")
+        shutil.rmtree(self.folder / "try")
+
+    def test_view_serves_until_it_is_interrupted(self):
+        self.require_page()
+        run = subprocess.Popen([QAT, "view", self.file], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(run.communicate)
+        self.addCleanup(run.kill)
+        address = run.stdout.readline().rstrip("\n")
+        self.assertRegex(address, r"^http://127\.0\.0\.1:\d+/[0-9a-f]{32}/$")
+        with urllib.request.urlopen(address) as answer:
+            self.assertIn(b"<title>qat</title>", answer.read())
+        with urllib.request.urlopen(address + "files") as answer:
+            self.assertEqual(json.load(answer)["files"][0], json.loads(qat("ls", self.file, "--json").stdout))
+        port = re.search(r":(\d+)/", address)[1]
+        with self.assertRaises(urllib.error.HTTPError) as refused:
+            urllib.request.urlopen(f"http://127.0.0.1:{port}/")
+        self.assertEqual(refused.exception.code, 404)
+        self.assertIn(f"port {port} is in use", self.error("view", self.file, "--port", port))
+        run.send_signal(signal.SIGINT)
+        self.assertEqual(run.wait(60), 130)
+        self.assertEqual(run.stdout.read() + run.stderr.read(), "")
+
+    def test_view_refuses_what_it_cannot_show(self):
+        self.require_page()
+        self.assertIn("no.qat", self.error("view", self.folder / "no.qat"))
+        self.assertIn("no.qat", self.error("view", self.file, self.folder / "no.qat"))
+        self.assertEqual(self.error("view", self.file, "--port", "70000"), "--port: '70000' is no port")
+        self.error("view", self.file, "--port", "1", "--export", self.folder / "x")
+        self.error("view", self.file, "--export", self.file)
+
+    def test_pages_hold_their_data(self):
+        self.require_page()
+        out = self.folder / "x.html"
+        qat("plot", self.file, "wheels.speed", "mode", "-o", out)
+        text = out.read_text()
+        data = json.loads(re.search(r"<script>window\.qatData=(.*?);</script>", text, re.S)[1])
+        self.assertEqual(list(data["signals"]), ["a.0", "a.3"])
+        self.assertIsNone(re.search(r"(src|href)=.?https?:", text))  # nothing comes from elsewhere
+        qat("view", self.file, self.file, "--export", self.folder / "report")
+        self.assertIn("window.qatData=", (self.folder / "report" / "index.html").read_text())
+        self.assertIn("texts, which cannot be drawn", self.error("plot", self.file, "wheels.name", "-o", out))
+        self.assertIn("needs two signals", self.error("plot", self.file, "mode", "--xy", "-o", out))
 
     def on_terminal(self, *arguments, **environment):
         """What the tool prints to a terminal."""

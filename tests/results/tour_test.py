@@ -26,7 +26,10 @@ def main():
         for command in commands:
             run = subprocess.run(command, shell=True, cwd=folder, env=environment, capture_output=True, text=True,
                                  timeout=120)
-            wrote = re.search(r"-o ([^- ]\S*)", command)
+            if run.returncode == 2 and "built without its page" in run.stderr:
+                print(f"skipped: {command}")
+                continue
+            wrote = re.search(r"(?:-o|--export) ([^- ]\S*)", command)
             written = pathlib.Path(folder, wrote[1]) if wrote else None
             is_there = written is None or (written.exists() and written.stat().st_size > 0)
             if run.returncode or run.stderr or not is_there or not (run.stdout or wrote or command.startswith("cp ")):

@@ -2,6 +2,7 @@
 //   results_write_example FILE [OFFSET]
 //   results_write_example --stream FILE    as commands on standard input say; answers each with a line
 //   results_write_example --sweep FILE [OFFSET]
+//   results_write_example FILE odd
 //   results_write_example FILE SIGNALS SAMPLES [OFFSET]
 #include <cstdio>
 #include <cstdlib>
@@ -24,6 +25,8 @@ int main(int argc, char** argv) {
           [] { std::cout << "done" << std::endl; });
     } else if (argc >= 3 && std::strcmp(argv[1], "--sweep") == 0) {
       vtio::tests::writeSweep(argv[2], argc == 4 ? std::atof(argv[3]) : 0);
+    } else if (argc == 3 && std::strcmp(argv[2], "odd") == 0) {
+      vtio::tests::writeOddSignals(argv[1]);
     } else if (argc == 2 || argc == 3) {
       vtio::tests::writeExampleFile(argv[1], argc == 3 ? std::atof(argv[2]) : 0);
     } else if (argc == 4 || argc == 5) {

@@ -3,7 +3,7 @@
 _qat() {
   local cur prev words cword
   _init_completion -n : || return
-  local commands="ls show export diff plot watch check"
+  local commands="ls show export diff plot view watch check"
   local command=${words[1]}
   if [ "$cword" -eq 1 ]; then
     COMPREPLY=($(compgen -W "$commands --help --version" -- "$cur"))
@@ -18,7 +18,11 @@ _qat() {
       _filedir
       return
       ;;
-    --run | --runs | --over | --from | --to | --every | --rtol | --atol | --time-tol | --head | --tail) return ;;
+    --export)
+      _filedir -d
+      return
+      ;;
+    --port | --run | --runs | --over | --from | --to | --every | --rtol | --atol | --time-tol | --head | --tail) return ;;
   esac
   if [[ $cur == -* ]]; then
     local options="--help"
@@ -29,19 +33,21 @@ _qat() {
       diff) options+=" --run --runs --rtol --atol --time-tol --tolerances --json --plot" ;;
       check) options+=" --mend" ;;
       plot) options+=" --run --runs --over --output --from --to --xy --compare" ;;
+      view) options+=" --port --export" ;;
     esac
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
     return
   fi
-  # The first words that are no options are files, one or (for diff) two; then come signals.
+  # The first words that are no options are files, one or (for diff and view) two; then come signals, which check and
+  # view do not take.
   local files=1 file="" count=0 i
-  [ "$command" = diff ] && files=2
+  [[ $command == diff || $command == view ]] && files=2
   for ((i = 2; i < cword; i++)); do
     [[ ${words[i]} == -* ]] && continue
     [ $count -eq 0 ] && file=${words[i]}
     count=$((count + 1))
   done
-  if [ $count -lt $files ] || [ "$command" = check ]; then
+  if [ $count -lt $files ] || [[ $command == check || $command == view ]]; then
     _filedir
     return
   fi

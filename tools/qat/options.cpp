@@ -17,6 +17,7 @@
 #include "results/commands/show.hpp"
 #include "results/commands/watch.hpp"
 #include "results/signals/near_names.hpp"
+#include "view.hpp"
 
 namespace vtio::tools {
 namespace {
@@ -31,6 +32,7 @@ struct Settings {
   DiffSettings diff;
   PlotSettings plot;
   WatchSettings watch;
+  ViewSettings view;
   CheckSettings check;
   CompleteSettings complete;
 };
@@ -49,6 +51,15 @@ std::string numberProblem(const std::string& text, const char* kind) {
 std::string realProblem(const std::string& text) { return numberProblem<double>(text, "number"); }
 std::string countProblem(const std::string& text) { return numberProblem<std::uint64_t>(text, "count"); }
 
+std::string portProblem(const std::string& text) { return numberProblem<std::uint16_t>(text, "port"); }
+
+/// Settings of a command that may write the viewer's page.
+template <class CommandSettings>
+CommandSettings withPage(CommandSettings settings) {
+  settings.page = viewerPage();
+  return settings;
+}
+
 constexpr const char* kCompletion = "complete-signals";  // what the shell asks for; not shown
 
 class Parser {
@@ -64,6 +75,7 @@ class Parser {
     addDiff();
     addPlot();
     addWatch();
+    addView();
     addCheck();
     addComplete();
   }
@@ -187,7 +199,7 @@ class Parser {
     CLI::App* sub = add("diff", "Compare two files signal by signal: status 0 equal, 1 different.",
                         "  qat diff yesterday.qat today.qat\n"
                         "  qat diff yesterday.qat today.qat 'wheels.*' --rtol 1e-6 --atol 1e-9",
-                        [&](const Console& console) { return diffFiles(settings, console); });
+                        [&](const Console& console) { return diffFiles(withPage(settings), console); });
     addFile(sub, "A", settings.a, "The first file");
     addFile(sub, "B", settings.b, "The second file, to which --rtol refers");
     addPatterns(sub, settings.patterns);
@@ -200,7 +212,8 @@ class Parser {
     sub->add_option("--tolerances", settings.tolerances, "A file with lines 'pattern, rtol, atol'; the last match wins")
         ->type_name("FILE");
     sub->add_flag("--json", settings.json, "Print JSON");
-    sub->add_option("--plot", settings.plot, "Draw the first signals that differ to a .svg or .png")->type_name("OUT");
+    sub->add_option("--plot", settings.plot, "Draw the first signals that differ to a .svg, .png or .html")
+        ->type_name("OUT");
   }
 
   void addPlot() {
@@ -208,11 +221,12 @@ class Parser {
     CLI::App* sub = add("plot", "Draw signals, in the terminal or to a file.",
                         "  qat plot results.qat wheels.speed\n"
                         "  qat plot results.qat 'wheels.*' mode --compare yesterday.qat -o wheels.svg",
-                        [&](const Console& console) { return plotSignals(settings, console); });
+                        [&](const Console& console) { return plotSignals(withPage(settings), console); });
     addFile(sub, "FILE", settings.file, "The results file");
     addRuns(sub, settings.runs);
     sub->add_option("SIGNAL", settings.signals, "Names or patterns of signals")->required()->type_name("");
-    sub->add_option("-o,--output", settings.output, "A .svg or .png; without it the plot is drawn in the terminal")
+    sub->add_option("-o,--output", settings.output,
+                    "A .svg, .png or .html; without it the plot is drawn in the terminal")
         ->type_name("OUT");
     addTime(sub, settings.time);
     sub->add_option("--over", settings.over, "Of a sweep draw final values over this parameter")->type_name("NAME");
@@ -228,6 +242,23 @@ class Parser {
                         [&](const Console& console) { return watchFile(settings, console); });
     addFile(sub, "FILE", settings.file, "The results file");
     addPatterns(sub, settings.patterns);
+  }
+
+  void addView() {
+    ViewSettings& settings = settings_.view;
+    CLI::App* sub = add("view", "Look at a file, or two beside each other, in the browser.",
+                        "  qat view results.qat\n"
+                        "  qat view today.qat yesterday.qat --export report",
+                        [&](const Console& console) { return viewFiles(settings, console); });
+    addFile(sub, "FILE", settings.file, "The results file; it may still be growing");
+    sub->add_option("OTHER", settings.other, "Another file to compare it with")->type_name("");
+    CLI::Option* port =
+        sub->add_option("--port", settings.port, "Port of the local address; 0, as without it: a free one")
+            ->type_name("N")
+            ->check(portProblem);
+    sub->add_option("--export", settings.folder, "Write static files that need no server, beginning with index.html")
+        ->type_name("DIR")
+        ->excludes(port);
   }
 
   void addCheck() {

@@ -1,0 +1,28 @@
+# Runs the tests of the page with NODE in a headless browser: npm fetches playwright-core into the folder BUILD, where the
+# pictures of the page stand afterwards; with BENCH measures it instead. Programs: QAT, WRITE_EXAMPLE, SPACECRAFT, CONFIGURE, CHROMIUM.
+
+get_filename_component(source "${CMAKE_CURRENT_LIST_DIR}" DIRECTORY)
+if(NOT NODE OR NOT NPM OR NOT CHROMIUM)
+  if(DEFINED ENV{VTIO_NEED_PACKAGES})
+    message(FATAL_ERROR "Node, npm or Chromium is not installed")
+  endif()
+  message(STATUS "SKIPPED: Node, npm or Chromium is not installed")
+  return()
+endif()
+file(MAKE_DIRECTORY "${BUILD}")
+file(REMOVE_RECURSE "${BUILD}/test" "${BUILD}/pictures")
+file(COPY "${source}/package.json" "${source}/package-lock.json" "${source}/test" DESTINATION "${BUILD}")
+execute_process(COMMAND "${NPM}" ci --ignore-scripts --no-audit --no-fund WORKING_DIRECTORY "${BUILD}"
+  COMMAND_ERROR_IS_FATAL ANY)
+set(ENV{QAT} "${QAT}")
+set(ENV{WRITE_EXAMPLE} "${WRITE_EXAMPLE}")
+set(ENV{SPACECRAFT} "${SPACECRAFT}")
+set(ENV{CONFIGURE} "${CONFIGURE}")
+set(ENV{CHROMIUM} "${CHROMIUM}")
+set(ENV{PICTURES} "${BUILD}/pictures")
+if(BENCH)
+  execute_process(COMMAND "${NODE}" test/bench.mjs WORKING_DIRECTORY "${BUILD}" COMMAND_ERROR_IS_FATAL ANY)
+  return()
+endif()
+file(GLOB tests "${BUILD}/test/*.test.mjs")
+execute_process(COMMAND "${NODE}" --test ${tests} WORKING_DIRECTORY "${BUILD}" COMMAND_ERROR_IS_FATAL ANY)
