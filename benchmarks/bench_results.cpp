@@ -1,6 +1,6 @@
 /// @file
-/// What the results library costs beside the least work that gives the same: listing, one signal, CSV, SQLite, comparing,
-/// reducing. Files go to the folder given by --dir=PATH.
+/// What the results library costs beside the least work that gives the same: listing, one signal, CSV, SQLite,
+/// comparing, reducing. Files go to the folder given by --dir=PATH.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
