@@ -1,10 +1,9 @@
 /// @file
-/// What the results library costs beside the least work that gives the same: listing, one signal, CSV, SQLite,
-/// comparing, reducing. Files go to the folder given by --dir=PATH.
+/// What the results library costs beside the least work that gives the same: listing, one signal, CSV, comparing,
+/// reducing. Files go to the folder given by --dir=PATH.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <sqlite3.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -127,47 +126,6 @@ void floorDigits(benchmark::State& state) {
   }
 }
 
-void exportSqlite(benchmark::State& state) {
-  ExportSettings settings;
-  settings.file = files.of(state);
-  settings.output = (folder / "results.sqlite").string();
-  for (auto _ : state) {
-    std::ostringstream out;
-    if (exportSignals(settings, Console{out, {}, {}}) != kDone) state.SkipWithError("not done");
-  }
-  fs::remove(settings.output);
-}
-
-/// As many numbers put into one table by one statement, row after row, in one transaction.
-void floorInsert(benchmark::State& state) {
-  const auto columns = static_cast<int>(state.range(0)) + 1;
-  const std::string path = (folder / "floor.sqlite").string();
-  std::string create = "CREATE TABLE t (c0 REAL";
-  std::string insert = "INSERT INTO t VALUES (?";
-  for (int i = 1; i < columns; ++i) {
-    create += ", c" + std::to_string(i) + " REAL";
-    insert += ", ?";
-  }
-  for (auto _ : state) {
-    fs::remove(path);
-    sqlite3* database = nullptr;
-    sqlite3_stmt* statement = nullptr;
-    bool isDone = sqlite3_open(path.c_str(), &database) == SQLITE_OK &&
-                  sqlite3_exec(database, (create + "); BEGIN").c_str(), nullptr, nullptr, nullptr) == SQLITE_OK &&
-                  sqlite3_prepare_v2(database, (insert + ")").c_str(), -1, &statement, nullptr) == SQLITE_OK;
-    for (std::int64_t row = 0; isDone && row < state.range(1); ++row) {
-      for (int i = 0; i < columns; ++i) sqlite3_bind_double(statement, i + 1, std::sin(static_cast<double>(row + i)));
-      isDone = sqlite3_step(statement) == SQLITE_DONE && sqlite3_reset(statement) == SQLITE_OK;
-    }
-    sqlite3_finalize(statement);
-    if (!isDone || sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
-      state.SkipWithError("not done");
-    }
-    sqlite3_close(database);
-  }
-  fs::remove(path);
-}
-
 void diffEqual(benchmark::State& state) {
   DiffSettings settings;
   settings.a = files.of(state);
@@ -245,8 +203,6 @@ BENCHMARK(floorOneSignal)->Apply(large);
 BENCHMARK(oneSignal)->Apply(large);
 BENCHMARK(floorDigits)->Apply(large)->Iterations(1);
 BENCHMARK(exportCsv)->Apply(large)->Iterations(1);
-BENCHMARK(floorInsert)->Apply(large)->Iterations(1);
-BENCHMARK(exportSqlite)->Apply(large)->Iterations(1);
 BENCHMARK(floorReadBoth)->Apply(large)->Iterations(1);
 BENCHMARK(diffEqual)->Apply(large)->Iterations(1);
 BENCHMARK(floorMinMax)->Apply(points);

@@ -314,25 +314,6 @@ void writeManySignals(const std::string& path, std::size_t signals, std::size_t 
   save(path, std::move(elements));
 }
 
-void writeWideFile(const std::string& path) {
-  auto table = std::make_shared<RowTable>(std::vector<double>{0, 1, 2}, 16);
-  const std::uint64_t words[3][2] = {{2, 64}, {static_cast<std::uint64_t>(-6), ~std::uint64_t{0}}, {5, 0}};
-  for (std::size_t row = 0; row < 3; ++row) {
-    for (std::size_t word = 0; word < 2; ++word) table->set(row, 8 * word, words[row][word]);
-  }
-  auto structure = leaf(table, "wide", {{}, u"V", {2}, qxUINT64, false, 0, 0, 0}, "linear", "fixed-point");
-  vtu::qxStructWrapper scaling({"Signed"});
-  scaling.set("Signed", vtu::qxArrayWrapper(qxCreateLogicalScalar(true)));
-  scaling.set("WordLength", number(100));
-  scaling.set("FixedExponent", number(-1));
-  scaling.set("SlopeAdjustmentFactor", number(1));
-  scaling.set("Bias", number(1));
-  structure.set("FixedPoint", std::move(scaling));
-  std::vector<vtu::qxStructWrapper> elements;
-  elements.push_back(element("wide", "w", std::move(structure)));
-  save(path, std::move(elements));
-}
-
 void writeSweep(const std::string& path, double offset) {
   std::filesystem::create_directory(path + ".d");
   vtu::qxCellArrayWrapper runs(4, 1);

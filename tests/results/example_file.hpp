@@ -28,10 +28,6 @@ void writeUnfinishedFile(const std::string& path);
 void streamHeight(const std::string& path, const std::function<bool(std::string&)>& next,
                   const std::function<void()>& done);
 
-/// Writes signal `wide`: three fixed-point numbers of 100 bits, signed, value = integer / 2 + 1: of the integers 2^70 + 2,
-/// -6 and 5.
-void writeWideFile(const std::string& path);
-
 /// Writes a sweep of four runs of parameters `stiffness` (1 to 4) and `material` (oak, fir by turns), with the final
 /// value `s0` = 10, 11, 12. Run k is writeManySignals() of two signals, ten samples and the offset k + 10. The last run
 /// failed without results.

@@ -7,16 +7,11 @@
 #include <random>
 #include <string>
 
-#include "example_file.hpp"
 #include "memory_source.hpp"
 #include "results/values/element_type.hpp"
-#include "results/values/interpolation.hpp"
 #include "results/values/number_text.hpp"
 #include "results/values/series.hpp"
 #include "results/values/shown_value.hpp"
-#include "results/values/statistics.hpp"
-#include "results/values/table_block.hpp"
-#include "temporary_folder.hpp"
 
 namespace {
 
@@ -175,32 +170,6 @@ TEST(ReadSeries, staysWithinTheRowsOfTheSignal) {
   const ResultsFile file = builder.build();
   EXPECT_THAT(readSeries(file, file.find("x")).times, testing::ElementsAre(1, 2));
   EXPECT_THAT(readSeries(file, file.find("x"), {0, 1}).times, testing::ElementsAre(1));
-}
-
-// Numbers of more than 64 bits are stored as words.
-TEST(WideFixedPoint, wordsBecomeOneRealValue) {
-  const vtio::tests::TemporaryFolder folder;
-  vtio::tests::writeWideFile(folder.path("wide.qat"));
-  const ResultsFile file(folder.path("wide.qat"));
-  const SignalInfo& wide = file.find("wide");
-  EXPECT_TRUE(wide.dimensions.empty());
-  EXPECT_EQ(cellNames(wide), std::vector<std::string>{"wide"});
-  const Series series = readSeries(file, wide);
-  const ShownValues values(wide);
-  const ShownValues raw(wide, true);
-  const double expected[] = {0x1p69 + 2, -2, 3.5};
-  const double integers[] = {0x1p70 + 2, -6, 5};
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(values.number(series.view().sample(i), 0), expected[i]);
-    EXPECT_EQ(std::get<double>(values(series.view().sample(i), 0)), expected[i]);
-    EXPECT_EQ(raw.number(series.view().sample(i), 0), integers[i]);
-  }
-  SeriesSampler sampler(series.view(), wide.interpolates());
-  EXPECT_EQ(values.number(sampler.at(1.5), 0), 0.75);
-  TableBlock block(file.source(), {&wide});
-  block.read(1, 2);
-  EXPECT_EQ(values.number(block.sample(0, 2), 0), 3.5);
-  EXPECT_EQ(statisticsOf(file, wide).min, -2);
 }
 
 }  // namespace
