@@ -1,5 +1,5 @@
-// A mass on a moving belt, held by a spring: it sticks to the belt until the spring pulls harder than friction can hold,
-// slips back, and sticks again. Solved exactly within each mode.
+// A mass on a moving belt, held by a spring: it sticks to the belt until the spring pulls harder than friction can
+// hold, slips back, and sticks again. Solved exactly within each mode.
 #include <math.h>
 
 #include "examples/fmus/model.h"

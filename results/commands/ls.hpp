@@ -20,8 +20,8 @@ struct LsSettings {
   RunChoice runs = {};
 };
 
-/// Prints a table, a tree or JSON; of a sweep without a choice of one run a line per run. A pattern that matches nothing
-/// lists nothing.
+/// Prints a table, a tree or JSON; of a sweep without a choice of one run a line per run. A pattern that matches
+/// nothing lists nothing.
 /// @throws ResultsError
 VTIO_RESULTS_EXPORT int listSignals(const LsSettings& settings, const Console& console);
 

@@ -7,7 +7,8 @@
 
 namespace vtio::runner {
 
-/// The operations of an Instance, then those of CoSimulation and ModelExchange. A request is a call and its arguments in the order of the operation's declaration.
+/// The operations of an Instance, then those of CoSimulation and ModelExchange. A request is a call and its arguments
+/// in the order of the operation's declaration.
 enum class Call : std::uint8_t {
   instantiate,  ///< made by the process itself, before the first request
   get,

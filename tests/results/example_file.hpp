@@ -21,8 +21,8 @@ void writeExampleFile(const std::string& path, double offset = 0);
 void writeUnfinishedFile(const std::string& path);
 
 /// Streams signal `height` [m], linear, as commands say: `append N` (rows that readers then see, row k at time k / 2,
-/// value 10 - k, and 100 more for each step back before it), `mark`, `back` (to the mark), `close`. Starts with two rows
-/// and ends with the commands; without `close` as a run that was killed.
+/// value 10 - k, and 100 more for each step back before it), `mark`, `back` (to the mark), `close`. Starts with two
+/// rows and ends with the commands; without `close` as a run that was killed.
 /// @param next The next command; false: no more.
 /// @param done Is called when the file is there, and after each command.
 void streamHeight(const std::string& path, const std::function<bool(std::string&)>& next,
