@@ -21,8 +21,8 @@ endfunction()
 
 vtio_test_defaults(vtio_test_precompiled)
 
-# vtio_add_test(<folder>_test SOURCES ... [LIBRARIES ...] [LONG <suite.case>...] [SHARDS <count>] [TIMEOUT <seconds>]): a
-# test program. It is one CTest entry named <folder>, or SHARDS of them that run beside each other. Each of the LONG
+# vtio_add_test(<folder>_test SOURCES ... [LIBRARIES ...] [LONG <suite.case>...] [SHARDS <count>] [TIMEOUT <seconds>]):
+# a test program. It is one CTest entry named <folder>, or SHARDS of them that run beside each other. Each of the LONG
 # cases is an entry of its own with the label `long`: `make test` leaves them out, `make check` runs them. Every entry
 # writes what it ran into gtest/<entry>.xml of the build folder, where scripts/counting.sh counts cases. TIMEOUT holds
 # for one entry (default 600).
