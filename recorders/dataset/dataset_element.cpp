@@ -38,17 +38,17 @@ vtu::qxArrayWrapper valuesOfElement(const vtu::qxArrayWrapper& element) {
 
 vtu::qxArrayWrapper datasetElementOf(const core::utils::SignalDescriptor& descriptor,
                                      const std::vector<std::uint64_t>& iterations, vtu::qxArrayWrapper values) {
-  thread_local RepeatedText propagatedName, subPath, kind;
-  thread_local RepeatedNumber portIndex, inportOrder, decimation, maxPoints;
+  thread_local RepeatedArray<std::u16string> propagatedName, subPath, kind;
+  thread_local RepeatedArray<std::uint64_t> portIndex, inportOrder, decimation, maxPoints;
   vtu::qxStructWrapper element(
       {"Name", "PropagatedName", "BlockPath", "SubPath", "PortIndex", "PortKind", "InportOrder"});
   element.set("Name", charArray(descriptor.signalName()));
-  element.set("PropagatedName", propagatedName.array(descriptor.propagatedName()));
+  element.set("PropagatedName", propagatedName.of(descriptor.propagatedName()));
   element.set("BlockPath", core::utils::Utilities::createBlockPathCellArray(descriptor.blockPath()));
-  element.set("SubPath", subPath.array(descriptor.blockPath().subPath()));
-  element.set("PortIndex", portIndex.array(descriptor.connectedPortIndex()));
-  element.set("PortKind", kind.array(portKind(descriptor)));
-  element.set("InportOrder", inportOrder.array(descriptor.inportOrder()));
+  element.set("SubPath", subPath.of(descriptor.blockPath().subPath()));
+  element.set("PortIndex", portIndex.of(descriptor.connectedPortIndex()));
+  element.set("PortKind", kind.of(std::u16string(portKind(descriptor))));
+  element.set("InportOrder", inportOrder.of(descriptor.inportOrder()));
   const std::vector<unsigned long>& dimensions = descriptor.foreachDimensions();
   if (!dimensions.empty()) {
     vtu::qxStructWrapper forEach({"Dimensions", "Iteration"});
@@ -56,8 +56,8 @@ vtu::qxArrayWrapper datasetElementOf(const core::utils::SignalDescriptor& descri
     forEach.set("Iteration", uint64Array(iterations));
     element.set("ForEach", std::move(forEach));
   }
-  element.set("Decimation", decimation.array(descriptor.decimation()));
-  element.set("MaxPoints", maxPoints.array(descriptor.maxPoints()));
+  element.set("Decimation", decimation.of(descriptor.decimation()));
+  element.set("MaxPoints", maxPoints.of(descriptor.maxPoints()));
   element.set("Values", std::move(values));
   return element;
 }

@@ -83,19 +83,20 @@ vtu::SampleColumn sampleColumn(const LeafColumn& column, const vtu::ustring& nam
 
 vtu::qxArrayWrapper leafStructure(const LeafColumn& column, const vtu::ustring& name,
                                   const TableBuilder::Samples& samples, std::size_t offset) {
-  thread_local RepeatedText kind, dataType, unit, interpolation, startDate, sampleTime;
+  thread_local RepeatedArray<std::u16string> kind, unit, startDate, sampleTime;
+  thread_local RepeatedArray<std::string> dataType, interpolation;
   const LeafNode& leaf = *column.leaf;
   vtu::qxStructWrapper structure(
       {"Kind", "Time", "Data", "DataType", "Unit", "Interpolation", "StartDate", "SampleTime"});
-  structure.set("Kind", kind.array(u"leaf"));
+  structure.set("Kind", kind.of(u"leaf"));
   structure.set("Time", vtu::sampledTimes(samples.table, samples.first, samples.count));
   structure.set("Data", vtu::sampledArray(samples.table, sampleColumn(column, name, samples, offset)));
-  structure.set("DataType", dataType.array(leaf.datatypeClassName()));
-  structure.set("Unit", unit.array(leaf.unit().getUnits()));
-  structure.set("Interpolation", interpolation.array(leaf.interpolationMethod()));
-  structure.set("StartDate", startDate.array(leaf.startDate()));
-  structure.set("SampleTime", sampleTime.array(column.visualization != nullptr ? column.visualization->sampleTime()
-                                                                               : vtu::ustring()));
+  structure.set("DataType", dataType.of(leaf.datatypeClassName()));
+  structure.set("Unit", unit.of(leaf.unit().getUnits()));
+  structure.set("Interpolation", interpolation.of(leaf.interpolationMethod()));
+  structure.set("StartDate", startDate.of(leaf.startDate()));
+  structure.set("SampleTime",
+                sampleTime.of(column.visualization != nullptr ? column.visualization->sampleTime() : vtu::ustring()));
   if (const auto* enumeration = dynamic_cast<const EnumLeafNode*>(&leaf)) addEnumeration(structure, *enumeration);
   if (dynamic_cast<const FixedPointLeafNode*>(&leaf) != nullptr ||
       leaf.datatypeClassName() == core::utils::kFixedPointClassName) {

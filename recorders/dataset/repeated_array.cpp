@@ -1,37 +1,33 @@
 #include "recorders/dataset/repeated_array.hpp"
 
+#include <cstdint>
+#include <string>
+#include <utility>
+
 #include "platform/text.hpp"
 #include "recorders/dataset/dataset_element.hpp"
 
 namespace vtio::recorders {
 namespace {
 
-vtu::qxArrayWrapper shared(const vtu::qxArrayWrapper& array) { return vtu::qxArrayWrapper(qxShareArray(array.get())); }
+vtu::qxArrayWrapper makeArray(const std::u16string& text) { return charArray(text); }
+vtu::qxArrayWrapper makeArray(const std::string& utf8) { return charArray(vtu::to_ustring(utf8)); }
+vtu::qxArrayWrapper makeArray(std::uint64_t number) { return uint64Array({number}); }
 
 }  // namespace
 
-vtu::qxArrayWrapper RepeatedText::array(std::u16string_view text) {
-  if (!array_ || text != text_) {
-    array_ = charArray(text);
-    text_ = text;
-  }
-  return shared(array_);
-}
-
-vtu::qxArrayWrapper RepeatedText::array(const std::string& utf8) {
-  if (!array_ || utf8 != utf8_) {
-    array_ = charArray(vtu::to_ustring(utf8));
-    utf8_ = utf8;
-  }
-  return shared(array_);
-}
-
-vtu::qxArrayWrapper RepeatedNumber::array(std::uint64_t value) {
+template <typename Value>
+vtu::qxArrayWrapper RepeatedArray<Value>::of(const Value& value) {
   if (!array_ || value != value_) {
-    array_ = uint64Array({value});
-    value_ = value;
+    vtu::qxArrayWrapper made = makeArray(value);
+    value_ = value;  // may fail, and then nothing has changed
+    array_ = std::move(made);
   }
-  return shared(array_);
+  return vtu::qxArrayWrapper(qxShareArray(array_.get()));
 }
+
+template class RepeatedArray<std::u16string>;
+template class RepeatedArray<std::string>;
+template class RepeatedArray<std::uint64_t>;
 
 }  // namespace vtio::recorders

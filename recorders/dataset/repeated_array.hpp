@@ -2,36 +2,24 @@
 /// Small arrays that are mostly the same from signal to signal.
 #pragma once
 
-#include <cstdint>
-#include <string>
-#include <string_view>
-
 #include "platform/qalc.hpp"
 
 namespace vtio::recorders {
 
-/// A field whose text repeats: arrays of one text, made one after another, share their storage.
+/// A field whose value repeats: arrays of one value, made one after another, share their storage.
 ///
-///     thread_local RepeatedText unit;
-///     structure.set("Unit", unit.array(leaf.unit().getUnits()));
-class RepeatedText final {
+///     thread_local RepeatedArray<std::u16string> unit;
+///     structure.set("Unit", unit.of(leaf.unit().getUnits()));
+///
+/// @tparam Value std::u16string, std::string (UTF-8) or std::uint64_t.
+template <typename Value>
+class RepeatedArray final {
  public:
-  [[nodiscard]] vtu::qxArrayWrapper array(std::u16string_view text);
-  [[nodiscard]] vtu::qxArrayWrapper array(const std::string& utf8);
+  /// A char array of a text, a scalar of a number.
+  [[nodiscard]] vtu::qxArrayWrapper of(const Value& value);
 
  private:
-  std::u16string text_;
-  std::string utf8_;
-  vtu::qxArrayWrapper array_;
-};
-
-/// A field whose number repeats.
-class RepeatedNumber final {
- public:
-  [[nodiscard]] vtu::qxArrayWrapper array(std::uint64_t value);
-
- private:
-  std::uint64_t value_ = 0;
+  Value value_{};
   vtu::qxArrayWrapper array_;
 };
 
