@@ -31,6 +31,7 @@ function(vtio_add_test name)
   add_executable(${name})
   vtio_test_defaults(${name})
   target_precompile_headers(${name} REUSE_FROM vtio_test_precompiled)
+  vtio_compile_together(${name} 4)
   vtio_extend_test(${name} SOURCES ${arg_SOURCES} LIBRARIES ${arg_LIBRARIES})
 
   if(NOT arg_TIMEOUT)
@@ -69,7 +70,8 @@ function(vtio_extend_test name)
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
   foreach(source IN LISTS arg_SOURCES)
     if(source MATCHES "[.]c$")  # the precompiled header is one of C++
-      set_source_files_properties("${source}" TARGET_DIRECTORY ${name} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
+      set_source_files_properties("${source}" TARGET_DIRECTORY ${name} PROPERTIES
+        SKIP_PRECOMPILE_HEADERS ON SKIP_UNITY_BUILD_INCLUSION ON)
     endif()
   endforeach()
 endfunction()
