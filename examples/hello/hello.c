@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
                                               catalogue, NULL, 0, NULL, 0);
   if (height == NULL) return fprintf(stderr, "%s\n", zetLastError()), 1;
 
-  /* Record it in memory. */
+  /* Record it: in memory, or in a file if the configuration says so. */
   VtioRecordingSession* session = vtioRecordingCreate(catalogue);
   void** accessor = zetGetAccessor(height, vtioRecordingLoggingInterval(session));
   int failed = vtioRecordingAttach(session, height, accessor, NULL) < 0;
