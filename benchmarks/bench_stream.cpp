@@ -155,7 +155,7 @@ BENCHMARK(floorWritePieces)->Apply(sizes);
 BENCHMARK(floorNoOpAndWrite)->Apply(sizes);
 BENCHMARK(stream)->Apply(sizes);
 BENCHMARK(stream)->Name("streamBesideWrite")->Apply(sizes);
-BENCHMARK(streamedSteps)->ArgName("flushMs")->Arg(1000)->Arg(10)->UseManualTime()->Unit(benchmark::kMicrosecond);
+BENCHMARK(streamedSteps)->ArgName("flushMs")->Arg(1000)->Arg(10)->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(1);
 
 }  // namespace
 

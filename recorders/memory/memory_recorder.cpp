@@ -90,13 +90,13 @@ void MemoryRecorder::operator delete(void* memory, std::size_t size) noexcept {
 }
 
 void MemoryRecorder::update(const double* time, const void* data) {
-  if (positions_ == 1) {
-    if (!cursors_->write(*time, data)) [[unlikely]]
-      append(first_, *time, data);
-    return;
-  }
+  if (positions_ != 1 || !cursors_->write(*time, data)) [[unlikely]]
+    appendAll(*time, data);
+}
+
+void MemoryRecorder::appendAll(double time, const void* data) {
   for (std::size_t i = 0; i < positions_; ++i) {
-    append(numberOf(i), *time, static_cast<const std::byte*>(data) + state_->layout[i].packedOffset);
+    append(numberOf(i), time, static_cast<const std::byte*>(data) + state_->layout[i].packedOffset);
   }
 }
 

@@ -123,6 +123,7 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   [[nodiscard]] std::uint32_t numberOf(std::size_t position) const;
   [[nodiscard]] vtu::qxArrayWrapper nodes(bool areIterations) const;
   void append(std::uint32_t number, double time, const void* data);
+  void appendAll(double time, const void* data);  // apart from update(), whose common path then saves no registers
 
   Cursor* cursors_ = nullptr;  // of the positions, contiguous
   std::size_t positions_ = 0;
