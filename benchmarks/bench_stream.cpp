@@ -1,6 +1,7 @@
 /// @file
 /// What streaming signals into a Qat file costs, the whole path: entry function, accessor, recorder, file, close.
-/// Floors: raw write() of the same bytes in pieces of 1 MiB; that and the same updates to clients that do nothing.
+/// Floors: raw write() of the same bytes in pieces of 1 MiB; that and the same updates to clients that do nothing; a
+/// program of plain HDF5 that keeps one padded dataset per signal behind one virtual call per value.
 /// Reports the bytes of the file that one sample takes, the growth of the heap in MB, and the longest of 1000 steps
 /// beside the median. Files go to the folder given by --dir=PATH.
 
@@ -21,6 +22,7 @@
 #include "benchmarks/heap_use.hpp"
 #include "benchmarks/logged_model.hpp"
 #include "benchmarks/no_op_client.hpp"
+#include "benchmarks/plain_hdf5.hpp"
 #include "benchmarks/stopwatch.hpp"
 #include "platform/text.hpp"
 #include "recorders/recording_session.hpp"
@@ -45,12 +47,15 @@ void step(LoggedModel& model, std::vector<double>& values, unsigned k) {
   }
 }
 
+/// Sum of the sizes of the members of a structure of LoggedModel::addStructure(): double[3], int32, bool, float.
+constexpr std::size_t kStructureBytes = 33;
+
 /// Writes as many bytes as the samples and their times have.
-void writePieces(unsigned signals, unsigned steps) {
+void writePieces(unsigned signals, unsigned steps, std::size_t sampleBytes = sizeof(double)) {
   const std::vector<char> piece(std::size_t{1} << 20U, 'x');
   const fs::path path = folder / "floor.bin";
   const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-  std::size_t left = (std::size_t{signals} + 1) * steps * sizeof(double);
+  std::size_t left = (signals * sampleBytes + sizeof(double)) * steps;
   while (left > 0) {
     const ssize_t written = ::write(file, piece.data(), std::min(left, piece.size()));
     if (written <= 0) throw std::runtime_error("cannot write " + path.string());
@@ -59,12 +64,35 @@ void writePieces(unsigned signals, unsigned steps) {
   ::close(file);
 }
 
+template <std::size_t sampleBytes>
 void floorWritePieces(benchmark::State& state) {
   for (auto _ : state) {
     const Stopwatch watch;
-    writePieces(static_cast<unsigned>(state.range(0)), static_cast<unsigned>(state.range(1)));
+    writePieces(static_cast<unsigned>(state.range(0)), static_cast<unsigned>(state.range(1)), sampleBytes);
     state.SetIterationTime(watch.wallSeconds());
     fs::remove(folder / "floor.bin");
+  }
+}
+
+/// As a program writes that has nothing but HDF5: the values of each signal in chunks of 1000, and no description.
+void plainHdf5(benchmark::State& state) {
+  const auto signals = static_cast<unsigned>(state.range(0)), steps = static_cast<unsigned>(state.range(1));
+  const fs::path path = folder / "plain.h5";
+  for (auto _ : state) {
+    vtio::benchmarks::PlainHdf5File file(path.string(), std::size_t{signals} + 1, 1000);
+    std::vector<double> values(signals);
+    const Stopwatch watch;
+    for (unsigned k = 0; k < steps; ++k) {
+      file.sink(signals).put(k * 0.001);
+      for (unsigned i = 0; i < signals; ++i) {
+        values[i] += 0.25;
+        file.sink(i).put(values[i]);
+      }
+    }
+    file.close();
+    state.SetIterationTime(watch.wallSeconds());
+    state.counters["bytes_per_sample"] = static_cast<double>(fs::file_size(path)) / (double{1} * signals * steps);
+    fs::remove(path);
   }
 }
 
@@ -87,33 +115,79 @@ void floorNoOpAndWrite(benchmark::State& state) {
   }
 }
 
+/// A model that streams into `path`, and the session that does it.
+struct StreamingModel {
+  using Add = const LoggedSignal& (LoggedModel::*)(unsigned decimation);
+
+  StreamingModel(const fs::path& path, unsigned signals, Add add = &LoggedModel::addScalar) : session(start(path)) {
+    for (unsigned i = 0; i < signals; ++i) {
+      const LoggedSignal& signal = (model.*add)(1);
+      session.attach(*signal.descriptor, *signal.accessor);
+    }
+  }
+
+  LoggedModel model;
+  vtio::recorders::RecordingSession session;
+
+ private:
+  Catalogue& start(const fs::path& path) {
+    model.catalogue().settings(Catalogue::SignalLoggingToPersistentStorage, u"on");
+    model.catalogue().settings(Catalogue::SignalStorageParameters, vtu::to_ustring(path.string()));
+    return model.catalogue();
+  }
+};
+
+/// Closes the file, and says how long it took in all, how large the file is and whether anything failed.
+void finish(benchmark::State& state, StreamingModel& streaming, const Stopwatch& watch, const fs::path& path,
+            double samples) {
+  streaming.model.catalogue().closeSharedResources();
+  state.SetIterationTime(watch.wallSeconds());
+  const std::string failure = streaming.session.streamFailure();
+  if (!failure.empty()) state.SkipWithError(failure.c_str());
+  state.counters["bytes_per_sample"] = static_cast<double>(fs::file_size(path)) / samples;
+}
+
 void stream(benchmark::State& state) {
   const auto signals = static_cast<unsigned>(state.range(0)), steps = static_cast<unsigned>(state.range(1));
   const fs::path path = folder / "streamed.qat";
-  const double samples = double{1} * signals * steps;
   for (auto _ : state) {
     const std::size_t heapBefore = vtio::benchmarks::heapBytesInUse();
     std::size_t heap = 0;
-    std::optional<LoggedModel> model(std::in_place);
-    model->catalogue().settings(Catalogue::SignalLoggingToPersistentStorage, u"on");
-    model->catalogue().settings(Catalogue::SignalStorageParameters, vtu::to_ustring(path.string()));
-    vtio::recorders::RecordingSession session(model->catalogue());
-    for (unsigned i = 0; i < signals; ++i) {
-      const LoggedSignal& signal = model->addScalar(1);
-      session.attach(*signal.descriptor, *signal.accessor);
-    }
+    std::optional<StreamingModel> streaming(std::in_place, path, signals);
     std::vector<double> values(signals);
     const Stopwatch watch;
     for (unsigned k = 0; k < steps; ++k) {
-      step(*model, values, k);
+      step(streaming->model, values, k);
       if (k % (steps / 16) == 0) heap = std::max(heap, vtio::benchmarks::heapBytesInUse());
     }
-    model->catalogue().closeSharedResources();
-    state.SetIterationTime(watch.wallSeconds());
-    if (!session.streamFailure().empty()) state.SkipWithError(session.streamFailure().c_str());
+    finish(state, *streaming, watch, path, double{1} * signals * steps);
     state.counters["heap_megabytes"] = static_cast<double>(heap - heapBefore) / 1e6;
-    state.counters["bytes_per_sample"] = static_cast<double>(fs::file_size(path)) / samples;
-    model.reset();
+    streaming.reset();
+    fs::remove(path);
+  }
+}
+
+void streamStructures(benchmark::State& state) {
+  const auto signals = static_cast<unsigned>(state.range(0)), steps = static_cast<unsigned>(state.range(1));
+  const fs::path path = folder / "structures.qat";
+  struct Structure {
+    double position[3];
+    std::int32_t count;
+    bool on;
+    float level;
+  };
+  for (auto _ : state) {
+    std::optional<StreamingModel> streaming(std::in_place, path, signals, &LoggedModel::addStructure);
+    std::vector<Structure> values(signals);
+    const Stopwatch watch;
+    for (unsigned k = 0; k < steps; ++k) {
+      for (unsigned i = 0; i < signals; ++i) {
+        values[i] = {{k * 0.25, k * 0.5, i * 0.75}, static_cast<std::int32_t>(k + i), (k & 1U) != 0, 0.5F};
+        mdlref_simtarget::zetVtioUpdateAccessor(streaming->model.signals()[i].handle, 0, k * 0.001, &values[i]);
+      }
+    }
+    finish(state, *streaming, watch, path, double{1} * signals * steps);
+    streaming.reset();
     fs::remove(path);
   }
 }
@@ -123,19 +197,12 @@ void streamedSteps(benchmark::State& state) {
   constexpr unsigned kSignals = 1000, kSteps = 20'000;
   const fs::path path = folder / "steps.qat";
   for (auto _ : state) {
-    LoggedModel model;
-    model.catalogue().settings(Catalogue::SignalLoggingToPersistentStorage, u"on");
-    model.catalogue().settings(Catalogue::SignalStorageParameters, vtu::to_ustring(path.string()));
-    vtio::recorders::RecordingSession session(model.catalogue());
-    session.flushInterval(static_cast<double>(state.range(0)) / 1000);
-    for (unsigned i = 0; i < kSignals; ++i) {
-      const LoggedSignal& signal = model.addScalar(1);
-      session.attach(*signal.descriptor, *signal.accessor);
-    }
+    StreamingModel streaming(path, kSignals);
+    streaming.session.flushInterval(static_cast<double>(state.range(0)) / 1000);
     std::vector<double> values(kSignals), times;
     for (unsigned k = 0; k < kSteps; ++k) {
       const Stopwatch watch;
-      step(model, values, k);
+      step(streaming.model, values, k);
       times.push_back(watch.wallSeconds());
     }
     std::sort(times.begin(), times.end());
@@ -151,11 +218,29 @@ void sizes(benchmark::internal::Benchmark* job) {
   job->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1);
 }
 
-BENCHMARK(floorWritePieces)->Apply(sizes);
+BENCHMARK(floorWritePieces<sizeof(double)>)->Name("floorWritePieces")->Apply(sizes);
 BENCHMARK(floorNoOpAndWrite)->Apply(sizes);
+BENCHMARK(plainHdf5)->Apply(sizes);
 BENCHMARK(stream)->Apply(sizes);
 BENCHMARK(stream)->Name("streamBesideWrite")->Apply(sizes);
-BENCHMARK(streamedSteps)->ArgName("flushMs")->Arg(1000)->Arg(10)->UseManualTime()->Unit(benchmark::kMicrosecond)->Iterations(1);
+
+void structures(benchmark::internal::Benchmark* job) {
+  job->ArgNames({"signals", "steps"})->Args({200, 20'000});
+  job->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(1);
+}
+
+BENCHMARK(floorWritePieces<kStructureBytes>)->Name("floorWriteStructures")->Apply(structures);
+BENCHMARK(streamStructures)->Apply(structures);
+
+// Every flush interval in milliseconds; the last one is longer than the run.
+BENCHMARK(streamedSteps)
+    ->ArgName("flushMs")
+    ->Arg(10)
+    ->Arg(1000)
+    ->Arg(1'000'000)
+    ->UseManualTime()
+    ->Unit(benchmark::kMicrosecond)
+    ->Iterations(1);
 
 }  // namespace
 

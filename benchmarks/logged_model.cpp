@@ -11,9 +11,12 @@ namespace zet = mdlref_simtarget;
 
 namespace {
 
-void addDouble(void* treeVector, const std::string& name) {
-  zet::zetAddLeafNode(0, name.c_str(), "zoh", 0, nullptr, 0, "double", "m/s", "0.001", 0.001, 1e6, treeVector);
+void addLeaf(void* treeVector, const std::string& name, const char* type, std::vector<unsigned> dimensions = {}) {
+  zet::zetAddLeafNode(0, name.c_str(), "zoh", 0, dimensions.data(), static_cast<unsigned>(dimensions.size()), type,
+                      "m/s", "0.001", 0.001, 1e6, treeVector);
 }
+
+void addDouble(void* treeVector, const std::string& name) { addLeaf(treeVector, name, "double"); }
 
 }  // namespace
 
@@ -37,6 +40,19 @@ const LoggedSignal& LoggedModel::addVirtualBus(unsigned leaves, unsigned decimat
   }
   zet::zetPopNVBusNode(treeVector);
   return finish(treeVector, leaves, decimation);
+}
+
+const LoggedSignal& LoggedModel::addStructure(unsigned decimation) {
+  constexpr unsigned kSingle = 1, kBytes = 40;
+  const std::vector<unsigned> offsets{0, 24, 28, 32};
+  void* treeVector = zet::zetGetTreeVector();
+  zet::zetAddTopNVBusNode(0, "structure", 4, &kSingle, 1, kBytes, offsets.data(), "0.001", 0.001, 1e6, treeVector);
+  addLeaf(treeVector, "position", "double", {3});
+  addLeaf(treeVector, "count", "int32");
+  addLeaf(treeVector, "on", "boolean");
+  addLeaf(treeVector, "level", "single");
+  zet::zetPopNVBusNode(treeVector);
+  return finish(treeVector, 1, decimation);
 }
 
 const LoggedSignal& LoggedModel::finish(void* treeVector, unsigned inputPorts, unsigned decimation) {

@@ -35,6 +35,9 @@ class LoggedModel final {
   /// A virtual bus of `leaves` scalar doubles.
   const LoggedSignal& addVirtualBus(unsigned leaves, unsigned decimation);
 
+  /// A bus laid out as a structure of 40 bytes: double[3], int32, bool, float.
+  const LoggedSignal& addStructure(unsigned decimation);
+
   [[nodiscard]] core::client::Catalogue& catalogue() { return catalogue_; }
   [[nodiscard]] const std::vector<LoggedSignal>& signals() const { return signals_; }
 

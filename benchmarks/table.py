@@ -76,6 +76,14 @@ JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
                                         "floorNoOpAndWrite/signals:10000/steps:2000", 1.4, "ms", 1e-3),
     "stream/signals:1/steps:10000000": ("stream 1 signal x 10 000 000, beside write and no-op updates",
                                         "floorNoOpAndWrite/signals:1/steps:10000000", None, "ms", 1e-3),
+    "streamStructures/signals:200/steps:20000": ("stream 200 structures x 20 000, beside write",
+                                                 "floorWriteStructures/signals:200/steps:20000", 2.5, "ms", 1e-3),
+    "plainHdf5/signals:1000/steps:20000": ("(plain HDF5, 1000 signals x 20 000, beside write)",
+                                           "floorWritePieces/signals:1000/steps:20000", None, "ms", 1e-3),
+    "plainHdf5/signals:10000/steps:2000": ("(plain HDF5, 10 000 signals x 2000, beside write)",
+                                           "floorWritePieces/signals:10000/steps:2000", None, "ms", 1e-3),
+    "plainHdf5/signals:1/steps:10000000": ("(plain HDF5, 1 signal x 10 000 000, beside write)",
+                                           "floorWritePieces/signals:1/steps:10000000", None, "ms", 1e-3),
 }
 SECONDS = {"ns": 1e-9, "us": 1e-6, "ms": 1e-3, "s": 1.0}
 TOLERANCE = 4 / 3  # how far above its target a ratio may be on a busy machine
@@ -143,8 +151,18 @@ def job_rows(results):
                    results.fastest[name].get("bytes_per_sample"), results.cpu_ratio(name, floor))
 
 
+def step_rows(results):
+    """The longest of 1000 steps beside the median of all."""
+    for name, run in results.fastest.items():
+        if name.startswith("streamedSteps/"):
+            interval = int(name.rpartition(":")[2])
+            flush = "no flush" if interval > 100_000 else f"a flush every {interval} ms"
+            yield (f"longest of 1000 steps of 1000 streamed signals, beside the median, {flush}",
+                   run["longest_of_1000_us"], run["real_time"], None, "us", None, None)
+
+
 def print_table(rows):
-    form = "{:<76} {:>12} {:>12} {:>7} {:>12} {:>13} {:>10}"
+    form = "{:<80} {:>12} {:>12} {:>7} {:>12} {:>13} {:>10}"
     print(form.format("thing", "measured", "floor", "ratio", "target", "bytes/sample", "CPU ratio"))
     for thing, measured, floor, target, unit, bytes_per_sample, cpu_ratio in rows:
         ratio = measured / floor
@@ -163,7 +181,7 @@ def far_above(rows):
 
 def main(paths):
     results = Results(paths)
-    rows = [*update_rows(results), *job_rows(results)]
+    rows = [*update_rows(results), *job_rows(results), *step_rows(results)]
     problems = results.failed + [f"no floor for: {row[0]}" for row in rows if row[2] is None]
     if not rows:
         problems.append("no results")

@@ -40,10 +40,6 @@ void checkPorts(const SignalDescriptor& descriptor, std::size_t positions) {
 
 }  // namespace
 
-std::size_t LeafColumn::bytesPerRow() const {
-  return offsets.size() * (type.text == StoredType::Text::none ? deliveredBytes : vtu::TextCell::kBytesInRow);
-}
-
 std::vector<LayoutPosition> readLayout(const SignalDescriptor& descriptor, SampleOrder order) {
   checkChildren(*descriptor.root());
   std::vector<LayoutPosition> positions;

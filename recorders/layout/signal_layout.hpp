@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "platform/sample_table.hpp"
 #include "recorders/layout/sample_order.hpp"
 #include "recorders/layout/stored_type.hpp"
 #include "vtio/core/utils/leaf_node.hpp"
@@ -23,7 +24,9 @@ struct LeafColumn {
   std::size_t deliveredBytes = 0;        ///< bytes of a piece: the leaf in one bus element, or one element of the leaf
 
   /// Bytes that one sample takes in a row: the delivered values, or a vtu::TextCell per text.
-  [[nodiscard]] std::size_t bytesPerRow() const;
+  [[nodiscard]] std::size_t bytesPerRow() const {
+    return offsets.size() * (type.text == StoredType::Text::none ? deliveredBytes : vtu::TextCell::kBytesInRow);
+  }
 };
 
 /// What one update delivers: a leaf, or all leaves of a non-virtual bus.

@@ -96,7 +96,8 @@ void MemoryRecorder::update(const double* time, const void* data) {
 
 void MemoryRecorder::appendAll(double time, const void* data) {
   for (std::size_t i = 0; i < positions_; ++i) {
-    append(numberOf(i), time, static_cast<const std::byte*>(data) + state_->layout[i].packedOffset);
+    append(first_ + static_cast<std::uint32_t>(i), time,
+           static_cast<const std::byte*>(data) + (i == 0 ? 0 : state_->layout[i].packedOffset));
   }
 }
 

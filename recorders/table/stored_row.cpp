@@ -36,6 +36,23 @@ void gatherPiecesOf(const std::vector<std::size_t>& offsets, const std::byte* da
   }
 }
 
+// Copies values of the usual sizes without a function call.
+void copyPiece(const std::byte* from, std::size_t bytes, std::byte* to) {
+  switch (bytes) {
+    case 1:
+      *to = *from;
+      return;
+    case 4:
+      std::memcpy(to, from, 4);
+      return;
+    case 8:
+      std::memcpy(to, from, 8);
+      return;
+    default:
+      std::memcpy(to, from, bytes);
+  }
+}
+
 // Copies pieces of the usual sizes without a function call each.
 void gatherPieces(const LeafColumn& column, const std::byte* data, std::byte* out) {
   switch (column.deliveredBytes) {
@@ -94,6 +111,30 @@ bool isStoredAsDelivered(const LayoutPosition& position) {
   const LeafColumn& column = position.columns.front();
   return !isText(column) && column.type.id != qxLOGICAL && !areWordsApart(column.type) && column.offsets.size() == 1 &&
          column.offsets.front() == 0;
+}
+
+std::vector<SampleRun> sampleRuns(const LayoutPosition& position) {
+  std::vector<SampleRun> runs;
+  for (const LeafColumn& column : position.columns) {
+    if (isText(column) || areWordsApart(column.type) || column.offsets.size() != 1) return {};
+    const auto from = static_cast<std::uint32_t>(column.offsets.front());
+    const auto bytes = static_cast<std::uint32_t>(column.deliveredBytes);
+    const bool isLogical = column.type.id == qxLOGICAL;
+    if (!runs.empty() && runs.back().isLogical == isLogical && runs.back().from + runs.back().bytes == from) {
+      runs.back().bytes += bytes;
+    } else {
+      runs.push_back({from, bytes, isLogical});
+    }
+  }
+  return runs;
+}
+
+void storeRuns(const std::vector<SampleRun>& runs, const std::byte* delivered, std::byte* row) {
+  for (const SampleRun& run : runs) {
+    copyPiece(delivered + run.from, run.bytes, row);
+    if (run.isLogical) makeLogical(row, run.bytes);
+    row += run.bytes;
+  }
 }
 
 void storeSample(const LayoutPosition& position, const std::byte* delivered, std::byte* row, TextStore* texts,

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "recorders/layout/signal_layout.hpp"
 #include "recorders/table/tile.hpp"
@@ -19,7 +21,21 @@ namespace vtio::recorders {
 /// True if the stored sample is the beginning of the delivered bytes, unchanged.
 [[nodiscard]] bool isStoredAsDelivered(const LayoutPosition& position);
 
-/// Stores a sample. Logicals become 0 or 1, the two parts of complex values are interleaved, texts are copied.
+/// Delivered bytes that follow each other in the row, too.
+struct SampleRun {
+  std::uint32_t from;  ///< offset in the delivered bytes
+  std::uint32_t bytes;
+  bool isLogical;  ///< any byte but 0 becomes 1
+};
+
+/// The runs that make up a stored sample, in the order of the row: a short list to store structures by. None if a
+/// column is delivered in several pieces, has texts, or complex values of several words.
+[[nodiscard]] std::vector<SampleRun> sampleRuns(const LayoutPosition& position);
+
+/// Stores a sample that has runs.
+void storeRuns(const std::vector<SampleRun>& runs, const std::byte* delivered, std::byte* row);
+
+/// Stores any sample. Logicals become 0 or 1, the two parts of complex values are interleaved, texts are copied.
 /// @param texts Used for positions with texts only.
 /// @param scratch Used again, so that a text needs no allocation.
 void storeSample(const LayoutPosition& position, const std::byte* delivered, std::byte* row, TextStore* texts,

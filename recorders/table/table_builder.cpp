@@ -44,7 +44,8 @@ TableBuilder::Added TableBuilder::add(std::span<const LayoutPosition> layout, st
     const auto bytes = static_cast<std::uint32_t>(storedBytes(layout[i]));
     cursors[i].table = &nowhere_;
     if (isStoredAsDelivered(layout[i])) cursors[i].bytes = bytes;
-    positions_.push_back({&layout[i], &cursors[i], maxPoints, bytes, hasTexts(layout[i]), false});
+    positions_.push_back(
+        {&layout[i], &cursors[i], maxPoints, bytes, hasTexts(layout[i]), false, sampleRuns(layout[i])});
   }
   return {first, cursors};
 }
@@ -68,6 +69,8 @@ void TableBuilder::append(std::uint32_t position, double time, const void* data)
   std::byte* out = table.bytes + cursor.offset;
   if (cursor.bytes != 0) {
     std::memcpy(out, data, cursor.bytes);
+  } else if (!p.runs.empty()) {
+    storeRuns(p.runs, static_cast<const std::byte*>(data), out);
   } else {
     storeSample(*p.layout, static_cast<const std::byte*>(data), out, p.hasTexts ? &table.texts() : nullptr, scratch_);
   }

@@ -26,6 +26,7 @@
 #include "recorders/table/position_states.hpp"
 #include "recorders/table/recorded_table.hpp"
 #include "recorders/table/row_sink.hpp"
+#include "recorders/table/stored_row.hpp"
 #include "recorders/table/table.hpp"
 
 namespace vtio::recorders {
@@ -160,6 +161,7 @@ class TableBuilder final {
     std::uint32_t bytes;
     bool hasTexts;
     bool goesBack;  // is in goingBack_
+    std::vector<SampleRun> runs;
   };
 
   // Rows that hold samples of a position.
