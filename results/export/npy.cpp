@@ -106,7 +106,7 @@ std::string npyTimes(const SeriesView& series) {
 std::string npyValues(const SignalInfo& signal, const SeriesView& series, bool raw) {
   if (series.texts != nullptr || (signal.labels && !raw)) return textValues(signal, series, raw);
   const bool isComplexInteger = series.type.isComplex && series.type.id > ElementClass::float32;
-  if ((signal.fixedPoint && !raw) || isComplexInteger) return realValues(signal, series, raw);
+  if ((signal.fixedPoint && !raw) || isComplexInteger || series.type.words > 1) return realValues(signal, series, raw);
   return storedValues(signal, series);
 }
 

@@ -44,7 +44,7 @@ void QatSource::readBlock(std::uint32_t table, ElementType type, std::size_t fir
   if (arrays_->has(table)) return arrays_->readBlock(table, firstColumn, firstRow, count, out);
   std::string name(nameOf(type.id));
   if (type.isComplex) name += ".complex";
-  reading(path_, [&] { samples_->readBlock(table, name, firstColumn, width, firstRow, count, out); });
+  reading(path_, [&] { samples_->readBlock(table, name, firstColumn, width * type.words, firstRow, count, out); });
 }
 
 std::vector<std::string> QatSource::readTexts(std::uint32_t table, std::uint32_t column, std::uint64_t firstRow,

@@ -39,6 +39,17 @@ FixedPoint fixedPointOf(const Record& record) {
           record.number("Bias")};
 }
 
+// An integer of more than 64 bits is stored as words along one more dimension; it is one number.
+void joinWords(SignalInfo& signal) {
+  if (!signal.fixedPoint || signal.type.id != ElementClass::uint64 || signal.dimensions.empty()) return;
+  const std::size_t words = signal.dimensions.back();
+  const int bits = signal.fixedPoint->wordLength;
+  if (words < 2 || words > 255 || bits <= 64 || (static_cast<std::size_t>(bits) + 63) / 64 != words) return;
+  signal.type.words = static_cast<std::uint8_t>(words);
+  signal.type.isSigned = signal.fixedPoint->isSigned;
+  signal.dimensions.pop_back();
+}
+
 /// First and last times of signals; a time that many have is read once.
 class EndTimes {
  public:
@@ -165,6 +176,7 @@ class ListReader {
       signal.typeName = leaf.text("DataType");
     }
     for (const Record& fixedPoint : leaf.records("FixedPoint")) signal.fixedPoint = fixedPointOf(fixedPoint);
+    joinWords(signal);
     signals_.push_back(std::move(signal));
   }
 

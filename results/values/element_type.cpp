@@ -13,7 +13,7 @@ constexpr std::string_view kComplexSuffix = ".complex";
 
 }  // namespace
 
-std::size_t ElementType::bytes() const { return kElementBytes[static_cast<std::size_t>(id)] * parts(); }
+std::size_t ElementType::bytes() const { return kElementBytes[static_cast<std::size_t>(id)] * parts() * words; }
 
 std::string_view nameOf(ElementClass id) { return kElementClassNames[static_cast<std::size_t>(id)]; }
 

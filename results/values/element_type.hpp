@@ -32,6 +32,8 @@ enum class ElementClass : std::uint8_t {
 struct ElementType {
   ElementClass id = ElementClass::float64;
   bool isComplex = false;
+  std::uint8_t words = 1;  ///< 64-bit words of a number, lowest first: 2 and more for wide fixed-point integers
+  bool isSigned = false;   ///< whether a number of several words may be negative
 
   /// Bytes of one element; 0 for texts.
   [[nodiscard]] VTIO_RESULTS_EXPORT std::size_t bytes() const;

@@ -10,12 +10,11 @@ namespace vtio::results {
 SampleView between(const SampleView& a, double ta, const SampleView& b, double tb, double time,
                    std::vector<double>& storage) {
   const std::size_t parts = a.type.parts();
-  const std::size_t partBytes = a.type.bytes() / parts;
   const double weight = (time - ta) / (tb - ta);
   storage.resize(std::max<std::size_t>(1, a.width * parts));  // samples of no elements have an address, too
   for (std::size_t i = 0; i < a.width * parts; ++i) {
-    const double from = numberAt(a.type.id, a.bytes + i * partBytes);
-    const double to = numberAt(b.type.id, b.bytes + i * partBytes);
+    const double from = storedNumber(a, i);
+    const double to = storedNumber(b, i);
     storage[i] = from == to ? from : std::lerp(from, to, weight);
   }
   return {

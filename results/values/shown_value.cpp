@@ -28,6 +28,20 @@ double numberAt(ElementClass id, const std::byte* bytes) {
   return withNumber(id, [&]<class T>(T) { return static_cast<double>(loadNumber<T>(bytes)); });
 }
 
+double storedNumber(const SampleView& sample, std::size_t cell) {
+  const std::size_t parts = sample.type.parts();
+  const std::size_t words = sample.type.words;
+  if (words == 1) return numberAt(sample.type.id, sample.bytes + cell * (sample.type.bytes() / parts));
+  const std::byte* first = sample.bytes + cell / parts * sample.type.bytes() + cell % parts * sizeof(std::uint64_t);
+  const auto word = [&](std::size_t i) { return loadNumber<std::uint64_t>(first + i * parts * sizeof(std::uint64_t)); };
+  const bool isNegative = sample.type.isSigned && (word(words - 1) >> 63U) != 0;
+  double magnitude = 0;  // of a negative number: one less
+  for (std::size_t i = words; i-- > 0;) {
+    magnitude = magnitude * 0x1p64 + static_cast<double>(isNegative ? ~word(i) : word(i));
+  }
+  return isNegative ? -magnitude - 1 : magnitude;
+}
+
 ShownValues::ShownValues(const SignalInfo& signal, bool raw) {
   if (raw) return;
   if (signal.labels) {
@@ -42,12 +56,8 @@ ShownValues::ShownValues(const SignalInfo& signal, bool raw) {
 
 ShownValue ShownValues::operator()(const SampleView& sample, std::size_t cell) const {
   if (sample.texts != nullptr) return std::string_view(sample.texts[cell]);
+  if (scaled_ || sample.type.words > 1) return number(sample, cell);
   const std::byte* bytes = sample.bytes + cell * (sample.type.bytes() / sample.type.parts());
-  // The imaginary part of a fixed-point value has no bias.
-  if (scaled_) {
-    const bool isImaginary = sample.type.isComplex && cell % 2 == 1;
-    return numberAt(sample.type.id, bytes) * slope_ + (isImaginary ? 0.0 : bias_);
-  }
   const ShownValue value = stored(sample.type.id, bytes);
   if (labels_.empty()) return value;
   const auto* number = std::get_if<std::int64_t>(&value);
@@ -59,9 +69,9 @@ ShownValue ShownValues::operator()(const SampleView& sample, std::size_t cell) c
 
 double ShownValues::number(const SampleView& sample, std::size_t cell) const {
   if (sample.texts != nullptr) return std::numeric_limits<double>::quiet_NaN();
-  const std::byte* bytes = sample.bytes + cell * (sample.type.bytes() / sample.type.parts());
-  const double value = numberAt(sample.type.id, bytes);
+  const double value = storedNumber(sample, cell);
   if (!scaled_) return value;
+  // The imaginary part of a fixed-point value has no bias.
   return value * slope_ + (sample.type.isComplex && cell % 2 == 1 ? 0.0 : bias_);
 }
 

@@ -30,6 +30,9 @@ template <class T>
 /// A stored number as double, whatever its class; `bytes` points at the part. Not for texts.
 [[nodiscard]] VTIO_RESULTS_EXPORT double numberAt(ElementClass id, const std::byte* bytes);
 
+/// A stored number of a sample that is of no texts, as double: `cell` counts elements times parts, plus the part.
+[[nodiscard]] VTIO_RESULTS_EXPORT double storedNumber(const SampleView& sample, std::size_t cell);
+
 /// Turns samples of one signal into values.
 class VTIO_RESULTS_EXPORT ShownValues final {
  public:

@@ -26,15 +26,16 @@ void TableBlock::findRuns() {
   std::vector<std::size_t> order(signals_.size());
   std::iota(order.begin(), order.end(), std::size_t{0});
   const auto key = [&](std::size_t i) {
-    return std::tuple(signals_[i]->type.id, signals_[i]->type.isComplex, signals_[i]->place.firstColumn);
+    const ElementType type = signals_[i]->type;
+    return std::tuple(type.id, type.isComplex, type.words, signals_[i]->place.firstColumn);
   };
   std::sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) { return key(a) < key(b); });
   for (const std::size_t i : order) {
     Column& column = columns_[i];
     if (column.type.id == ElementClass::text || column.width == 0) continue;
     const std::size_t first = signals_[i]->place.firstColumn;
-    const bool isNext =
-        !runs_.empty() && runs_.back().type == column.type && first <= runs_.back().first + runs_.back().width;
+    const bool isNext = column.type.words == 1 && !runs_.empty() && runs_.back().type == column.type &&
+                        first <= runs_.back().first + runs_.back().width;
     if (!isNext) runs_.push_back({column.type, first, 0, {}});
     Run& run = runs_.back();
     run.width = std::max(run.width, first + column.width - run.first);

@@ -267,13 +267,17 @@ void streamHeight(const std::string& path, const std::function<bool(std::string&
 void writeExampleArrays(const std::string& path) {
   const std::string tables = path + ".tables";
   writeExampleFile(tables);
+  writeArraysOf(tables, path);
+  std::filesystem::remove(tables);
+}
+
+void writeArraysOf(const std::string& tables, const std::string& path) {
   vtu::QatFileWrapper from(tables, "r");
   const vtu::qxArrayWrapper variable(qatGetVariable(from.get(), "DATASET_SIGNAL_LOGGING"));
   vtu::QatFileWrapper file(path, "w7.3");
   if (!file || file.put("DATASET_SIGNAL_LOGGING", variable.get()) != 0 || file.close() != 0) {
     throw std::runtime_error(qatLastError());
   }
-  std::filesystem::remove(tables);
 }
 
 void writeOddSignals(const std::string& path) {
@@ -296,21 +300,83 @@ void writeOddSignals(const std::string& path) {
   save(path, std::move(elements));
 }
 
-void writeManySignals(const std::string& path, std::size_t signals, std::size_t samples, double offset) {
-  std::vector<double> times(samples);
-  for (std::size_t i = 0; i < samples; ++i) times[i] = static_cast<double>(i) * 0.001;
-  auto table = std::make_shared<RowTable>(times, 8 * signals);
-  for (std::size_t row = 0; row < samples; ++row) {
-    for (std::size_t i = 0; i < signals; ++i) {
-      table->set(row, 8 * i, std::sin(times[row] + static_cast<double>(i)) + offset);
+namespace {
+
+/// Sine waves, computed when they are read: of 1000 signals with a million samples each nothing is in memory.
+class WaveTable final : public vtu::SampleTable {
+ public:
+  WaveTable(std::size_t samples, double offset) : samples_(samples), offset_(offset) {}
+
+  [[nodiscard]] std::uint64_t rows() const override { return samples_; }
+  void readTimes(std::uint64_t first, std::uint64_t count, double* out) const override {
+    for (std::uint64_t i = 0; i < count; ++i) out[i] = timeOf(first + i);
+  }
+  void readRows(std::uint64_t first, std::uint64_t count, std::size_t offset, std::size_t bytes, std::byte* out,
+                std::size_t stride) const override {
+    for (std::uint64_t i = 0; i < count; ++i) {
+      for (std::size_t at = 0; at < bytes; at += sizeof(double)) {
+        const std::size_t signal = (offset + at) / sizeof(double);
+        const double value = std::sin(timeOf(first + i) + static_cast<double>(signal)) + offset_;
+        std::memcpy(out + i * stride + at, &value, sizeof value);
+      }
     }
   }
+
+ private:
+  static double timeOf(std::uint64_t row) { return static_cast<double>(row) * 0.001; }
+
+  std::size_t samples_;
+  double offset_;
+};
+
+}  // namespace
+
+void writeManySignals(const std::string& path, std::size_t signals, std::size_t samples, double offset) {
+  const auto table = std::make_shared<WaveTable>(samples, offset);
   std::vector<vtu::qxStructWrapper> elements;
   for (std::size_t i = 0; i < signals; ++i) {
     const std::string name = "s" + std::to_string(i);
     elements.push_back(
         element(name, name, leaf(table, name, {{}, u"m", {}, qxDOUBLE, false, 8 * i, 0, 0}, "linear", "double")));
   }
+  save(path, std::move(elements));
+}
+
+namespace {
+
+vtu::qxStructWrapper wideLeaf(const Table& table, const std::string& name, vtu::SampleColumn column, int bits,
+                              bool isSigned) {
+  auto structure = leaf(table, name, std::move(column), "linear", "fixed-point");
+  vtu::qxStructWrapper scaling({"Signed"});
+  scaling.set("Signed", vtu::qxArrayWrapper(qxCreateLogicalScalar(isSigned)));
+  scaling.set("WordLength", number(bits));
+  scaling.set("FixedExponent", number(-1));
+  scaling.set("SlopeAdjustmentFactor", number(1));
+  scaling.set("Bias", number(1));
+  structure.set("FixedPoint", std::move(scaling));
+  return structure;
+}
+
+}  // namespace
+
+void writeWideFile(const std::string& path) {
+  constexpr std::uint64_t kOnes = ~std::uint64_t{0};
+  const std::uint64_t words[3][10] = {
+      {2, 64, 1, 0, 0, 2, 7, 9, 0, 0},
+      {kOnes - 5, kOnes, 3, 0, 0, 4, kOnes, kOnes, kOnes, kOnes},
+      {5, 0, kOnes, kOnes, 0, 6, 1, 0, 0, 1},
+  };
+  auto table = std::make_shared<RowTable>(std::vector<double>{0, 1, 2}, sizeof words[0]);
+  for (std::size_t row = 0; row < 3; ++row) {
+    for (std::size_t word = 0; word < 10; ++word) table->set(row, 8 * word, words[row][word]);
+  }
+  std::vector<vtu::qxStructWrapper> elements;
+  elements.push_back(
+      element("wide", "w", wideLeaf(table, "wide", {{}, u"V", {2}, qxUINT64, false, 0, 0, 0}, 100, true)));
+  elements.push_back(
+      element("pair", "p", wideLeaf(table, "pair", {{}, u"V", {2, 2}, qxUINT64, false, 16, 0, 0}, 128, false)));
+  elements.push_back(
+      element("wave", "c", wideLeaf(table, "wave", {{}, u"V", {2}, qxUINT64, true, 48, 0, 0}, 128, true)));
   save(path, std::move(elements));
 }
 

@@ -28,6 +28,11 @@ void writeUnfinishedFile(const std::string& path);
 void streamHeight(const std::string& path, const std::function<bool(std::string&)>& next,
                   const std::function<void()>& done);
 
+/// Writes fixed-point numbers of more than 64 bits, value = integer / 2 + 1, of three samples: `wide` (100 bits,
+/// signed) of the integers 2^70 + 2, -6 and 5; `pair` (two of 128 bits, unsigned) of 1 and 2^65, 3 and 2^66,
+/// 2^128 - 1 and 6 x 2^64; `wave` (complex, 128 bits, signed) of 7 + 9i, -1 - i, 1 + 2^64 i.
+void writeWideFile(const std::string& path);
+
 /// Writes a sweep of four runs of parameters `stiffness` (1 to 4) and `material` (oak, fir by turns), with the final
 /// value `s0` = 10, 11, 12. Run k is writeManySignals() of two signals, ten samples and the offset k + 10. The last run
 /// failed without results.
@@ -36,6 +41,9 @@ void writeSweep(const std::string& path, double offset = 0);
 
 /// Writes the same signals, their times and values as arrays of their own: such a file has no sample tables.
 void writeExampleArrays(const std::string& path);
+
+/// The same for the logged signals of any file.
+void writeArraysOf(const std::string& tables, const std::string& path);
 
 /// Writes `signals` scalars `s0`, `s1`, … of `samples` doubles each, every one an element of its own, in one table of
 /// times 0, 0.001, …

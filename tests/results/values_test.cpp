@@ -7,11 +7,16 @@
 #include <random>
 #include <string>
 
+#include "example_file.hpp"
 #include "memory_source.hpp"
 #include "results/values/element_type.hpp"
+#include "results/values/interpolation.hpp"
 #include "results/values/number_text.hpp"
 #include "results/values/series.hpp"
 #include "results/values/shown_value.hpp"
+#include "results/values/statistics.hpp"
+#include "results/values/table_block.hpp"
+#include "temporary_folder.hpp"
 
 namespace {
 
@@ -171,5 +176,66 @@ TEST(ReadSeries, staysWithinTheRowsOfTheSignal) {
   EXPECT_THAT(readSeries(file, file.find("x")).times, testing::ElementsAre(1, 2));
   EXPECT_THAT(readSeries(file, file.find("x"), {0, 1}).times, testing::ElementsAre(1));
 }
+
+using Values = std::vector<double>;
+
+/// All real values of a signal, sample by sample.
+Values realValues(const ResultsFile& file, const std::string& name, bool raw = false) {
+  const SignalInfo& signal = file.find(name);
+  const Series series = readSeries(file, signal);
+  const ShownValues shown(signal, raw);
+  Values values;
+  for (std::size_t i = 0; i < series.times.size(); ++i) {
+    for (std::size_t cell = 0; cell < signal.width() * signal.type.parts(); ++cell) {
+      const SampleView sample = series.view().sample(i);
+      values.push_back(shown.number(sample, cell));
+      EXPECT_EQ(std::get<double>(shown(sample, cell)), values.back());
+    }
+  }
+  return values;
+}
+
+// Numbers of more than 64 bits are stored as words.
+class WideFixedPoint : public testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    vtio::tests::writeWideFile(path_);
+    if (!GetParam()) return;
+    vtio::tests::writeArraysOf(path_, folder_.path("arrays.qat"));
+    path_ = folder_.path("arrays.qat");
+  }
+
+  vtio::tests::TemporaryFolder folder_;
+  std::string path_ = folder_.path("wide.qat");
+};
+
+TEST_P(WideFixedPoint, wordsAreOneRealValue) {
+  const ResultsFile file(path_);
+  EXPECT_THAT(cellNames(file.find("wide")), testing::ElementsAre("wide"));
+  EXPECT_THAT(cellNames(file.find("pair")), testing::ElementsAre("pair[0]", "pair[1]"));
+  EXPECT_THAT(cellNames(file.find("wave")), testing::ElementsAre("wave.re", "wave.im"));
+  EXPECT_EQ(realValues(file, "wide"), (Values{0x1p69 + 2, -2, 3.5}));
+  EXPECT_EQ(realValues(file, "wide", true), (Values{0x1p70 + 2, -6, 5}));
+  EXPECT_EQ(realValues(file, "pair"), (Values{1.5, 0x1p64 + 1, 2.5, 0x1p65 + 1, 0x1p127, 0x3p64 + 1}));
+  EXPECT_EQ(realValues(file, "wave"), (Values{4.5, 4.5, 0.5, -0.5, 1.5, 0x1p63}));
+}
+
+TEST_P(WideFixedPoint, allThatReadsThemAgrees) {
+  const ResultsFile file(path_);
+  const SignalInfo& wide = file.find("wide");
+  const ShownValues values(wide);
+  const Series series = readSeries(file, wide);
+  SeriesSampler sampler(series.view(), wide.interpolates());
+  EXPECT_EQ(values.number(sampler.at(1.5), 0), 0.75);
+  TableBlock block(file.source(), {&file.find("pair"), &wide, &file.find("wave")});
+  block.read(1, 2);
+  EXPECT_EQ(values.number(block.sample(1, 2), 0), 3.5);
+  EXPECT_EQ(ShownValues(file.find("pair")).number(block.sample(0, 1), 0), 2.5);
+  EXPECT_EQ(ShownValues(file.find("wave")).number(block.sample(2, 2), 1), 0x1p63);
+  EXPECT_EQ(statisticsOf(file, wide).min, -2);
+  EXPECT_EQ(wide.storedBytes(), 48U);
+}
+
+INSTANTIATE_TEST_SUITE_P(TablesAndArrays, WideFixedPoint, testing::Bool());
 
 }  // namespace
