@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <memory>
 #include <string>
 #include <utility>
@@ -11,27 +9,15 @@
 #include "results/file/signal_list.hpp"
 
 namespace vtio::results {
-namespace {
-
-// Equal for the same file that was not changed; empty if there is none.
-std::string stateOf(const std::string& path) {
-  struct stat found {};
-  if (stat(path.c_str(), &found) != 0) return "";
-  std::string state;
-  for (const auto number : {static_cast<long long>(found.st_dev), static_cast<long long>(found.st_ino),
-                            static_cast<long long>(found.st_size), static_cast<long long>(found.st_mtim.tv_sec),
-                            static_cast<long long>(found.st_mtim.tv_nsec)}) {
-    state += std::to_string(number) + " ";
-  }
-  return state;
-}
-
-}  // namespace
 
 ResultsFile::ResultsFile(const std::string& path) : path_(path) { open(); }
 
+void ResultsFile::release() const {
+  if (qat_ != nullptr && !isGrowing_) qat_->release();
+}
+
 void ResultsFile::open() {
-  state_ = stateOf(path_);
+  state_ = stateOfFile(path_);
   auto source = std::make_unique<QatSource>(path_);
   try {
     signals_ = readSignalList(*source, path_);
@@ -71,7 +57,7 @@ Refresh ResultsFile::readLengths() {
 
 Refresh ResultsFile::refresh() {
   if (qat_ == nullptr && source_ != nullptr) return {};  // results that are no file
-  if (qat_ == nullptr || !isGrowing_) return stateOf(path_) == state_ && !state_.empty() ? Refresh() : reopen();
+  if (qat_ == nullptr || !isGrowing_) return stateOfFile(path_) == state_ && !state_.empty() ? Refresh() : reopen();
   if (!vtu::isGrowing(path_)) return reopen();
   try {
     return readLengths();

@@ -13,6 +13,9 @@
 
 namespace vtio::results {
 
+/// What tells a file from another one, or from itself when it was changed; empty if there is none.
+[[nodiscard]] std::string stateOfFile(const std::string& path);
+
 /// Owns the open file.
 class QatSource final : public SampleSource {
  public:
@@ -20,12 +23,17 @@ class QatSource final : public SampleSource {
   explicit QatSource(const std::string& path);
   ~QatSource() override;
 
+  /// Both are null after release(), until samples are read again.
   [[nodiscard]] QatFile* file() const { return file_.get(); }
   [[nodiscard]] const vtu::QatSamples& samples() const { return *samples_; }
 
-  /// Sees what another program wrote since.
+  /// Sees what another program wrote since. Not after release().
   /// @throws ResultsError
   void refresh();
+
+  /// Closes the file, so that another program may write it, until samples are read again. They are refused then if the
+  /// file has changed. Not for a file that is being written.
+  void release();
 
   /// The samples that are no columns of a table; their tables have the numbers behind those of the file.
   [[nodiscard]] ArrayTables& arrays() { return *arrays_; }
@@ -37,7 +45,11 @@ class QatSource final : public SampleSource {
                                      std::uint64_t count) override;
 
  private:
+  void open();
+  vtu::QatSamples& opened();
+
   std::string path_;
+  std::string state_;  // of the file when it was first opened
   vtu::QatFileWrapper file_;
   std::unique_ptr<vtu::QatSamples> samples_;
   std::optional<ArrayTables> arrays_;

@@ -89,6 +89,10 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
   /// @throws ResultsError if it cannot be read any more; it then has no signals until another call succeeds.
   Refresh refresh();
 
+  /// Closes a file that nobody writes, so that another program may, until samples are read again: reading them throws
+  /// ResultsError if the file was changed meanwhile. No effect on a file that a run is writing.
+  void release() const;
+
  private:
   [[nodiscard]] std::string noSignal(const std::string& what, std::string_view name) const;
   void indexNames();

@@ -20,6 +20,20 @@ std::size_t firstAfter(const std::vector<double>& times, double time) {
   return static_cast<std::size_t>(std::upper_bound(times.begin(), times.end(), time) - times.begin());
 }
 
+// The same, not before `begin`, for a place that is probably near it: doubles its steps until it is beyond.
+std::size_t firstAtOrAfter(const std::vector<double>& times, double time, std::size_t begin) {
+  std::size_t before = begin;  // all times that stand before it are less
+  std::size_t step = 1;
+  while (before + step < times.size() && times[before + step] < time) {
+    before += step;
+    step *= 2;
+  }
+  const auto end = std::min(times.size(), before + step);
+  const auto from = times.begin() + static_cast<std::ptrdiff_t>(before);
+  return static_cast<std::size_t>(std::lower_bound(from, times.begin() + static_cast<std::ptrdiff_t>(end), time) -
+                                  times.begin());
+}
+
 }  // namespace
 
 /// The places of the least and the greatest of values that are seen in order.
@@ -118,7 +132,7 @@ std::vector<Point> Trace::reduced(TimeRange range, std::size_t pixels) const {
   std::size_t row = first;
   for (std::size_t pixel = 0; pixel < pixels && row < last; ++pixel) {
     const double right = from + (to - from) * static_cast<double>(pixel + 1) / static_cast<double>(pixels);
-    const std::size_t next = pixel + 1 == pixels ? last : std::min(last, firstAtOrAfter(times(), right));
+    const std::size_t next = pixel + 1 == pixels ? last : std::min(last, firstAtOrAfter(times(), right, row));
     if (next > row) appendPixel(points, row, next);
     row = std::max(row, next);
   }

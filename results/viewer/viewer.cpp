@@ -113,6 +113,11 @@ std::vector<Point> Viewer::overTrace(const TraceId& x, const TraceId& y, TimeRan
   return withoutRepeats(points, pixels);
 }
 
+void Viewer::release() const {
+  first_.file().release();
+  if (second_) second_->file().release();
+}
+
 std::uint64_t Viewer::refresh() {
   using Change = ViewedFile::Change;
   const Change first = first_.refresh();

@@ -72,6 +72,9 @@ class VTIO_RESULTS_EXPORT Viewer final {
   /// @return A number that changes when there is anything new.
   std::uint64_t refresh();
 
+  /// Closes the files that are complete until samples of them are read again, so that other programs may write them.
+  void release() const;
+
  private:
   struct Kept {
     Trace trace;

@@ -120,6 +120,7 @@ void WatchView::update(const Job& job) {
       stepBack_ = "stepped back from " + timeText(before) + " to " + timeText(after) + " s";
     }
     drawSignal(job);
+    file_.release();  // a program that writes it anew shall be watched, not refused
     problem_.clear();
   } catch (const ResultsError& error) {
     problem_ = error.what();
@@ -183,6 +184,7 @@ std::string WatchView::frame(const Style& style, std::size_t height) {
   if (chart != 0) appendChart(lines, style, chart);
   lines.resize(std::min(lines.size(), height == 0 ? 0 : height - 1));
   if (height > 0) lines.push_back(style.dim("q quit  ↑ ↓ choose a signal"));
+  file_.release();
   std::string text;
   for (const std::string& line : lines) text += (text.empty() ? "" : "\n") + clipped(line, style.width);
   return text;

@@ -7,13 +7,17 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <regex>
 #include <string>
 #include <thread>
 
+#include "example_file.hpp"
 #include "memory_source.hpp"
+#include "platform/qat.hpp"
 #include "results/file/results_error.hpp"
+#include "temporary_folder.hpp"
 #include "tools/qat/view_server.hpp"
 
 namespace {
@@ -138,6 +142,24 @@ TEST_F(ViewServerTest, refusesOtherMethods) {
 
 TEST_F(ViewServerTest, refusesAPortThatIsTaken) {
   EXPECT_THROW(ViewServer(viewer_, "", std::stoi(port_)), ResultsError);
+}
+
+TEST(ViewServerFile, mayBeWrittenWhileNothingIsAsked) {
+  const vtio::tests::TemporaryFolder folder;
+  const std::string path = folder.path("run.qat");
+  vtio::tests::writeExampleFile(path);
+  Viewer viewer(ViewedFile::opener(path));
+  ViewServer server(viewer, "", 0);
+  std::atomic<bool> stop{false};
+  std::thread running([&] { server.run(stop); });
+  vtu::QatFileWrapper file;
+  for (int i = 0; i < 400 && !file; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+    file = vtu::QatFileWrapper(path, "w");
+  }
+  EXPECT_TRUE(file);
+  stop = true;
+  running.join();
 }
 
 TEST(ViewServerStop, endsBeforeAnyoneAsked) {

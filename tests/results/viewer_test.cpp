@@ -13,6 +13,7 @@
 #include "dice.hpp"
 #include "example_file.hpp"
 #include "memory_source.hpp"
+#include "platform/qat.hpp"
 #include "results/file/results_error.hpp"
 #include "results/viewer/answers.hpp"
 #include "results/viewer/viewer.hpp"
@@ -270,6 +271,27 @@ TEST(Viewer, readsAFileAgainThatWasWrittenAnew) {
   const std::uint64_t last = seen.refresh();
   EXPECT_EQ(seen.refresh(), last);
   EXPECT_EQ(seen.trace({TraceFile::first, 0, 0}).values().back(), 21.25);
+}
+
+TEST(Viewer, letsOthersWriteAFileThatIsComplete) {
+  const vtio::tests::TemporaryFolder folder;
+  const std::string path = folder.path("run.qat");
+  vtio::tests::writeExampleFile(path);
+  Viewer seen(ViewedFile::opener(path));
+  EXPECT_FALSE(vtu::QatFileWrapper(path, "w"));
+  seen.release();
+  EXPECT_EQ(seen.trace({TraceFile::first, 0, 0}).values().back(), 20.25);
+  const std::size_t late = seen.first().numberOf("late");
+  EXPECT_EQ(seen.valueAt({TraceFile::first, late, 0}, 1.25)->text, "1152921504606846977");
+  EXPECT_FALSE(vtu::QatFileWrapper(path, "w"));
+  seen.release();
+  vtio::tests::writeManySignals(path, 1, 10);
+  // What was read is there, the rest is no longer; then the new file.
+  EXPECT_EQ(seen.trace({TraceFile::first, 0, 0}).values().back(), 20.25);
+  EXPECT_THROW(static_cast<void>(seen.trace({TraceFile::first, seen.first().numberOf("matrix"), 0})), ResultsError);
+  seen.refresh();
+  EXPECT_EQ(seen.first().file().signals().size(), 1U);
+  EXPECT_EQ(seen.trace({TraceFile::first, seen.first().numberOf("s0"), 0}).values().size(), 10U);
 }
 
 TEST(Answers, listFilesAsLsDoes) {

@@ -25,7 +25,6 @@ namespace {
 using namespace vtio::results;  // NOLINT(google-build-using-namespace): the subject here
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 using vtio::tests::TemporaryFolder;
 
 /// A process that streams a file as it is told.
@@ -320,6 +319,18 @@ TEST_F(GrowingFile, watchChoosesSignalsByKeys) {
   EXPECT_EQ(chosen(), "wheels.name");
   EXPECT_THAT(view.frame({}, 24), HasSubstr("wheels.name cannot be drawn"));
   EXPECT_FALSE(view.press(WatchKey::quit));
+}
+
+TEST(WatchView, letsOthersWriteAFileThatIsComplete) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path("run.qat");
+  vtio::tests::writeExampleFile(path);
+  WatchView view(path, {});
+  view.update();
+  EXPECT_THAT(view.frame({}, 24), HasSubstr("20.25"));
+  vtio::tests::writeManySignals(path, 1, 10);
+  view.update();
+  EXPECT_THAT(view.frame({}, 24), HasSubstr("s0"));
 }
 
 TEST(WatchKeys, areReadOneByOne) {

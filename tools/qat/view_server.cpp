@@ -94,7 +94,10 @@ class ViewServer::Inside {
 
   void run(const std::atomic<bool>& stop) {
     std::thread listening([this] { server_.listen_after_bind(); });
-    while (!stop.load(std::memory_order_relaxed)) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    while (!stop.load(std::memory_order_relaxed)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      releaseIfIdle();
+    }
     // Stopping before it has begun would have no effect.
     while (!server_.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     server_.stop();
@@ -106,6 +109,7 @@ class ViewServer::Inside {
   static constexpr std::size_t kThreads = 32;
   static constexpr int kIdleSeconds = 1;
   static constexpr std::size_t kManyRequests = 100'000;
+  static constexpr std::chrono::milliseconds kIdleUntilReleased{300};
 
   static void refuse(httplib::Response& response, int status, const char* what) {
     response.status = status;
@@ -128,10 +132,21 @@ class ViewServer::Inside {
     reply(path.substr(prefix.size()), request, response);
   }
 
+  // Who has the page open does not keep other programs from writing the file.
+  void releaseIfIdle() {
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    if (lock && !isReleased_ && std::chrono::steady_clock::now() - answered_ > kIdleUntilReleased) {
+      viewer_.release();
+      isReleased_ = true;
+    }
+  }
+
   void reply(const std::string& question, const httplib::Request& request, httplib::Response& response) {
     try {
       const std::scoped_lock lock(mutex_);
       results::Answer answer = results::answer(viewer_, question, queryOf(request));
+      answered_ = std::chrono::steady_clock::now();
+      isReleased_ = false;
       response.status = answer.status;
       give(response, std::move(answer.body), answer.type);
     } catch (const std::exception& error) {
@@ -143,7 +158,9 @@ class ViewServer::Inside {
   std::string_view page_;
   std::string token_;
   int port_ = -1;
-  std::mutex mutex_;  // of the viewer
+  std::mutex mutex_;  // of the viewer and of what follows
+  std::chrono::steady_clock::time_point answered_;
+  bool isReleased_ = false;
   httplib::Server server_;
 };
 
