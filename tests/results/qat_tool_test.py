@@ -55,7 +55,8 @@ class ToolTest(unittest.TestCase):
         self.assertEqual(self.error("sho", self.file), "no command 'sho'; did you mean 'show'?; see qat --help")
         self.error()
         self.error("ls")
-        self.error("ls", self.file, "--no-such-option")
+        self.assertEqual(self.error("ls", self.file, "--jsn"), "no option '--jsn'; did you mean '--json'?")
+        self.assertEqual(self.error("ls", self.file, "--no-such-option"), "no option '--no-such-option'")
         self.assertEqual(self.error(), "no command; see qat --help")
         for text in ("many", "-1", "1.5", ""):
             self.assertEqual(self.error("show", self.file, "mode", "--head", text), f"--head: '{text}' is no count")
@@ -95,7 +96,30 @@ class ToolTest(unittest.TestCase):
     def test_completion_of_signals(self):
         self.assertEqual(qat("complete-signals", self.file, "wheels.").stdout,
                          "wheels.speed\nwheels.on\nwheels.name\n")
-        subprocess.run(["bash", "-n", pathlib.Path(TOOL_FOLDER) / "completion.bash"], check=True)
+        # As a shell asks for it; what the functions of the package bash-completion do is stood in for.
+        script = """
+            _init_completion() { words=("${COMP_WORDS[@]}"); cword=$COMP_CWORD; cur=${words[cword]}; prev=${words[cword-1]}; }
+            _filedir() { COMPREPLY=("a file"); }
+            __ltrim_colon_completions() { :; }
+            source "$1"; shift
+            COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _qat
+            printf '%s\\n' "${COMPREPLY[@]}"
+        """
+
+        def complete(*words):
+            command = ["bash", "-c", script, "bash", pathlib.Path(TOOL_FOLDER) / "completion.bash", QAT, *words]
+            return subprocess.run(command, check=True, capture_output=True, text=True).stdout.split("\n")[:-1]
+
+        self.assertEqual(complete("sh"), ["show"])
+        self.assertEqual(complete("show", ""), ["a file"])
+        wheels = ["wheels.speed", "wheels.on", "wheels.name"]
+        for before in ((self.file,), ("--head", "3", self.file), ("--json", self.file), ("--head=3", self.file)):
+            self.assertEqual(complete("show", *before, "wheels."), wheels, before)
+        self.assertEqual(complete("plot", self.file, "mode", "-o", "x.svg", "wheels."), wheels)
+        self.assertEqual(complete("export", self.file, "--format", "n"), ["npz"])
+        self.assertEqual(complete("diff", self.file, ""), ["a file"])
+        self.assertEqual(complete("diff", self.file, "other.qat", "wheels."), wheels)
+        self.assertEqual(complete("ls", self.file, "--tr"), ["--tree"])
 
     def test_csv(self):
         out = self.folder / "x.csv"

@@ -43,7 +43,13 @@ _qat() {
   local files=1 file="" count=0 i
   [[ $command == diff || $command == view ]] && files=2
   for ((i = 2; i < cword; i++)); do
-    [[ ${words[i]} == -* ]] && continue
+    case ${words[i]} in
+      --json | --tree | --long | --split | --raw | --xy | --mend | --help | --*=*) continue ;;
+      -*)
+        i=$((i + 1)) # its value
+        continue
+        ;;
+    esac
     [ $count -eq 0 ] && file=${words[i]}
     count=$((count + 1))
   done

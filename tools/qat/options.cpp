@@ -99,7 +99,8 @@ class Parser {
       if (app_.exit(error, out, err) == 0) {
         request.text = out.str();
       } else {
-        request.error = error.what();
+        const std::string unknown = unknownOption(argc, argv);
+        request.error = unknown.empty() ? error.what() : unknown;
       }
     }
     return request;
@@ -109,6 +110,24 @@ class Parser {
   bool isKnown(const std::string& word) const {
     const bool isCommand = std::find(names_.begin(), names_.end(), word) != names_.end();
     return isCommand || word == kCompletion || word.starts_with("-");
+  }
+
+  // What is wrong if a word is an option that the command does not have; else empty.
+  std::string unknownOption(int argc, const char* const* argv) const {
+    std::vector<std::string> known;
+    for (const CLI::App* command : app_.get_subcommands()) {
+      for (const CLI::Option* option : command->get_options()) {
+        for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+      }
+    }
+    for (int i = 2; i < argc && !known.empty(); ++i) {
+      std::string word = argv[i];
+      if (word == "--") break;
+      word = word.substr(0, word.find('='));
+      if (!word.starts_with("--") || std::find(known.begin(), known.end(), word) != known.end()) continue;
+      return "no option '" + word + "'" + didYouMean(word, known);
+    }
+    return "";
   }
 
   CLI::App* add(const char* name, const char* description, const char* examples, Command command) {
