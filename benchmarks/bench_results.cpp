@@ -1,9 +1,10 @@
 /// @file
-/// What the results library costs beside the least work that gives the same: listing, one signal, CSV, comparing,
-/// reducing. Files go to the folder given by --dir=PATH.
+/// What the results library costs beside the least work that gives the same: listing, one signal, CSV, SQLite,
+/// comparing, reducing. Files go to the folder given by --dir=PATH.
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sqlite3.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -104,15 +105,21 @@ void exportCsv(benchmark::State& state) {
   fs::remove(settings.output);
 }
 
-/// The same values, in memory already, as text into one buffer that is used again and again.
-void floorDigits(benchmark::State& state) {
-  const ResultsFile file(files.of(state));
+/// All samples of a file by signal, in memory.
+std::vector<std::vector<double>> columnsOf(const std::string& path) {
+  const ResultsFile file(path);
   std::vector<std::vector<double>> columns;
   for (const SignalInfo& signal : file.signals()) {
     const Series series = readSeries(file, signal);
     const auto* values = reinterpret_cast<const double*>(series.bytes.data());
     columns.emplace_back(values, values + series.times.size());
   }
+  return columns;
+}
+
+/// The same values, in memory already, as text into one buffer that is used again and again.
+void floorDigits(benchmark::State& state) {
+  const std::vector<std::vector<double>> columns = columnsOf(files.of(state));
   std::vector<char> buffer(columns.size() * 32);
   for (auto _ : state) {
     for (std::size_t row = 0; row < columns.front().size(); ++row) {
@@ -124,6 +131,55 @@ void floorDigits(benchmark::State& state) {
       benchmark::ClobberMemory();
     }
   }
+}
+
+void exportSqlite(benchmark::State& state) {
+  ExportSettings settings;
+  settings.file = files.of(state);
+  settings.output = (folder / "results.sqlite").string();
+  for (auto _ : state) {
+    std::ostringstream out;
+    if (exportSignals(settings, Console{out, {}, {}}) != kDone) state.SkipWithError("not done");
+  }
+  fs::remove(settings.output);
+}
+
+/// A table of doubles, empty.
+std::string insertInto(sqlite3* database, std::size_t columns) {
+  std::string create = "CREATE TABLE t (c0 REAL";
+  std::string insert = "INSERT INTO t VALUES (?";
+  for (std::size_t i = 1; i < columns; ++i) {
+    create += ", c" + std::to_string(i) + " REAL";
+    insert += ", ?";
+  }
+  const std::string all = "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; " + create + "); BEGIN";
+  return sqlite3_exec(database, all.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK ? insert + ")" : "";
+}
+
+/// The same values, in memory already, put into one table by one prepared statement, row after row, in one transaction.
+void floorInsert(benchmark::State& state) {
+  const std::vector<std::vector<double>> columns = columnsOf(files.of(state));
+  const std::string path = (folder / "floor.sqlite").string();
+  for (auto _ : state) {
+    fs::remove(path);
+    sqlite3* database = nullptr;
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_open(path.c_str(), &database) != SQLITE_OK) state.SkipWithError("cannot open");
+    const std::string insert = insertInto(database, columns.size() + 1);
+    bool isDone = sqlite3_prepare_v2(database, insert.c_str(), -1, &statement, nullptr) == SQLITE_OK;
+    for (std::size_t row = 0; isDone && row < columns.front().size(); ++row) {
+      sqlite3_bind_double(statement, 1, static_cast<double>(row) * 0.001);
+      int place = 1;
+      for (const auto& column : columns) sqlite3_bind_double(statement, ++place, column[row]);
+      isDone = sqlite3_step(statement) == SQLITE_DONE && sqlite3_reset(statement) == SQLITE_OK;
+    }
+    sqlite3_finalize(statement);
+    if (!isDone || sqlite3_exec(database, "COMMIT", nullptr, nullptr, nullptr) != SQLITE_OK) {
+      state.SkipWithError("not done");
+    }
+    sqlite3_close(database);
+  }
+  fs::remove(path);
 }
 
 void diffEqual(benchmark::State& state) {
@@ -203,6 +259,8 @@ BENCHMARK(floorOneSignal)->Apply(large);
 BENCHMARK(oneSignal)->Apply(large);
 BENCHMARK(floorDigits)->Apply(large)->Iterations(1);
 BENCHMARK(exportCsv)->Apply(large)->Iterations(1);
+BENCHMARK(floorInsert)->Apply(large)->Iterations(1);
+BENCHMARK(exportSqlite)->Apply(large)->Iterations(1);
 BENCHMARK(floorReadBoth)->Apply(large)->Iterations(1);
 BENCHMARK(diffEqual)->Apply(large)->Iterations(1);
 BENCHMARK(floorMinMax)->Apply(points);

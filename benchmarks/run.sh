@@ -45,6 +45,18 @@ memory=$(mktemp -d -p /dev/shm) || exit 2
 run bench_stream --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true --dir="$memory"
 rm -rf "$memory"
 
+# The page of qat view, where there is a browser.
+if command -v chromium >/dev/null && command -v npm >/dev/null; then
+  echo "running view_bench ..." >&2
+  if ! cmake --build "$build" --target view_bench >"$results/view_bench.log" 2>&1; then
+    echo "view_bench failed:" >&2
+    tail -n 30 "$results/view_bench.log" >&2
+    failed=1
+  fi
+else
+  echo "not measured: the page of qat view (Chromium or npm is not installed)" >&2
+fi
+
 shopt -s nullglob
 python3 "$here/table.py" "$results"/*.json || failed=1
 exit $failed

@@ -49,7 +49,7 @@ TEST_P(KilledOwner, LeavesNoFolder) {
   ASSERT_EQ(pipe(ends), 0);
   const pid_t owner = fork();
   if (owner == 0) {
-    std::signal(SIGSEGV, SIG_DFL);
+    std::signal(GetParam(), SIG_DFL);
     const TemporaryFolder folder;
     std::ofstream(folder.path() / "file") << "x";
     const std::string name = folder.path().string();

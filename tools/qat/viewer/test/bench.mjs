@@ -1,6 +1,8 @@
-// Measures the page in the browser, each thing beside its floor, the plain fetch of the same bytes:
+// Measures the page in the browser, each thing beside its floor, the plain fetch of the same bytes from the same server:
 // how long it takes until the page with its list is there, until a first signal is drawn, until a zoom is drawn.
-import { join } from 'node:path';
+// Writes what benchmarks/table.py reads into the file BENCH. FILE, SIGNALS, SAMPLES: another file than that of make bench.
+import { mkdirSync, writeFileSync } from 'node:fs';
+import { dirname, join } from 'node:path';
 import { end, folder, open, plot, programs, run, serve, settle } from './qat.mjs';
 
 const [signals, samples] = [process.env.SIGNALS ?? 1000, process.env.SAMPLES ?? 100_000].map(Number);
@@ -8,11 +10,17 @@ const zooms = 40;
 const file = process.env.FILE ?? join(folder, 'many.qat');
 if (!process.env.FILE) run(programs.writeExample, file, signals, samples);
 
-const middle = (numbers) => numbers.sort((a, b) => a - b)[numbers.length >> 1];
-const line = (what, milliseconds, floor) =>
-  console.log(
-    `${what.padEnd(44)} ${milliseconds.toFixed(1).padStart(8)} ms   floor ${floor.toFixed(1).padStart(6)} ms   ratio ${(milliseconds / floor).toFixed(1)}`,
-  );
+const results = [];
+const middle = (numbers) => [...numbers].sort((a, b) => a - b)[numbers.length >> 1];
+const keep = (name, milliseconds, floor) => {
+  const size = `signals:${signals}/samples:${samples}`;
+  for (const [kind, time] of [
+    [name, milliseconds],
+    [`${name}Floor`, floor],
+  ])
+    results.push({ name: kind, run_name: `${kind}/${size}`, run_type: 'iteration', real_time: time, time_unit: 'ms' });
+  console.log(`${name.padEnd(20)} ${milliseconds.toFixed(1).padStart(8)} ms   floor ${floor.toFixed(1)} ms`);
+};
 
 /** Milliseconds that the page takes to fetch some questions and do nothing with them. */
 const fetching = (page, questions) =>
@@ -22,11 +30,10 @@ const fetching = (page, questions) =>
     return performance.now() - start;
   }, questions);
 
-/** Questions for samples that the page has asked since a time, and what each took until it was drawn. */
+/** How long each question for samples took until it was drawn. */
 const drawings = (page) =>
   page.evaluate(() => performance.getEntriesByName('qat drawn').map((entry) => entry.duration));
 
-console.log(`${signals} signals x ${samples} samples`);
 const address = await serve(file);
 const opened = [];
 const fetched = [];
@@ -36,15 +43,14 @@ for (let i = 0; i < 5; i++) {
   fetched.push(await fetching(page, ['./', 'files']));
   await page.context().close();
 }
-line('open: page and list of signals', middle(opened), middle(fetched));
+keep('viewOpen', middle(opened), middle(fetched));
 
 const page = await open(address);
 const questions = [];
 page.on('request', (request) => request.url().includes('/series?') && questions.push(request.url()));
 await plot(page, 's7');
 await settle(page);
-const [first] = await drawings(page);
-line('first plot of a signal (reads the column)', first, await fetching(page, [questions[0]]));
+keep('viewFirst', (await drawings(page))[0], await fetching(page, [questions[0].replace('a.7.0', `a.${signals - 1}.0`)]));
 for (const name of ['s8', 's9', 's10']) await plot(page, name);
 await settle(page);
 const before = (await drawings(page)).length;
@@ -58,6 +64,10 @@ for (let i = 0; i < zooms; i++) {
 await settle(page);
 const all = (await drawings(page)).slice(before);
 const floor = (await fetching(page, questions)) / questions.length;
-line(`zoom of 4 signals, ${all.length} times: middle`, middle([...all]), floor);
-line('  slowest', Math.max(...all), floor);
+keep('viewZoom', middle(all), floor);
+keep('viewSlowestZoom', Math.max(...all), floor);
 await end();
+if (process.env.BENCH) {
+  mkdirSync(dirname(process.env.BENCH), { recursive: true });
+  writeFileSync(process.env.BENCH, JSON.stringify({ benchmarks: results }, null, 1));
+}

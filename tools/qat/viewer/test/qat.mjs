@@ -16,8 +16,12 @@ const need = (name) => {
 export const programs = {
   qat: need('QAT'),
   writeExample: need('WRITE_EXAMPLE'),
-  spacecraft: need('SPACECRAFT'),
-  configure: need('CONFIGURE'),
+  get spacecraft() {
+    return need('SPACECRAFT');
+  },
+  get configure() {
+    return need('CONFIGURE');
+  },
 };
 
 export const folder = mkdtempSync(join(tmpdir(), 'vtio_view_'));

@@ -1,5 +1,6 @@
 # Runs the tests of the page with NODE in a headless browser: npm fetches playwright-core into the folder BUILD, where the
-# pictures of the page stand afterwards; with BENCH measures it instead. Programs: QAT, WRITE_EXAMPLE, SPACECRAFT, CONFIGURE, CHROMIUM.
+# pictures of the page stand afterwards; with BENCH measures it instead, into that file.
+# Programs: QAT, WRITE_EXAMPLE, CHROMIUM, for the tests SPACECRAFT and CONFIGURE, too.
 
 get_filename_component(source "${CMAKE_CURRENT_LIST_DIR}" DIRECTORY)
 if(NOT NODE OR NOT NPM OR NOT CHROMIUM)
@@ -21,6 +22,7 @@ set(ENV{CONFIGURE} "${CONFIGURE}")
 set(ENV{CHROMIUM} "${CHROMIUM}")
 set(ENV{PICTURES} "${BUILD}/pictures")
 if(BENCH)
+  set(ENV{BENCH} "${BENCH}")
   execute_process(COMMAND "${NODE}" test/bench.mjs WORKING_DIRECTORY "${BUILD}" COMMAND_ERROR_IS_FATAL ANY)
   return()
 endif()
