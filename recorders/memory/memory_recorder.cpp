@@ -1,5 +1,6 @@
 #include "recorders/memory/memory_recorder.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 #include <string>
 #include <unordered_set>
@@ -64,6 +65,15 @@ std::vector<core::client::Client*> distinct(const std::vector<core::client::Clie
     if (seen.insert(member).second) result.push_back(member);
   }
   return result;
+}
+
+// Whether rows hold the same bytes for both.
+bool haveSameSamples(const LayoutPosition& one, const LayoutPosition& other) {
+  const auto same = [](const LeafColumn& a, const LeafColumn& b) {
+    return a.type.id == b.type.id && a.type.isComplex == b.type.isComplex && a.bytesPerRow() == b.bytesPerRow() &&
+           a.busDimensions == b.busDimensions && a.leaf->dataDimensions() == b.leaf->dataDimensions();
+  };
+  return std::equal(one.columns.begin(), one.columns.end(), other.columns.begin(), other.columns.end(), same);
 }
 
 }  // namespace
@@ -173,6 +183,19 @@ std::uint64_t MemoryRecorder::recordedSamples(std::size_t position) const {
 }
 
 std::uint64_t MemoryRecorder::heldSamples(std::size_t position) const { return builder_->held(numberOf(position)); }
+
+void MemoryRecorder::shareSamples(std::size_t position, const MemoryRecorder& other, std::size_t otherPosition) {
+  const std::uint32_t number = numberOf(position);
+  const std::uint32_t source = other.numberOf(otherPosition);
+  const bool fits =
+      builder_ == other.builder_ && signalDescriptor().maxPoints() == other.signalDescriptor().maxPoints();
+  if (!fits || !haveSameSamples(state_->layout[position], other.state_->layout[otherPosition])) {
+    throw std::invalid_argument("Signal '" + vtu::to_string(signalDescriptor().signalName()) +
+                                "' cannot share the samples of '" +
+                                vtu::to_string(other.signalDescriptor().signalName()) + "'");
+  }
+  builder_->share(number, source);
+}
 
 std::uint64_t MemoryRecorder::foreachIteration() const {
   if (signalDescriptor().hasForeachIterationIdx()) return signalDescriptor().foreachIterationIdx();

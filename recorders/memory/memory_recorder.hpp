@@ -107,6 +107,14 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   /// @throws std::out_of_range for a position that the signal does not have.
   [[nodiscard]] std::uint64_t heldSamples(std::size_t position = 0) const;
 
+  /// Lets a position have the samples of another one, as long as that is recorded: both are saved as one. It is not to
+  /// be updated itself, and a step back of the other is one of it.
+  /// @param other A recorder with the same builder and the same limit of points.
+  /// @param otherPosition One that has samples of its own.
+  /// @throws std::out_of_range for a position that a signal does not have.
+  /// @throws std::invalid_argument for recorders of different builders or limits, and for samples of different types.
+  void shareSamples(std::size_t position, const MemoryRecorder& other, std::size_t otherPosition);
+
   /// Samples that update() threw for instead of recording them.
   [[nodiscard]] std::uint64_t lostSamples() const { return lostSamples_; }
 

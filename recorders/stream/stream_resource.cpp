@@ -245,7 +245,10 @@ std::vector<vtu::StreamTable> StreamResource::describe(std::vector<FileTable> fo
     std::stable_sort(leaves.begin(), leaves.end(),
                      [](const LeafRun& a, const LeafRun& b) { return a.column.offset < b.column.offset; });
     std::size_t bytes = 0;
-    for (const LeafRun& leaf : leaves) bytes += leaf.column.bytes();
+    for (std::size_t i = 0; i < leaves.size(); ++i) {
+      const bool isShared = i > 0 && leaves[i].column.offset == leaves[i - 1].column.offset;
+      if (!isShared || leaves[i - 1].column.bytes() == 0) bytes += leaves[i].column.bytes();
+    }
     if (bytes != file.rowBytes) continue;
     file.stored = std::make_shared<vtu::StoredTable>(vtu::StoredTable{name(), number, {}});
     for (LeafRun& leaf : leaves) {

@@ -10,6 +10,7 @@ namespace vtio::recorders {
 
 std::uint64_t TableBuilder::recorded(std::uint32_t position) {
   settle();
+  position = positions_[position].source;
   const PositionState& state = states_[position];
   return state.before + (state.table ? positions_[position].cursor->next - state.begin : 0);
 }
@@ -22,6 +23,7 @@ std::uint64_t TableBuilder::held(std::uint32_t position) {
 
 // The rows of the samples that are kept, oldest first.
 std::vector<TableBuilder::Piece> TableBuilder::kept(std::uint32_t position) const {
+  position = positions_[position].source;
   const PositionState& state = states_[position];
   const Position& p = positions_[position];
   return pieces(state, p.cursor->next, p.maxPoints);

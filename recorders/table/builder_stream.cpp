@@ -97,6 +97,7 @@ void TableBuilder::spill(bool all) {
 }
 
 std::uint64_t TableBuilder::endOfRun(std::uint32_t position, const Table& table, std::uint64_t begin) const {
+  position = positions_[position].source;
   const PositionState& state = states_[position];
   if (state.table.get() == &table && state.begin == begin) return positions_[position].cursor->next;
   for (const Run* run = state.closed.get(); run != nullptr; run = run->older.get()) {

@@ -44,8 +44,9 @@ TableBuilder::Added TableBuilder::add(std::span<const LayoutPosition> layout, st
     const auto bytes = static_cast<std::uint32_t>(storedBytes(layout[i]));
     cursors[i].table = &nowhere_;
     if (isStoredAsDelivered(layout[i])) cursors[i].bytes = bytes;
+    const auto number = static_cast<std::uint32_t>(positions_.size());
     positions_.push_back(
-        {&layout[i], &cursors[i], maxPoints, bytes, hasTexts(layout[i]), false, sampleRuns(layout[i])});
+        {&layout[i], &cursors[i], maxPoints, bytes, number, hasTexts(layout[i]), false, sampleRuns(layout[i])});
   }
   return {first, cursors};
 }

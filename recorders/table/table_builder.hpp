@@ -75,6 +75,10 @@ class TableBuilder final {
   /// @throws std::length_error if a sample is too large for a row.
   [[nodiscard]] Added add(std::span<const LayoutPosition> layout, std::uint64_t maxPoints);
 
+  /// Lets a position, which is never appended to, have the samples of another one as long as that is there.
+  /// @param source A position of samples of the same size that has no source itself.
+  void share(std::uint32_t position, std::uint32_t source) { positions_[position].source = source; }
+
   /// Removes positions and their samples.
   void remove(std::uint32_t first, std::size_t count);
 
@@ -159,6 +163,7 @@ class TableBuilder final {
     Cursor* cursor;
     std::uint64_t maxPoints;
     std::uint32_t bytes;
+    std::uint32_t source;  // the position whose samples it has: itself, or that of share()
     bool hasTexts;
     bool goesBack;  // is in goingBack_
     std::vector<SampleRun> runs;

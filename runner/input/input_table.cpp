@@ -73,14 +73,7 @@ void InputTable::readRow(const std::vector<std::string>& cells, const ModelDescr
   }
 }
 
-void InputTable::apply(Instance& instance, double time, EventSide side) { applyColumns(instance, time, side, false); }
-
-void InputTable::applyContinuous(Instance& instance, double time, EventSide side) {
-  applyColumns(instance, time, side, true);
-}
-
 void InputTable::applyColumns(Instance& instance, double time, EventSide side, bool onlyContinuous) {
-  if (columns_.empty()) return;
   // The last row that counts, and how far the time is on the way to the next one.
   const auto behind = side == EventSide::after ? std::upper_bound(times_.begin(), times_.end(), time)
                                                : std::lower_bound(times_.begin(), times_.end(), time);

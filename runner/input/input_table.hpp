@@ -36,10 +36,14 @@ class VTIO_RUNNER_EXPORT InputTable final {
   InputTable(const std::filesystem::path& csv, const ModelDescription& model);
 
   /// Sets all inputs of the table to their values at a time in seconds.
-  void apply(Instance& instance, double time, EventSide side);
+  void apply(Instance& instance, double time, EventSide side) {
+    if (!empty()) applyColumns(instance, time, side, false);
+  }
 
   /// As apply(), of continuous inputs alone.
-  void applyContinuous(Instance& instance, double time, EventSide side);
+  void applyContinuous(Instance& instance, double time, EventSide side) {
+    if (!empty()) applyColumns(instance, time, side, true);
+  }
 
   /// The first time after another at which inputs jump: an event, or a row in which a held input has another value than
   /// in the row before; kNever if there is none.

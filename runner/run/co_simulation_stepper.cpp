@@ -20,7 +20,8 @@ CoSimulationStepper::CoSimulationStepper(CoSimulation& instance, const Interface
       grid_(times_.start, times_.step),
       variableSteps_(way.flag("canHandleVariableCommunicationStepSize")),
       repeater_(instance, parts.plan.changeLimits, variableSteps_ && way.flag("canGetAndSetFMUState")),
-      time_(times_.start) {
+      time_(times_.start),
+      nextInputEvent_(parts_.inputs.nextEvent(times_.start)) {
   if (times_.outputStep) outputGrid_.emplace(times_.start, *times_.outputStep);
   checkOutputStep();
 }
@@ -46,27 +47,27 @@ void CoSimulationStepper::begin(const EventOutcome& first) {
   sample();
 }
 
-double CoSimulationStepper::nextTarget() const {
+double CoSimulationStepper::nextTarget() {
   double target = grid_.after(time_);
   if (!variableSteps_) return target;
   if (outputGrid_) target = std::min(target, outputGrid_->after(time_));
-  target = std::min(target, parts_.inputs.nextEvent(time_));
+  target = std::min(target, nextInputEvent_);
   if (nextEvent_ && *nextEvent_ > time_) target = std::min(target, *nextEvent_);
   // The rest of the way is not left for a step of the size of a rounding error.
   return target + kRoundOff * times_.step >= times_.stop ? times_.stop : target;
 }
 
-bool CoSimulationStepper::step() {
+StepResult CoSimulationStepper::step() {
   const double target = nextTarget();
   // Without variable steps the last step that fits is the end.
-  if (target > times_.stop + kRoundOff * times_.step) return false;
-  stepTo(target);
-  return true;
+  if (target > times_.stop + kRoundOff * times_.step) return StepResult::noneFits;
+  return stepTo(target);
 }
 
-void CoSimulationStepper::stepTo(double target) {
+StepResult CoSimulationStepper::stepTo(double target) {
   const double before = time_;
   const StepOutcome outcome = repeater_.step(time_, target, times_.step * kSmallestStep);
+  if (outcome.discarded) return StepResult::goBack;
   const bool early = outcome.lastTime < target;
   time_ = early ? outcome.lastTime : target;
   ended_ = outcome.terminate;
@@ -74,8 +75,9 @@ void CoSimulationStepper::stepTo(double target) {
   if (standstills_ > kMostStandstills) {
     throw RunnerError(ExitStatus::failed, "the FMU returns early again and again without any progress");
   }
-  const double inputEvent = parts_.inputs.nextEvent(before);
+  const double inputEvent = nextInputEvent_;
   const bool atInputEvent = inputEvent <= time_;
+  if (atInputEvent) nextInputEvent_ = parts_.inputs.nextEvent(time_);
   parts_.inputs.apply(instance_, time_, atInputEvent && inputEvent == time_ ? EventSide::before : EventSide::after);
   const bool announced = nextEvent_ && *nextEvent_ <= time_;
   const bool atEvent = outcome.eventNeeded || announced || atInputEvent;
@@ -85,6 +87,7 @@ void CoSimulationStepper::stepTo(double target) {
     if (!outcome.eventNeeded && !announced) sample();
   }
   if (outcome.eventNeeded || announced) handleEvents();
+  return StepResult::done;
 }
 
 // Values before the event are logged; those after it follow at the same time.
@@ -100,7 +103,7 @@ void CoSimulationStepper::handleEvents() {
 }
 
 void CoSimulationStepper::save() {
-  checkpoint_.emplace(instance_);
+  if (!checkpoint_) checkpoint_.emplace(instance_);
   checkpoint_->state.save();
   checkpoint_->time = time_;
   checkpoint_->nextEvent = nextEvent_;
@@ -110,6 +113,7 @@ void CoSimulationStepper::restore() {
   checkpoint_->state.restore();
   time_ = checkpoint_->time;
   nextEvent_ = checkpoint_->nextEvent;
+  nextInputEvent_ = parts_.inputs.nextEvent(time_);
   standstills_ = 0;
   ended_ = false;
 }

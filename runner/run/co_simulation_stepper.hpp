@@ -20,10 +20,11 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
   CoSimulationStepper(CoSimulation& instance, const Interface& way, const RunParts& parts);
 
   void begin(const EventOutcome& first) override;
-  bool step() override;
+  StepResult step() override;
   [[nodiscard]] double time() const override { return time_; }
   [[nodiscard]] bool hasEnded() const override { return ended_; }
   [[nodiscard]] bool isAtRewindPoint() const override { return times_.rewind && time_ >= *times_.rewind; }
+  [[nodiscard]] bool needsReturnPoints() const override { return repeater_.needsReturnPoints(); }
   void save() override;
   void restore() override;
   [[nodiscard]] std::string remark() const override { return {}; }
@@ -38,9 +39,9 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
   };
 
   void sample();
-  void stepTo(double target);
+  StepResult stepTo(double target);
   void handleEvents();
-  [[nodiscard]] double nextTarget() const;
+  [[nodiscard]] double nextTarget();
   [[nodiscard]] bool isLogged(double time) const;
   void checkOutputStep() const;
 
@@ -54,8 +55,9 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
   std::optional<Checkpoint> checkpoint_;
   double time_;
   std::optional<double> nextEvent_;  // that the FMU announced
-  int standstills_ = 0;              // steps in a row without progress
-  bool ended_ = false;               // the FMU asked to end
+  double nextInputEvent_;
+  int standstills_ = 0;  // steps in a row without progress
+  bool ended_ = false;   // the FMU asked to end
 };
 
 }  // namespace vtio::runner

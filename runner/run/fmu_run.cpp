@@ -5,6 +5,11 @@
 #include "runner/text/printable.hpp"
 
 namespace vtio::runner {
+namespace {
+
+constexpr std::uint64_t kStepsAtRisk = 1000;  // made again if one of them turns out to need the state before it
+
+}  // namespace
 
 Stepper::~Stepper() = default;
 
@@ -17,7 +22,7 @@ RunEnd FmuRun::run(const EventOutcome& first, const std::function<int()>& interr
   std::optional<RunEnd> early;
   do {
     early = advance(interrupted);
-  } while ((!early || early->status == ExitStatus::done) && goBack());
+  } while ((!early || early->status == ExitStatus::done) && rewinds());
   RunEnd end = early.value_or(RunEnd{ExitStatus::done, Failure::none, "", stepper_.time()});
   if (stepper_.hasEnded()) end.message = "the FMU ended the simulation at the time " + numberText(stepper_.time());
   const std::string remark = stepper_.remark();
@@ -28,11 +33,7 @@ RunEnd FmuRun::run(const EventOutcome& first, const std::function<int()>& interr
 // Steps to the stop, or to where the FMU ends the simulation; says how the run ended if it ended elsewhere.
 std::optional<RunEnd> FmuRun::advance(const std::function<int()>& interrupted) {
   while (stepper_.time() < times_.stop && !stepper_.hasEnded()) {
-    if (!saved_ && stepper_.isAtRewindPoint()) {
-      stepper_.save();
-      recording_.captureSnapshot(false);
-      saved_ = true;
-    }
+    keepReturnPoint();
     if (const int number = interrupted(); number != 0) {
       const bool isInterrupt = number == SIGINT;
       return RunEnd{
@@ -40,7 +41,9 @@ std::optional<RunEnd> FmuRun::advance(const std::function<int()>& interrupted) {
           std::string(isInterrupt ? "interrupted" : "terminated") + " at the time " + numberText(stepper_.time()),
           stepper_.time()};
     }
-    if (!stepper_.step()) {
+    const StepResult result = stepper_.step();
+    if (result == StepResult::goBack) goBack();
+    if (result == StepResult::noneFits) {
       return RunEnd{ExitStatus::done, Failure::none,
                     "the FMU cannot vary its steps: the run ends at " + numberText(stepper_.time()), stepper_.time()};
     }
@@ -48,12 +51,28 @@ std::optional<RunEnd> FmuRun::advance(const std::function<int()>& interrupted) {
   return std::nullopt;
 }
 
-// False if there is nothing to go back to, or no more.
-bool FmuRun::goBack() {
-  if (!saved_ || rewound_) return false;
-  rewound_ = true;
+// The point to which a run is to be rewound stays; others give way to the next one.
+void FmuRun::keepReturnPoint() {
+  const bool isDue = steps_++ % kStepsAtRisk == 0;
+  if (hasRewindPoint_ || !(isDue || times_.rewind)) return;
+  const bool isRewindPoint = stepper_.isAtRewindPoint();
+  if (!isRewindPoint && !(isDue && stepper_.needsReturnPoints())) return;
+  stepper_.save();
+  recording_.clearSnapshots();
+  recording_.captureSnapshot(false);
+  hasRewindPoint_ = isRewindPoint;
+}
+
+void FmuRun::goBack() {
   stepper_.restore();
   recording_.rollBack();
+}
+
+// False if there is nothing to go back to, or no more.
+bool FmuRun::rewinds() {
+  if (!hasRewindPoint_ || rewound_) return false;
+  rewound_ = true;
+  goBack();
   return true;
 }
 

@@ -39,13 +39,16 @@ class VTIO_RUNNER_EXPORT FmuRun final {
 
  private:
   std::optional<RunEnd> advance(const std::function<int()>& interrupted);
-  bool goBack();
+  void keepReturnPoint();
+  void goBack();
+  bool rewinds();
 
   Stepper& stepper_;
   SignalLog& log_;
   recorders::RecordingSession& recording_;
   const RunTimes& times_;
-  bool saved_ = false;
+  std::uint64_t steps_ = 0;
+  bool hasRewindPoint_ = false;
   bool rewound_ = false;
 };
 

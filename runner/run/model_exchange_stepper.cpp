@@ -17,7 +17,7 @@ constexpr int kMostTinySteps = 1000;     // of the solver in a row that are shor
 // The first communication point from which a run goes on again.
 std::optional<double> rewindPointOf(const RunTimes& times) {
   if (!times.rewind) return std::nullopt;
-  const TimeGrid grid(times.start, times.step);
+  TimeGrid grid(times.start, times.step);
   const double point = grid.has(*times.rewind) ? *times.rewind : grid.after(*times.rewind);
   return std::min(point, times.stop);
 }
@@ -82,9 +82,9 @@ double ModelExchangeStepper::nextLimit() const {
   return std::max(limit, time_);
 }
 
-bool ModelExchangeStepper::step() {
+StepResult ModelExchangeStepper::step() {
   advance(nextLimit());
-  return true;
+  return StepResult::done;
 }
 
 void ModelExchangeStepper::advance(double limit) {

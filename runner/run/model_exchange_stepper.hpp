@@ -26,10 +26,11 @@ class VTIO_RUNNER_EXPORT ModelExchangeStepper final : public Stepper {
   ModelExchangeStepper(ModelExchange& instance, const Interface& way, const RunParts& parts);
 
   void begin(const EventOutcome& first) override;
-  bool step() override;
+  StepResult step() override;
   [[nodiscard]] double time() const override { return time_; }
   [[nodiscard]] bool hasEnded() const override { return ended_; }
   [[nodiscard]] bool isAtRewindPoint() const override { return rewindPoint_ && time_ >= *rewindPoint_; }
+  [[nodiscard]] bool needsReturnPoints() const override { return false; }
   void save() override;
   void restore() override;
   [[nodiscard]] std::string remark() const override { return chatter_.remark(); }

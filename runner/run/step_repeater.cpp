@@ -9,7 +9,11 @@
 namespace vtio::runner {
 
 StepRepeater::StepRepeater(CoSimulation& instance, std::vector<ChangeLimit> limits, bool canRepeat)
-    : instance_(instance), before_(instance), limits_(std::move(limits)), canRepeat_(canRepeat) {
+    : instance_(instance),
+      before_(instance),
+      limits_(std::move(limits)),
+      canRepeat_(canRepeat),
+      keepsStates_(canRepeat && !limits_.empty()) {
   for (const ChangeLimit& limit : limits_) references_.push_back(limit.reference);
   old_.resize(limits_.size());
   now_.resize(limits_.size());
@@ -28,7 +32,7 @@ bool StepRepeater::movedTooMuch() {
 }
 
 StepOutcome StepRepeater::step(double time, double& target, double smallest) {
-  if (canRepeat_) {
+  if (keepsStates_) {
     before_.save();
     read(old_);
   }
@@ -36,6 +40,10 @@ StepOutcome StepRepeater::step(double time, double& target, double smallest) {
     const StepOutcome outcome = instance_.doStep(time, target - time, !canRepeat_);
     const bool canHalve = canRepeat_ && target - time > smallest;
     if (!outcome.discarded && (!canHalve || !movedTooMuch())) return outcome;
+    if (needsReturnPoints()) {
+      keepsStates_ = true;
+      return outcome;
+    }
     if (!canHalve) {
       throw RunnerError(ExitStatus::failed,
                         "the FMU discarded the step to " + numberText(target) + ", which cannot be repeated");

@@ -2,6 +2,7 @@
 /// One simulation, advanced step by step. See co_simulation_stepper.hpp and model_exchange_stepper.hpp.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "runner/export.hpp"
@@ -21,6 +22,13 @@ struct RunParts {
   const RunPlan& plan;
 };
 
+/// What came of a step.
+enum class StepResult : std::uint8_t {
+  done,
+  noneFits,  ///< no further step fits before the stop
+  goBack     ///< nothing: it has to be made again from the last return point
+};
+
 /// An initialised FMU on its way through time. All failures of the model are RunnerErrors of status failed.
 class VTIO_RUNNER_EXPORT Stepper {
  public:
@@ -33,8 +41,7 @@ class VTIO_RUNNER_EXPORT Stepper {
   virtual void begin(const EventOutcome& first) = 0;
 
   /// Goes on by one step, to the stop at most, and logs what it meets.
-  /// @return False if no further step fits before the stop.
-  virtual bool step() = 0;
+  virtual StepResult step() = 0;
 
   /// Where the simulation stands, in seconds.
   [[nodiscard]] virtual double time() const = 0;
@@ -45,7 +52,10 @@ class VTIO_RUNNER_EXPORT Stepper {
   /// Whether this is a point at which a run may go back: see RunTimes::rewind.
   [[nodiscard]] virtual bool isAtRewindPoint() const = 0;
 
-  /// Keeps where the simulation stands, for restore(). Needs canGetAndSetFMUState.
+  /// Whether a step may come to StepResult::goBack: then save() is due every so often.
+  [[nodiscard]] virtual bool needsReturnPoints() const = 0;
+
+  /// Keeps where the simulation stands, for restore(), in place of what was kept before. Needs canGetAndSetFMUState.
   virtual void save() = 0;
   virtual void restore() = 0;
 

@@ -6,6 +6,7 @@
 #include "runner/error.hpp"
 #include "runner/signals/bus_block.hpp"
 #include "runner/signals/deliveries.hpp"
+#include "runner/signals/shared_positions.hpp"
 #include "vtio/vtio.hpp"
 
 namespace vtio::runner {
@@ -80,6 +81,13 @@ struct SignalLog::Deliveries {
   DeliveryList list;
 };
 
+// Where the values of one signal go.
+struct SignalLog::Receiver {
+  Accessor& accessor;
+  recorders::MemoryRecorder* recorder;  // null: it is not recorded
+  SharedPositions& shared;
+};
+
 // Makes the tree of one signal and numbers its leaf positions, then what is to be delivered to them.
 class SignalLog::Builder {
  public:
@@ -107,30 +115,34 @@ class SignalLog::Builder {
 
   [[nodiscard]] unsigned long positions() const { return positions_; }
 
-  void deliverTo(Accessor& accessor, const SignalNode& node, unsigned long& position, Deliveries& running,
+  void deliverTo(const Receiver& receiver, const SignalNode& node, unsigned long& position, Deliveries& running,
                  Deliveries& parameters) const {
     if (!node.isArray() && !node.isLeaf()) {
-      for (const SignalNode& child : node.children) deliverTo(accessor, child, position, running, parameters);
+      for (const SignalNode& child : node.children) deliverTo(receiver, child, position, running, parameters);
       return;
     }
     const bool once = model_.variables[firstVariable(node)].isParameter();
     const ValueStore& values = once ? parameters_ : running_;
     DeliveryList& list = (once ? parameters : running).list;
-    const Target target{&accessor, position++};
+    const Target target{&receiver.accessor, position++};
     if (node.isArray()) {
       list.addBlock({target, blockPieces(node, model_, values), std::vector<std::byte>(blockBytes(node, model_))});
       return;
     }
     const Variable& variable = model_.variables[node.variable];
+    const auto isShared = [&](const void* place, std::size_t count) {
+      return receiver.shared.share(place, receiver.recorder, target.position, count);
+    };
     if (variable.type == VariableType::string) {
-      list.addText(target, &values.text(node.variable, node.element));
+      const vtu::ustring* text = &values.text(node.variable, node.element);
+      if (!isShared(text, 1)) list.addText(target, text);
     } else if (variable.type == VariableType::binary) {
-      list.addBinary({target,
-                      {&accessor, position++},
-                      &values.binary(node.variable, node.element),
-                      std::vector<std::byte>(*variable.maxSize)});
+      const Target length{&receiver.accessor, position++};
+      const std::string* bytes = &values.binary(node.variable, node.element);
+      if (!isShared(bytes, 2)) list.addBinary({target, length, bytes, std::vector<std::byte>(*variable.maxSize)});
     } else {
-      list.addNumbers(target, values.numbers(node.variable));
+      const std::byte* numbers = values.numbers(node.variable);
+      if (!isShared(numbers, 1)) list.addNumbers(target, numbers);
     }
   }
 
@@ -162,6 +174,7 @@ SignalLog::SignalLog(Catalogue& catalogue, recorders::RecordingSession& session,
     : running_(std::make_unique<Deliveries>()), parameters_(std::make_unique<Deliveries>()) {
   vtu::FullBlkPathToTopMdl path;
   path.append(vtu::InternedUstring(vtu::to_ustring(model.modelName)));
+  SharedPositions shared;
   unsigned long inport = 0;
   unsigned long port = 0;
   for (const SignalTree& tree : trees) {
@@ -187,9 +200,9 @@ SignalLog::SignalLog(Catalogue& catalogue, recorders::RecordingSession& session,
     } else {
       accessor = std::make_unique<Scalar>(descriptor, intervals);
     }
-    session.attach(descriptor, *accessor);
+    const Receiver receiver{*accessor, session.attach(descriptor, *accessor), shared};
     unsigned long position = 0;
-    builder.deliverTo(*accessor, tree.root, position, *running_, *parameters_);
+    builder.deliverTo(receiver, tree.root, position, *running_, *parameters_);
     accessors_.push_back(std::move(accessor));
   }
 }

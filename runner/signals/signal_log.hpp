@@ -24,7 +24,7 @@ struct LogLimits {
 
 /// Describes the signals in a catalogue and hands each its values.
 ///
-/// Values stay where they are until they are delivered; only those of arrays of buses and binaries are gathered, into
+/// Aliases share one column of samples. Values stay where they are until they are delivered; only those of arrays of buses and binaries are gathered, into
 /// memory that is allocated once. All arguments of the constructor must outlive the log.
 class VTIO_RUNNER_EXPORT SignalLog final {
  public:
@@ -50,6 +50,7 @@ class VTIO_RUNNER_EXPORT SignalLog final {
  private:
   class Builder;
   struct Deliveries;
+  struct Receiver;
 
   std::vector<std::unique_ptr<core::accessor::Accessor>> accessors_;
   std::unique_ptr<Deliveries> running_, parameters_;

@@ -12,7 +12,9 @@ constexpr std::size_t kClocks = static_cast<std::size_t>(-1);
 }  // namespace
 
 std::size_t ValueStore::original(std::size_t variable) const {
-  return model_.variables[variable].aliasOf.value_or(variable);
+  const std::size_t first = model_.variables[variable].aliasOf.value_or(variable);
+  // FMI 2 lets an integer and an enumeration share a reference.
+  return model_.variables[first].type == model_.variables[variable].type ? first : variable;
 }
 
 ValueStore::ValueStore(const ModelDescription& model, const std::vector<std::size_t>& variables) : model_(model) {
@@ -48,14 +50,18 @@ ValueStore::ValueStore(const ModelDescription& model, const std::vector<std::siz
   clocks_ = std::move(byType[static_cast<std::size_t>(VariableType::clock)]);
   byType[static_cast<std::size_t>(VariableType::clock)] = Batch();
   batches_.assign(std::make_move_iterator(byType.begin()), std::make_move_iterator(byType.end()));
+  for (std::size_t i = 0; i < batches_.size(); ++i) {
+    if (!batches_[i].references.empty()) used_.push_back(i);
+  }
   rawTexts_.resize(texts_.size());
   rawBinaries_.resize(binaries_.size());
   binarySizes_.resize(binaries_.size());
 }
 
 void ValueStore::read(Instance& instance) {
-  for (Batch& batch : batches_) {
-    if (!batch.references.empty()) instance.get(batch.type, batch.references, batch.values.data(), batch.valueCount);
+  for (const std::size_t index : used_) {
+    Batch& batch = batches_[index];
+    instance.get(batch.type, batch.references, batch.values.data(), batch.valueCount);
   }
   std::fill(clocks_.values.begin(), clocks_.values.end(), std::byte{0});
   if (!textReferences_.empty()) readTexts(instance);

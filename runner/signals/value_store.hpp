@@ -53,7 +53,8 @@ class VTIO_RUNNER_EXPORT ValueStore final {
   [[nodiscard]] std::size_t original(std::size_t variable) const;
 
   const ModelDescription& model_;
-  std::vector<Batch> batches_;
+  std::vector<Batch> batches_;     // by type
+  std::vector<std::size_t> used_;  // of these, those that are not empty
   Batch clocks_;
   std::unordered_map<std::size_t, std::pair<std::size_t, std::size_t>> places_;  // variable -> batch, byte
   std::unordered_map<std::size_t, std::size_t> textPlaces_, binaryPlaces_;

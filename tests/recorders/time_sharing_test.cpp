@@ -2,6 +2,8 @@
 #include <limits>
 #include <random>
 
+#include "platform/qat.hpp"
+#include "platform/qat_parts.hpp"
 #include "tests/recorders/recording_fixture.hpp"
 
 namespace {
@@ -68,6 +70,47 @@ TEST_F(TimeSharing, TimesThatAreNotNumbersAreKept) {
   const vtu::qxArrayWrapper second = two.datasetElement();
   EXPECT_EQ(timesOf(first), timesOf(second));
   EXPECT_EQ(std::memcmp(timesOf(first), times.data(), 8 * times.size()), 0);
+}
+
+// Two signals under names and units of their own over one column of the file.
+TEST_F(TimeSharing, SharedSamplesAreStoredOnce) {
+  const StreamedFile folder;
+  Recorded x = record(leaf(u"x"));
+  Recorded other = record(leaf(u"other"));
+  auto renamed = std::make_unique<LeafNode>(0, u"alias", false, "zoh", Dims{}, "double", units(u"km"), u"", leafSignal);
+  Recorded alias = record(std::move(renamed));
+  alias.recorder->shareSamples(0, *x.recorder, 0);
+  for (int i = 0; i < 100; ++i) {
+    x.add(0.1 * i, 1.0 * i);
+    other.add(0.1 * i, -1.0 * i);
+  }
+  EXPECT_EQ(alias.recorder->recordedSamples(), 100U);
+  EXPECT_EQ(alias.recorder->heldSamples(), 100U);
+  EXPECT_EQ(numbers<double>(values(alias.element(), "Data")), numbers<double>(values(x.element(), "Data")));
+  EXPECT_EQ(text(values(alias.element(), "Unit")), "km");
+  session_.save(folder.path());
+  const vtu::QatFileWrapper open(folder.path(), "r");
+  const vtu::QatSamples samples(*open.get());
+  const std::vector<vtu::StoredColumn>& columns = samples.columns(0);
+  ASSERT_EQ(columns.size(), 3U);
+  EXPECT_EQ(columns[0].first, columns[1].first);
+  EXPECT_EQ(columns[1].unit, "km");
+  EXPECT_EQ(columns[2].first, 1U) << "the other one is next to it";
+  std::vector<double> read(100);
+  samples.readColumn(0, 1, 0, 100, read.data());
+  EXPECT_EQ(read[99], 99.0);
+}
+
+TEST_F(TimeSharing, SamplesOfOtherTypesCannotBeShared) {
+  Recorded x = record(leaf(u"x"));
+  Recorded whole = record(leaf(u"whole", "int64"));
+  Recorded two = record(leaf(u"two", "double", {2}));
+  Recorded newest = record(leaf(u"newest"), 10);
+  MemoryRecorder alone(describe(leaf(u"alone")));
+  for (MemoryRecorder* recorder : {whole.recorder, two.recorder, newest.recorder, &alone}) {
+    EXPECT_THROW(recorder->shareSamples(0, *x.recorder, 0), std::invalid_argument);
+  }
+  EXPECT_THROW(x.recorder->shareSamples(1, *x.recorder, 0), std::out_of_range);
 }
 
 TEST_F(TimeSharing, RandomTimesOfManySignals) {

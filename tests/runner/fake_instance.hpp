@@ -14,7 +14,9 @@ namespace runner_test {
 using vtio::runner::VariableType;
 
 /// Values by reference; only set() does something.
-class FakeInstance : public vtio::runner::Instance {
+/// @tparam Base Instance or a kind of it.
+template <typename Base = vtio::runner::Instance>
+class FakeInstance : public Base {
  public:
   std::map<std::uint32_t, std::vector<std::byte>> numbers;
   std::map<std::uint32_t, std::string> texts;

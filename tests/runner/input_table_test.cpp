@@ -26,7 +26,7 @@ class InputTableTest : public runner_test::WorkFolder {
        <Float64 name="held" valueReference="7" causality="input" variability="discrete" start="0"/>
        <Binary name="d" valueReference="8" causality="input"><Start value="00"/></Binary>)",
       "<TypeDefinitions><EnumerationType name='E'><Item name='On' value='4'/></EnumerationType></TypeDefinitions>"));
-  runner_test::FakeInstance instance_;
+  runner_test::FakeInstance<> instance_;
 
   InputTable table(const std::string& csv) {
     runner_test::writeBytes(file("in.csv"), csv);

@@ -6,8 +6,10 @@
 #include "runner/description/start_values.hpp"
 #include "runner/description/variable_name.hpp"
 #include "runner/error.hpp"
+#include "runner/signals/value_store.hpp"
 #include "runner/text/printable.hpp"
 #include "tests/runner/descriptions.hpp"
+#include "tests/runner/fake_instance.hpp"
 
 namespace {
 
@@ -97,6 +99,35 @@ TEST_F(ValuesTest, AreRefusedWithVariableAndText) {
   expectRefused("e", "5", "'5' is no label or value of E");
   expectRefused("d", "0g", "not hexadecimal");
   expectRefused("d", "0\x10", "not hexadecimal");
+}
+
+// Gives every value 7.
+class SevenInstance : public runner_test::FakeInstance<> {
+ public:
+  void get(VariableType type, std::span<const std::uint32_t>, void* values, std::size_t count) override {
+    for (std::size_t i = 0; i < count; ++i) {
+      if (type == VariableType::enumeration) static_cast<std::int64_t*>(values)[i] = 7;
+      if (type == VariableType::int32) static_cast<std::int32_t*>(values)[i] = 7;
+    }
+  }
+};
+
+// Both are integers to FMI 2, of other sizes here.
+TEST(ValueStoreTest, AnIntegerAndAnEnumerationOfOneReferenceHavePlacesOfTheirOwn) {
+  const ModelDescription model = runner_test::read(runner_test::fmi2(
+      R"(<ScalarVariable name="whole" valueReference="1"><Integer/></ScalarVariable>
+         <ScalarVariable name="mode" valueReference="1"><Enumeration declaredType="E"/></ScalarVariable>
+         <ScalarVariable name="alias" valueReference="1"><Integer/></ScalarVariable>)",
+      R"(<TypeDefinitions><SimpleType name="E"><Enumeration><Item name="a" value="7"/></Enumeration></SimpleType>
+         </TypeDefinitions>)"));
+  ValueStore store(model, {0, 1, 2});
+  SevenInstance instance;
+  store.read(instance);
+  std::int64_t mode = 0;
+  std::memcpy(&mode, store.numbers(1), sizeof mode);
+  EXPECT_EQ(mode, 7);
+  EXPECT_NE(store.numbers(0), store.numbers(1));
+  EXPECT_EQ(store.numbers(0), store.numbers(2));
 }
 
 }  // namespace

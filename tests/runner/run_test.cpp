@@ -7,6 +7,8 @@
 #include <cmath>
 #include <optional>
 
+#include "runner/run/step_repeater.hpp"
+#include "tests/runner/fake_instance.hpp"
 #include "tests/runner/leaks_allowed.hpp"
 #include "tests/runner/run_fixture.hpp"
 
@@ -388,6 +390,61 @@ TEST_P(BothVersions, DiscardedStepsAreHalvedAndLeaveNoTrace) {
   EXPECT_EQ(times.back(), 1.0);
   for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(values[i], times[i], 1e-12);
   for (std::size_t i = 1; i < times.size(); ++i) EXPECT_LE(times[i] - times[i - 1], times[i] > 0.51 ? 0.0301 : 0.1001);
+}
+
+// The state before such a step was not kept: the run goes on from an earlier point, once.
+TEST_P(BothVersions, LateDiscardedStepsLeaveNoTrace) {
+  for (const bool rewinds : {false, true}) {
+    RunOptions chosen = of("misbehaving");
+    chosen.set = {"way=smallSteps", "when=60"};
+    chosen.step = 0.05;
+    chosen.stop = 61.0;
+    if (rewinds) chosen.rewind = 20.0;
+    ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+    const Results saved = results();
+    const std::vector<double> times = numbers<double>(saved.field(kOutputs, "y", "Time"));
+    const std::vector<double> values = numbers<double>(saved.field(kOutputs, "y", "Data"));
+    ASSERT_EQ(times.size(), 1201U + 40U) << "1200 whole steps, then 40 halves";
+    for (std::size_t i = 0; i < times.size(); ++i) {
+      EXPECT_NEAR(times[i], i < 1200 ? 0.05 * static_cast<double>(i) : 60.0 + 0.025 * static_cast<double>(i - 1200),
+                  1e-9);
+      EXPECT_NEAR(values[i], times[i], 1e-9);
+    }
+  }
+}
+
+// Counts how often its state is copied.
+class CountingInstance : public FakeInstance<CoSimulation> {
+ public:
+  int saved = 0;
+  int restored = 0;
+  bool discards = false;
+
+  void getState(void*&) override { ++saved; }
+  void setState(void*) override { ++restored; }
+  StepOutcome doStep(double time, double step, bool) override {
+    return {discards && step > 0.6, false, false, time + step};
+  }
+};
+
+TEST(StepRepeaterTest, StatesAreKeptOnlyWhereTheyMayBeNeeded) {
+  CountingInstance instance;
+  StepRepeater repeater(instance, {}, true);
+  double target = 1.0;
+  for (int i = 0; i < 10; ++i) EXPECT_FALSE(repeater.step(0.0, target, 1e-6).discarded);
+  EXPECT_EQ(instance.saved, 0);
+  EXPECT_TRUE(repeater.needsReturnPoints());
+  instance.discards = true;
+  EXPECT_TRUE(repeater.step(0.0, target, 1e-6).discarded);
+  EXPECT_FALSE(repeater.needsReturnPoints());
+  EXPECT_FALSE(repeater.step(0.0, target, 1e-6).discarded);
+  EXPECT_EQ(target, 0.5);
+  EXPECT_EQ(instance.saved, 1);
+  EXPECT_EQ(instance.restored, 1);
+  StepRepeater limited(instance, {{1, 0.5}}, true);
+  EXPECT_FALSE(limited.needsReturnPoints());
+  StepRepeater fixed(instance, {}, false);
+  EXPECT_FALSE(fixed.needsReturnPoints());
 }
 
 TEST_P(BothVersions, StepsInWhichAVariableMovesTooMuchAreHalved) {

@@ -129,15 +129,23 @@ struct SampleTableWriter::Chunks {
   }
 };
 
+bool sharesSamples(const SampleColumn& leaf, const SampleColumn& other) {
+  return leaf.offset == other.offset && leaf.id == other.id && leaf.isComplex == other.isComplex &&
+         leaf.dims == other.dims && leaf.first == other.first && leaf.count == other.count && leaf.bytes() != 0;
+}
+
 SampleTableWriter::SampleTableWriter(Kit& kit, hid_t group, const SampleSelection& selection)
     : kit_(kit), group_(group), datasets_(kit), selection_(selection) {
   for (const SampleColumn* column : selection.columns) {
     const ElementKind kind{column->id, column->isComplex};
     auto found = classOf(kind);
-    if (found == classes_.end()) found = classes_.insert(found, {kind, {}, {}, 0, 0});
-    found->columns.push_back(column);
-    found->firsts.push_back(found->width);
-    found->width += column->bytes() / elementBytes(kind);
+    if (found == classes_.end()) found = classes_.insert(found, {kind, {}, {}, 0});
+    if (found->columns.empty() || !sharesSamples(*column, *found->columns.back())) {
+      found->columns.push_back(column);
+      found->firsts.push_back(found->width);
+      found->width += column->bytes() / elementBytes(kind);
+    }
+    firsts_.push_back(found->firsts.back());
   }
 }
 
@@ -225,11 +233,11 @@ void SampleTableWriter::writeRecords(SignalNames& names) {
   std::vector<StoredColumn> records;
   records.reserve(selection_.columns.size());
   names.reserve(selection_.columns.size());
-  for (const SampleColumn* column : selection_.columns) {
+  for (std::size_t i = 0; i < selection_.columns.size(); ++i) {
+    const SampleColumn* column = selection_.columns[i];
     const ElementKind kind{column->id, column->isComplex};
-    SampleClass& leaves = *classOf(kind);
     records.push_back({names.unique(plainText(column->name)), plainText(column->unit), elementClassName(kind),
-                       column->dims, static_cast<std::uint32_t>(leaves.firsts[leaves.recorded++]),
+                       column->dims, static_cast<std::uint32_t>(firsts_[i]),
                        static_cast<std::uint32_t>(column->bytes() / elementBytes(kind)),
                        column->first - selection_.first, column->count});
   }

@@ -20,13 +20,15 @@ struct SampleSelection {
   std::uint64_t count = 0;                   ///< number of rows
 };
 
+/// Whether a leaf has the samples of another one, under another name: they are stored once.
+[[nodiscard]] bool sharesSamples(const SampleColumn& leaf, const SampleColumn& other);
+
 /// The columns of one element class: what one dataset holds.
 struct SampleClass {
   ElementKind kind;
-  std::vector<const SampleColumn*> columns;
-  std::vector<std::uint64_t> firsts;  ///< of each, its first column in the dataset
-  std::uint64_t width = 0;            ///< columns of the dataset
-  std::size_t recorded = 0;           ///< columns whose record has been made
+  std::vector<const SampleColumn*> columns;  ///< those that share samples with the one before left out
+  std::vector<std::uint64_t> firsts;         ///< of each, its first column in the dataset
+  std::uint64_t width = 0;                   ///< columns of the dataset
 };
 
 /// Writes times, values and records of a table into a group. Values are copied chunk by chunk, about a megabyte each,
@@ -54,6 +56,7 @@ class SampleTableWriter final {
   DatasetWriter datasets_;
   const SampleSelection& selection_;
   std::vector<SampleClass> classes_;
+  std::vector<std::uint64_t> firsts_;  // of each column of the selection
 };
 
 }  // namespace vtu::qat
