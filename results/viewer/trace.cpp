@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <utility>
-
-#include "results/signals/signal_info.hpp"
 
 namespace vtio::results {
 namespace {
@@ -78,7 +77,9 @@ void Trace::indexBlocks() {
       blocks_[block].hasNan = true;
     } else {
       blocks_[block] = {static_cast<std::uint8_t>(extremes.least - begin),
-                        static_cast<std::uint8_t>(extremes.greatest - begin), false};
+                        static_cast<std::uint8_t>(extremes.greatest - begin), false,
+                        std::accumulate(values_.begin() + static_cast<std::ptrdiff_t>(begin),
+                                        values_.begin() + static_cast<std::ptrdiff_t>(begin + kBlock), 0.0L)};
     }
   }
 }
@@ -143,11 +144,30 @@ std::vector<Point> Trace::reduced(TimeRange range, std::size_t pixels) const {
 Statistics Trace::statistics(TimeRange range) const {
   const std::size_t begin = firstAtOrAfter(times(), range.from);
   const std::size_t end = std::max(begin, firstAfter(times(), range.to));
-  SeriesView part = view();
-  part.times = part.times.subspan(begin, end - begin);
-  part.bytes += begin * part.stride;
+  Extremes extremes(values_);
+  long double sum = 0;
   Statistics statistics;
-  statistics.add(SignalInfo{}, part);
+  statistics.samples = end - begin;
+  for (std::size_t i = begin; i < end;) {
+    const bool isWhole = i % kBlock == 0 && i + kBlock <= end && !blocks_[i / kBlock].hasNan;
+    if (isWhole) {
+      const Block& block = blocks_[i / kBlock];
+      extremes.add(i + block.least);
+      extremes.add(i + block.greatest);
+      sum += block.sum;
+      i += kBlock;
+    } else {
+      extremes.add(i);
+      statistics.nans += std::isnan(values_[i]) ? 1 : 0;
+      sum += std::isnan(values_[i]) ? 0 : values_[i];
+      ++i;
+    }
+  }
+  statistics.numbers = statistics.samples - statistics.nans;
+  if (statistics.numbers == 0) return statistics;
+  statistics.min = values_[extremes.least];
+  statistics.max = values_[extremes.greatest];
+  statistics.mean = static_cast<double>(sum / static_cast<long double>(statistics.numbers));
   return statistics;
 }
 

@@ -2,11 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -139,6 +141,34 @@ TEST(Trace, givesStatisticsOfARange) {
   EXPECT_EQ(statistics.max, 3);
   EXPECT_EQ(statistics.mean, 2);
   EXPECT_EQ(trace.statistics({8, 9}).samples, 0U);
+}
+
+TEST(Trace, sumsUpAnyRangeAsTheSamplesSay) {
+  vtio::tests::Dice dice(7);
+  std::vector<double> times(1000);
+  std::vector<double> values(times.size());
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    times[i] = static_cast<double>(i);
+    values[i] = i % 300 == 170 ? kNan : static_cast<double>(dice(1000)) - 500;
+  }
+  const Trace trace = traceOf(times, values);
+  for (int round = 0; round < 300; ++round) {
+    const std::size_t from = dice(999);
+    const std::size_t to = from + dice(999 - from);
+    std::vector<double> inside;
+    for (std::size_t i = from; i <= to; ++i) {
+      if (!std::isnan(values[i])) inside.push_back(values[i]);
+    }
+    const Statistics found = trace.statistics({times[from], times[to]});
+    EXPECT_EQ(found.samples, to - from + 1);
+    EXPECT_EQ(found.nans, found.samples - inside.size());
+    EXPECT_EQ(found.numbers, inside.size());
+    if (inside.empty()) continue;
+    EXPECT_EQ(found.min, *std::min_element(inside.begin(), inside.end()));
+    EXPECT_EQ(found.max, *std::max_element(inside.begin(), inside.end()));
+    const double sum = std::accumulate(inside.begin(), inside.end(), 0.0);  // of whole numbers: exact
+    EXPECT_EQ(found.mean, static_cast<double>(static_cast<long double>(sum) / static_cast<long double>(inside.size())));
+  }
 }
 
 TEST(Trace, differsFromAnother) {
