@@ -102,12 +102,12 @@ void runExample(benchmark::State& state, bool isLogged) {
     InputTable inputs;
     const std::unique_ptr<CoSimulation> instance = instantiate(plan.model, chosen);
     instance->enterInitialization({0.0, *options.stop, std::nullopt});
-    const EventOutcome first = instance->exitInitialization();
+    instance->exitInitialization();
     const RunParts parts{running, log, inputs, plan};
     CoSimulationStepper stepper(*instance, *plan.model.find(Kind::coSimulation), parts);
     FmuRun run(stepper, parts, recording);
     const Stopwatch watch;
-    const RunEnd end = run.run(first, [] { return 0; });
+    const RunEnd end = run.run([] { return 0; });
     state.SetIterationTime(watch.cpuSeconds());
     if (end.lastTime != *options.stop) state.SkipWithError("the run ended early");
   }

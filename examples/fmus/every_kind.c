@@ -176,6 +176,8 @@ static void tick(void* data, double time) {
   (void)update(kinds, time);
 }
 
+static void endEvent(void* data) { ((struct Kinds*)data)->tick = 0; }
+
 static enum StepEnd step(void* data, double time, double end, int mayStop, double* reached) {
   struct Kinds* kinds = data;
   (void)time;
@@ -199,5 +201,6 @@ const struct Model model = {.bytes = sizeof(struct Kinds),
                             .address = address,
                             .step = step,
                             .event = tick,
+                            .endEvent = endEvent,
                             .update = update,
                             .nextTime = nextTick};

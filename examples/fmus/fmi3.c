@@ -16,6 +16,7 @@ struct Instance {
   double time;
   bool isModelExchange;
   bool eventMode;
+  bool inEvent;
   bool eventPending;
   void* data;
 };
@@ -55,12 +56,30 @@ static enum StepEnd refresh(struct Instance* instance) {
   return instance->isModelExchange ? model.update(instance->data, instance->time) : STEP_DONE;
 }
 
+// Values that are read in an event are those of the event.
+static void settle(struct Instance* instance) {
+  if (!instance->eventPending) return;
+  instance->eventPending = false;
+  if (model.event != NULL) model.event(instance->data, instance->time);
+}
+
 // For fmi3_values.c.
 void* fmu_data(void* opaque);
+void* fmu_values(void* opaque);
+void fmu_ticks(void* opaque);
+
 void* fmu_data(void* opaque) {
   struct Instance* instance = opaque;
   (void)refresh(instance);
   return instance->data;
+}
+
+void fmu_ticks(void* opaque) { ((struct Instance*)opaque)->eventPending = true; }
+
+void* fmu_values(void* opaque) {
+  struct Instance* instance = opaque;
+  if (instance->inEvent) settle(instance);
+  return fmu_data(opaque);
 }
 
 static int say(struct Instance* instance, int status, const char* text) {
@@ -153,6 +172,7 @@ int fmi3EnterInitializationMode(void* opaque, bool toleranceDefined, double tole
 int fmi3ExitInitializationMode(void* opaque) {
   struct Instance* instance = opaque;
   model.initialize(instance->data, instance->time);
+  instance->inEvent = instance->isModelExchange || instance->eventMode;
   return FMI3_OK;
 }
 
@@ -168,12 +188,13 @@ int fmi3ExitConfigurationMode(void* opaque) {
 
 int fmi3EnterEventMode(void* opaque) {
   struct Instance* instance = opaque;
-  if (instance->isModelExchange) instance->eventPending = true;
+  instance->inEvent = true;
+  instance->eventPending = true;
   return FMI3_OK;
 }
 
 int fmi3EnterStepMode(void* opaque) {
-  (void)opaque;
+  ((struct Instance*)opaque)->inEvent = false;
   return FMI3_OK;
 }
 
@@ -195,9 +216,9 @@ int fmi3UpdateDiscreteStates(void* opaque, bool* needUpdate, bool* terminateSimu
   *needUpdate = false;
   *terminateSimulation = false;
   *nominalsChanged = false;
-  *valuesChanged = instance->eventPending;
-  if (instance->eventPending && model.event != NULL) model.event(instance->data, instance->time);
-  instance->eventPending = false;
+  *valuesChanged = true;
+  settle(instance);
+  if (model.endEvent != NULL) model.endEvent(instance->data);
   const double next =
       instance->isModelExchange && model.nextTime != NULL ? model.nextTime(instance->data, instance->time) : INFINITY;
   *nextEventTimeDefined = isfinite(next);
@@ -236,12 +257,11 @@ int fmi3DoStep(void* opaque, double time, double step, bool noSetStatePriorToTim
   *terminateSimulation = how == STEP_TERMINATE;
   *earlyReturn = instance->time < end;
   *lastTime = instance->time;
-  instance->eventPending = how == STEP_EVENT;
   return statusOf(instance, how);
 }
 
 int fmi3EnterContinuousTimeMode(void* opaque) {
-  (void)opaque;
+  ((struct Instance*)opaque)->inEvent = false;
   return FMI3_OK;
 }
 

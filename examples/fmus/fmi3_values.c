@@ -6,8 +6,12 @@
 
 #define FMU_FUNCTION __attribute__((visibility("default")))
 
-// The instance begins with fields of its own; the data's place is asked for there.
+// The instance begins with fields of its own; the data's place is asked for there, to be written or to be read.
 void* fmu_data(void* instance);
+void* fmu_values(void* instance);
+
+// Clocks tick: there is an event to be handled.
+void fmu_ticks(void* instance);
 
 // Copies the values of each variable, one after the other.
 static int copy(void* instance, enum ValueType type, size_t bytes, const uint32_t references[], size_t count,
@@ -16,7 +20,8 @@ static int copy(void* instance, enum ValueType type, size_t bytes, const uint32_
   size_t left = valueCount;
   for (size_t i = 0; i < count; ++i) {
     size_t elements = 0;
-    void* place = model.address(fmu_data(instance), type, references[i], &elements);
+    void* data = toModel ? fmu_data(instance) : fmu_values(instance);
+    void* place = model.address(data, type, references[i], &elements);
     if (place == NULL || elements > left) return FMI3_ERROR;
     if (toModel) {
       memcpy(place, at, elements * bytes);
@@ -57,6 +62,11 @@ FMU_FUNCTION Fmi3SetString fmi3SetString;
 FMU_FUNCTION Fmi3GetBinary fmi3GetBinary;
 FMU_FUNCTION Fmi3SetBinary fmi3SetBinary;
 FMU_FUNCTION Fmi3GetClock fmi3GetClock;
+FMU_FUNCTION Fmi3SetClock fmi3SetClock;
+FMU_FUNCTION Fmi3GetIntervalDecimal fmi3GetIntervalDecimal;
+FMU_FUNCTION Fmi3GetIntervalFraction fmi3GetIntervalFraction;
+FMU_FUNCTION Fmi3GetShiftDecimal fmi3GetShiftDecimal;
+FMU_FUNCTION Fmi3GetShiftFraction fmi3GetShiftFraction;
 
 // Enumerations are Int64 values, too.
 static int copyInt64(void* instance, const uint32_t references[], size_t count, int64_t values[], size_t size,
@@ -87,7 +97,7 @@ int fmi3GetString(void* instance, const uint32_t references[], size_t count, con
   size_t at = 0;
   for (size_t i = 0; i < count; ++i) {
     size_t elements = 0;
-    const struct Text* texts = model.address(fmu_data(instance), VALUE_TEXT, references[i], &elements);
+    const struct Text* texts = model.address(fmu_values(instance), VALUE_TEXT, references[i], &elements);
     if (texts == NULL || elements > size - at) return FMI3_ERROR;
     for (size_t k = 0; k < elements; ++k) values[at++] = texts[k].characters;
   }
@@ -113,7 +123,7 @@ int fmi3GetBinary(void* instance, const uint32_t references[], size_t count, siz
   size_t at = 0;
   for (size_t i = 0; i < count; ++i) {
     size_t elements = 0;
-    const struct Binary* binaries = model.address(fmu_data(instance), VALUE_BINARY, references[i], &elements);
+    const struct Binary* binaries = model.address(fmu_values(instance), VALUE_BINARY, references[i], &elements);
     if (binaries == NULL || elements > size - at) return FMI3_ERROR;
     for (size_t k = 0; k < elements; ++k, ++at) {
       sizes[at] = binaries[k].size;
@@ -142,10 +152,64 @@ int fmi3SetBinary(void* instance, const uint32_t references[], size_t count, con
 int fmi3GetClock(void* instance, const uint32_t references[], size_t count, bool values[]) {
   for (size_t i = 0; i < count; ++i) {
     size_t elements = 0;
-    uint8_t* clock = model.address(fmu_data(instance), VALUE_CLOCK, references[i], &elements);
+    const uint8_t* clock = model.address(fmu_values(instance), VALUE_CLOCK, references[i], &elements);
     if (clock == NULL) return FMI3_ERROR;
     values[i] = *clock != 0;
-    *clock = 0;
+  }
+  return FMI3_OK;
+}
+
+int fmi3SetClock(void* instance, const uint32_t references[], size_t count, const bool values[]) {
+  for (size_t i = 0; i < count; ++i) {
+    size_t elements = 0;
+    uint8_t* clock = model.address(fmu_data(instance), VALUE_CLOCK, references[i], &elements);
+    if (clock == NULL || model.endEvent == NULL) return FMI3_ERROR;
+    *clock = values[i];
+  }
+  fmu_ticks(instance);
+  return FMI3_OK;
+}
+
+static int askInterval(void* instance, uint32_t clock, double* interval, int* qualifier) {
+  if (model.interval == NULL) return FMI3_ERROR;
+  *qualifier = model.interval(fmu_values(instance), clock, interval) ? FMI3_INTERVAL_CHANGED : FMI3_INTERVAL_UNCHANGED;
+  return FMI3_OK;
+}
+
+int fmi3GetIntervalDecimal(void* instance, const uint32_t references[], size_t count, double intervals[],
+                           int qualifiers[]) {
+  int status = FMI3_OK;
+  for (size_t i = 0; i < count && status == FMI3_OK; ++i) {
+    status = askInterval(instance, references[i], &intervals[i], &qualifiers[i]);
+  }
+  return status;
+}
+
+// Fractions are of milliseconds.
+int fmi3GetIntervalFraction(void* instance, const uint32_t references[], size_t count, uint64_t counters[],
+                            uint64_t resolutions[], int qualifiers[]) {
+  int status = FMI3_OK;
+  for (size_t i = 0; i < count && status == FMI3_OK; ++i) {
+    double interval = 0.0;
+    status = askInterval(instance, references[i], &interval, &qualifiers[i]);
+    counters[i] = (uint64_t)(1000.0 * interval + 0.5);
+    resolutions[i] = 1000;
+  }
+  return status;
+}
+
+int fmi3GetShiftDecimal(void* instance, const uint32_t references[], size_t count, double shifts[]) {
+  if (model.shift == NULL) return FMI3_ERROR;
+  for (size_t i = 0; i < count; ++i) shifts[i] = model.shift(fmu_values(instance), references[i]);
+  return FMI3_OK;
+}
+
+int fmi3GetShiftFraction(void* instance, const uint32_t references[], size_t count, uint64_t counters[],
+                         uint64_t resolutions[]) {
+  if (model.shift == NULL) return FMI3_ERROR;
+  for (size_t i = 0; i < count; ++i) {
+    counters[i] = (uint64_t)(1000.0 * model.shift(fmu_values(instance), references[i]) + 0.5);
+    resolutions[i] = 1000;
   }
   return FMI3_OK;
 }

@@ -59,6 +59,18 @@ struct Model {
   /// tick are set. Null if there are no events.
   void (*event)(void* data, double time);
 
+  // The next three are for clocks.
+
+  /// The discrete states are settled: no clock ticks any more. Null if there are no clocks.
+  void (*endEvent)(void* data);
+
+  /// Sets the interval of a clock, in seconds, as it is now.
+  /// @return 1 if it is another one than the last time, or known for the first time; else 0.
+  int (*interval)(void* data, unsigned clock, double* seconds);
+
+  /// Seconds from the start to a clock's first tick.
+  double (*shift)(const void* data, unsigned clock);
+
   // The rest is for Model Exchange.
 
   size_t states;      ///< number of continuous states

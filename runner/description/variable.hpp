@@ -61,6 +61,17 @@ enum class Initial : std::uint8_t { none, exact, approx, calculated };
 /// Bytes of one value as Instance hands it over; 0 for texts and binaries.
 [[nodiscard]] VTIO_RUNNER_EXPORT std::size_t bytesOf(VariableType type);
 
+/// When a clock ticks: by its interval, except for a triggered one.
+enum class IntervalVariability : std::uint8_t { constant, fixed, tunable, changing, countdown, triggered };
+
+/// What the description says of a clock. Times in seconds.
+struct ClockTimes {
+  IntervalVariability variability = IntervalVariability::triggered;
+  std::optional<double> interval;
+  double shift = 0.0;              ///< from the start of the simulation to the first tick
+  bool supportsFractions = false;  ///< the FMU gives intervals as fractions as well
+};
+
 /// One dimension of an array: a size, or the structural parameter that holds it.
 struct Dimension {
   std::uint64_t size = 0;  ///< the start value of the parameter, if there is one
@@ -79,6 +90,8 @@ struct Variable {
   std::optional<std::size_t> aliasOf;         ///< index of the variable with the same value, declared earlier
   std::optional<std::uint32_t> derivativeOf;  ///< FMI 2: index from 1; FMI 3: value reference
   std::optional<std::uint64_t> maxSize;       ///< of a binary, in bytes
+  std::optional<ClockTimes> clock;            ///< of a clock
+  std::vector<std::uint32_t> clocks;          ///< value references of the clocks with which it changes; empty: any time
   int enumeration = -1;                       ///< index among the description's enumerations
   std::uint32_t valueReference = 0;
   int line = 0;

@@ -1,6 +1,8 @@
+#include <limits>
 #include <utility>
 
 #include "runner/description/type_definitions.hpp"
+#include "runner/text/printable.hpp"
 
 namespace vtio::runner {
 namespace {
@@ -29,6 +31,39 @@ void readStart(const XmlElement& element, Variable& variable) {
   }
 }
 
+std::optional<double> secondsOf(const XmlElement& element, const char* decimal, const char* counter) {
+  if (const std::optional<double> seconds = element.number(decimal)) return seconds;
+  const std::optional<std::uint64_t> ticks = element.count(counter);
+  const std::optional<std::uint64_t> resolution = element.count("resolution");
+  if (!ticks || !resolution || *resolution == 0) return std::nullopt;
+  return static_cast<double>(*ticks) / static_cast<double>(*resolution);
+}
+
+ClockTimes readClock(const XmlElement& element) {
+  static const std::vector<std::string_view> kNames = {"constant", "fixed",     "tunable",
+                                                       "changing", "countdown", "triggered"};
+  ClockTimes clock;
+  if (!element.has("intervalVariability")) element.report("intervalVariability", "is missing");
+  if (const auto chosen = element.choice("intervalVariability", kNames)) {
+    clock.variability = static_cast<IntervalVariability>(*chosen);
+  }
+  clock.interval = secondsOf(element, "intervalDecimal", "intervalCounter");
+  clock.shift = secondsOf(element, "shiftDecimal", "shiftCounter").value_or(0.0);
+  clock.supportsFractions = element.flag("supportsFraction");
+  return clock;
+}
+
+void readClocksOf(const XmlElement& element, Variable& variable) {
+  for (const std::string& word : splitBlanks(element.text("clocks"))) {
+    const std::optional<std::uint64_t> reference = parseXmlUnsigned(word);
+    if (!reference || *reference > std::numeric_limits<std::uint32_t>::max()) {
+      element.report("clocks", "'" + printable(word) + "' is no value reference");
+      continue;
+    }
+    variable.clocks.push_back(static_cast<std::uint32_t>(*reference));
+  }
+}
+
 Variable readVariable(const XmlElement& element, VariableType type, XmlDocument& document, const DeclaredTypes& types) {
   element.checkAttributes();
   Variable variable;
@@ -43,6 +78,11 @@ Variable readVariable(const XmlElement& element, VariableType type, XmlDocument&
   readStart(element, variable);
   variable.derivativeOf = element.reference("derivative", false);
   if (type == VariableType::binary) variable.maxSize = element.count("maxSize");
+  if (type == VariableType::clock) {
+    variable.clock = readClock(element);
+    if (!variable.dimensions.empty()) element.report("", "a clock cannot be an array", true);
+  }
+  readClocksOf(element, variable);
   return variable;
 }
 

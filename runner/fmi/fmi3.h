@@ -17,6 +17,9 @@ extern "C" {
 
 enum { FMI3_OK = 0, FMI3_WARNING = 1, FMI3_DISCARD = 2, FMI3_ERROR = 3, FMI3_FATAL = 4 };
 
+/// Of the interval of a clock.
+enum { FMI3_INTERVAL_NOT_YET_KNOWN = 0, FMI3_INTERVAL_UNCHANGED = 1, FMI3_INTERVAL_CHANGED = 2 };
+
 typedef void Fmi3LogMessage(void* environment, int status, const char* category, const char* message);
 typedef void Fmi3IntermediateUpdate(void* environment, double time, bool setRequested, bool getAllowed,
                                     bool stepFinished, bool canReturnEarly, bool* earlyReturnRequested,
@@ -72,6 +75,15 @@ typedef int Fmi3SetString(void*, const uint32_t references[], size_t count, cons
                           size_t valueCount);
 typedef int Fmi3SetBinary(void*, const uint32_t references[], size_t count, const size_t sizes[],
                           const uint8_t* const values[], size_t valueCount);
+
+typedef int Fmi3SetClock(void*, const uint32_t references[], size_t count, const bool values[]);
+typedef int Fmi3GetIntervalDecimal(void*, const uint32_t references[], size_t count, double intervals[],
+                                   int qualifiers[]);
+typedef int Fmi3GetIntervalFraction(void*, const uint32_t references[], size_t count, uint64_t counters[],
+                                    uint64_t resolutions[], int qualifiers[]);
+typedef int Fmi3GetShiftDecimal(void*, const uint32_t references[], size_t count, double shifts[]);
+typedef int Fmi3GetShiftFraction(void*, const uint32_t references[], size_t count, uint64_t counters[],
+                                 uint64_t resolutions[]);
 
 typedef int Fmi3GetState(void* instance, void** state);
 typedef int Fmi3SetState(void* instance, void* state);

@@ -21,11 +21,6 @@ class CoSimulationOfFmi2 final : public Fmi2Instance<CoSimulation> {
   CoSimulationOfFmi2(const ModelDescription& model, const InstanceSetup& setup)
       : Fmi2Instance(model, setup, FMI2_CO_SIMULATION), functions_(library()) {}
 
-  EventOutcome exitInitialization() override {
-    leaveInitialization();
-    return {};
-  }
-
   StepOutcome doStep(double time, double step, bool noSetStatePrior) override {
     const int result = functions_.doStep(instance(), time, step, noSetStatePrior ? 1 : 0);
     if (result != FMI2_DISCARD) {
@@ -36,7 +31,7 @@ class CoSimulationOfFmi2 final : public Fmi2Instance<CoSimulation> {
   }
 
   void enterEvents() override {}
-  EventOutcome iterateEvents() override { return {}; }
+  EventOutcome updateDiscreteStates() override { return {}; }
   void leaveEvents() override {}
 
  private:

@@ -21,14 +21,6 @@ class CoSimulationOfFmi3 final : public Fmi3Instance<CoSimulation> {
           "fmi3InstantiateCoSimulation");
   }
 
-  EventOutcome exitInitialization() override {
-    leaveInitialization();
-    if (!hasEventMode_) return {};
-    const EventOutcome outcome = iterateEvents();
-    leaveEvents();
-    return outcome;
-  }
-
   StepOutcome doStep(double time, double step, bool noSetStatePrior) override {
     bool eventNeeded = false;
     bool terminate = false;

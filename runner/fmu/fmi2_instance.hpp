@@ -40,7 +40,7 @@ struct Fmi2Functions {
 /// Hands a message, which arrives as a printf format with its arguments, to the MessageSink that is the environment.
 void logFmi2Message(void* environment, const char* instance, int status, const char* category, const char* format, ...);
 
-/// Implements Instance but for initialisation and events.
+/// Implements Instance but for events.
 /// @tparam Base CoSimulation or ModelExchange.
 template <typename Base>
 class Fmi2Instance : public Base {
@@ -102,11 +102,18 @@ class Fmi2Instance : public Base {
   void enterConfiguration() override {}
   void exitConfiguration() override {}
 
+  ClockInterval getInterval(std::uint32_t, bool) override { return {}; }
+  double getShift(std::uint32_t, bool) override { return 0.0; }
+
   void enterInitialization(const Experiment& experiment) override {
     status_.check(functions_.setupExperiment(instance_, experiment.tolerance ? 1 : 0,
                                              experiment.tolerance.value_or(0.0), experiment.start, 1, experiment.stop),
                   "fmi2SetupExperiment");
     status_.check(functions_.enterInitialization(instance_), "fmi2EnterInitializationMode");
+  }
+
+  void exitInitialization() override {
+    status_.check(functions_.exitInitialization(instance_), "fmi2ExitInitializationMode");
   }
 
   void terminate() override { status_.check(functions_.terminate(instance_), "fmi2Terminate"); }
@@ -138,8 +145,6 @@ class Fmi2Instance : public Base {
   [[nodiscard]] const SharedLibrary& library() const { return library_; }
   [[nodiscard]] void* instance() const { return instance_; }
   [[nodiscard]] CallStatus& status() { return status_; }
-
-  void leaveInitialization() { status_.check(functions_.exitInitialization(instance_), "fmi2ExitInitializationMode"); }
 
  private:
   SharedLibrary library_;

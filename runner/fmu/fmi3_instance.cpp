@@ -14,6 +14,10 @@ Fmi3Functions::Fmi3Functions(const SharedLibrary& library) {
   library.take(getState, "fmi3GetFMUState");
   library.take(setState, "fmi3SetFMUState");
   library.take(freeState, "fmi3FreeFMUState");
+  library.take(getIntervalDecimal, "fmi3GetIntervalDecimal");
+  library.take(getIntervalFraction, "fmi3GetIntervalFraction");
+  library.take(getShiftDecimal, "fmi3GetShiftDecimal");
+  library.take(getShiftFraction, "fmi3GetShiftFraction");
 }
 
 void logFmi3Message(void* environment, int /*status*/, const char* category, const char* message) {

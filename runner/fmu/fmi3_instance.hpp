@@ -27,6 +27,10 @@ struct Fmi3Functions {
   Fmi3GetState* getState = nullptr;
   Fmi3SetState* setState = nullptr;
   Fmi3FreeState* freeState = nullptr;
+  Fmi3GetIntervalDecimal* getIntervalDecimal = nullptr;
+  Fmi3GetIntervalFraction* getIntervalFraction = nullptr;
+  Fmi3GetShiftDecimal* getShiftDecimal = nullptr;
+  Fmi3GetShiftFraction* getShiftFraction = nullptr;
 };
 
 /// Hands a message to the MessageSink that is the environment.
@@ -39,7 +43,7 @@ Function& requireFmi3(Function* function, const char* name) {
   return *function;
 }
 
-/// Implements Instance but for the ends of initialisation and events.
+/// Implements Instance but for the end of events.
 /// @tparam Base CoSimulation or ModelExchange.
 template <typename Base>
 class Fmi3Instance : public Base {
@@ -92,6 +96,10 @@ class Fmi3Instance : public Base {
         "fmi3EnterInitializationMode");
   }
 
+  void exitInitialization() override {
+    status_.check(functions_.exitInitialization(instance_), "fmi3ExitInitializationMode");
+  }
+
   void terminate() override { status_.check(functions_.terminate(instance_), "fmi3Terminate"); }
 
   void getState(void*& state) override {
@@ -110,25 +118,49 @@ class Fmi3Instance : public Base {
     status_.check(requireFmi3(functions_.enterEventMode, "fmi3EnterEventMode")(instance_), "fmi3EnterEventMode");
   }
 
-  EventOutcome iterateEvents() override {
-    auto& update = requireFmi3(functions_.updateDiscreteStates, "fmi3UpdateDiscreteStates");
+  EventOutcome updateDiscreteStates() override {
     EventOutcome outcome;
-    for (int i = 0; i < kMostEventIterations; ++i) {
-      bool needUpdate = false;
-      bool terminate = false;
-      bool nominalsChanged = false;
-      bool valuesChanged = false;
-      bool nextDefined = false;
-      double next = 0.0;
-      status_.check(update(instance_, &needUpdate, &terminate, &nominalsChanged, &valuesChanged, &nextDefined, &next),
-                    "fmi3UpdateDiscreteStates");
-      outcome.terminate = outcome.terminate || terminate;
-      outcome.statesChanged = outcome.statesChanged || valuesChanged;
-      outcome.nominalsChanged = outcome.nominalsChanged || nominalsChanged;
-      outcome.nextTime = nextDefined ? std::optional<double>(next) : std::nullopt;
-      if (!needUpdate || terminate) return outcome;
+    bool nextDefined = false;
+    double next = 0.0;
+    status_.check(requireFmi3(functions_.updateDiscreteStates, "fmi3UpdateDiscreteStates")(
+                      instance_, &outcome.needsUpdate, &outcome.terminate, &outcome.nominalsChanged,
+                      &outcome.statesChanged, &nextDefined, &next),
+                  "fmi3UpdateDiscreteStates");
+    if (nextDefined) outcome.nextTime = next;
+    return outcome;
+  }
+
+  ClockInterval getInterval(std::uint32_t clock, bool asFraction) override {
+    double interval = 0.0;
+    int qualifier = FMI3_INTERVAL_NOT_YET_KNOWN;
+    if (asFraction) {
+      std::uint64_t counter = 0;
+      std::uint64_t resolution = 1;
+      status_.check(requireFmi3(functions_.getIntervalFraction, "fmi3GetIntervalFraction")(
+                        instance_, &clock, 1, &counter, &resolution, &qualifier),
+                    "fmi3GetIntervalFraction");
+      interval = static_cast<double>(counter) / static_cast<double>(resolution);
+    } else {
+      status_.check(requireFmi3(functions_.getIntervalDecimal, "fmi3GetIntervalDecimal")(instance_, &clock, 1,
+                                                                                         &interval, &qualifier),
+                    "fmi3GetIntervalDecimal");
     }
-    throw RunnerError(ExitStatus::failed, "the event iteration does not end");
+    return {qualifier == FMI3_INTERVAL_CHANGED, interval};
+  }
+
+  double getShift(std::uint32_t clock, bool asFraction) override {
+    double shift = 0.0;
+    if (asFraction) {
+      std::uint64_t counter = 0;
+      std::uint64_t resolution = 1;
+      status_.check(
+          requireFmi3(functions_.getShiftFraction, "fmi3GetShiftFraction")(instance_, &clock, 1, &counter, &resolution),
+          "fmi3GetShiftFraction");
+      return static_cast<double>(counter) / static_cast<double>(resolution);
+    }
+    status_.check(requireFmi3(functions_.getShiftDecimal, "fmi3GetShiftDecimal")(instance_, &clock, 1, &shift),
+                  "fmi3GetShiftDecimal");
+    return shift;
   }
 
  protected:
@@ -147,11 +179,7 @@ class Fmi3Instance : public Base {
   [[nodiscard]] CallStatus& status() { return status_; }
   [[nodiscard]] void* environment() { return &message_; }
 
-  void leaveInitialization() { status_.check(functions_.exitInitialization(instance_), "fmi3ExitInitializationMode"); }
-
  private:
-  static constexpr int kMostEventIterations = 1000;
-
   SharedLibrary library_;
   Fmi3Functions functions_;
   ValuesOfFmi3 values_;

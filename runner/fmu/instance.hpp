@@ -36,12 +36,19 @@ struct InstanceSetup {
   bool loggingOn = false;
 };
 
-/// What came out of an event iteration.
+/// What came out of an update of the discrete states.
 struct EventOutcome {
+  bool needsUpdate = false;  ///< they are not settled yet
   bool terminate = false;
   bool statesChanged = false;      ///< continuous states jumped
   bool nominalsChanged = false;    ///< of continuous states
   std::optional<double> nextTime;  ///< of the next time event, in seconds
+};
+
+/// An interval of a clock, as asked for the last time or now.
+struct ClockInterval {
+  bool hasChanged = false;  ///< it is another one than the last time, or known for the first time
+  double seconds = 0.0;     ///< if it has changed
 };
 
 /// An instance. Values are passed in the form of bytesOf(): Boolean, Clock one byte 0 or 1, Enumeration int64; arrays
@@ -77,9 +84,8 @@ class VTIO_RUNNER_EXPORT Instance {
   virtual void exitConfiguration() = 0;
 
   virtual void enterInitialization(const Experiment& experiment) = 0;
-  /// Leaves the instance ready for a step, or in continuous time.
-  /// @return What the first event iteration gave, where there is one.
-  virtual EventOutcome exitInitialization() = 0;
+  /// Leaves the instance in the event mode, or ready for a step where it has none.
+  virtual void exitInitialization() = 0;
   virtual void terminate() = 0;
 
   /// Copies the instance's state. Needs canGetAndSetFMUState.
@@ -92,9 +98,13 @@ class VTIO_RUNNER_EXPORT Instance {
   /// Enters the event mode; between this and leaveEvents() values are those of the event. An FMU for Co-Simulation has
   /// this mode only where its steps ask for it.
   virtual void enterEvents() = 0;
-  /// Iterates until the discrete states are settled.
-  [[nodiscard]] virtual EventOutcome iterateEvents() = 0;
+  [[nodiscard]] virtual EventOutcome updateDiscreteStates() = 0;
   virtual void leaveEvents() = 0;
+
+  /// The interval of a clock in seconds, and how long after the start it ticks first; FMI 3 only.
+  /// @param asFraction Asked for as a fraction, which is exact; the FMU supports it.
+  [[nodiscard]] virtual ClockInterval getInterval(std::uint32_t clock, bool asFraction) = 0;
+  [[nodiscard]] virtual double getShift(std::uint32_t clock, bool asFraction) = 0;
 
  protected:
   Instance() = default;

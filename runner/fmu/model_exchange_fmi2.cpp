@@ -46,27 +46,14 @@ class ModelExchangeOfFmi2 final : public Fmi2Instance<ModelExchange> {
                    functions_.getDirectionalDerivative != nullptr;
   }
 
-  EventOutcome exitInitialization() override {
-    leaveInitialization();
-    const EventOutcome outcome = iterateEvents();
-    if (!outcome.terminate) leaveEvents();
-    return outcome;
-  }
-
   void enterEvents() override { status().check(functions_.enterEventMode(instance()), "fmi2EnterEventMode"); }
 
-  EventOutcome iterateEvents() override {
-    EventOutcome outcome;
-    for (int i = 0; i < kMostEventIterations; ++i) {
-      Fmi2EventInfo info{};
-      status().check(functions_.newDiscreteStates(instance(), &info), "fmi2NewDiscreteStates");
-      outcome.terminate = outcome.terminate || info.terminateSimulation != 0;
-      outcome.statesChanged = outcome.statesChanged || info.valuesChanged != 0;
-      outcome.nominalsChanged = outcome.nominalsChanged || info.nominalsChanged != 0;
-      outcome.nextTime = info.nextEventTimeDefined != 0 ? std::optional<double>(info.nextEventTime) : std::nullopt;
-      if (info.newDiscreteStatesNeeded == 0 || outcome.terminate) return outcome;
-    }
-    throw RunnerError(ExitStatus::failed, "the event iteration does not end");
+  EventOutcome updateDiscreteStates() override {
+    Fmi2EventInfo info{};
+    status().check(functions_.newDiscreteStates(instance(), &info), "fmi2NewDiscreteStates");
+    return {info.newDiscreteStatesNeeded != 0, info.terminateSimulation != 0, info.valuesChanged != 0,
+            info.nominalsChanged != 0,
+            info.nextEventTimeDefined != 0 ? std::optional<double>(info.nextEventTime) : std::nullopt};
   }
 
   void leaveEvents() override {
@@ -128,8 +115,6 @@ class ModelExchangeOfFmi2 final : public Fmi2Instance<ModelExchange> {
   }
 
  private:
-  static constexpr int kMostEventIterations = 1000;
-
   Fmi2SolverFunctions functions_;
   ContinuousStates states_;
   std::size_t indicators_;

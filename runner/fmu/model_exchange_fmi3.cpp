@@ -51,13 +51,6 @@ class ModelExchangeOfFmi3 final : public Fmi3Instance<ModelExchange> {
           "fmi3InstantiateModelExchange");
   }
 
-  EventOutcome exitInitialization() override {
-    leaveInitialization();
-    const EventOutcome outcome = iterateEvents();
-    if (!outcome.terminate) leaveEvents();
-    return outcome;
-  }
-
   void leaveEvents() override {
     status().check(functions_.enterContinuousTimeMode(instance()), "fmi3EnterContinuousTimeMode");
   }

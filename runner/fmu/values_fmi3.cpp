@@ -115,6 +115,8 @@ int ValuesOfFmi3::set(void* instance, VariableType type, std::span<const std::ui
       return as<Fmi3SetUInt64>(symbol)(instance, first, size, static_cast<const std::uint64_t*>(values), count);
     case VariableType::boolean:
       return as<Fmi3SetBoolean>(symbol)(instance, first, size, static_cast<const bool*>(values), count);
+    case VariableType::clock:
+      return as<Fmi3SetClock>(symbol)(instance, first, size, static_cast<const bool*>(values));
     default:
       return kMissing;
   }

@@ -92,6 +92,9 @@ class InstanceServer {
         return handleState(call, addressOf(request_.take<std::uint64_t>()));
       case Call::enterInitialization:
         return enterInitialization();
+      case Call::getInterval:
+      case Call::getShift:
+        return askClock(call, request_.take<std::uint32_t>());
       case Call::doStep:
         return doStep();
       case Call::moveTo:
@@ -167,6 +170,12 @@ class InstanceServer {
 
   void enterInitialization() { instance_->enterInitialization(request_.take<Experiment>()); }
 
+  void askClock(Call call, std::uint32_t clock) {
+    const bool asFraction = request_.take<bool>();
+    if (call == Call::getShift) return reply_.put(instance_->getShift(clock, asFraction));
+    reply_.put(instance_->getInterval(clock, asFraction));
+  }
+
   void doStep() {
     const auto time = request_.take<double>();
     const auto step = request_.take<double>();
@@ -220,11 +229,11 @@ class InstanceServer {
       case Call::exitConfiguration:
         return instance_->exitConfiguration();
       case Call::exitInitialization:
-        return reply_.put(instance_->exitInitialization());
+        return instance_->exitInitialization();
       case Call::enterEvents:
         return instance_->enterEvents();
-      case Call::iterateEvents:
-        return reply_.put(instance_->iterateEvents());
+      case Call::updateDiscreteStates:
+        return reply_.put(instance_->updateDiscreteStates());
       case Call::leaveEvents:
         return instance_->leaveEvents();
       default:

@@ -33,6 +33,8 @@ const char* nameOf(Call call) {
                                                           "an event",
                                                           "an event",
                                                           "an event",
+                                                          "the interval of a clock",
+                                                          "the shift of a clock",
                                                           "a step",
                                                           "counting its states",
                                                           "counting its event indicators",
@@ -135,10 +137,7 @@ class IsolatedInstance : public Base {
     ask(Call::enterInitialization);
   }
 
-  EventOutcome exitInitialization() override {
-    askAlone(Call::exitInitialization);
-    return reply_.take<EventOutcome>();
-  }
+  void exitInitialization() override { askAlone(Call::exitInitialization); }
 
   void terminate() override { askAlone(Call::terminate); }
 
@@ -161,9 +160,19 @@ class IsolatedInstance : public Base {
 
   void enterEvents() override { askAlone(Call::enterEvents); }
 
-  EventOutcome iterateEvents() override {
-    askAlone(Call::iterateEvents);
+  EventOutcome updateDiscreteStates() override {
+    askAlone(Call::updateDiscreteStates);
     return reply_.take<EventOutcome>();
+  }
+
+  ClockInterval getInterval(std::uint32_t clock, bool asFraction) override {
+    askForClock(Call::getInterval, clock, asFraction);
+    return reply_.take<ClockInterval>();
+  }
+
+  double getShift(std::uint32_t clock, bool asFraction) override {
+    askForClock(Call::getShift, clock, asFraction);
+    return reply_.take<double>();
   }
 
   void leaveEvents() override { askAlone(Call::leaveEvents); }
@@ -194,6 +203,13 @@ class IsolatedInstance : public Base {
     begin(call);
     request_.putArray(references);
     request_.put(count);
+  }
+
+  void askForClock(Call call, std::uint32_t clock, bool asFraction) {
+    begin(call);
+    request_.put(clock);
+    request_.put(asFraction);
+    ask(call);
   }
 
   void askForState(Call call, const void* state) {

@@ -19,7 +19,9 @@ CoSimulationStepper::CoSimulationStepper(CoSimulation& instance, const Interface
       times_(parts.plan.times),
       grid_(times_.start, times_.step),
       variableSteps_(way.flag("canHandleVariableCommunicationStepSize")),
+      hasEvents_(parts.plan.model.version == FmiVersion::fmi3 && way.flag("hasEventMode")),
       repeater_(instance, parts.plan.changeLimits, variableSteps_ && way.flag("canGetAndSetFMUState")),
+      events_(instance, parts.values, parts.plan.model, times_.start),
       time_(times_.start),
       nextInputEvent_(parts_.inputs.nextEvent(times_.start)) {
   if (times_.outputStep) outputGrid_.emplace(times_.start, *times_.outputStep);
@@ -41,10 +43,21 @@ void CoSimulationStepper::sample() {
   parts_.log.log(time_);
 }
 
-void CoSimulationStepper::begin(const EventOutcome& first) {
-  nextEvent_ = first.nextTime;
-  ended_ = first.terminate;
-  sample();
+void CoSimulationStepper::begin() {
+  if (hasEvents_) {
+    takeEvent(events_.begin());
+    if (!ended_) instance_.leaveEvents();
+  } else {
+    parts_.values.readAll(instance_);
+  }
+  parts_.log.log(time_);
+  events_.end();
+}
+
+void CoSimulationStepper::takeEvent(const EventOutcome& outcome) {
+  nextEvent_ = outcome.nextTime;
+  nextTick_ = events_.clocks().next();
+  ended_ = ended_ || outcome.terminate;
 }
 
 double CoSimulationStepper::nextTarget() {
@@ -53,14 +66,16 @@ double CoSimulationStepper::nextTarget() {
   if (outputGrid_) target = std::min(target, outputGrid_->after(time_));
   target = std::min(target, nextInputEvent_);
   if (nextEvent_ && *nextEvent_ > time_) target = std::min(target, *nextEvent_);
+  // A step that ends a rounding error before a tick goes on to it.
+  if (nextTick_ <= target + roundOff()) target = std::max(nextTick_, time_);
   // The rest of the way is not left for a step of the size of a rounding error.
-  return target + kRoundOff * times_.step >= times_.stop ? times_.stop : target;
+  return target + roundOff() >= times_.stop ? times_.stop : target;
 }
 
 StepResult CoSimulationStepper::step() {
   const double target = nextTarget();
   // Without variable steps the last step that fits is the end.
-  if (target > times_.stop + kRoundOff * times_.step) return StepResult::noneFits;
+  if (target > times_.stop + roundOff()) return StepResult::noneFits;
   return stepTo(target);
 }
 
@@ -79,7 +94,7 @@ StepResult CoSimulationStepper::stepTo(double target) {
   const bool atInputEvent = inputEvent <= time_;
   if (atInputEvent) nextInputEvent_ = parts_.inputs.nextEvent(time_);
   parts_.inputs.apply(instance_, time_, atInputEvent && inputEvent == time_ ? EventSide::before : EventSide::after);
-  const bool announced = nextEvent_ && *nextEvent_ <= time_;
+  const bool announced = (nextEvent_ && *nextEvent_ <= time_) || nextTick_ <= time_ + roundOff();
   const bool atEvent = outcome.eventNeeded || announced || atInputEvent;
   if (isLogged(time_) || atEvent || (early && standstills_ == 0) || ended_) sample();
   if (inputEvent == time_) {
@@ -93,12 +108,9 @@ StepResult CoSimulationStepper::stepTo(double target) {
 // Values before the event are logged; those after it follow at the same time.
 void CoSimulationStepper::handleEvents() {
   instance_.enterEvents();
-  const EventOutcome outcome = instance_.iterateEvents();
-  nextEvent_ = outcome.nextTime;
-  ended_ = ended_ || outcome.terminate;
-  parts_.values.read(instance_);
-  parts_.values.readClocks(instance_);
+  takeEvent(events_.handle(time_, time_ + roundOff()));
   parts_.log.log(time_);
+  events_.end();
   if (!ended_) instance_.leaveEvents();
 }
 
@@ -107,12 +119,15 @@ void CoSimulationStepper::save() {
   checkpoint_->state.save();
   checkpoint_->time = time_;
   checkpoint_->nextEvent = nextEvent_;
+  checkpoint_->clocks = events_.clocks().save();
 }
 
 void CoSimulationStepper::restore() {
   checkpoint_->state.restore();
   time_ = checkpoint_->time;
   nextEvent_ = checkpoint_->nextEvent;
+  events_.clocks().restore(checkpoint_->clocks);
+  nextTick_ = events_.clocks().next();
   nextInputEvent_ = parts_.inputs.nextEvent(time_);
   standstills_ = 0;
   ended_ = false;

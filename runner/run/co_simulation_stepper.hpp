@@ -3,10 +3,12 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "runner/export.hpp"
 #include "runner/fmu/co_simulation.hpp"
 #include "runner/fmu/saved_state.hpp"
+#include "runner/run/events.hpp"
 #include "runner/run/step_repeater.hpp"
 #include "runner/run/stepper.hpp"
 #include "runner/run/time_grid.hpp"
@@ -19,7 +21,7 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
   /// The instance must outlive it.
   CoSimulationStepper(CoSimulation& instance, const Interface& way, const RunParts& parts);
 
-  void begin(const EventOutcome& first) override;
+  void begin() override;
   StepResult step() override;
   [[nodiscard]] double time() const override { return time_; }
   [[nodiscard]] bool hasEnded() const override { return ended_; }
@@ -36,11 +38,14 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
     SavedState state;
     double time = 0.0;
     std::optional<double> nextEvent;
+    std::vector<Clocks::Schedule> clocks;
   };
 
   void sample();
   StepResult stepTo(double target);
   void handleEvents();
+  void takeEvent(const EventOutcome& outcome);
+  [[nodiscard]] double roundOff() const { return kRoundOff * times_.step; }
   [[nodiscard]] double nextTarget();
   [[nodiscard]] bool isLogged(double time) const;
   void checkOutputStep() const;
@@ -51,10 +56,13 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
   TimeGrid grid_;
   std::optional<TimeGrid> outputGrid_;
   bool variableSteps_;
+  bool hasEvents_;  // an event mode
   StepRepeater repeater_;
+  Events events_;
   std::optional<Checkpoint> checkpoint_;
   double time_;
-  std::optional<double> nextEvent_;  // that the FMU announced
+  std::optional<double> nextEvent_;   // that the FMU announced
+  double nextTick_ = Clocks::kNever;  // of a clock
   double nextInputEvent_;
   int standstills_ = 0;  // steps in a row without progress
   bool ended_ = false;   // the FMU asked to end

@@ -16,8 +16,8 @@ Stepper::~Stepper() = default;
 FmuRun::FmuRun(Stepper& stepper, const RunParts& parts, recorders::RecordingSession& recording)
     : stepper_(stepper), log_(parts.log), recording_(recording), times_(parts.plan.times) {}
 
-RunEnd FmuRun::run(const EventOutcome& first, const std::function<int()>& interrupted) {
-  stepper_.begin(first);
+RunEnd FmuRun::run(const std::function<int()>& interrupted) {
+  stepper_.begin();
   log_.logParameters(stepper_.time());
   std::optional<RunEnd> early;
   do {

@@ -32,10 +32,9 @@ class VTIO_RUNNER_EXPORT FmuRun final {
 
   /// Steps from the start to the stop; the log is empty. A run that is to be rewound goes back once it is at its stop,
   /// the log with it, and on again.
-  /// @param first What the initialisation came to.
   /// @param interrupted Asked before each step for the signal that is to end the run; 0: none.
   /// @throws RunnerError of status failed when the model fails; what was logged before stays logged.
-  RunEnd run(const EventOutcome& first, const std::function<int()>& interrupted);
+  RunEnd run(const std::function<int()>& interrupted);
 
  private:
   std::optional<RunEnd> advance(const std::function<int()>& interrupted);

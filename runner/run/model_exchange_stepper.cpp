@@ -37,6 +37,7 @@ ModelExchangeStepper::ModelExchangeStepper(ModelExchange& instance, const Interf
       states_(problem_.stateCount()),
       between_(problem_.stateCount()),
       absoluteTolerances_(problem_.stateCount()),
+      events_(instance, parts.values, parts.plan.model, times_.start),
       chatter_(times_.step),
       time_(times_.start),
       nextInputEvent_(parts.inputs.nextChange(times_.start)) {}
@@ -66,13 +67,24 @@ void ModelExchangeStepper::restartSolver() {
   solver_->restart(time_, states_, absoluteTolerances_);
 }
 
-void ModelExchangeStepper::begin(const EventOutcome& first) {
-  nextEvent_ = first.nextTime;
-  ended_ = first.terminate;
+void ModelExchangeStepper::begin() {
+  const EventOutcome first = events_.begin();
+  takeEvent(first);
+  if (!ended_) instance_.leaveEvents();
   instance_.getStates(states_);
   readTolerances();
-  sample(time_);
+  parts_.values.read(instance_);
+  parts_.log.log(time_);
+  events_.end();
   if (!ended_) restartSolver();
+}
+
+// Ticks of clocks are time events to the solver.
+void ModelExchangeStepper::takeEvent(const EventOutcome& outcome) {
+  nextEvent_ = outcome.nextTime;
+  ended_ = outcome.terminate;
+  const double tick = events_.clocks().next();
+  if (tick < nextEvent_.value_or(Clocks::kNever)) nextEvent_ = tick;
 }
 
 double ModelExchangeStepper::nextLimit() const {
@@ -133,12 +145,10 @@ void ModelExchangeStepper::handleEvents() {
   instance_.enterEvents();
   parts_.inputs.apply(instance_, time_, EventSide::after);
   nextInputEvent_ = parts_.inputs.nextChange(time_);
-  const EventOutcome outcome = instance_.iterateEvents();
-  nextEvent_ = outcome.nextTime;
-  ended_ = outcome.terminate;
-  parts_.values.read(instance_);
-  parts_.values.readClocks(instance_);
+  const EventOutcome outcome = events_.handle(time_, time_ + kRoundOff * times_.step);
+  takeEvent(outcome);
   parts_.log.log(time_);
+  events_.end();
   if (ended_) return;
   instance_.leaveEvents();
   if (outcome.statesChanged) instance_.getStates(states_);
@@ -152,6 +162,7 @@ void ModelExchangeStepper::save() {
   checkpoint_->time = time_;
   checkpoint_->nextEvent = nextEvent_;
   checkpoint_->states = states_;
+  checkpoint_->clocks = events_.clocks().save();
 }
 
 void ModelExchangeStepper::restore() {
@@ -159,6 +170,7 @@ void ModelExchangeStepper::restore() {
   time_ = checkpoint_->time;
   nextEvent_ = checkpoint_->nextEvent;
   states_ = checkpoint_->states;
+  events_.clocks().restore(checkpoint_->clocks);
   chatter_ = checkpoint_->chatter;
   nextInputEvent_ = parts_.inputs.nextChange(time_);
   ended_ = false;

@@ -11,6 +11,7 @@
 #include "runner/fmu/model_exchange.hpp"
 #include "runner/fmu/saved_state.hpp"
 #include "runner/run/chatter.hpp"
+#include "runner/run/events.hpp"
 #include "runner/run/fmu_problem.hpp"
 #include "runner/run/stepper.hpp"
 #include "runner/run/time_grid.hpp"
@@ -25,7 +26,7 @@ class VTIO_RUNNER_EXPORT ModelExchangeStepper final : public Stepper {
   /// The instance, initialised, must outlive it.
   ModelExchangeStepper(ModelExchange& instance, const Interface& way, const RunParts& parts);
 
-  void begin(const EventOutcome& first) override;
+  void begin() override;
   StepResult step() override;
   [[nodiscard]] double time() const override { return time_; }
   [[nodiscard]] bool hasEnded() const override { return ended_; }
@@ -43,6 +44,7 @@ class VTIO_RUNNER_EXPORT ModelExchangeStepper final : public Stepper {
     double time = 0.0;
     std::optional<double> nextEvent;
     std::vector<double> states;
+    std::vector<Clocks::Schedule> clocks;
     Chatter chatter;
   };
 
@@ -52,6 +54,7 @@ class VTIO_RUNNER_EXPORT ModelExchangeStepper final : public Stepper {
   void sampleBetween(double from, double to);
   void arrive(bool atStateEvent);
   void handleEvents();
+  void takeEvent(const EventOutcome& outcome);
   void sample(double time);
   void moveTo(double time, std::span<const double> states);
   void readTolerances();
@@ -67,6 +70,7 @@ class VTIO_RUNNER_EXPORT ModelExchangeStepper final : public Stepper {
   FmuProblem problem_;
   std::unique_ptr<OdeSolver> solver_;
   std::vector<double> states_, between_, absoluteTolerances_;
+  Events events_;
   std::optional<Checkpoint> checkpoint_;
   Chatter chatter_;
   double time_;

@@ -93,12 +93,12 @@ void setStartValues(Instance& instance, const RunPlan& plan) {
   }
 }
 
-EventOutcome initialize(Instance& instance, const RunPlan& plan, InputTable& inputs) {
+void initialize(Instance& instance, const RunPlan& plan, InputTable& inputs) {
   setStructure(instance, plan);
   setStartValues(instance, plan);
   instance.enterInitialization({plan.times.start, plan.times.stop, plan.times.tolerance});
   inputs.apply(instance, plan.times.start, EventSide::after);
-  return instance.exitInitialization();
+  instance.exitInitialization();
 }
 
 // Adds what is not a signal to the results.
@@ -209,11 +209,11 @@ class Session {
 
   template <typename SomeStepper, typename SomeInstance>
   RunEnd simulate(SomeInstance& instance, const Interface& way, const RunOptions& options) {
-    const EventOutcome first = initialize(instance, plan_, inputs_);
-    parameters_.read(instance);
+    initialize(instance, plan_, inputs_);
+    parameters_.readAll(instance);
     const RunParts parts{running_, *log_, inputs_, plan_};
     SomeStepper stepper(instance, way, parts);
-    RunEnd end = follow(stepper, parts, first, options);
+    RunEnd end = follow(stepper, parts, options);
     if (end.status == ExitStatus::failed) return end;
     try {
       instance.terminate();
@@ -223,14 +223,14 @@ class Session {
     return end;
   }
 
-  RunEnd follow(Stepper& stepper, const RunParts& parts, const EventOutcome& first, const RunOptions& options) {
+  RunEnd follow(Stepper& stepper, const RunParts& parts, const RunOptions& options) {
     RunProgress progress(plan_.times, options.showsProgress);
     const auto interrupted = [&] {
       progress.show(stepper.time());
       return InterruptGuard::received();
     };
     try {
-      return FmuRun(stepper, parts, recording_).run(first, interrupted);
+      return FmuRun(stepper, parts, recording_).run(interrupted);
     } catch (const RunnerError& error) {
       return endOf(error, stepper.time(), " at the time " + numberText(stepper.time()));
     }

@@ -36,9 +36,8 @@ class VTIO_RUNNER_EXPORT Stepper {
   Stepper(const Stepper&) = delete;
   Stepper& operator=(const Stepper&) = delete;
 
-  /// Logs the first sample.
-  /// @param first What the initialisation came to.
-  virtual void begin(const EventOutcome& first) = 0;
+  /// Handles the first event, where there is one, and logs the first sample.
+  virtual void begin() = 0;
 
   /// Goes on by one step, to the stop at most, and logs what it meets.
   virtual StepResult step() = 0;

@@ -1,15 +1,8 @@
 #include "runner/signals/value_store.hpp"
 
 #include <algorithm>
-#include <array>
-#include <utility>
 
 namespace vtio::runner {
-namespace {
-
-constexpr std::size_t kClocks = static_cast<std::size_t>(-1);
-
-}  // namespace
 
 std::size_t ValueStore::original(std::size_t variable) const {
   const std::size_t first = model_.variables[variable].aliasOf.value_or(variable);
@@ -17,88 +10,113 @@ std::size_t ValueStore::original(std::size_t variable) const {
   return model_.variables[first].type == model_.variables[variable].type ? first : variable;
 }
 
-ValueStore::ValueStore(const ModelDescription& model, const std::vector<std::size_t>& variables) : model_(model) {
-  std::array<Batch, kVariableTypes> byType;
-  for (const std::size_t index : variables) {
-    const Variable& variable = model.variables[original(index)];
-    const std::size_t elements = variable.elements();
-    if (elements == 0 || places_.contains(original(index)) || textPlaces_.contains(original(index)) ||
-        binaryPlaces_.contains(original(index))) {
-      continue;
+ValueStore::ValueStore(const ModelDescription& model, const std::vector<std::size_t>& variables)
+    : model_(model), groups_(1) {
+  for (const std::size_t index : variables) add(model.variables[original(index)], original(index));
+  clockValues_.resize(clocks_.size());
+  for (Group& group : groups_) {
+    for (Batch& batch : group.batches) {
+      if (batch.type == VariableType::string) {
+        batch.texts.resize(batch.count);
+      } else if (batch.type == VariableType::binary) {
+        batch.binaries.resize(batch.count);
+      } else {
+        batch.values.resize(batch.count * bytesOf(batch.type));
+      }
     }
-    if (variable.type == VariableType::string) {
-      textPlaces_.emplace(original(index), texts_.size());
-      textReferences_.push_back(variable.valueReference);
-      texts_.resize(texts_.size() + elements);
-      continue;
+  }
+}
+
+void ValueStore::add(const Variable& variable, std::size_t index) {
+  const std::size_t elements = variable.elements();
+  if (elements == 0 || places_.contains(index)) return;
+  if (variable.type == VariableType::clock) {
+    if (clockPlaces_.emplace(index, clocks_.size()).second) clocks_.push_back(variable.valueReference);
+    return;
+  }
+  const std::size_t group = groupOf(variable.clocks);
+  std::vector<Batch>& batches = groups_[group].batches;
+  auto batch =
+      std::find_if(batches.begin(), batches.end(), [&](const Batch& one) { return one.type == variable.type; });
+  if (batch == batches.end()) batch = batches.insert(batch, Batch(variable.type));
+  places_.emplace(index, Place{group, static_cast<std::size_t>(batch - batches.begin()), batch->count});
+  batch->references.push_back(variable.valueReference);
+  batch->count += elements;
+}
+
+std::size_t ValueStore::groupOf(const std::vector<std::uint32_t>& clocks) {
+  const auto found =
+      std::find_if(groups_.begin(), groups_.end(), [&](const Group& group) { return group.clocks == clocks; });
+  const auto index = static_cast<std::size_t>(found - groups_.begin());
+  if (found == groups_.end()) groups_.push_back({clocks, {}});
+  return index;
+}
+
+void ValueStore::read(Group& group, Instance& instance) {
+  for (Batch& batch : group.batches) {
+    if (batch.type == VariableType::string) {
+      readTexts(batch, instance);
+    } else if (batch.type == VariableType::binary) {
+      readBinaries(batch, instance);
+    } else {
+      instance.get(batch.type, batch.references, batch.values.data(), batch.count);
     }
-    if (variable.type == VariableType::binary) {
-      binaryPlaces_.emplace(original(index), binaries_.size());
-      binaryReferences_.push_back(variable.valueReference);
-      binaries_.resize(binaries_.size() + elements);
-      continue;
-    }
-    const bool isClock = variable.type == VariableType::clock;
-    Batch& batch = byType[static_cast<std::size_t>(variable.type)];
-    places_.emplace(original(index), std::pair(isClock ? kClocks : static_cast<std::size_t>(variable.type),
-                                               batch.valueCount * bytesOf(variable.type)));
-    batch.type = variable.type;
-    batch.references.push_back(variable.valueReference);
-    batch.valueCount += elements;
-    batch.values.resize(batch.valueCount * bytesOf(variable.type));
-  }
-  clocks_ = std::move(byType[static_cast<std::size_t>(VariableType::clock)]);
-  byType[static_cast<std::size_t>(VariableType::clock)] = Batch();
-  batches_.assign(std::make_move_iterator(byType.begin()), std::make_move_iterator(byType.end()));
-  for (std::size_t i = 0; i < batches_.size(); ++i) {
-    if (!batches_[i].references.empty()) used_.push_back(i);
-  }
-  rawTexts_.resize(texts_.size());
-  rawBinaries_.resize(binaries_.size());
-  binarySizes_.resize(binaries_.size());
-}
-
-void ValueStore::read(Instance& instance) {
-  for (const std::size_t index : used_) {
-    Batch& batch = batches_[index];
-    instance.get(batch.type, batch.references, batch.values.data(), batch.valueCount);
-  }
-  std::fill(clocks_.values.begin(), clocks_.values.end(), std::byte{0});
-  if (!textReferences_.empty()) readTexts(instance);
-  if (!binaryReferences_.empty()) readBinaries(instance);
-}
-
-void ValueStore::readClocks(Instance& instance) {
-  if (clocks_.references.empty()) return;
-  instance.get(VariableType::clock, clocks_.references, clocks_.values.data(), clocks_.valueCount);
-}
-
-void ValueStore::readTexts(Instance& instance) {
-  instance.getTexts(textReferences_, rawTexts_);
-  for (std::size_t i = 0; i < texts_.size(); ++i) {
-    texts_[i] = rawTexts_[i] != nullptr ? vtu::to_ustring(rawTexts_[i]) : vtu::ustring();
   }
 }
 
-void ValueStore::readBinaries(Instance& instance) {
-  instance.getBinaries(binaryReferences_, binarySizes_, rawBinaries_);
-  for (std::size_t i = 0; i < binaries_.size(); ++i) {
+void ValueStore::readAll(Instance& instance) {
+  for (Group& group : groups_) read(group, instance);
+}
+
+void ValueStore::readTicking(Instance& instance, const std::vector<std::uint32_t>& ticking) {
+  const auto ticks = [&ticking](std::uint32_t clock) {
+    return std::find(ticking.begin(), ticking.end(), clock) != ticking.end();
+  };
+  for (std::size_t i = 0; i < clocks_.size(); ++i) {
+    if (ticks(clocks_[i])) clockValues_[i] = 1;
+  }
+  for (Group& group : groups_) {
+    if (std::any_of(group.clocks.begin(), group.clocks.end(), ticks)) read(group, instance);
+  }
+}
+
+void ValueStore::clearClocks() { std::fill(clockValues_.begin(), clockValues_.end(), std::uint8_t{0}); }
+
+void ValueStore::readTexts(Batch& batch, Instance& instance) {
+  rawTexts_.resize(batch.count);
+  instance.getTexts(batch.references, rawTexts_);
+  for (std::size_t i = 0; i < batch.count; ++i) {
+    batch.texts[i] = rawTexts_[i] != nullptr ? vtu::to_ustring(rawTexts_[i]) : vtu::ustring();
+  }
+}
+
+void ValueStore::readBinaries(Batch& batch, Instance& instance) {
+  rawBinaries_.resize(batch.count);
+  binarySizes_.resize(batch.count);
+  instance.getBinaries(batch.references, binarySizes_, rawBinaries_);
+  for (std::size_t i = 0; i < batch.count; ++i) {
     const bool has = rawBinaries_[i] != nullptr;
-    binaries_[i].assign(has ? reinterpret_cast<const char*>(rawBinaries_[i]) : "", has ? binarySizes_[i] : 0);
+    batch.binaries[i].assign(has ? reinterpret_cast<const char*>(rawBinaries_[i]) : "", has ? binarySizes_[i] : 0);
   }
 }
 
 const std::byte* ValueStore::numbers(std::size_t variable) const {
-  const auto& [batch, offset] = places_.at(original(variable));
-  return (batch == kClocks ? clocks_ : batches_[batch]).values.data() + offset;
+  if (const auto clock = clockPlaces_.find(original(variable)); clock != clockPlaces_.end()) {
+    return reinterpret_cast<const std::byte*>(&clockValues_[clock->second]);
+  }
+  const Place& place = places_.at(original(variable));
+  const Batch& batch = batchOf(place);
+  return batch.values.data() + place.first * bytesOf(batch.type);
 }
 
 const vtu::ustring& ValueStore::text(std::size_t variable, std::uint64_t element) const {
-  return texts_.at(textPlaces_.at(original(variable)) + element);
+  const Place& place = places_.at(original(variable));
+  return batchOf(place).texts.at(place.first + element);
 }
 
 const std::string& ValueStore::binary(std::size_t variable, std::uint64_t element) const {
-  return binaries_.at(binaryPlaces_.at(original(variable)) + element);
+  const Place& place = places_.at(original(variable));
+  return batchOf(place).binaries.at(place.first + element);
 }
 
 }  // namespace vtio::runner

@@ -17,7 +17,8 @@ namespace vtio::runner {
 
 /// Reads variables from an instance, all of one type in one call, into places that never move.
 ///
-/// Variables that share a value (aliases) share its place. Reading allocates only for texts and binaries that grow.
+/// Variables that share a value (aliases) share its place. Clocked variables are read when a clock of theirs ticks, and
+/// hold between. Reading allocates only for texts and binaries that grow.
 class VTIO_RUNNER_EXPORT ValueStore final {
  public:
   /// @param variables Indices in the model, which must outlive the store.
@@ -25,11 +26,18 @@ class VTIO_RUNNER_EXPORT ValueStore final {
   ValueStore(const ValueStore&) = delete;
   ValueStore& operator=(const ValueStore&) = delete;
 
-  /// Reads all but clocks; those become false.
-  void read(Instance& instance);
+  /// Reads all but clocks and clocked variables.
+  void read(Instance& instance) { read(groups_.front(), instance); }
 
-  /// Reads clocks only; allowed while an event is handled.
-  void readClocks(Instance& instance);
+  /// Reads all but clocks: once, before the first event.
+  void readAll(Instance& instance);
+
+  /// Reads the variables of clocks that tick, and makes these clocks true until clearClocks().
+  /// @param ticking Value references.
+  void readTicking(Instance& instance, const std::vector<std::uint32_t>& ticking);
+
+  /// Makes all clocks false.
+  void clearClocks();
 
   /// The values of a variable of a fixed size, row-major, bytesOf() each; valid as long as the store.
   [[nodiscard]] const std::byte* numbers(std::size_t variable) const;
@@ -41,29 +49,45 @@ class VTIO_RUNNER_EXPORT ValueStore final {
   [[nodiscard]] const std::string& binary(std::size_t variable, std::uint64_t element) const;
 
  private:
+  // Values of one type, which are read by one call.
   struct Batch {
-    VariableType type = VariableType::float64;
+    explicit Batch(VariableType ofType) : type(ofType) {}
+
+    VariableType type;
     std::vector<std::uint32_t> references;
-    std::vector<std::byte> values;
-    std::size_t valueCount = 0;
+    std::size_t count = 0;              // of the elements
+    std::vector<std::byte> values;      // of a fixed size
+    std::vector<vtu::ustring> texts;    // or texts
+    std::vector<std::string> binaries;  // or binaries
   };
 
-  void readTexts(Instance& instance);
-  void readBinaries(Instance& instance);
+  // What changes at the same times: variables with the same clocks; those without clocks are the first group.
+  struct Group {
+    std::vector<std::uint32_t> clocks;
+    std::vector<Batch> batches;
+  };
+
+  struct Place {
+    std::size_t group, batch, first;
+  };
+
+  [[nodiscard]] std::size_t groupOf(const std::vector<std::uint32_t>& clocks);
+  void add(const Variable& variable, std::size_t index);
+  void read(Group& group, Instance& instance);
+  void readTexts(Batch& batch, Instance& instance);
+  void readBinaries(Batch& batch, Instance& instance);
   [[nodiscard]] std::size_t original(std::size_t variable) const;
+  [[nodiscard]] const Batch& batchOf(const Place& place) const { return groups_[place.group].batches[place.batch]; }
 
   const ModelDescription& model_;
-  std::vector<Batch> batches_;     // by type
-  std::vector<std::size_t> used_;  // of these, those that are not empty
-  Batch clocks_;
-  std::unordered_map<std::size_t, std::pair<std::size_t, std::size_t>> places_;  // variable -> batch, byte
-  std::unordered_map<std::size_t, std::size_t> textPlaces_, binaryPlaces_;
-  std::vector<std::uint32_t> textReferences_, binaryReferences_;
+  std::vector<Group> groups_;
+  std::vector<std::uint32_t> clocks_;              // value references
+  std::vector<std::uint8_t> clockValues_;          // of these
+  std::unordered_map<std::size_t, Place> places_;  // by variable
+  std::unordered_map<std::size_t, std::size_t> clockPlaces_;
   std::vector<const char*> rawTexts_;
   std::vector<const std::uint8_t*> rawBinaries_;
   std::vector<std::size_t> binarySizes_;
-  std::vector<vtu::ustring> texts_;
-  std::vector<std::string> binaries_;
 };
 
 }  // namespace vtio::runner

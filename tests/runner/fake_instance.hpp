@@ -46,13 +46,15 @@ class FakeInstance : public Base {
   void enterConfiguration() override {}
   void exitConfiguration() override {}
   void enterInitialization(const vtio::runner::Experiment&) override {}
-  vtio::runner::EventOutcome exitInitialization() override { return {}; }
+  void exitInitialization() override {}
   void terminate() override {}
   void getState(void*&) override {}
   void setState(void*) override {}
   void freeState(void*) noexcept override {}
   void enterEvents() override {}
-  vtio::runner::EventOutcome iterateEvents() override { return {}; }
+  vtio::runner::EventOutcome updateDiscreteStates() override { return {}; }
+  vtio::runner::ClockInterval getInterval(std::uint32_t, bool) override { return {}; }
+  double getShift(std::uint32_t, bool) override { return 0.0; }
   void leaveEvents() override {}
 };
 

@@ -68,9 +68,12 @@ TEST(ModelDescriptionTest, ReadsFmi3) {
          <Alias name="y" description="the same"/></Float32>
        <String name="s" valueReference="3" causality="parameter"><Start value="one two"/></String>
        <Binary name="b" valueReference="4" maxSize="16" causality="input"><Start value="00fF"/></Binary>
-       <Clock name="c" valueReference="5" causality="input"/>)",
+       <Clock name="c" valueReference="5" causality="input" intervalVariability="constant" resolution="1000"
+         intervalCounter="20" shiftDecimal="0.5"/>
+       <Clock name="d" valueReference="6" causality="output" intervalVariability="triggered"/>
+       <Int32 name="i" valueReference="7" clocks="5 6"/>)",
       "", R"(<Output valueReference="2"/>)"));
-  ASSERT_EQ(model.variables.size(), 6U);
+  ASSERT_EQ(model.variables.size(), 8U);
   EXPECT_EQ(model.variables[0].variability, Variability::fixed);
   EXPECT_EQ(model.variables[1].elements(), 8U);
   EXPECT_EQ(model.variables[1].start.size(), 8U);
@@ -80,6 +83,26 @@ TEST(ModelDescriptionTest, ReadsFmi3) {
   EXPECT_THAT(model.variables[3].start, ElementsAre("one two"));
   EXPECT_EQ(model.variables[4].maxSize, 16U);
   EXPECT_EQ(model.variables[5].type, VariableType::clock);
+  EXPECT_EQ(model.variables[5].clock->variability, IntervalVariability::constant);
+  EXPECT_EQ(model.variables[5].clock->interval, 0.02);
+  EXPECT_EQ(model.variables[5].clock->shift, 0.5);
+  EXPECT_EQ(model.variables[6].clock->variability, IntervalVariability::triggered);
+  EXPECT_THAT(model.variables[7].clocks, ElementsAre(5, 6));
+}
+
+TEST(ModelDescriptionTest, TellsMistakesInClocks) {
+  Mistakes mistakes;
+  (void)readModelDescription(fmi3(R"(<Clock name="c" valueReference="1"/>
+<Clock name="d" valueReference="2" intervalVariability="often"/>
+<Clock name="e" valueReference="3" intervalVariability="triggered"><Dimension start="2"/></Clock>
+<Int32 name="i" valueReference="4" clocks="1 x"/>)"),
+                             mistakes);
+  std::vector<std::string> told;
+  for (const Mistake& mistake : mistakes.kept()) told.push_back(mistake.text());
+  EXPECT_THAT(told, ElementsAre(HasSubstr("is missing, line 5"), HasSubstr("line 6"),
+                                HasSubstr("a clock cannot be an array, line 7"),
+                                HasSubstr("'x' is no value reference, line 8")));
+  EXPECT_NE(mistakes.firstThatPreventsRun(), nullptr);
 }
 
 TEST(ModelDescriptionTest, RefusesADoctype) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <optional>
 
 #include "runner/run/step_repeater.hpp"
@@ -16,10 +17,12 @@ namespace {
 
 using namespace vtio::runner;  // NOLINT(google-build-using-namespace): the subject here
 using namespace runner_test;   // NOLINT(google-build-using-namespace): readers of results
+using ::testing::DoubleNear;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Pointwise;
 using ::testing::ThrowsMessage;
 
 class RunTest : public RunFolder {
@@ -492,6 +495,87 @@ TEST_F(RunTest, AnEnumerationTakesItsValuesOnly) {
   expectRefused(chosen, "'17' is no label or value of Way, variable 'way'");
   chosen.set = {"way=4"};
   EXPECT_EQ(run(chosen), ExitStatus::done);
+}
+
+// Ticks of the clocks of the example, as its description and source give them.
+const std::map<std::string, std::vector<double>>& expectedTicks() {
+  static const std::map<std::string, std::vector<double>> kTicks = {
+      {"constant", {.05, .15, .25, .35, .45, .55, .65, .75, .85, .95}},
+      {"fixed", {.1, .3, .5, .7, .9}},
+      {"changing", {0, .2, .5, .9}},
+      {"countdown", {.175, .375, .575, .775, .975}},
+      {"report", {.15, .35, .55, .75, .95}}};
+  return kTicks;
+}
+
+class ClockedRuns : public RunTest, public ::testing::WithParamInterface<Kind> {
+ protected:
+  RunOptions sampled() {
+    RunOptions chosen = options("sampled_fmi3");
+    chosen.kind = GetParam();
+    return chosen;
+  }
+
+  // The times of the samples in which a clock is true.
+  static std::vector<double> ticksOf(const Results& saved, const std::string& clock) {
+    const char* dataset = clock == "report" ? kOutputs : kSignals;
+    const std::vector<double> times = numbers<double>(saved.field(dataset, clock, "Time"));
+    const std::vector<bool> flags = numbers<bool>(saved.field(dataset, clock, "Data"));
+    std::vector<double> ticks;
+    for (std::size_t i = 0; i < times.size(); ++i) {
+      if (flags[i]) ticks.push_back(times[i]);
+    }
+    return ticks;
+  }
+};
+INSTANTIATE_TEST_SUITE_P(All, ClockedRuns, ::testing::Values(Kind::coSimulation, Kind::modelExchange));
+
+TEST_P(ClockedRuns, ClocksTickAtTheirTimes) {
+  for (const bool isolated : {false, true}) {
+    RunOptions chosen = sampled();
+    chosen.isolate = isolated;
+    chosen.rewind = isolated ? std::nullopt : std::optional(0.4);
+    ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+    const Results saved = results();
+    for (const auto& [clock, expected] : expectedTicks()) {
+      EXPECT_THAT(ticksOf(saved, clock), Pointwise(DoubleNear(1e-9), expected)) << clock;
+    }
+  }
+}
+
+// A value changes in the sample in which its clock ticks, and nowhere else.
+TEST_P(ClockedRuns, ClockedVariablesHoldBetweenTicks) {
+  ASSERT_EQ(run(sampled()), ExitStatus::done) << messages_.str();
+  const Results saved = results();
+  for (const char* clock : {"constant", "fixed", "changing", "countdown"}) {
+    const std::vector<bool> ticks = numbers<bool>(saved.field(kSignals, clock, "Data"));
+    const auto counts = numbers<std::int32_t>(saved.field(kOutputs, std::string(clock) + "Ticks", "Data"));
+    std::int32_t expected = 0;
+    ASSERT_EQ(ticks.size(), counts.size());
+    for (std::size_t i = 0; i < ticks.size(); ++i) EXPECT_EQ(counts[i], expected += ticks[i] ? 1 : 0) << clock << i;
+    EXPECT_EQ(static_cast<std::size_t>(expected), expectedTicks().at(clock).size());
+  }
+  const std::vector<bool> reports = numbers<bool>(saved.field(kOutputs, "report", "Data"));
+  const std::vector<std::string> told = texts(saved.field(kOutputs, "text", "Data"));
+  const auto lengths = numbers<std::uint64_t>(saved.field(kOutputs, "frame", "length", "Data"));
+  std::uint64_t count = 0;
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    count += reports[i] ? 1 : 0;
+    EXPECT_EQ(told[i].substr(0, 7), count == 0 ? "" : std::to_string(2 * count) + (count == 5 ? " tick" : " ticks"))
+        << i;
+    EXPECT_EQ(lengths[i], count % 4) << i;
+  }
+  EXPECT_EQ(told.back(), "10 ticks at 0.95 s");
+}
+
+TEST_P(ClockedRuns, IntervalsOfParametersCount) {
+  RunOptions chosen = sampled();
+  chosen.set = {"period=0.3"};
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  EXPECT_THAT(ticksOf(results(), "fixed"), Pointwise(DoubleNear(1e-9), std::vector<double>{.1, .4, .7, 1.0}));
+  chosen.set = {"period=0"};
+  EXPECT_EQ(run(chosen), ExitStatus::failed);
+  EXPECT_THAT(messages_.str(), HasSubstr("the clock 'fixed' has the interval 0 s"));
 }
 
 }  // namespace
