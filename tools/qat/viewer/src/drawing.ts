@@ -32,15 +32,15 @@ export interface Area {
 }
 
 /** Points that are stroked at once: what one call takes grows faster than its points where they cross each other. */
-const strokedAtOnce = { solid: 100, dashed: 1000 };
+const strokedAtOnce = { solid: 50, dashed: 1000 };
 
 /** Draws one curve; NaN leaves a gap, and few samples are marked by points. */
 export function drawCurve(context: CanvasRenderingContext2D, area: Area, curve: Curve): void {
   const { x, y } = curve.series;
   context.strokeStyle = context.fillStyle = curve.colour;
-  // Where more than a point falls on a pixel, joins do not show, and thin lines are quick.
+  // Where more than a point falls on a pixel, joins do not show; thin lines are quick, where pieces would show.
   const isDense = x.length * area.ratio > area.width;
-  context.lineWidth = (isDense ? 1 : 1.5) * area.ratio;
+  context.lineWidth = (isDense && curve.isDashed ? 1 : 1.5) * area.ratio;
   context.lineJoin = isDense ? 'bevel' : 'round';
   context.lineCap = curve.isDashed ? 'butt' : 'round';
   const atOnce = curve.isDashed ? strokedAtOnce.dashed : strokedAtOnce.solid;
