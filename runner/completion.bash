@@ -39,7 +39,7 @@ _vtio_run() {
   if [[ $cur == -* ]]; then
     local run="--kind --solver --start --stop --step --output-step --tolerance --set --rewind --max-change --input
       --signals
-      --parameters --locals --decimate --max-points --intervals --selection --log --stream --isolate --step-timeout
+      --parameters --locals --decimate --max-points --intervals --selection --log --build --stream --isolate --step-timeout
       --output"
     local options="--help"
     case $command in

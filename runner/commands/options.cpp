@@ -104,6 +104,7 @@ void addRunOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--intervals", arguments.intervals, "Log in these times only: a:b,c:d");
   app.add_option("--selection", run.selection, "JSON file: a logging selection");
   addMany(app, "--log", run.logCategories, "Show the FMU's messages of this category, * for all; again for more");
+  app.add_flag("--build", run.build, "Compile the FMU's sources in place of its binary");
   app.add_flag("--stream", run.stream,
                "Write the results file while the run goes on: others read it, a kill leaves it");
   app.add_flag("--isolate", run.isolate, "Run the FMU in a process of its own, so that a crash keeps the log");

@@ -13,6 +13,7 @@
 #include "platform/qat.hpp"
 #include "results/values/shown_value.hpp"
 #include "runner/archive/temporary_folder.hpp"
+#include "runner/build/build_library.hpp"
 #include "runner/fmu/fmu_file.hpp"
 #include "runner/isolation/isolated_instance.hpp"
 #include "runner/run/co_simulation_stepper.hpp"
@@ -34,14 +35,13 @@ constexpr double kLongestTimeout = 1e9;  // milliseconds
 // The libraries of this machine and the resources, unpacked.
 class Unpacked {
  public:
-  Unpacked(const FmuFile& fmu, const Interface& way) {
-    const std::string binary = fmu.binaryFor(way);
-    if (binary.empty()) {
-      throw RunnerError("no binary '" + way.modelIdentifier + ".so' for this machine; vtio-run check says more");
+  Unpacked(const FmuFile& fmu, const Interface& way, const RunOptions& options) {
+    if (options.build) {
+      library_ = options.library.empty() ? buildLibrary(fmu, way, folder_.path()) : options.library;
+    } else {
+      extractBinary(fmu, way);
     }
-    fmu.archive().extract(binary.substr(0, binary.rfind('/') + 1), folder_.path());
     fmu.archive().extract("resources/", folder_.path());
-    library_ = folder_.path() / binary;
     fs::create_directories(resources());
   }
 
@@ -49,6 +49,15 @@ class Unpacked {
   [[nodiscard]] fs::path resources() const { return folder_.path() / "resources"; }
 
  private:
+  void extractBinary(const FmuFile& fmu, const Interface& way) {
+    const std::string binary = fmu.binaryFor(way);
+    if (binary.empty()) {
+      throw RunnerError("no binary '" + way.modelIdentifier + ".so' for this machine; vtio-run check says more, --build compiles sources");
+    }
+    fmu.archive().extract(binary.substr(0, binary.rfind('/') + 1), folder_.path());
+    library_ = folder_.path() / binary;
+  }
+
   TemporaryFolder folder_;
   fs::path library_;
 };
@@ -280,7 +289,7 @@ RunOutcome runForOutcome(const RunOptions& options, std::ostream& out, std::ostr
   const FmuFile fmu(options.fmu);
   const Interface& way = interfaceForRun(fmu, options);
   const RunPlan plan = planRun(fmu.model(), options);
-  const Unpacked unpacked(fmu, way);  // before a file is streamed, which the process that removes the folder would hold
+  const Unpacked unpacked(fmu, way, options);  // before a file is streamed, which the process that removes the folder would hold
   std::optional<Session> session(std::in_place, plan, options);
   Messages received(options, messages);
   for (const std::string& note : plan.notes) messages << "vtio-run: " << options.fmu.string() << ": " << note << "\n";

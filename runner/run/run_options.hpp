@@ -32,6 +32,8 @@ struct RunOptions {
   std::filesystem::path selection;                   ///< JSON; empty: none
   std::vector<std::string> logCategories;            ///< `*` for all
   std::vector<std::string> finals;                   ///< patterns of scalars whose last values are wanted
+  bool build = false;                                ///< compile the FMU's sources in place of its binary
+  std::filesystem::path library;                     ///< what was compiled of them before; empty: nothing
   bool stream = false;                               ///< write the results while the run goes on
   bool isolate = false;                              ///< run the FMU in a process of its own
   double stepTimeout = 10.0;                         ///< seconds that a call of an isolated FMU may take

@@ -11,6 +11,7 @@
 #include <iostream>
 #include <list>
 #include <map>
+#include <optional>
 #include <ostream>
 #include <span>
 #include <sstream>
@@ -18,6 +19,8 @@
 #include <utility>
 
 #include "results/terminal/progress_bar.hpp"
+#include "runner/archive/temporary_folder.hpp"
+#include "runner/build/build_library.hpp"
 #include "runner/isolation/channel.hpp"
 #include "runner/isolation/child_process.hpp"
 #include "runner/run/interrupt.hpp"
@@ -283,6 +286,12 @@ void takeUp(const SweepOptions& options, SweepTable& table) {
   for (const fs::path& shard : shardTables(options)) table.take(shard);
 }
 
+// The library of the FMU's sources, for all runs.
+fs::path buildOnce(const RunOptions& options, const fs::path& folder) {
+  const FmuFile fmu(options.fmu);
+  return buildLibrary(fmu, interfaceForRun(fmu, options), folder);
+}
+
 }  // namespace
 
 ExitStatus runSweep(const SweepOptions& options, std::ostream& out, std::ostream& messages) {
@@ -293,7 +302,10 @@ ExitStatus runSweep(const SweepOptions& options, std::ostream& out, std::ostream
   SweepTable table(std::move(plan), std::move(finals));
   makeFolder(folderOf(options));
   takeUp(options, table);
-  const int number = Sweep(options, table, messages).run();
+  std::optional<TemporaryFolder> built;
+  SweepOptions chosen = options;
+  if (chosen.run.build) chosen.run.library = buildOnce(options.run, built.emplace().path());
+  const int number = Sweep(chosen, table, messages).run();
   const std::vector<const SweepRow*> rows = wantedRows(options, table);
   report(rows, out);
   out << tableOf(options).string() << "\n";
