@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Builds a release, runs the spacecraft target as generated code would run, checks and plots what it logged; then runs an
-# FMU, once and 20 times.
+# Builds a release, runs the spacecraft target as generated code would run and checks what it logged; runs an FMU, once
+# and 20 times; streams a run and kills one; in the end lists and plots the flight.
 #
 #   scripts/demo.sh OUT
 out=${1:-demo-out}
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
+[ -d build/demo ] || echo "The first build takes some minutes; build/logs/build.log shows how far it is."
 stage "build" build demo || exit 1
 
 mkdir -p "$out"
@@ -27,17 +28,6 @@ typed() {
   "$programs/qat" "$@"
 }
 
-flight=(altitude pointingError wheels.speed mode 'valveOpen*' batteryCharge)
-typed ls "$out/results.qat"
-typed plot "$out/results.qat" altitude mode
-typed plot "$out/results.qat" "${flight[@]}" -o "$out/flight.svg"
-typed plot "$out/results.qat" "${flight[@]}" -o "$out/flight.html" ||
-  echo "(The page needs nodejs and npm when qat is built.)"
-printf '\nThe flight is drawn in %s, and in %s with zoom and cursors. Next, for example (qat is %s):\n' \
-  "$out/flight.svg" "$out/flight.html" "$programs/qat"
-printf '  %s show %s wheels.speed --from 1200 --to 1200.5\n' "$programs/qat" "$out/results.qat"
-printf '  %s view %s    # everything in the browser; Ctrl-C ends it\n' "$programs/qat" "$out/results.qat"
-
 echo
 echo "The same run, streamed into $out/streamed.qat:"
 "$programs/spacecraft" --config "$out/config.qat" --out "$out/linked.qat" --stream "$out/streamed.qat"
@@ -55,3 +45,17 @@ rm -f "$out/never.qat" "$out/killed.log"
 typed ls "$out/killed.qat"
 typed check "$out/killed.qat" || true
 echo "In Python: h5py.File('$out/streamed.qat'); while a run goes on: h5py.File(name, libver='latest', swmr=True)."
+
+flight=(altitude pointingError wheels.speed mode 'valveOpen*' batteryCharge)
+typed ls "$out/results.qat"
+typed plot "$out/results.qat" altitude mode
+typed plot "$out/results.qat" "${flight[@]}" -o "$out/flight.svg"
+drawn=$out/flight.svg
+if typed plot "$out/results.qat" "${flight[@]}" -o "$out/flight.html"; then
+  drawn+=", and in $out/flight.html with zoom and cursors"
+else
+  echo "(Why the page was not built: grep -A 20 'without the page' build/logs/build.log)"
+fi
+printf '\nThe flight is drawn in %s. Next, for example (qat is %s):\n' "$drawn" "$programs/qat"
+printf '  %s show %s wheels.speed --from 1200 --to 1200.5\n' "$programs/qat" "$out/results.qat"
+printf '  %s view %s    # everything in the browser; Ctrl-C ends it\n' "$programs/qat" "$out/results.qat"
