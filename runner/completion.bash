@@ -32,7 +32,7 @@ _vtio_run() {
       ;;
     --start | --stop | --step | --output-step | --tolerance | --set | --rewind | --max-change | --signals | \
       --decimate | --max-points | --intervals | --log | --step-timeout | --grid | --sample | --runs | --seed | \
-      --final | -j | --jobs | --shard | --rtol | --atol)
+      --final | -j | --jobs | --shard | --rtol | --atol | --time-tol)
       return
       ;;
   esac
@@ -45,7 +45,7 @@ _vtio_run() {
     case $command in
       run) options+=" $run" ;;
       sweep) options+=" $run --table --grid --sample --runs --seed --final --jobs --resume --shard" ;;
-      compare) options+=" $run --rtol --atol --tolerances --json" ;;
+      compare) options+=" $run --rtol --atol --time-tol --tolerances --json" ;;
       info) options+=" --json" ;;
     esac
     COMPREPLY=($(compgen -W "$options" -- "$cur"))

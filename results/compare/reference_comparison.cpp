@@ -1,5 +1,6 @@
 #include "results/compare/reference_comparison.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
@@ -30,9 +31,11 @@ std::string_view logicalText(std::string_view text) { return text == "true" ? "1
 
 }  // namespace
 
-ReferenceComparer::ReferenceComparer(const ResultsFile& file, const SignalInfo& signal, Tolerance tolerance)
+ReferenceComparer::ReferenceComparer(const ResultsFile& file, const SignalInfo& signal, Tolerance tolerance,
+                                     double timeTolerance)
     : signal_(signal),
       tolerance_(tolerance),
+      timeTolerance_(timeTolerance),
       series_(readSeries(file, signal)),
       values_(signal),
       raw_(signal, true),
@@ -60,21 +63,41 @@ double ReferenceComparer::distance(const SampleView& sample, std::size_t cell, s
   return size;
 }
 
+std::optional<ReferenceComparer::Distance> ReferenceComparer::nearest(double time, std::size_t cell,
+                                                                      std::string_view expected) {
+  std::optional<Distance> found;
+  const auto consider = [&](const SampleView& sample) {
+    if (!sample.exists() || (found && found->isEqual)) return;
+    Distance one;
+    one.size = distance(sample, cell, expected, one.isEqual);
+    if (found && !one.isNearerThan(*found)) return;
+    if (!one.isEqual) one.text = plainText(values_(sample, cell));
+    found = std::move(one);
+  };
+  consider(sampler_.at(time));
+  if (timeTolerance_ == 0) return found;
+  for (const double near : {time - timeTolerance_, time + timeTolerance_}) consider(sampler_.at(near));
+  const SeriesView series = series_.view();
+  const auto begin = std::lower_bound(series.times.begin(), series.times.end(), time - timeTolerance_);
+  for (auto at = begin; at != series.times.end() && *at <= time + timeTolerance_; ++at) {
+    consider(series.sample(static_cast<std::size_t>(at - series.times.begin())));
+  }
+  return found;
+}
+
 void ReferenceComparer::compare(double time, std::size_t cell, std::string_view expected) {
-  const SampleView sample = sampler_.at(time);
-  if (!sample.exists()) {
+  const std::optional<Distance> found = nearest(time, cell, expected);
+  if (!found) {
     if (std::isnan(outside_)) outside_ = time;
     return;
   }
-  SeriesComparison& found = *result_.samples;
-  ++found.compared;
-  bool isEqual = false;
-  const double size = distance(sample, cell, expected, isEqual);
-  if (isEqual) return;
-  ++found.deviating;
-  if (found.deviating != 1 && !(size > found.largest.size)) return;
-  found.largest = {time, cell, plainText(values_(sample, cell)), std::string(expected), size};
-  if (found.deviating == 1) found.first = found.largest;
+  SeriesComparison& all = *result_.samples;
+  ++all.compared;
+  if (found->isEqual) return;
+  ++all.deviating;
+  if (all.deviating != 1 && !(found->size > all.largest.size)) return;
+  all.largest = {time, cell, found->text, std::string(expected), found->size};
+  if (all.deviating == 1) all.first = all.largest;
 }
 
 ComparedSignal ReferenceComparer::result() const {
@@ -90,7 +113,7 @@ ComparedSignal ReferenceComparer::result() const {
 
 FileComparison compareWithReference(const ResultsFile& file, const ResultsFile& reference,
                                     std::span<const std::string> patterns, const Tolerances& tolerances,
-                                    const Job& job) {
+                                    double timeTolerance, const Job& job) {
   FileComparison all;
   const auto signals = reference.select(patterns);
   for (std::size_t i = 0; i < signals.size(); ++i) {
@@ -101,7 +124,7 @@ FileComparison compareWithReference(const ResultsFile& file, const ResultsFile& 
       all.onlyB.push_back(expected.name);
       continue;
     }
-    ReferenceComparer comparer(file, *signal, tolerances.of(expected.name));
+    ReferenceComparer comparer(file, *signal, tolerances.of(expected.name), timeTolerance);
     if (signal->dimensions != expected.dimensions || signal->type.isComplex != expected.type.isComplex) {
       ComparedSignal other{expected.name, {}, std::nullopt, cellNames(*signal)};
       other.changes.push_back({"dimensions", dimensionsText(signal->dimensions), dimensionsText(expected.dimensions)});

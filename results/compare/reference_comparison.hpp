@@ -6,6 +6,7 @@
 ///     comparer.finish(result);
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -24,7 +25,9 @@ namespace vtio::results {
 class VTIO_RESULTS_EXPORT ReferenceComparer final {
  public:
   /// Reads the signal. @param file Must outlive this object, and so must the signal.
-  ReferenceComparer(const ResultsFile& file, const SignalInfo& signal, Tolerance tolerance);
+  /// @param timeTolerance Seconds: of the values at a time, at both ends of its tolerance and of all samples in between
+  ///   the nearest counts.
+  ReferenceComparer(const ResultsFile& file, const SignalInfo& signal, Tolerance tolerance, double timeTolerance = 0);
   ReferenceComparer(const ReferenceComparer&) = delete;  // its sampler refers to its series
   ReferenceComparer& operator=(const ReferenceComparer&) = delete;
   ~ReferenceComparer() = default;
@@ -39,11 +42,24 @@ class VTIO_RESULTS_EXPORT ReferenceComparer final {
   [[nodiscard]] ComparedSignal result() const;
 
  private:
+  /// How near a value is to what is expected.
+  struct Distance {
+    bool isEqual = false;
+    double size = 0;
+    std::string text;  // of the value, where they are not equal
+
+    [[nodiscard]] bool isNearerThan(const Distance& other) const {
+      return isEqual != other.isEqual ? isEqual : size < other.size;
+    }
+  };
+
   [[nodiscard]] double distance(const SampleView& sample, std::size_t cell, std::string_view expected,
                                 bool& isEqual) const;
+  std::optional<Distance> nearest(double time, std::size_t cell, std::string_view expected);
 
   const SignalInfo& signal_;
   Tolerance tolerance_;
+  double timeTolerance_;
   Series series_;
   ShownValues values_;
   ShownValues raw_;
@@ -60,6 +76,6 @@ class VTIO_RESULTS_EXPORT ReferenceComparer final {
                                                                       const ResultsFile& reference,
                                                                       std::span<const std::string> patterns,
                                                                       const Tolerances& tolerances,
-                                                                      const Job& job = {});
+                                                                      double timeTolerance = 0, const Job& job = {});
 
 }  // namespace vtio::results

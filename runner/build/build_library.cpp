@@ -127,7 +127,7 @@ fs::path buildLibrary(const FmuFile& fmu, const Interface& way, const fs::path& 
       compiler.run(std::move(command));
     }
   }
-  const fs::path library = folder / "built.so";
+  fs::path library = folder / "built.so";
   Words command = {hasCpp ? forCpp : forC, "-shared", "-Wl,-z,defs", "-o", library.string()};
   command.insert(command.end(), objects.begin(), objects.end());
   for (const std::string& name : plan.libraries) command.push_back("-l" + name);

@@ -54,7 +54,7 @@ std::string definitionOf(const XmlElement& element) {
 }
 
 std::string libraryName(const XmlElement& element) {
-  const std::string name = element.text("name");
+  std::string name = element.text("name");
   if (!isWord(name, "_.+-") || name.front() == '-') {
     throw RunnerError("'" + printable(name) + "' is no name of a library", placeOf(kBuildDescription, element));
   }

@@ -118,6 +118,7 @@ void addCompareOptions(CLI::App& app, Arguments& arguments) {
       ->required();
   app.add_option("--rtol", compare.rtol, "Tolerance relative to the reference's value (0)");
   app.add_option("--atol", compare.atol, "Absolute tolerance (0)");
+  app.add_option("--time-tol", compare.timeTolerance, "Tolerance of times in seconds (0)");
   app.add_option("--tolerances", compare.tolerances, "A file with lines 'pattern, rtol, atol'; the last match wins");
   app.add_flag("--json", compare.json, "Print JSON");
 }

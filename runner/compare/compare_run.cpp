@@ -1,6 +1,8 @@
 #include "runner/compare/compare_run.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -99,8 +101,8 @@ class CsvReference {
       const SignalInfo* signal = file.lookUp(name);
       const auto element = elements.find(name);
       if (signal == nullptr && element == elements.end()) {
-        unknown.push_back(name);
-        columns_.emplace_back();
+        columns_.push_back(otherColumn(file, name, tolerances));
+        if (columns_.back().comparer == nullptr) unknown.push_back(name);
         continue;
       }
       const SignalInfo& compared = signal != nullptr ? *signal : *element->second.first;
@@ -143,13 +145,53 @@ class CsvReference {
     ReferenceComparer* comparer = nullptr;  // none: not compared
     std::size_t first = 0;
     std::size_t cells = 0;
+    ReferenceComparer* length = nullptr;  // of a binary, whose bytes `comparer` compares
   };
+
+  // A variable that is logged under other names: a member of an array of buses, or a binary. None of both has no
+  // comparer.
+  Column otherColumn(const ResultsFile& file, const std::string& name, const results::Tolerances& tolerances) {
+    Column column;
+    const SignalInfo* data = file.lookUp(name + ".data");
+    const SignalInfo* length = file.lookUp(name + ".length");
+    if (data != nullptr && length != nullptr) {
+      column.comparer = comparerOf(file, *data, tolerances);
+      column.cells = data->width();
+      column.length = comparerOf(file, *length, tolerances);
+      return column;
+    }
+    const std::size_t open = name.find('[');
+    const std::size_t close = name.find("].", open);
+    if (open == std::string::npos || close == std::string::npos) return column;
+    const std::optional<std::uint64_t> number = parseXmlUnsigned(name.substr(open + 1, close - open - 1));
+    const SignalInfo* all = file.lookUp(name.substr(0, open) + name.substr(close + 1));
+    if (all == nullptr || all->dimensions.empty() || !number || *number < 1 || *number > all->dimensions.front()) {
+      return column;
+    }
+    column.cells = all->width() * all->type.parts() / all->dimensions.front();
+    column.first = (*number - 1) * column.cells;
+    column.comparer = comparerOf(file, *all, tolerances);
+    return column;
+  }
 
   ReferenceComparer* comparerOf(const ResultsFile& file, const SignalInfo& signal,
                                 const results::Tolerances& tolerances) {
     const auto known = comparers_.find(&signal);
     if (known != comparers_.end()) return &known->second;
-    return &comparers_.try_emplace(&signal, file, signal, tolerances.of(signal.name)).first->second;
+    const results::Tolerance tolerance = tolerances.of(signal.name);
+    return &comparers_.try_emplace(&signal, file, signal, tolerance, options_.timeTolerance).first->second;
+  }
+
+  // Hexadecimal digits, two a byte.
+  static void compareBinary(const Column& column, double time, const std::string& text, const std::string& place) {
+    constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
+    if (text.size() % 2 != 0 || text.find_first_not_of(kDigits) != std::string::npos) {
+      throw RunnerError("'" + printable(text) + "' is no hexadecimal number of whole bytes", "before or in " + place);
+    }
+    column.length->compare(time, 0, std::to_string(text.size() / 2));
+    for (std::size_t i = 0; i < std::min(column.cells, text.size() / 2); ++i) {
+      column.comparer->compare(time, i, std::to_string(std::stoul(text.substr(2 * i, 2), nullptr, 16)));
+    }
   }
 
   void compareRow(double time, const Row& cells, const std::string& place) {
@@ -157,6 +199,10 @@ class CsvReference {
       const Column& column = columns_[i];
       const std::string& text = cells[i + 1];
       if (column.comparer == nullptr || text.empty()) continue;
+      if (column.length != nullptr) {
+        compareBinary(column, time, text, place);
+        continue;
+      }
       const Row values = column.cells == 1 ? Row{text} : words(text);
       if (values.size() != column.cells) {
         throw RunnerError(std::to_string(values.size()) + " values for " + std::to_string(column.cells) + " elements",
@@ -172,7 +218,8 @@ class CsvReference {
 };
 
 results::Tolerances tolerancesOf(const CompareOptions& options) {
-  for (const auto& [option, value] : {std::pair("--rtol", options.rtol), std::pair("--atol", options.atol)}) {
+  for (const auto& [option, value] : {std::pair("--rtol", options.rtol), std::pair("--atol", options.atol),
+                                      std::pair("--time-tol", options.timeTolerance)}) {
     if (!(value >= 0.0) || std::isinf(value)) {
       throw RunnerError(std::string(option) + ": " + numberText(value) + " is no tolerance");
     }
@@ -192,7 +239,7 @@ results::FileComparison compareFile(const std::filesystem::path& output, const C
     return result;
   }
   results::FileComparison result =
-      compareWithReference(file, ResultsFile(options.reference.string()), {}, tolerances, {});
+      compareWithReference(file, ResultsFile(options.reference.string()), {}, tolerances, options.timeTolerance);
   unknown = std::exchange(result.onlyB, {});
   return result;
 }

@@ -19,6 +19,7 @@ struct CompareOptions {
   std::filesystem::path reference;  ///< CSV, or a results file (.qat)
   double rtol = 0.0;                ///< of the reference's value
   double atol = 0.0;
+  double timeTolerance = 0.0;        ///< seconds
   std::filesystem::path tolerances;  ///< lines `pattern, rtol, atol`; empty: none
   bool json = false;
 };

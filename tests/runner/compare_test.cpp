@@ -2,8 +2,12 @@
 #include "runner/compare/compare_run.hpp"
 
 #include <algorithm>
+#include <cstdio>
 
+#include "results/file/results_file.hpp"
 #include "results/values/number_text.hpp"
+#include "results/values/series.hpp"
+#include "results/values/shown_value.hpp"
 #include "tests/runner/fake_instance.hpp"
 #include "tests/runner/run_fixture.hpp"
 
@@ -117,6 +121,65 @@ TEST_F(CompareTest, ArraysTextsLabelsAndLogicalsAreComparedByElementOrWhole) {
   chosen.reference = file("ref.csv");
   EXPECT_EQ(compare(chosen), ExitStatus::failed);
   EXPECT_THAT(out_.str(), HasSubstr("[0][1] "));
+}
+
+TEST_F(CompareTest, TimesMayDifferByTheirTolerance) {
+  write("time,h\n0.2," + fall(0.19) + "\n0.3," + fall(0.31) + "\n1.005,0\n");
+  CompareOptions chosen = comparison("ref.csv");
+  chosen.atol = 1e-3;
+  chosen.run.signals = {"h"};
+  chosen.timeTolerance = 0.011;
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("1 of 3 values deviate"));  // 5 ms beyond the end, where h is not 0
+  chosen.timeTolerance = 0.001;
+  EXPECT_EQ(compare(chosen), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("2 of 2 values deviate"));
+  chosen.timeTolerance = -1;
+  expectRefused(chosen, "--time-tol: -1 is no tolerance");
+}
+
+// The value of a signal in its last sample.
+std::string lastValue(const vtio::results::ResultsFile& file, const std::string& name, std::size_t cell) {
+  const vtio::results::SignalInfo& signal = file.find(name);
+  const vtio::results::Series series = readSeries(file, signal);
+  std::string text;
+  vtio::results::appendPlain(text,
+                             vtio::results::ShownValues(signal)(series.view().sample(series.times.size() - 1), cell));
+  return text;
+}
+
+TEST_F(CompareTest, MembersOfArraysOfBusesAndBinariesAreComparedByTheNamesOfTheModel) {
+  RunOptions run = options("every_kind_fmi3");
+  run.parameters = true;
+  run.output = file("all.qat");
+  ASSERT_EQ(this->run(run), ExitStatus::done) << messages_.str();
+  const vtio::results::ResultsFile results(file("all.qat").string());
+  std::string bytes;
+  for (std::size_t i = 0; i < std::stoul(lastValue(results, "packet.length", 0)); ++i) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02X", std::stoi(lastValue(results, "packet.data", i)));
+    bytes += digits;
+  }
+  ASSERT_NE(bytes, "");
+  CompareOptions chosen = comparison("ref.csv");
+  chosen.run = options("every_kind_fmi3");
+  const auto reference = [&](const std::string& speed, const std::string& packet) {
+    const std::string last = vtio::results::numberText(results.find("wheel.speed").last);
+    write("time,wheel[2].speed,packet,wheel[3].speed\n0,," + packet + ",\n" + last + "," + speed + ",,1\n");
+    return compare(chosen);
+  };
+  const std::string speed = lastValue(results, "wheel.speed", 1);
+  EXPECT_EQ(reference(speed, bytes), ExitStatus::done) << out_.str();
+  EXPECT_EQ(out_.str(), "3 equal, 0 different, 0 in one file only\n");
+  EXPECT_EQ(messages_.str().find("wheel[2]"), std::string::npos);
+  EXPECT_THAT(messages_.str(), HasSubstr("'wheel[3].speed' is not compared"));
+  EXPECT_EQ(reference("12345", bytes), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("wheel.speed"));
+  EXPECT_EQ(reference(speed, bytes + "00"), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("packet.length"));
+  EXPECT_EQ(reference(speed, (bytes[0] == '0' ? "1" : "0") + bytes.substr(1)), ExitStatus::failed);
+  EXPECT_THAT(out_.str(), HasSubstr("packet.data"));
+  EXPECT_THAT([&] { reference(speed, "0x12"); }, ThrowsMessage<RunnerError>(HasSubstr("'0x12' is no hexadecimal")));
 }
 
 TEST_F(CompareTest, WrongReferencesAreRefusedWithTheirPlace) {
