@@ -52,7 +52,8 @@ class Unpacked {
   void extractBinary(const FmuFile& fmu, const Interface& way) {
     const std::string binary = fmu.binaryFor(way);
     if (binary.empty()) {
-      throw RunnerError("no binary '" + way.modelIdentifier + ".so' for this machine; vtio-run check says more, --build compiles sources");
+      throw RunnerError("no binary '" + way.modelIdentifier +
+                        ".so' for this machine; vtio-run check says more, --build compiles sources");
     }
     fmu.archive().extract(binary.substr(0, binary.rfind('/') + 1), folder_.path());
     library_ = folder_.path() / binary;
@@ -289,7 +290,8 @@ RunOutcome runForOutcome(const RunOptions& options, std::ostream& out, std::ostr
   const FmuFile fmu(options.fmu);
   const Interface& way = interfaceForRun(fmu, options);
   const RunPlan plan = planRun(fmu.model(), options);
-  const Unpacked unpacked(fmu, way, options);  // before a file is streamed, which the process that removes the folder would hold
+  // Before a file is streamed, which the process that removes the folder would hold.
+  const Unpacked unpacked(fmu, way, options);
   std::optional<Session> session(std::in_place, plan, options);
   Messages received(options, messages);
   for (const std::string& note : plan.notes) messages << "vtio-run: " << options.fmu.string() << ": " << note << "\n";
