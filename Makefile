@@ -9,7 +9,7 @@ export JOBS
 .PHONY: help demo test check lint bench package format clean
 
 help:
-	@echo "make demo     build everything, run the spacecraft target, plot what it logged (OUT=$(OUT))"
+	@echo "make demo     build everything, run two FMUs, a sweep and the spacecraft target, plot what they logged (OUT=$(OUT))"
 	@echo "make test     build a release and run its tests"
 	@echo "make check    everything else: sanitizers with Clang, threads, fuzzers, headers, lint, format"
 	@echo "make lint     clang-tidy with all checks over every source by itself (make check is quicker: without the analyzer)"

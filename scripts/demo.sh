@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Builds a release, runs the spacecraft target as generated code would run and checks what it logged; runs an FMU, once
-# and 20 times; streams a run and kills one; in the end lists and plots the flight.
+# Builds a release, runs the spacecraft target as generated code would run and checks what it logged; runs it and a
+# bouncing ball as FMUs, the ball 20 times more; streams a run and kills one; in the end lists and plots the flight.
 #
 #   scripts/demo.sh OUT
 out=${1:-demo-out}
@@ -15,18 +15,27 @@ programs=build/demo/bin
 "$programs/spacecraft" --config "$out/config.qat" --out "$out/results.qat"
 "$programs/spacecraft_show_results" "$out/results.qat"
 
-printf '\n'
-"$programs/vtio-run" run build/demo/fmus/bouncing_ball_fmi3.fmu --locals -o "$out/ball.qat"
-"$programs/vtio-run" sweep build/demo/fmus/bouncing_ball_fmi3.fmu --grid e=0.5:0.9:20 --final h -j "$jobs" \
-  -o "$out/sweep.qat"
-
-# Runs a command of the tool qat and shows how it is typed.
-typed() {
-  printf '\n$ qat'
-  printf ' %q' "$@"
+# Runs a program and shows how it is typed.
+show() {
+  printf '\n$ %s' "$1"
+  printf ' %q' "${@:2}"
   printf '\n'
-  "$programs/qat" "$@"
+  "$programs/$1" "${@:2}"
 }
+typed() { show qat "$@"; }
+
+fmus=build/demo/fmus
+show vtio-run run "$fmus/bouncing_ball_fmi3.fmu" --locals -o "$out/ball.qat"
+typed ls "$out/ball.qat"
+typed plot "$out/ball.qat" h
+typed plot "$out/ball.qat" h v -o "$out/ball.svg"
+show vtio-run run "$fmus/spacecraft_fmi3.fmu" -o "$out/spacecraft.qat"
+typed ls "$out/spacecraft.qat"
+typed plot "$out/spacecraft.qat" attitude.error mode
+typed plot "$out/spacecraft.qat" attitude.error wheels.speed mode -o "$out/spacecraft.svg"
+show vtio-run sweep "$fmus/bouncing_ball_fmi3.fmu" --grid e=0.5:0.9:20 --final h --final v -j "$jobs" -o "$out/sweep.qat"
+typed ls "$out/sweep.qat"
+typed plot "$out/sweep.qat" h -o "$out/sweep.svg"
 
 echo
 echo "The same run, streamed into $out/streamed.qat:"

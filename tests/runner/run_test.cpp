@@ -578,4 +578,24 @@ TEST_P(ClockedRuns, IntervalsOfParametersCount) {
   EXPECT_THAT(messages_.str(), HasSubstr("the clock 'fixed' has the interval 0 s"));
 }
 
+// The flight of examples/spacecraft: a circular orbit, attitudes that are reached, arrays in buses.
+TEST_F(RunTest, TheSpacecraftFliesAndPoints) {
+  RunOptions chosen = options("spacecraft_fmi3");
+  chosen.stop = 550.0;
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  const Results saved = results();
+  const vtu::qxArrayWrapper position = saved.field(kOutputs, "orbit", "position", "Data");
+  EXPECT_EQ(dimensions(position), (std::vector<std::size_t>{1101, 3}));
+  const std::vector<double> places = numbers<double>(position);
+  const auto altitudes = numbers<float>(saved.field(kOutputs, "orbit", "altitude", "Data"));
+  const auto radius = [&](std::size_t k) { return std::hypot(places[k], places[1101 + k], places[2202 + k]); };
+  EXPECT_NEAR(radius(1100) - radius(0), static_cast<double>(altitudes[1100]) - static_cast<double>(altitudes[0]), 1.0);
+  EXPECT_NE(places[0], places[1100]);
+  const auto modes = numbers<std::int64_t>(saved.field(kOutputs, "mode", "Data"));
+  EXPECT_EQ(modes.front(), 1) << "it tumbles at first";
+  EXPECT_EQ(modes.back(), 2) << "then points";
+  EXPECT_LT(numbers<double>(saved.field(kOutputs, "attitude", "error", "Data")).back(), 0.01);
+  EXPECT_EQ(dimensions(saved.field(kOutputs, "valveOpen", "Data")), (std::vector<std::size_t>{1101, 6}));
+}
+
 }  // namespace
