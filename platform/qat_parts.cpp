@@ -88,7 +88,12 @@ QatSamples::QatSamples(QatFile& file) : inside_(std::make_unique<Inside>(file)) 
 QatSamples::~QatSamples() = default;
 
 std::vector<std::uint32_t> QatSamples::tables() const {
-  return inside_->onTables([](qat::OpenTables& tables) { return tables.numbers(); });
+  return inside_->onTables([](qat::OpenTables& tables) {
+    auto numbers = tables.numbers();
+    const auto merged = tables.mergedNumbers();
+    numbers.insert(numbers.end(), merged.begin(), merged.end());
+    return numbers;
+  });
 }
 
 std::uint64_t QatSamples::rows(std::uint32_t table) const {
@@ -105,6 +110,10 @@ bool QatSamples::isComplete() const {
     const auto numbers = tables.numbers();
     return std::all_of(numbers.begin(), numbers.end(), [&](std::uint32_t n) { return tables.table(n).isComplete(); });
   });
+}
+
+bool QatSamples::isElsewhere(std::uint32_t table, std::uint32_t column) const {
+  return inside_->onTables([&](qat::OpenTables& tables) { return tables.resolve({table, column}).table != table; });
 }
 
 void QatSamples::readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) const {
@@ -139,6 +148,16 @@ std::vector<std::u16string> QatSamples::readTexts(std::uint32_t table, std::uint
 
 void QatSamples::refresh() {
   inside_->onTables([](qat::OpenTables& tables) { tables.refresh(); });
+}
+
+std::vector<QatLateElement> qatLateElements(QatFile& file) {
+  return reading(file.file->name(), [&] {
+    std::vector<QatLateElement> elements;
+    for (qat::LateElement& late : qat::PartReader(file.file->source(), QatPartSamples::references).lateElements()) {
+      elements.push_back({late.variable, late.dataset, qxArrayWrapper(late.element.release())});
+    }
+    return elements;
+  });
 }
 
 qxArrayWrapper qatGetPart(QatFile* file, const char* variable, const std::vector<std::string>& path,

@@ -74,6 +74,10 @@ class VTIO_PLATFORM_EXPORT QatSamples {
   /// False while another program writes the file, and when its writer ended before it closed the file.
   [[nodiscard]] bool isComplete() const;
 
+  /// True if a leaf's samples are those of another table, because some are no rows of its own: while the file is
+  /// written, such a leaf is a table of one leaf, too.
+  [[nodiscard]] bool isElsewhere(std::uint32_t table, std::uint32_t column) const;
+
   /// Reads again how many rows a file has that another program is writing.
   void refresh();
 
@@ -82,6 +86,16 @@ class VTIO_PLATFORM_EXPORT QatSamples {
 
   std::unique_ptr<Inside> inside_;
 };
+
+/// An element of a dataset that came after the file was laid out. When the file is closed it is in its variable.
+struct QatLateElement {
+  std::string variable;
+  std::string dataset;     ///< its name
+  qxArrayWrapper element;  ///< 1-by-1 structure; arrays of samples as numbers {table, column, part}
+};
+
+/// The late elements of a file that is being written, or whose writer died; none in any other.
+[[nodiscard]] VTIO_PLATFORM_EXPORT std::vector<QatLateElement> qatLateElements(QatFile& file);
 
 /// How qatGetPart() returns arrays of samples.
 enum class QatPartSamples {

@@ -9,6 +9,7 @@
 
 #include "platform/qat/failure.hpp"
 #include "platform/qat/library_call.hpp"
+#include "platform/qat/stream/description.hpp"
 #include "platform/qat/stream/stream_file.hpp"
 #include "platform/qat/stream/stream_lock.hpp"
 #include "platform/qat/superblock.hpp"
@@ -64,6 +65,75 @@ class QatStream::Rows final : public SampleTable {
   mutable std::unordered_set<std::string> texts_;  // under the lock of HDF5 calls
 };
 
+/// The samples of leaves with strays.
+class QatStream::LeafRows final : public SampleTable {
+ public:
+  LeafRows(std::shared_ptr<Implementation> stream, std::shared_ptr<qat::StreamedLeaves> leaves)
+      : stream_(std::move(stream)), leaves_(std::move(leaves)) {}
+  ~LeafRows() override {
+    const qat::LibraryCall call;
+    stream_.reset();
+  }
+
+  [[nodiscard]] std::uint64_t rows() const override { return leaves_->rows(); }
+  void readTimes(std::uint64_t first, std::uint64_t count, double* out) const override {
+    guarded(stream_->file.name(), [&] { stream_->file.readTimes(*leaves_, first, count, out); });
+  }
+  void readRows(std::uint64_t first, std::uint64_t count, std::size_t offset, std::size_t bytes, std::byte* out,
+                std::size_t stride) const override {
+    guarded(stream_->file.name(),
+            [&] { stream_->file.readRows(*leaves_, first, count, offset, bytes, out, stride, texts_); });
+  }
+  void readText(TextCell cell, std::string& utf8) const override {
+    // A cell holds the address of its text. NOLINTNEXTLINE(performance-no-int-to-ptr)
+    utf8.assign(reinterpret_cast<const char*>(static_cast<std::uintptr_t>(cell.start)), cell.bytes);
+  }
+  [[nodiscard]] const StoredTable* stored() const override { return leaves_->stored(); }
+
+  [[nodiscard]] std::optional<qat::LeafPlace> placeOf(const qalc::Samples& samples) const {
+    return samples.areTimes() ? std::nullopt : leaves_->placeAt(samples.column().offset);
+  }
+
+ private:
+  std::shared_ptr<Implementation> stream_;
+  std::shared_ptr<qat::StreamedLeaves> leaves_;
+  mutable std::unordered_set<std::string> texts_;  // under the lock of HDF5 calls
+};
+
+void StrayBuffer::cutTo(const Size& size) {
+  entries_.resize(size.entries);
+  bytes_.resize(size.bytes);
+  cells_.resize(size.cells);
+}
+
+void StrayBuffer::add(const StreamLeaf& leaf, double time, const std::byte* values) {
+  const Size before = size();
+  const std::size_t bytes = before.bytes;
+  try {
+    entries_.push_back({leaf, time, bytes, leaf.bytes});
+    bytes_.insert(bytes_.end(), values, values + leaf.bytes);
+    if (leaf.id != qxCELL) return;
+    for (std::size_t at = bytes; at < bytes + leaf.bytes; at += TextCell::kBytesInRow) {
+      TextCell cell = TextCell::fromRow(bytes_.data() + at);
+      // NOLINTNEXTLINE(performance-no-int-to-ptr)
+      const auto* text = reinterpret_cast<const std::byte*>(static_cast<std::uintptr_t>(cell.start));
+      cell.start = cell.bytes > 0 ? bytes_.size() : 0;
+      if (cell.bytes > 0) bytes_.insert(bytes_.end(), text, text + cell.bytes);
+      cell.toRow(bytes_.data() + at);
+      cells_.push_back(at);
+    }
+  } catch (...) {
+    cutTo(before);
+    throw;
+  }
+}
+
+void StrayBuffer::describe(const std::string& json) {
+  const StreamLeaf leaf{StreamLeaf::kLate, qat::kDescriptionColumn, qxUINT8, false,
+                        static_cast<std::uint32_t>(json.size())};
+  add(leaf, 0, reinterpret_cast<const std::byte*>(json.data()));
+}
+
 QatStream::QatStream(const std::string& file)
     : implementation_(guarded(file, [&] { return std::make_shared<Implementation>(file); })) {}
 
@@ -83,6 +153,23 @@ void QatStream::layOut(std::span<const StreamVariable> variables, std::span<cons
 
 void QatStream::append(std::uint32_t table, const SampleTable& source, std::uint64_t first, std::uint64_t count) {
   guarded(file(), [&] { implementation_->file.append(table, source, first, count); });
+}
+
+void QatStream::append(const StrayBuffer& strays) {
+  guarded(file(), [&] { implementation_->file.append(strays); });
+}
+
+std::vector<std::string> QatStream::describe(const std::string& variable, const std::string& dataset,
+                                             const qxArray& element) const {
+  return qat::describeElement(variable, dataset, element,
+                              [](const qalc::Samples& samples) -> std::optional<qat::LeafPlace> {
+                                const auto* rows = dynamic_cast<const LeafRows*>(samples.table().get());
+                                return rows != nullptr ? rows->placeOf(samples) : std::nullopt;
+                              });
+}
+
+void QatStream::keep(const StreamLeaf& leaf, std::uint64_t samples) {
+  guarded(file(), [&] { implementation_->file.keep({leaf.table, leaf.column}, samples); });
 }
 
 void QatStream::endLeaf(std::uint32_t table, std::uint32_t leaf, std::optional<std::uint64_t> row) {
@@ -111,6 +198,18 @@ void QatStream::reopen() {
 
 std::shared_ptr<const SampleTable> QatStream::rows(std::uint32_t table) const {
   return std::make_shared<const Rows>(implementation_, table);
+}
+
+std::shared_ptr<const SampleTable> QatStream::rows(std::span<const StreamLeaf> leaves, std::uint64_t count) const {
+  auto streamed = std::make_shared<qat::StreamedLeaves>(leaves, count);
+  auto rows = std::make_shared<const LeafRows>(implementation_, streamed);
+  implementation_->file.keepPlaces(*rows, std::move(streamed));
+  return rows;
+}
+
+std::optional<std::uint32_t> QatStream::tableOf(const StreamLeaf& leaf) const {
+  const auto place = implementation_->file.placeOf({leaf.table, leaf.column});
+  return place ? std::optional(place->first) : std::nullopt;
 }
 
 const std::string& QatStream::file() const { return implementation_->file.name(); }

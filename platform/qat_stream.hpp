@@ -4,6 +4,7 @@
 ///     vtu::QatStream stream("signals.qat");                       // makes the file and takes its lock
 ///     stream.layOut(variables, tables);                           // everything but samples that come later
 ///     stream.append(0, rows, 0, rows.rows());                     // more rows of table 0
+///     stream.append(strays);                                      // samples that are in no row of a table
 ///     stream.flush();                                             // now readers see them
 ///     stream.close();                                             // a plain Qat file
 ///
@@ -42,12 +43,70 @@ struct StreamTable {
   std::vector<SampleColumn> leaves;
 };
 
+/// A leaf of the file, and what a sample of it is in a row.
+struct StreamLeaf {
+  /// The table of leaves that came after the tables were laid out.
+  static constexpr std::uint32_t kLate = 0xFFFFFFFF;
+
+  std::uint32_t table = kLate;
+  std::uint32_t column = 0;  ///< number of the leaf in its table; of late ones, as the caller numbers them
+  qxClassID id = qxDOUBLE;   ///< qxCELL: texts, a TextCell per element
+  bool isComplex = false;
+  std::uint32_t bytes = 0;
+};
+
+/// Samples that fit no row of their tables, in the order of their arrival. Its memory is used again after clear().
+class VTIO_PLATFORM_EXPORT StrayBuffer final {
+ public:
+  struct Entry {
+    StreamLeaf leaf;
+    double time;
+    std::uint64_t start;  // in the bytes of the buffer
+    std::uint32_t bytes;
+  };
+
+  /// Appends a sample. @param values leaf.bytes bytes as in a row, copied; a text is the address of its bytes.
+  /// @throws std::bad_alloc; nothing has changed then.
+  void add(const StreamLeaf& leaf, double time, const std::byte* values);
+
+  /// Appends one of the descriptions of QatStream::describe().
+  void describe(const std::string& json);
+
+  [[nodiscard]] const std::vector<Entry>& entries() const { return entries_; }
+
+  /// How much is in it.
+  struct Size {
+    std::size_t entries, bytes, cells;
+  };
+  [[nodiscard]] Size size() const { return {entries_.size(), bytes_.size(), cells_.size()}; }
+
+  /// Removes what came after it had this size.
+  void cutTo(const Size& size);
+
+  /// Calls use(bytes, count) with the bytes as they are where they stand behind `base` others.
+  template <typename Use>
+  void forBytes(std::uint64_t base, const Use& use) const;
+
+  void clear() { cutTo({0, 0, 0}); }
+
+ private:
+  std::vector<Entry> entries_;
+  std::vector<std::byte> bytes_;
+  std::vector<std::uint64_t> cells_;  // where the texts' cells are in the bytes
+};
+
 /// See above. One object owns one file.
 class VTIO_PLATFORM_EXPORT QatStream final {
  public:
+  /// Where the log of strays stands.
+  struct StrayMark {
+    std::uint64_t strays = 0;
+    std::uint64_t bytes = 0;
+  };
   /// Where a stream stands, to step back to.
   struct Mark {
     std::vector<std::uint64_t> rows;  ///< of each table
+    StrayMark strays;                 ///< since the file was opened
   };
 
   /// Makes an empty Qat file, in place of one that may be there, and keeps others from writing it.
@@ -64,6 +123,14 @@ class VTIO_PLATFORM_EXPORT QatStream final {
   /// Appends rows [first, first + count) of `source` to a table.
   void append(std::uint32_t table, const SampleTable& source, std::uint64_t first, std::uint64_t count);
 
+  /// Appends strays to the log: samples of leaves after the last rows that these have in their tables.
+  void append(const StrayBuffer& strays);
+
+  /// What to add to strays before the first sample of an element that came late. Its arrays are over rows(leaves).
+  /// @param variable UTF-8 name of the variable that will have the element. @param dataset Name of the dataset.
+  [[nodiscard]] std::vector<std::string> describe(const std::string& variable, const std::string& dataset,
+                                                  const qxArray& element) const;
+
   /// Sets the row before which a leaf ended; none: it takes part in all rows. Readers learn of it with flush().
   void endLeaf(std::uint32_t table, std::uint32_t leaf, std::optional<std::uint64_t> row);
 
@@ -73,13 +140,19 @@ class VTIO_PLATFORM_EXPORT QatStream final {
 
   [[nodiscard]] Mark mark() const;
 
+  /// A step back to a time before the last close() has left so many samples of a leaf with strays. Readers learn of it
+  /// at once.
+  void keep(const StreamLeaf& leaf, std::uint64_t samples);
+
   /// Takes back everything after a mark of this object, and with it the ends of leaves after it. Readers see that at
   /// once.
   void stepBack(const Mark& mark);
 
-  /// Makes the file a plain one, which others may read but not write as long as this object exists. May be called
-  /// again.
-  /// @param variables Replace those of the same names. Their arrays may be over tables of this file.
+  /// Makes the file a plain one: strays get into tables. Others may read but not write it as long as this object exists.
+  /// May be called again.
+  /// @param variables Replace those of the same names. Their arrays may be over tables of this file. If there are
+  ///   strays, all variables with samples of these leaves must be among them; without variables strays stay in the log,
+  ///   where readers find them, and the file cannot be opened again.
   void close(std::span<const StreamVariable> variables = {});
 
   /// Goes on with the file after close(); all marks stay valid.
@@ -89,13 +162,36 @@ class VTIO_PLATFORM_EXPORT QatStream final {
   /// A text of a row is the address of its bytes, valid as long as the result. Reading throws std::runtime_error.
   [[nodiscard]] std::shared_ptr<const SampleTable> rows(std::uint32_t table) const;
 
+  /// The first `count` samples of leaves that have the same times, their strays included, side by side in the order of
+  /// the leaves. May be read from close() on; else as rows(table).
+  [[nodiscard]] std::shared_ptr<const SampleTable> rows(std::span<const StreamLeaf> leaves, std::uint64_t count) const;
+
+  /// The table where all samples of a leaf are since close(); none if they never were strays.
+  [[nodiscard]] std::optional<std::uint32_t> tableOf(const StreamLeaf& leaf) const;
+
   [[nodiscard]] const std::string& file() const;
 
  private:
   class Implementation;
   class Rows;
+  class LeafRows;
   std::shared_ptr<Implementation> implementation_;  // shared with the results of rows()
 };
+
+template <typename Use>
+void StrayBuffer::forBytes(std::uint64_t base, const Use& use) const {
+  std::uint64_t done = 0;
+  for (const std::uint64_t at : cells_) {
+    TextCell cell = TextCell::fromRow(bytes_.data() + at);
+    if (cell.bytes > 0) cell.start += base;
+    std::byte moved[TextCell::kBytesInRow];
+    cell.toRow(moved);
+    use(bytes_.data() + done, at - done);
+    use(static_cast<const std::byte*>(moved), sizeof moved);
+    done = at + sizeof moved;
+  }
+  use(bytes_.data() + done, bytes_.size() - done);
+}
 
 /// True if a run streams into the file.
 [[nodiscard]] VTIO_PLATFORM_EXPORT bool isStreamed(const std::string& file);

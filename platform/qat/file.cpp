@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -12,7 +13,9 @@
 #include "platform/qat/failure.hpp"
 #include "platform/qat/file_format.hpp"
 #include "platform/qat/names.hpp"
+#include "platform/qat/read/late_elements.hpp"
 #include "platform/qat/read/reader.hpp"
+#include "platform/qat/read/strays.hpp"
 #include "platform/qat/stream/stream_lock.hpp"
 #include "platform/qat/stream/unfinished.hpp"
 #include "platform/qat/superblock.hpp"
@@ -26,13 +29,14 @@ constexpr off_t kReserve = 256 << 10;  // bytes that linking one more variable s
 
 }  // namespace
 
-std::unique_ptr<File> File::open(const std::string& name, Mode mode, Owner owner) {
+std::unique_ptr<File> File::open(const std::string& name, Mode mode, Owner owner,
+                                 std::span<const std::uint64_t> streamedRows) {
   std::unique_ptr<File> file(new File(name, mode, owner));
   if (mode != Mode::read && owner == Owner::anybody) requireNotStreamed(file->descriptor_.get());
   if (mode == Mode::create) {
     file->create();
   } else {
-    file->openExisting();
+    file->openExisting(streamedRows);
   }
   return file;
 }
@@ -40,6 +44,7 @@ std::unique_ptr<File> File::open(const std::string& name, Mode mode, Owner owner
 File::File(std::string name, Mode mode, Owner owner)
     : name_(std::move(name)),
       mode_(mode),
+      owner_(owner),
       descriptor_(name_,
                   mode == Mode::read     ? O_RDONLY
                   : mode == Mode::update ? O_RDWR
@@ -68,7 +73,7 @@ void File::create() {
 }
 
 /// The file is not changed before it has been recognised as a Qat file.
-void File::openExisting() {
+void File::openExisting(std::span<const std::uint64_t> streamedRows) {
   const Superblock superblock = readSuperblock(bytes_);
   if (!superblock.markedAsOpen()) integrity_.endAt(superblock.endOfFile);
   integrity_.requireObject(superblock.rootAddress, mode_ == Mode::read ? Purpose::reading : Purpose::changing);
@@ -86,11 +91,26 @@ void File::openExisting() {
     throw Failure(kStorage, "is marked as being written, and cannot be mended");
   }
   openLibraryFile(H5F_ACC_RDWR);
-  abandoningOnFailure([this] {
-    finishStream(source());
+  abandoningOnFailure([this, streamedRows] {
+    finishStream(source(), streamedRows);
     flush();
     settle();
   });
+  if (owner_ == Owner::stream) samples_.leaveRoomForCounts();
+  if (owner_ == Owner::anybody && has(kStraysGroup)) placeStrays();
+}
+
+/// Puts the strays of a run that was killed in their place: the variables are written again with them.
+void File::placeStrays() {
+  std::vector<std::unique_ptr<Reader>> readers;  // arrays read from the file until they are written
+  std::vector<qalc::ArrayPtr> arrays;
+  std::vector<std::pair<std::string, const qxArray*>> changed;
+  for (const std::string& name : variables()) {
+    Reader& reader = *readers.emplace_back(std::make_unique<Reader>(source()));
+    arrays.push_back(reader.readLazily(root_.get(), encodeName(name)));
+    if (reader.hasStrays()) changed.emplace_back(name, arrays.back().get());
+  }
+  putAll(changed, true);
 }
 
 void File::openLibraryFile(unsigned flags) {
@@ -146,24 +166,30 @@ Source File::source() {
 qalc::ArrayPtr File::get(const std::string& variable) {
   const Source source = this->source();
   const std::string link = encodeName(variable);
-  if (!has(link)) throw Failure(kAbsent, "no such variable");
   return Reader(source).readVariable(root_.get(), link);
 }
 
 void File::put(const std::string& variable, const qxArray& array) {
+  const std::pair<std::string, const qxArray*> one{variable, &array};
+  putAll({&one, 1}, false);
+}
+
+void File::putAll(std::span<const std::pair<std::string, const qxArray*>> variables, bool withoutStrays) {
   requireWritable();
-  const std::string name = encodeName(variable);
   requireSamplesChangeable();
-  shared_.beginVariable();
   try {
     abandoningOnFailure([&] {
-      const Handle staging(
-          checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage, "cannot make a group"));
-      samples_.write(array, root_.get(), staging.get(), [&] { return keptNames(source(), name); });
-      Writer(file_.get(), kit_, shared_, samples_).writeMember(staging.get(), name, array);
-      keepWithoutLink(staging.get(), name);
-      flush();
-      link(staging, name);
+      std::vector<std::pair<std::string, Handle>> staged;
+      for (const auto& [variable, array] : variables) {
+        const std::string name = encodeName(variable);
+        staged.emplace_back(name, atPlace(variable, [&] { return stage(name, *array); }));
+      }
+      bool isReplaced = false;
+      for (const auto& [name, staging] : staged) isReplaced = link(staging, name) || isReplaced;
+      if (withoutStrays && has(kStraysGroup)) {
+        removeLink(source(), root_.get(), kStraysGroup, false);
+      }
+      if (isReplaced) removeUnusedTables();
       flush();
       settle();
     });
@@ -172,6 +198,20 @@ void File::put(const std::string& variable, const qxArray& array) {
     samples_.clear();
     throw;
   }
+}
+
+/// Writes a variable into a group that has no link. Its tables are linked.
+Handle File::stage(const std::string& name, const qxArray& array) {
+  shared_.beginVariable();
+  Handle staging(checked(H5Gcreate_anon(file_.get(), kit_.groupList(), H5P_DEFAULT), kStorage, "cannot make a group"));
+  samples_.write(array, root_.get(), staging.get(), [&] { return keptNames(source(), name, keptTables_, leaving_); });
+  if (owner_ == Owner::stream) samples_.addPlaces(places_);
+  Writer(file_.get(), kit_, shared_, samples_).writeMember(staging.get(), name, array);
+  keepWithoutLink(staging.get(), name);
+  flush();
+  reserve();
+  samples_.link(root_.get(), staging.get());
+  return staging;
 }
 
 void File::remove(const std::string& variable) {
@@ -201,15 +241,14 @@ void File::requireSamplesChangeable() {
   integrity_.requireObject(info.u.address, Purpose::changing);
 }
 
-void File::link(const Handle& staging, const std::string& link) {
-  reserve();
-  samples_.link(root_.get(), staging.get());
+/// @return True if there was one of that name before.
+bool File::link(const Handle& staging, const std::string& link) {
   const bool replaced = has(link);
   if (replaced) unlink(link);
   checked(H5Lcreate_hard(staging.get(), link.c_str(), root_.get(), link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage,
           "the variable cannot be linked");
   written_.insert(link);
-  if (replaced) removeUnusedTables();
+  return replaced;
 }
 
 void File::unlink(const std::string& link) {
@@ -228,6 +267,10 @@ std::vector<std::string> File::variables() {
   std::vector<std::string> names;
   for (const std::string& link : memberNames(root_.get())) {
     if (!link.starts_with("qat.")) names.push_back(decodeName(link));
+  }
+  if (!has(kStraysGroup)) return names;
+  for (std::string& late : lateVariables(Strays(source()).descriptions())) {
+    if (std::find(names.begin(), names.end(), late) == names.end()) names.push_back(std::move(late));
   }
   return names;
 }

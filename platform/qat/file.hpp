@@ -2,9 +2,12 @@
 /// One open Qat file: its variables, and what happens to it when the disk is full.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <set>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/qat/descriptor.hpp"
@@ -12,6 +15,7 @@
 #include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
 #include "platform/qat/read/source.hpp"
+#include "platform/qat/stray_format.hpp"
 #include "platform/qat/write/writer.hpp"
 
 namespace vtu::qat {
@@ -33,7 +37,9 @@ class File final {
 
   /// Opens a file. A file whose writer died while it streamed is completed when it is opened for changes.
   /// @param name UTF-8 file name.
-  static std::unique_ptr<File> open(const std::string& name, Mode mode, Owner owner = Owner::anybody);
+  /// @param streamedRows The tables of a stream keep so many rows, those of no leaf included.
+  static std::unique_ptr<File> open(const std::string& name, Mode mode, Owner owner = Owner::anybody,
+                                    std::span<const std::uint64_t> streamedRows = {});
 
   File(const File&) = delete;
   File& operator=(const File&) = delete;
@@ -42,6 +48,9 @@ class File final {
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] qalc::ArrayPtr get(const std::string& variable);
   void put(const std::string& variable, const qxArray& array);
+
+  /// Puts several variables at once. @param withoutStrays They have the strays: the log is removed with that.
+  void putAll(std::span<const std::pair<std::string, const qxArray*>> variables, bool withoutStrays);
   void remove(const std::string& variable);
   [[nodiscard]] std::vector<std::string> variables();
 
@@ -51,6 +60,14 @@ class File final {
   /// Keeps the tables below a number whether a variable refers to them or not.
   void keepTables(std::uint32_t below) { keptTables_ = below; }
 
+  /// The samples of these leaves will be in other tables when all variables are put.
+  void leave(std::set<LeafPlace> leaves) { leaving_ = std::move(leaves); }
+
+  /// Where the tables in memory that were put are in the file: the record of each leaf by its offset in a row, those
+  /// without bytes apart. Kept for the one that streams into the file.
+  using Places = std::map<const SampleTable*, SampleStore::LeafRecords>;
+  [[nodiscard]] const Places& places() const { return places_; }
+
   /// Closes the file; nothing else may be called afterwards. @throws Failure when what was written is not all in the
   /// file.
   void close();
@@ -58,10 +75,11 @@ class File final {
  private:
   File(std::string name, Mode mode, Owner owner);
 
-  void openExisting();
+  void openExisting(std::span<const std::uint64_t> streamedRows);
   void create();
   void openLibraryFile(unsigned flags);
   void takeRoot();
+  void placeStrays();
   void requireWritten();
   void checkFormat();
   void fileChanged();
@@ -69,7 +87,8 @@ class File final {
   void requireWritable() const;
   [[nodiscard]] bool has(const std::string& link) const;
   void requireSamplesChangeable();
-  void link(const Handle& staging, const std::string& link);
+  [[nodiscard]] Handle stage(const std::string& name, const qxArray& array);
+  [[nodiscard]] bool link(const Handle& staging, const std::string& link);
   void unlink(const std::string& link);
   void removeUnusedTables();
   void flush();
@@ -83,6 +102,7 @@ class File final {
 
   std::string name_;
   Mode mode_;
+  Owner owner_;
   bool live_ = false;                                                       // it is read while it may grow
   Descriptor descriptor_;                                                   // holds the lock
   FileBytes bytes_;                                                         // through it
@@ -94,6 +114,8 @@ class File final {
   std::set<std::string> written_;  // links to variables of this session
   SharedObjects shared_;
   SampleStore samples_{kit_, name_};
+  Places places_;
+  std::set<LeafPlace> leaving_;
   std::uint32_t keptTables_ = 0;  // tables below this number are never removed
 };
 

@@ -3,6 +3,8 @@ list(APPEND VTIO_QAT_SOURCES
   qat.cpp
   qat_parts.cpp
   qat_stream.cpp
+  qat/array_json.cpp
+  qat/array_json.hpp
   qat/attributes.cpp
   qat/attributes.hpp
   qat/checksum.cpp
@@ -53,7 +55,11 @@ list(APPEND VTIO_QAT_SOURCES
   qat/read/array_path.cpp
   qat/read/array_path.hpp
   qat/read/dataset_reader.cpp
+  qat/read/late_elements.cpp
+  qat/read/late_elements.hpp
   qat/read/memory_budget.hpp
+  qat/read/merged_table.cpp
+  qat/read/merged_table.hpp
   qat/read/open_table.cpp
   qat/read/open_table.hpp
   qat/read/open_tables.cpp
@@ -66,7 +72,11 @@ list(APPEND VTIO_QAT_SOURCES
   qat/read/sample_loader.hpp
   qat/read/source.cpp
   qat/read/source.hpp
+  qat/read/strays.cpp
+  qat/read/strays.hpp
   qat/read/structures.hpp
+  qat/read/table_rows.cpp
+  qat/read/table_rows.hpp
   qat/read/table_reader.cpp
   qat/read/text_reader.cpp
   qat/read/text_reader.hpp
@@ -75,18 +85,29 @@ list(APPEND VTIO_QAT_SOURCES
   qat/sample_format.hpp
   qat/sample_records.cpp
   qat/sample_records.hpp
+  qat/stream/description.cpp
+  qat/stream/description.hpp
   qat/stream/disk_guard.cpp
   qat/stream/disk_guard.hpp
   qat/stream/growing_dataset.cpp
   qat/stream/growing_dataset.hpp
+  qat/stream/leaf_places.cpp
+  qat/stream/leaf_places.hpp
+  qat/stream/row_counts.cpp
+  qat/stream/row_counts.hpp
+  qat/stream/stray_log.cpp
+  qat/stream/stray_log.hpp
   qat/stream/stream_file.cpp
   qat/stream/stream_file.hpp
   qat/stream/stream_lock.cpp
   qat/stream/stream_lock.hpp
   qat/stream/stream_table.cpp
   qat/stream/stream_table.hpp
+  qat/stream/streamed_leaves.hpp
   qat/stream/unfinished.cpp
   qat/stream/unfinished.hpp
+  qat/stray_format.cpp
+  qat/stray_format.hpp
   qat/superblock.cpp
   qat/superblock.hpp
   qat/utf8_rows.cpp

@@ -90,6 +90,9 @@ class VTIO_RECORDERS_EXPORT MemoryRecorder final : public core::client::Client {
   /// Where the leaves' samples are in the builder's tables.
   [[nodiscard]] std::vector<LeafRun> runs() const;
 
+  /// Number of its first position in the builder.
+  [[nodiscard]] std::uint32_t firstPosition() const { return first_; }
+
   /// The builder that the recorder shares with others.
   [[nodiscard]] const TableBuilder& builder() const { return *builder_; }
 

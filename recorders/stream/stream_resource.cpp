@@ -39,7 +39,12 @@ void forEachClient(const Catalogue& catalogue, const Use& use) {
 }  // namespace
 
 StreamResource::StreamResource(Catalogue& catalogue, const std::string& file, std::shared_ptr<TableBuilder> builder)
-    : SharedResource(file), catalogue_(catalogue), builder_(std::move(builder)) {
+    : SharedResource(file),
+      catalogue_(catalogue),
+      builder_(std::move(builder)),
+      strays_({[this]() -> vtu::QatStream& { return openStream(); }, [this]() -> vtu::QatStream& { return *stream_; },
+               [this] { return closedState_ == nullptr; }, [this](const char* cause) { stop(cause); },
+               [this] { introduce(); }, [this] { setLeafEnds(); }}) {
   flushInterval(kFlushInterval);
 }
 
@@ -116,6 +121,7 @@ void StreamResource::flushRows(bool all) noexcept {
     if (!isLaidOut_) layOut();
     regain();
     builder_->spill(all);
+    strays_.write();
     setLeafEnds();
     if (closedState_ == nullptr && !isStopped()) stream_->flush(syncs_);
   });
@@ -142,18 +148,18 @@ void StreamResource::closeFile() {
   if (closedState_ != nullptr && closedState_ == builder_->capture()) return;
   regain();
   builder_->spill(true);
+  strays_.write();
   if (isStopped()) return;
   werePut_ = mustPutVariables();  // from then on elements may refer to tables that do not grow
+  if (werePut_) takeAll();
   const Variables values = werePut_ ? variables() : Variables();
-  if (closedState_ != nullptr) {
-    closedState_ = nullptr;
-    stream_->reopen();
-  }
+  openStream();
   setLeafEnds();
   std::vector<vtu::StreamVariable> borrowed;
   borrowed.reserve(values.size());
   for (const auto& [key, value] : values) borrowed.push_back({key, value.get()});
   stream_->close(borrowed);
+  for (const std::uint32_t position : strays_.moved(*stream_)) builder_->forgetRows(position);
   closedState_ = builder_->capture();
 }
 
@@ -169,6 +175,7 @@ void StreamResource::layOut() {
   isLaidOut_ = true;
   for (std::uint32_t k = 0; k < tables.size(); ++k) {
     tables_[k].rows = tables[k].rows->rows();
+    if (!tables_[k].gathered) continue;
     streamAs(k, std::exchange(tables_[k].gathered, {}));
   }
 }
@@ -179,26 +186,81 @@ void StreamResource::streamAs(std::uint32_t number, const Ref<Table>& table) {
   builder_->setStreamed(number, table);
 }
 
-/// A step back to a time before the file was laid out has emptied its tables: their positions return to them.
+/// A step back to a time before the file was laid out has emptied its tables: their positions return to them. Those
+/// that were not recorded at the same times then become strays.
 void StreamResource::regain() {
   builder_->settle();
-  for (std::uint32_t k = 0; k < tables_.size(); ++k) {
-    if (!builder_->streamed()[k]->isGivenUp()) continue;
-    const FileTable& file = tables_[k];
-    const auto groups = builder_->together(file.positions);
-    const auto most = std::max_element(groups.begin(), groups.end(),
-                                       [](const auto& a, const auto& b) { return a.size() < b.size(); });
-    if (most == groups.end()) continue;
-    std::vector<std::uint32_t> offsets;
-    offsets.reserve(most->size());
-    for (const std::uint32_t position : *most) {
-      const auto place = std::find(file.positions.begin(), file.positions.end(), position) - file.positions.begin();
-      offsets.push_back(file.offsets[static_cast<std::size_t>(place)]);
+  if (!builder_->takeWentBack()) return;
+  for (std::uint32_t k = 0; k < builder_->streamed().size(); ++k) {
+    if (builder_->streamed()[k] && builder_->streamed()[k]->isGivenUp()) regainTable(k);
+  }
+  for (std::uint32_t position = 0; position < builder_->size() && !isStopped(); ++position) {
+    if (strays_.knows(position) && builder_->hasOthers(position)) builder_->makeStray(position);
+  }
+}
+
+void StreamResource::regainTable(std::uint32_t number) {
+  const FileTable& file = tables_[number];
+  const auto groups = builder_->together(file.positions);
+  const auto most =
+      std::max_element(groups.begin(), groups.end(), [](const auto& a, const auto& b) { return a.size() < b.size(); });
+  if (most == groups.end()) return;
+  std::vector<std::uint32_t> offsets;
+  offsets.reserve(most->size());
+  for (const std::uint32_t position : *most) {
+    const auto place = std::find(file.positions.begin(), file.positions.end(), position) - file.positions.begin();
+    offsets.push_back(file.offsets[static_cast<std::size_t>(place)]);
+  }
+  const Ref<Table> table = builder_->gather(*most, offsets, file.rowBytes);
+  const auto rows = table->view();
+  if (put(number, *rows, 0, 0, rows->rows())) streamAs(number, table);
+}
+
+vtu::QatStream& StreamResource::openStream() {
+  if (closedState_ != nullptr) {
+    closedState_ = nullptr;
+    stream_->reopen();
+  }
+  return *stream_;
+}
+
+vtu::StreamLeaf StreamResource::leafOf(std::uint32_t table, std::uint32_t record, const LeafRun& leaf) {
+  return {table, record, leaf.column.id, leaf.column.isComplex, static_cast<std::uint32_t>(leaf.column.bytes())};
+}
+
+/// The signals that came after the layout, all at once. @throws std::exception
+void StreamResource::introduce() {
+  for (const Catalogue::ResultsVariable& variable : catalogue_.resultsVariables()) {
+    if (!catalogue_.hasDataset(variable.dataset)) continue;
+    for (const auto& [id, client] : catalogue_.clientCollection(variable.dataset)) {
+      const auto* recorder = dynamic_cast<const MemoryRecorder*>(client.get());
+      if (recorder == nullptr || &recorder->builder() != builder_.get()) continue;
+      const std::uint32_t first = recorder->firstPosition();
+      if (strays_.knows(first) || builder_->maxPoints(first) != 0) continue;
+      describeLate(variable.key, vtu::to_string(variable.dataset), *client);
     }
-    const Ref<Table> table = builder_->gather(*most, offsets, file.rowBytes);
-    const auto rows = table->view();
-    if (!put(k, *rows, 0, 0, rows->rows())) return;
-    streamAs(k, table);
+  }
+}
+
+void StreamResource::describeLate(const std::string& variable, const std::string& dataset, Client& client) {
+  std::vector<std::uint32_t> positions;
+  for (const LeafRun& leaf : static_cast<const MemoryRecorder&>(client).runs()) {
+    const bool isNew = positions.empty() || positions.back() != leaf.position;
+    if (isNew) positions.push_back(leaf.position);
+    strays_.addLeaf(leaf.position, leafOf(vtu::StreamLeaf::kLate, strays_.nextLate(), leaf));
+  }
+  for (const std::uint32_t position : positions) {
+    if (!builder_->makeStray(position)) strays_.begin(position, 0);  // the one that asks
+  }
+  const vtu::qxArrayWrapper element = client.datasetElement();
+  strays_.addDescriptions(std::move(positions), stream_->describe(variable, dataset, *element.get()));
+}
+
+/// Lets all signals without samples have a place in the file that is closed: their elements will not be described again.
+void StreamResource::takeAll() {
+  introduce();
+  for (std::uint32_t position = 0; position < builder_->size(); ++position) {
+    if (strays_.knows(position) && builder_->recorded(position) == 0) builder_->makeStray(position);
   }
 }
 
@@ -254,6 +316,7 @@ std::vector<vtu::StreamTable> StreamResource::describe(std::vector<FileTable> fo
     for (LeafRun& leaf : leaves) {
       const auto record = static_cast<std::uint32_t>(table.leaves.size());
       leaves_.push_back({number, record, leaf.position});
+      strays_.addLeaf(leaf.position, leafOf(number, record, leaf));
       if (leaf.column.bytes() > 0) file.stored->records.emplace(leaf.column.offset, record);
       file.hasTexts = file.hasTexts || leaf.column.id == qxCELL;
       table.leaves.push_back(std::move(leaf.column));
@@ -261,7 +324,26 @@ std::vector<vtu::StreamTable> StreamResource::describe(std::vector<FileTable> fo
     described.push_back(std::move(table));
     tables_.push_back(std::move(file));
   }
+  for (auto& [table, leaves] : runs) {
+    if (table->rows() == 0) describeEmpty(leaves, described);
+  }
   return described;
+}
+
+/// The table of the signals that have no samples yet.
+void StreamResource::describeEmpty(std::vector<LeafRun>& leaves, std::vector<vtu::StreamTable>& described) {
+  const auto number = static_cast<std::uint32_t>(described.size());
+  std::stable_sort(leaves.begin(), leaves.end(),
+                   [](const LeafRun& a, const LeafRun& b) { return a.column.offset < b.column.offset; });
+  vtu::StreamTable table{leaves.front().table, {}};
+  for (LeafRun& leaf : leaves) {
+    if (builder_->maxPoints(leaf.position) != 0) continue;
+    strays_.addLeaf(leaf.position, leafOf(number, static_cast<std::uint32_t>(table.leaves.size()), leaf));
+    table.leaves.push_back(std::move(leaf.column));
+  }
+  if (table.leaves.empty()) return;
+  described.push_back(std::move(table));
+  tables_.emplace_back();
 }
 
 std::size_t StreamResource::numberOfClients() {
@@ -287,7 +369,7 @@ bool StreamResource::mustPutVariables() {
     const auto* recorder = dynamic_cast<const MemoryRecorder*>(&client);
     isForeign = isForeign || recorder == nullptr || &recorder->builder() != builder_.get();
   });
-  if (isForeign) return true;
+  if (isForeign || !strays_.isEmpty()) return true;
   for (std::uint32_t position = 0; position < builder_->size(); ++position) {
     if (builder_->hasOthers(position)) return true;
   }
@@ -295,10 +377,7 @@ bool StreamResource::mustPutVariables() {
 }
 
 void StreamResource::cutTo(std::uint32_t table, std::uint64_t rows) {
-  if (closedState_ != nullptr) {
-    closedState_ = nullptr;
-    stream_->reopen();
-  }
+  openStream();
   if (tables_[table].rows <= rows) return;
   vtu::QatStream::Mark mark = stream_->mark();
   mark.rows[table] = rows;

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "platform/qat_stream.hpp"
+#include "recorders/dataset/node_structure.hpp"
+#include "recorders/stream/stray_streamer.hpp"
 #include "recorders/table/row_sink.hpp"
 #include "recorders/table/table_builder.hpp"
 #include "vtio/core/client/catalogue.hpp"
@@ -20,9 +22,9 @@ namespace vtio::recorders {
 /// Streams the tables of a builder into one Qat file, which has the catalogue's results variables as well.
 ///
 /// What is recorded until the first flush, some rows at least, is kept in memory: it shows which signals share their
-/// times. These signals get tables in the file, and their rows go there. What does not fit them stays in memory:
-/// samples of signals that missed a row or came later, and signals with a limit of points. close() puts it into the
-/// file, too.
+/// times. These signals get tables in the file, and their rows go there. What does not fit them goes to the log of
+/// strays: samples of signals that missed a row or came later. close() puts those into tables, too. Signals with a limit
+/// of points stay in memory until close().
 ///
 /// Acts on the thread of the simulation. The catalogue owns it and destroys it before the recorders. After open()
 /// nothing throws: the first failure is kept. After one of the file no more samples are recorded.
@@ -83,6 +85,7 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   bool put(std::uint32_t table, const vtu::SampleTable& source, std::uint64_t first, std::uint64_t at,
            std::uint64_t count) noexcept override;
   void stepBack(std::uint32_t table, std::uint64_t rows) noexcept override;
+  [[nodiscard]] StraySink* strays() noexcept override { return isLaidOut_ ? &strays_ : nullptr; }
   [[nodiscard]] bool isStopped() const noexcept override { return isStopped_; }
   void lost(const std::exception& cause) noexcept override { tell(cause.what()); }
 
@@ -97,6 +100,13 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   [[nodiscard]] std::vector<FileTable> findTables();
   [[nodiscard]] std::vector<vtu::StreamTable> describe(std::vector<FileTable> found);
   void regain();
+  void regainTable(std::uint32_t number);
+  void describeEmpty(std::vector<LeafRun>& leaves, std::vector<vtu::StreamTable>& described);
+  void introduce();
+  void describeLate(const std::string& variable, const std::string& dataset, core::client::Client& client);
+  void takeAll();
+  vtu::QatStream& openStream();
+  [[nodiscard]] static vtu::StreamLeaf leafOf(std::uint32_t table, std::uint32_t record, const LeafRun& leaf);
   void streamAs(std::uint32_t number, const Ref<Table>& table);
   void setLeafEnds();
   [[nodiscard]] bool mustPutVariables();
@@ -109,6 +119,7 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   std::optional<vtu::QatStream> stream_;
   std::vector<FileTable> tables_;
   std::vector<StreamedLeaf> leaves_;
+  StrayStreamer strays_;
   std::size_t clients_ = 0;                             // when the file was laid out
   std::shared_ptr<const BuilderSnapshot> closedState_;  // what the file holds since it was closed; null: it is open
   std::uint32_t begun_ = 0;                             // rows, until the file is laid out

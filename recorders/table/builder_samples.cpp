@@ -12,6 +12,7 @@ std::uint64_t TableBuilder::recorded(std::uint32_t position) {
   settle();
   position = positions_[position].source;
   const PositionState& state = states_[position];
+  if (const StraySink* strays = strayed(position)) return state.before + *strays->count(position);
   return state.before + (state.table ? positions_[position].cursor->next - state.begin : 0);
 }
 
@@ -74,11 +75,13 @@ Ref<Run> TableBuilder::archive(std::uint32_t position, const std::vector<Piece>&
 
 TableBuilder::Samples TableBuilder::samples(std::uint32_t position) {
   settle();
-  const std::vector<Piece> pieces = kept(position);
-  if (pieces.empty()) {
-    if (!empty_) empty_ = std::make_shared<const RecordedTable>(Ref<TileList>(), 0);
-    return {empty_, 0, 0, 0};
+  if (StraySink* strays = strayed(position)) {
+    auto [table, offset] = strays->samples(position);
+    const std::uint64_t rows = table->rows();
+    return {std::move(table), offset, 0, rows};
   }
+  const std::vector<Piece> pieces = kept(position);
+  if (pieces.empty()) return noSamples(position);
   if (pieces.size() > 1) return joined(position, pieces);
   const Piece& only = pieces.front();
   std::shared_ptr<const RecordedTable> table = only.table->view();
@@ -86,9 +89,15 @@ TableBuilder::Samples TableBuilder::samples(std::uint32_t position) {
   return {std::move(table), only.offset, first, only.count};
 }
 
+TableBuilder::Samples TableBuilder::noSamples(std::uint32_t position) {
+  if (!empty_) empty_ = std::make_shared<const RecordedTable>(Ref<TileList>(), 0);
+  return {empty_, positions_[position].offset, 0, 0};
+}
+
 std::vector<TableBuilder::Samples> TableBuilder::runs(std::uint32_t position) {
   settle();
   const std::vector<Piece> pieces = kept(position);
+  if (pieces.empty()) return {noSamples(position)};
   std::vector<Samples> found;
   found.reserve(pieces.size());
   for (const Piece& piece : pieces) {

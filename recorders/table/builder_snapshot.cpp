@@ -25,6 +25,12 @@ std::uint64_t BuilderSnapshot::next(std::uint32_t position) const {
   return found != behind.end() ? found->second : stateOf(*states[position].table).current + 1;
 }
 
+std::uint64_t BuilderSnapshot::inTables(std::uint32_t position) const {
+  if (position >= states.size()) return 0;
+  const PositionState& state = states[position];
+  return state.before + (state.table ? next(position) - state.begin : 0);
+}
+
 bool BuilderSnapshot::isEmpty(std::uint32_t position) const {
   return position >= states.size() || states[position].isEmpty();
 }
@@ -51,6 +57,7 @@ std::shared_ptr<const BuilderSnapshot> TableBuilder::capture() {
   }
   snapshot->states = states_;
   snapshot->finished = finished_;
+  if (StraySink* strays = straySink()) snapshot->strays = strays->state();
   latest_ = snapshot;
   return snapshot;
 }
@@ -59,7 +66,7 @@ void TableBuilder::rollBack(std::uint32_t first, std::size_t count,
                             const std::shared_ptr<const BuilderSnapshot>& snapshot) {
   const bool isKnown = !goingBack_.empty() && goingBack_.back().second == snapshot;
   bool hasSamples = false;
-  for (std::uint32_t i = first; i < first + count; ++i) hasSamples = hasSamples || !snapshot->isEmpty(i);
+  for (std::uint32_t i = first; i < first + count; ++i) hasSamples = hasSamples || hadSamples(*snapshot, i);
   if (!streamed_.empty() && !isKnown && hasSamples) requireHeld(*snapshot);
   if (count != 0 && positions_[first].goesBack) settle();
   latest_.reset();
@@ -74,8 +81,8 @@ void TableBuilder::rollBack(std::uint32_t first, std::size_t count,
 // Carries out the pending calls of rollBack().
 void TableBuilder::settle() {
   if (goingBack_.empty()) return;
-  const auto hadSamples = [](const auto& asked) { return !asked.second->isEmpty(asked.first); };
-  const auto found = std::find_if(goingBack_.begin(), goingBack_.end(), hadSamples);
+  const auto had = [this](const auto& asked) { return hadSamples(*asked.second, asked.first); };
+  const auto found = std::find_if(goingBack_.begin(), goingBack_.end(), had);
   const std::shared_ptr<const BuilderSnapshot> snapshot = (found != goingBack_.end() ? *found : goingBack_[0]).second;
   if (allGoBackTo(*snapshot)) {
     restoreAll(*snapshot);
@@ -89,19 +96,32 @@ void TableBuilder::settle() {
   }
 }
 
+// The position's strays count.
+bool TableBuilder::hadSamples(const BuilderSnapshot& snapshot, std::uint32_t position) const {
+  if (!snapshot.isEmpty(position)) return true;
+  const StraySink* strays = straySink();
+  if (strays == nullptr || !snapshot.strays) return false;
+  return strays->countIn(*snapshot.strays, position).value_or(0) > 0;
+}
+
 // A position that had no samples in its own snapshot nor in this one goes back to this one as well: it was added later.
 bool TableBuilder::allGoBackTo(const BuilderSnapshot& snapshot) const {
   for (const auto& [position, own] : goingBack_) {
-    if (own.get() != &snapshot && !(own->isEmpty(position) && snapshot.isEmpty(position))) return false;
+    if (own.get() != &snapshot && (hadSamples(*own, position) || hadSamples(snapshot, position))) return false;
   }
   for (std::uint32_t i = 0; i < positions_.size(); ++i) {
-    const bool matters = positions_[i].layout != nullptr && !(states_[i].isEmpty() && snapshot.isEmpty(i));
+    const bool isEmpty = states_[i].isEmpty() && strayed(i) == nullptr && !hadSamples(snapshot, i);
+    const bool matters = positions_[i].layout != nullptr && !isEmpty;
     if (matters && !positions_[i].goesBack) return false;
   }
   return true;
 }
 
 void TableBuilder::restoreAll(const BuilderSnapshot& snapshot) {
+  if (StraySink* strays = straySink()) {  // before the rows: readers never see strays after the last row
+    strays->restore(snapshot.strays.get(), [&snapshot](std::uint32_t i) { return snapshot.inTables(i); });
+  }
+  wentBack_ = true;
   PositionStates states = snapshot.states;
   while (states.size() < positions_.size()) states.add();
   std::vector<Ref<Table>> tables;
@@ -127,7 +147,7 @@ void TableBuilder::giveUpOthers(const BuilderSnapshot& snapshot) {
   for (const auto& [table, state] : snapshot.tables) restored.insert(table.get());
   for (FinishedTable* f = snapshot.finished.get(); f != nullptr; f = f->older.get()) restored.insert(f->table.get());
   for (const Ref<Table>& table : streamed_) {
-    if (restored.count(table.get()) == 0) table->giveUp(*sink_);
+    if (table && restored.count(table.get()) == 0) table->giveUp(*sink_);
   }
 }
 
@@ -137,6 +157,8 @@ void TableBuilder::requireHeld(const BuilderSnapshot& snapshot) const {
   for (FinishedTable* f = snapshot.finished.get(); f != nullptr; f = f->older.get()) {
     isHeld = isHeld && f->table->holds(f->state);
   }
+  const StraySink* strays = straySink();
+  if (strays != nullptr && snapshot.strays) isHeld = isHeld && strays->holds(*snapshot.strays);
   if (!isHeld)
     throw std::runtime_error("Cannot step back: the snapshot's samples were given up by an earlier step back");
 }
@@ -144,14 +166,18 @@ void TableBuilder::requireHeld(const BuilderSnapshot& snapshot) const {
 void TableBuilder::restoreCursor(std::uint32_t position, const BuilderSnapshot& snapshot) {
   Cursor& cursor = *positions_[position].cursor;
   const PositionState& state = states_[position];
+  const StraySink* strays = straySink();
+  positions_[position].isStray = strays != nullptr && strays->count(position).has_value();
+  const bool isMoved = positions_[position].isStray && strays->isMoved(position);
   cursor.table = &nowhere_;
   cursor.next = 0;
+  if (isMoved && !state.table) states_.change(position) = PositionState();
   if (!state.table) return;
   cursor.table = state.table.get();
   cursor.offset = state.offset;
   const auto behind = snapshot.behind.find(position);
   cursor.next = behind != snapshot.behind.end() ? behind->second : state.table->number + 1;
-  if (positions_[position].layout != nullptr) return;
+  if (positions_[position].layout != nullptr && !isMoved) return;
   PositionState& removed = states_.change(position);
   detach(position, removed);
   removed = PositionState();
@@ -159,6 +185,11 @@ void TableBuilder::restoreCursor(std::uint32_t position, const BuilderSnapshot& 
 
 // The others keep what they have: so this position's samples are copied to a table of their own.
 void TableBuilder::restoreOne(std::uint32_t position, const BuilderSnapshot& snapshot) {
+  if (strayed(position) != nullptr ||
+      (snapshot.strays && hadSamples(snapshot, position) && snapshot.isEmpty(position))) {
+    if (sink_ != nullptr) sink_->lost(std::logic_error("A recorder with strays cannot be stepped back alone"));
+    return;
+  }
   Ref<Run> run;
   std::uint64_t recorded = 0;
   if (!snapshot.isEmpty(position)) {

@@ -4,12 +4,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "recorders/table/position_states.hpp"
 #include "recorders/table/ref.hpp"
+#include "recorders/table/stray_sink.hpp"
 #include "recorders/table/table.hpp"
 
 namespace vtio::recorders {
@@ -31,6 +33,7 @@ struct BuilderSnapshot {
   std::vector<std::pair<Ref<Table>, TableState>> tables;
   Ref<FinishedTable> finished;
   std::unordered_map<std::uint32_t, std::uint64_t> behind;  // cursors that are not behind the last row: their `next`
+  std::shared_ptr<const StraySink::State> strays;           // null while nothing is streamed
 
   /// The state of a table. Slow.
   [[nodiscard]] const TableState& stateOf(const Table& table) const;
@@ -38,7 +41,10 @@ struct BuilderSnapshot {
   /// The row after the newest sample of an attached position. Slow.
   [[nodiscard]] std::uint64_t next(std::uint32_t position) const;
 
-  /// True if the position had no samples or was not added yet.
+  /// Samples of a position in tables. Slow.
+  [[nodiscard]] std::uint64_t inTables(std::uint32_t position) const;
+
+  /// True if the position had no samples in tables or was not added yet.
   [[nodiscard]] bool isEmpty(std::uint32_t position) const;
 };
 

@@ -7,6 +7,7 @@
 #include <exception>
 
 #include "platform/sample_table.hpp"
+#include "recorders/table/stray_sink.hpp"
 
 namespace vtio::recorders {
 
@@ -31,6 +32,9 @@ class RowSink {
 
   /// Removes the rows of a streamed table after the first `rows`.
   virtual void stepBack(std::uint32_t table, std::uint64_t rows) noexcept = 0;
+
+  /// Takes samples that are in no row of a streamed table; null as long as it is unknown what these tables are.
+  [[nodiscard]] virtual StraySink* strays() noexcept = 0;
 
   /// True after a failure: no more samples are taken.
   [[nodiscard]] virtual bool isStopped() const noexcept = 0;

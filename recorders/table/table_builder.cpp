@@ -45,8 +45,9 @@ TableBuilder::Added TableBuilder::add(std::span<const LayoutPosition> layout, st
     cursors[i].table = &nowhere_;
     if (isStoredAsDelivered(layout[i])) cursors[i].bytes = bytes;
     const auto number = static_cast<std::uint32_t>(positions_.size());
-    positions_.push_back(
-        {&layout[i], &cursors[i], maxPoints, bytes, number, hasTexts(layout[i]), false, sampleRuns(layout[i])});
+    positions_.push_back({&layout[i], &cursors[i], maxPoints, bytes, number, hasTexts(layout[i]), false, false,
+                          rowOfAll_, sampleRuns(layout[i])});
+    rowOfAll_ += bytes;
   }
   return {first, cursors};
 }
@@ -59,13 +60,16 @@ void TableBuilder::remove(std::uint32_t first, std::size_t count) {
     if (state.table) detach(i, state);
     state = PositionState();
     positions_[i].layout = nullptr;
+    if (StraySink* strays = strayed(i)) strays->forget(i);
+    positions_[i].isStray = false;
   }
 }
 
 void TableBuilder::append(std::uint32_t position, double time, const void* data) {
   const Position& p = positions_[position];
   Cursor& cursor = *p.cursor;
-  if (!cursor.standsAt(time)) findRow(position, time);
+  if (p.isStray || !cursor.standsAt(time)) findRow(position, time);
+  if (p.isStray && sink_ != nullptr) return addStray(position, time, data);
   Table& table = tableOf(cursor);
   std::byte* out = table.bytes + cursor.offset;
   if (cursor.bytes != 0) {
@@ -82,8 +86,12 @@ void TableBuilder::append(std::uint32_t position, double time, const void* data)
 // Makes the position's next row the current one of its table, and that one open.
 void TableBuilder::findRow(std::uint32_t position, double time) {
   settle();
-  if (sink_ != nullptr && isAttached(*positions_[position].cursor)) sink_->rowBegins();
+  if (sink_ != nullptr && (isAttached(*positions_[position].cursor) || !sameTime(time, strayTime_))) {
+    strayTime_ = time;
+    sink_->rowBegins();
+  }
   latest_.reset();
+  if (strayed(position) != nullptr) return;
   const Cursor& cursor = *positions_[position].cursor;
   if (isAttached(cursor)) {
     Table& table = tableOf(cursor);
@@ -97,7 +105,7 @@ void TableBuilder::findRow(std::uint32_t position, double time) {
 }
 
 void TableBuilder::comeBack(std::uint32_t position, double time) {
-  if (!reopen(position, time)) join(position, time);
+  if (!reopen(position, time) && !makeStray(position)) join(position, time);
 }
 
 // Continues in the table that the position left, in the same columns, unless it missed too much there.
@@ -280,6 +288,7 @@ void TableBuilder::moveSample(Table& table, std::uint32_t position) {
   --cursor.next;
   --table.written;
   close(position);
+  if (makeStray(position)) return strayed(position)->add(position, table.rowTime(), from);
   join(position, table.rowTime());
   Table& other = tableOf(cursor);
   other.openRow();

@@ -11,12 +11,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <span>
 #include <string>
 #include <tuple>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/sample_table.hpp"
@@ -55,7 +57,8 @@ namespace vtio::recorders {
 /// 7. Rows that a snapshot or an array shows do not change. While a table's rows are shown, its `time` is NaN: the
 ///    first update after that calls append().
 /// 8. The rows of a streamed table are in a file; in memory are those of its last two tiles and what snapshots and
-///    arrays refer to. It does not end by 4, and a position that has missed a row does not return to it.
+///    arrays refer to. It does not end by 4. A position that has missed a row does not return to it, and goes to no
+///    other table: its samples are strays, which the builder does not keep.
 /// 9. A snapshot holds the states of the tables, and shares those of the positions; of the cursors it
 ///    holds only those that are not after their table's last row: the positions that have missed it.
 class TableBuilder final {
@@ -104,7 +107,8 @@ class TableBuilder final {
   /// Positions that were recorded together get the same table.
   [[nodiscard]] Samples samples(std::uint32_t position);
 
-  /// The kept samples of a position in the tables that they were recorded in, oldest first.
+  /// The kept samples of a position in the tables that they were recorded in, oldest first; a run without rows if there
+  /// are none.
   [[nodiscard]] std::vector<Samples> runs(std::uint32_t position);
 
   /// From now on the sink is told of rows; null: of none any more. It must outlive its use.
@@ -122,6 +126,19 @@ class TableBuilder final {
   /// @param offsets Of each position in a row. @param rowBytes Of a row.
   Ref<Table> gather(std::span<const std::uint32_t> positions, std::span<const std::uint32_t> offsets,
                     std::uint32_t rowBytes);
+
+  /// Makes a position's samples strays, those recorded so far included unless they are rows of its streamed table.
+  /// @return False if the file does not take them.
+  bool makeStray(std::uint32_t position);
+
+  /// The samples of a position that takes strays are in the file, and none of them in a table of the builder.
+  void forgetRows(std::uint32_t position);
+
+  /// True if the builder went back to a snapshot since this was asked last.
+  [[nodiscard]] bool takeWentBack() { return std::exchange(wentBack_, false); }
+
+  /// Most samples kept of a position; 0 means no limit.
+  [[nodiscard]] std::uint64_t maxPoints(std::uint32_t position) const { return positions_[position].maxPoints; }
 
   /// Takes note that a table is streamed as the one of this number.
   void setStreamed(std::uint32_t number, Ref<Table> table);
@@ -165,7 +182,9 @@ class TableBuilder final {
     std::uint32_t bytes;
     std::uint32_t source;  // the position whose samples it has: itself, or that of share()
     bool hasTexts;
-    bool goesBack;  // is in goingBack_
+    bool goesBack;       // is in goingBack_
+    bool isStray;        // its samples go to the sink's strays
+    std::size_t offset;  // in a row without rows, of all positions
     std::vector<SampleRun> runs;
   };
 
@@ -204,6 +223,12 @@ class TableBuilder final {
   void moveSample(Table& table, std::uint32_t position);
 
   // Streaming.
+  [[nodiscard]] StraySink* straySink() const { return sink_ != nullptr ? sink_->strays() : nullptr; }
+  [[nodiscard]] StraySink* strayed(std::uint32_t position) const {
+    return positions_[position].isStray ? straySink() : nullptr;
+  }
+  void addStray(std::uint32_t position, double time, const void* data);
+  void addRowsAsStrays(std::uint32_t position, StraySink& strays);
   void copyRows(std::uint32_t position, std::uint32_t offset, Tile& tile);
   void moveTo(const Ref<Table>& table, std::uint32_t position, std::uint32_t offset);
 
@@ -213,9 +238,11 @@ class TableBuilder final {
                                                  std::uint64_t maxPoints);
   [[nodiscard]] Ref<Run> archive(std::uint32_t position, const std::vector<Piece>& pieces,
                                  const BuilderSnapshot* snapshot) const;
+  [[nodiscard]] Samples noSamples(std::uint32_t position);
   [[nodiscard]] Samples joined(std::uint32_t position, const std::vector<Piece>& pieces);
 
   // Stepping back.
+  [[nodiscard]] bool hadSamples(const BuilderSnapshot& snapshot, std::uint32_t position) const;
   [[nodiscard]] bool allGoBackTo(const BuilderSnapshot& snapshot) const;
   void restoreAll(const BuilderSnapshot& snapshot);
   void restoreCursor(std::uint32_t position, const BuilderSnapshot& snapshot);
@@ -240,6 +267,11 @@ class TableBuilder final {
   std::size_t joinedSwept_ = 0;  // entries that were in use when unused ones were last removed
   std::shared_ptr<const vtu::SampleTable> empty_;
   std::string scratch_;
+  std::vector<std::byte> strayRow_;
+  TextStore strayTexts_;
+  double strayTime_ = std::numeric_limits<double>::quiet_NaN();
+  std::size_t rowOfAll_ = 0;  // bytes of a row of all positions
+  bool wentBack_ = false;
   RowSink* sink_ = nullptr;
   std::vector<Ref<Table>> streamed_;  // by their numbers in the file
 };

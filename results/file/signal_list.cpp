@@ -82,6 +82,7 @@ class ListReader {
 
   std::vector<SignalInfo> read() {
     for (const std::string& variable : variableNames(source_.file(), path_)) readVariable(variable);
+    readLateElements();
     addUnnamed();
     nameArrays();
     return std::move(signals_);
@@ -101,6 +102,14 @@ class ListReader {
     element_ = {};
     element_.dataset = textOf(dataset.get());
     for (std::size_t i = 0; i < count; ++i) readElement(Record(columns.get(), i, count));
+  }
+
+  void readLateElements() {
+    for (const vtu::QatLateElement& late : vtu::qatLateElements(*source_.file())) {
+      element_ = {};
+      element_.dataset = late.dataset;
+      readElement(Record(late.element.get()));
+    }
   }
 
   // Whether a variable is a structure with a dataset that has elements; anything else holds no signals.
@@ -221,12 +230,18 @@ class ListReader {
     times_.place(signal, {table, number, column.first, column.begin, column.count});
   }
 
+  // A column without a name holds nothing: its samples are in another table.
+  bool isUnused(std::uint32_t table, std::uint32_t column) const {
+    return named_.contains({table, column}) || source_.samples().columns(table)[column].name.empty() ||
+           source_.samples().isElsewhere(table, column);
+  }
+
   void addUnnamed() {
     element_ = {};
     for (const std::uint32_t table : source_.samples().tables()) {
       const std::size_t count = source_.samples().columns(table).size();
       for (std::uint32_t column = 0; column < count; ++column) {
-        if (named_.contains({table, column})) continue;
+        if (isUnused(table, column)) continue;
         SignalInfo signal;
         addColumn(signal, table, column);
         signals_.push_back(std::move(signal));

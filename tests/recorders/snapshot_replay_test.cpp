@@ -144,6 +144,10 @@ void Replay::play(bool isStreamed) {
         } else if (random() % 4 == 0) {
           session_.captureSnapshot(true);
           initial = now_;
+          if (isStreamed) {  // a step back beyond it would give its strays up
+            session_.clearSnapshots();
+            snapshots.clear();
+          }
         } else {
           session_.limitSnapshots(3);
           while (snapshots.size() > 3) snapshots.pop_front();

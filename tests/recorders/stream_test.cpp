@@ -31,6 +31,16 @@ const qxArray* elementsOf(const qxArray* variable) {
   return qxGetField(qxGetField(variable, 0, "Dataset"), 0, "Elements");
 }
 
+/// The element of a name; null if there is none.
+const qxArray* elementOf(const qxArray* variable, const std::string& name) {
+  const qxArray* elements = elementsOf(variable);
+  for (std::size_t i = 0; i < qxGetNumberOfElements(elements); ++i) {
+    const qxArray* element = qxGetCell(elements, i);
+    if (text(qxGetField(element, 0, "Name")) == name) return element;
+  }
+  return nullptr;
+}
+
 /// A model with signals of every kind, which records into memory or into a file.
 class Rig {
  public:
@@ -314,6 +324,8 @@ TEST_F(Streamed, RunIsReadableWhileItGoesOnAndAfterItIsKilled) {
     Rig rig(&file_, 1000);
     rig.session.captureSnapshot(true);
     for (std::uint64_t k = 0; k < 5000; ++k) rig.step(k, 0);
+    rig.session.flush();
+    rig.addLate();
     rig.session.captureSnapshot(false);
     for (std::uint64_t k = 5000; k < 9000; ++k) rig.step(k, 1);
     rig.session.flush();
@@ -326,23 +338,22 @@ TEST_F(Streamed, RunIsReadableWhileItGoesOnAndAfterItIsKilled) {
   char byte = 0;
   ASSERT_EQ(read(ends[0], &byte, 1), 1);
   Rig memory(nullptr);
-  for (std::uint64_t k = 0; k < 8000; ++k) memory.step(k, k < 5000 ? 0 : 2);
+  for (std::uint64_t k = 0; k < 8000; ++k) {
+    if (k == 5000) memory.addLate();
+    memory.step(k, k < 5000 ? 0 : 2);
+  }
   const vtu::qxArrayWrapper expected = memory.dataset();
-  // What goes to the tables of the file is there; the rest is in memory until the file is closed.
+  // All but the signal with a limit of points, which is in memory until the file is closed.
   const auto check = [&] {
     const vtu::QatFileWrapper open(file_.path(), "r");
     ASSERT_TRUE(open) << qatLastError();
     const vtu::qxArrayWrapper variable = open.variable(kVariable);
     ASSERT_TRUE(variable) << qatLastError();
-    for (const char* name : {"m", "c", "on", "s", "b", "nv", "each", "slow"}) {
-      bool isFound = false;
-      for (std::size_t i = 0; i < qxGetNumberOfElements(elementsOf(expected.get())); ++i) {
-        const qxArray* element = qxGetCell(elementsOf(expected.get()), i);
-        if (text(qxGetField(element, 0, "Name")) != name) continue;
-        isFound = true;
-        EXPECT_EQ(difference(element, qxGetCell(elementsOf(variable.get()), i)), "") << name;
-      }
-      EXPECT_TRUE(isFound) << name;
+    for (const char* name :
+         {"x", "m", "c", "on", "s", "b", "nv", "each", "fast", "slow", "triggered", "stops", "late"}) {
+      const qxArray* element = elementOf(expected.get(), name);
+      ASSERT_NE(element, nullptr) << name;
+      EXPECT_EQ(difference(element, elementOf(variable.get(), name)), "") << name;
     }
   };
   check();
@@ -351,12 +362,22 @@ TEST_F(Streamed, RunIsReadableWhileItGoesOnAndAfterItIsKilled) {
   check();
   ASSERT_TRUE(vtu::QatFileWrapper(file_.path(), "u")) << qatLastError();
   check();
+  const vtu::QatFileWrapper plain(file_.path(), "r");
+  EXPECT_TRUE(vtu::QatSamples(*plain.get()).isComplete());
 }
 
 /// A run of some signals that is killed. Its child reports how many rows are flushed at least.
 class StreamedKills : public Streamed {
  protected:
   static constexpr std::size_t kSignals = 30;
+  static constexpr std::size_t kRegular = 26;  // the others miss rows, and the last two come late
+
+  static constexpr std::uint64_t kLate = 300;
+
+  static bool hasSample(std::size_t signal, std::uint64_t k) {
+    if (signal >= kSignals - 2 && k < kLate) return false;
+    return signal < kRegular || (k * 2654435761U >> 7U) % 16 != signal - kRegular;
+  }
 
   static double valueOf(std::size_t signal, std::uint64_t k, std::uint64_t way) {
     return static_cast<double>(k) + 1e6 * static_cast<double>(way) + 0.01 * static_cast<double>(signal);
@@ -369,19 +390,24 @@ class StreamedKills : public Streamed {
     RecordingSession session(catalogue);
     session.flushInterval(1000);
     std::vector<std::unique_ptr<Scalar>> accessors;
-    for (std::size_t i = 0; i < kSignals; ++i) {
-      const SignalDescriptor& descriptor =
-          catalogue.createSignalDescriptor({.root = leaf(u"x"), .name = u"x", .blockPath = {u"b"}, .port = i});
+    const auto attachOne = [&] {
+      const SignalDescriptor& descriptor = catalogue.createSignalDescriptor(
+          {.root = leaf(u"x"), .name = u"x", .blockPath = {u"b"}, .port = accessors.size()});
       accessors.push_back(std::make_unique<Scalar>(descriptor, catalogue.disabledLoggingIntervals()));
       session.attach(descriptor, *accessors.back());
-    }
+    };
+    while (accessors.size() < kSignals - 2) attachOne();
     std::uint64_t k = 0, way = 0, snapshot = 0;
     const auto tell = [pipe](std::uint64_t rows) {
       if (write(pipe, &rows, sizeof rows) < 0) _exit(2);
     };
     for (bool isCaptured = false;;) {
       for (std::uint64_t end = k + 1 + random() % 200; k < end; ++k) {
-        for (std::size_t i = 0; i < kSignals; ++i) {
+        if (k == kLate) {
+          while (accessors.size() < kSignals) attachOne();
+        }
+        for (std::size_t i = 0; i < accessors.size(); ++i) {
+          if (!hasSample(i, k)) continue;
           const double time = static_cast<double>(k), value = valueOf(i, k, way);
           accessors[i]->update(&time, &value, 0);
         }
@@ -423,15 +449,40 @@ class StreamedKills : public Streamed {
     return flushed;
   }
 
+  /// A signal that misses rows or came late: every flushed sample in order, of the way that the rows are of.
+  static void checkStrays(std::size_t signal, const std::vector<double>& times, const std::vector<double>& data,
+                          const std::vector<double>& ways, std::uint64_t flushed) {
+    ASSERT_EQ(times.size(), data.size());
+    std::uint64_t k = signal < kSignals - 2 ? 0 : kLate;
+    for (std::size_t i = 0; i < data.size(); ++i, ++k) {
+      while (!hasSample(signal, k)) ++k;
+      ASSERT_EQ(times[i], static_cast<double>(k)) << "signal " << signal << " sample " << i;
+      ASSERT_LE(k, ways.size()) << "signal " << signal;
+      if (k == ways.size()) continue;  // a step back lets the tables give their last row again with the next flush
+      ASSERT_EQ(data[i], valueOf(signal, k, static_cast<std::uint64_t>(ways[k]))) << "signal " << signal << " at " << k;
+    }
+    while (k < flushed && !hasSample(signal, k)) ++k;
+    ASSERT_GE(k, flushed) << "signal " << signal;
+  }
+
   void check(std::uint64_t flushed, const char* mode) const {
     const vtu::QatFileWrapper open(file_.path(), mode);
     ASSERT_TRUE(open) << qatLastError();
     const vtu::qxArrayWrapper variable = open.variable(kVariable);
     ASSERT_TRUE(variable) << qatLastError();
     std::vector<double> ways;
-    for (std::size_t i = 0; i < kSignals; ++i) {
+    const std::size_t elements = qxGetNumberOfElements(elementsOf(variable.get()));
+    ASSERT_LE(elements, kSignals);
+    if (flushed > kLate) {
+      ASSERT_EQ(elements, kSignals);
+    }
+    for (std::size_t i = 0; i < elements; ++i) {
       const qxArray* values = qxGetField(qxGetCell(elementsOf(variable.get()), i), 0, "Values");
       const std::vector<double> data = numbers<double>(qxGetField(values, 0, "Data"));
+      if (i >= kRegular) {
+        checkStrays(i, numbers<double>(qxGetField(values, 0, "Time")), data, ways, flushed);
+        continue;
+      }
       ASSERT_GE(data.size(), flushed) << "signal " << i;
       for (std::size_t k = 0; k < data.size(); ++k) {
         if (i == 0) ways.push_back(std::floor(data[k] / 1e6));

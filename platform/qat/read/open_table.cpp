@@ -63,15 +63,23 @@ void setBlocks(OpenTable::Values& values, std::size_t elementSize) {
 
 }  // namespace
 
+OpenTable::~OpenTable() = default;
+
+const StoredColumn& OpenTable::column(std::uint32_t number) {
+  const auto& all = columns();
+  atPlace(kColumnsMember, [&] { requireRange(number, 1, all.size(), "columns"); });
+  return all[number];
+}
+
 /// Opens a dataset; what HDF5 remembers of a file that has grown is read again.
-Handle OpenTable::open(const std::string& name) const {
+Handle FileTable::open(const std::string& name) const {
   Handle dataset = openDataset(source_, group_.get(), name);
   if (refreshed_) checked(H5Drefresh(dataset.get()), kDamaged, "a dataset cannot be read again");
   requireChunks(dataset.get(), MemoryBudget(source_.bytes.size()));
   return dataset;
 }
 
-void OpenTable::openTimes() {
+void FileTable::openTimes() {
   if (times_) return;
   onMember(kTimeMember, [this] {
     times_ = open(kTimeMember);
@@ -79,16 +87,16 @@ void OpenTable::openTimes() {
   });
 }
 
-std::uint64_t OpenTable::rows() {
+std::uint64_t FileTable::rows() {
   openTimes();
   return rows_;
 }
 
-bool OpenTable::isComplete() {
+bool FileTable::isComplete() {
   return atPlace(path_, [this] { return !hasMember(group_.get(), kRowsMember); });
 }
 
-const std::vector<StoredColumn>& OpenTable::columns() {
+const std::vector<StoredColumn>& FileTable::columns() {
   if (!columns_) {
     auto columns = onMember(kColumnsMember, [this] { return readRecords(); });
     takeValidRows(columns);
@@ -100,13 +108,7 @@ const std::vector<StoredColumn>& OpenTable::columns() {
   return *columns_;
 }
 
-const StoredColumn& OpenTable::column(std::uint32_t number) {
-  const auto& all = columns();
-  onMember(kColumnsMember, [&] { requireRange(number, 1, all.size(), "columns"); });
-  return all[number];
-}
-
-std::vector<StoredColumn> OpenTable::readRecords() {
+std::vector<StoredColumn> FileTable::readRecords() {
   const Handle dataset = open(kColumnsMember);
   const std::size_t count = extentsOfRank(dataset.get(), 1).front();
   const RecordLayout layout(typeOf(dataset.get()).get());
@@ -120,7 +122,7 @@ std::vector<StoredColumn> OpenTable::readRecords() {
 }
 
 /// While a file is written, the number of valid rows is in a dataset of its own.
-void OpenTable::takeValidRows(std::vector<StoredColumn>& columns) {
+void FileTable::takeValidRows(std::vector<StoredColumn>& columns) {
   if (!hasMember(group_.get(), kRowsMember)) return;
   onMember(kRowsMember, [&] {
     const Handle rows = open(kRowsMember);
@@ -131,7 +133,7 @@ void OpenTable::takeValidRows(std::vector<StoredColumn>& columns) {
   });
 }
 
-const OpenTable::Values& OpenTable::values(ElementKind kind) {
+const OpenTable::Values& FileTable::values(ElementKind kind) {
   const std::string name = elementClassName(kind);
   const auto known = values_.find(name);
   if (known != values_.end()) return known->second;
@@ -148,14 +150,14 @@ const OpenTable::Values& OpenTable::values(ElementKind kind) {
   });
 }
 
-void OpenTable::readTimes(std::uint64_t first, std::uint64_t count, double* out) {
+void FileTable::readTimes(std::uint64_t first, std::uint64_t count, double* out) {
   onMember(kTimeMember, [&] {
     requireRange(first, count, rows(), "rows");
     readRectangle<1>(times_.get(), H5T_NATIVE_DOUBLE, {first}, {count}, out);
   });
 }
 
-void OpenTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t firstRow,
+void FileTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t firstRow,
                           std::uint64_t count, void* out) {
   if (width == 0 || count == 0) return;
   const Values& from = values(kind);
@@ -169,7 +171,7 @@ void OpenTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint
   std::transform(flags, flags + width * count, flags, [](unsigned char c) -> unsigned char { return c != 0; });
 }
 
-std::string_view OpenTable::text(TextCell cell) {
+std::string_view FileTable::text(TextCell cell) {
   if (cell.bytes == 0) return {};
   return onMember(kTextBytesMember, [&] {
     if (!texts_) {
@@ -184,7 +186,7 @@ std::string_view OpenTable::text(TextCell cell) {
   });
 }
 
-void OpenTable::moveWindow(std::uint64_t first, std::uint64_t count) {
+void FileTable::moveWindow(std::uint64_t first, std::uint64_t count) {
   constexpr std::uint64_t kWindow = 64U << 10U;
   const std::uint64_t bytes = std::min(std::max(count, kWindow), texts_->size - first);
   MemoryBudget(source_.bytes.size()).require(bytes, 1);
@@ -193,7 +195,7 @@ void OpenTable::moveWindow(std::uint64_t first, std::uint64_t count) {
   readRectangle<1>(texts_->dataset.get(), H5T_NATIVE_UINT8, {first}, {bytes}, texts_->bytes.data());
 }
 
-void OpenTable::refresh() {
+void FileTable::refresh() {
   refreshed_ = true;
   times_.reset();
   columns_.reset();

@@ -20,42 +20,43 @@
 
 namespace vtu::qat {
 
-/// A table that is open. Opens its datasets on first use. Every function throws Failure.
-class OpenTable final {
+/// A table that is open. Every function throws Failure.
+class OpenTable {
  public:
   /// The values of one element class.
   struct Values {
-    Handle dataset;
+    Handle dataset;  // null if they are in several
     std::uint64_t rows = 0;
     std::uint64_t columns = 0;
     std::uint64_t blockRows = 1;  // rows and columns that are best read at once: whole chunks, about a megabyte
     std::uint64_t blockColumns = 1;
   };
 
-  /// @param path Of the group, for errors.
-  OpenTable(const Source& source, std::string path, Handle group)
-      : source_(source), path_(std::move(path)), group_(std::move(group)) {}
+  OpenTable() = default;
+  OpenTable(const OpenTable&) = delete;
+  OpenTable& operator=(const OpenTable&) = delete;
+  virtual ~OpenTable();
 
-  [[nodiscard]] std::uint64_t rows();
+  [[nodiscard]] virtual std::uint64_t rows() = 0;
 
   /// False while the table is written: it counts its valid rows then.
-  [[nodiscard]] bool isComplete();
+  [[nodiscard]] virtual bool isComplete() = 0;
 
-  /// One per record, checked to fit the table's rows. Valid until refresh().
-  [[nodiscard]] const std::vector<StoredColumn>& columns();
+  /// One per record, checked to fit the table's rows. Valid until the tables are refreshed.
+  [[nodiscard]] virtual const std::vector<StoredColumn>& columns() = 0;
   [[nodiscard]] const StoredColumn& column(std::uint32_t number);
 
-  /// The dataset of an element class. Valid until refresh().
-  [[nodiscard]] const Values& values(ElementKind kind);
+  /// The values of an element class. Valid until the tables are refreshed.
+  [[nodiscard]] virtual const Values& values(ElementKind kind) = 0;
 
-  void readTimes(std::uint64_t first, std::uint64_t count, double* out);
+  virtual void readTimes(std::uint64_t first, std::uint64_t count, double* out) = 0;
 
   /// Reads elements of one class, count rows of width; logicals as 0 and 1, texts as cells of a row.
-  void readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t firstRow,
-                 std::uint64_t count, void* out);
+  virtual void readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t firstRow,
+                         std::uint64_t count, void* out) = 0;
 
   /// The bytes of a text, valid until the next call.
-  [[nodiscard]] std::string_view text(TextCell cell);
+  [[nodiscard]] virtual std::string_view text(TextCell cell) = 0;
 
   /// Calls `take` with the bytes of each text of a leaf in rows [firstRow, firstRow + count), row by row.
   template <typename Take>
@@ -72,6 +73,23 @@ class OpenTable final {
       }
     }
   }
+};
+
+/// A table in the group of tables. Opens its datasets on first use.
+class FileTable final : public OpenTable {
+ public:
+  /// @param path Of the group, for errors.
+  FileTable(const Source& source, std::string path, Handle group)
+      : source_(source), path_(std::move(path)), group_(std::move(group)) {}
+
+  [[nodiscard]] std::uint64_t rows() override;
+  [[nodiscard]] bool isComplete() override;
+  [[nodiscard]] const std::vector<StoredColumn>& columns() override;
+  [[nodiscard]] const Values& values(ElementKind kind) override;
+  void readTimes(std::uint64_t first, std::uint64_t count, double* out) override;
+  void readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t firstRow,
+                 std::uint64_t count, void* out) override;
+  [[nodiscard]] std::string_view text(TextCell cell) override;
 
   /// Closes what is open and discards what was read.
   void refresh();

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
+#include <numeric>
 #include <optional>
 
 #include "platform/qat/failure.hpp"
 #include "platform/qat/file.hpp"
+#include "platform/qat/read/merged_table.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -40,8 +42,42 @@ std::vector<std::uint32_t> OpenTables::numbers() {
   return numbers;
 }
 
+Strays& OpenTables::strays() {
+  if (!strays_) strays_ = std::make_unique<Strays>(source_);
+  return *strays_;
+}
+
+std::vector<std::uint32_t> OpenTables::mergedNumbers() {
+  std::vector<std::uint32_t> numbers(strays().leaves().size());
+  std::iota(numbers.begin(), numbers.end(), kFirstMerged);
+  return numbers;
+}
+
+Reference OpenTables::resolve(const Reference& reference) {
+  const auto leaf = strays().find({reference.table, reference.column});
+  return leaf ? Reference{kFirstMerged + static_cast<std::uint32_t>(*leaf), 0, reference.part} : reference;
+}
+
+std::unique_ptr<OpenTable> OpenTables::merge(std::uint32_t number) {
+  const auto& leaves = strays().leaves();
+  if (number - kFirstMerged >= leaves.size()) throw Failure(kDamaged, "no such leaf");
+  const Strays::Leaf& leaf = leaves[number - kFirstMerged];
+  return atPlace(kStraysGroup, [&] {
+    const auto [table, column] = leaf.place;
+    if (leaf.described) return std::make_unique<MergedTable>(strays(), leaf, nullptr, *leaf.described);
+    if (table >= kFirstMerged) throw Failure(kDamaged, "strays of a signal without a description");
+    OpenTable& of = this->table(table);
+    return std::make_unique<MergedTable>(strays(), leaf, &of, of.column(column));
+  });
+}
+
 OpenTable& OpenTables::table(std::uint32_t number) {
-  std::unique_ptr<OpenTable>& table = tables_[number];
+  if (number >= kFirstMerged) {
+    std::unique_ptr<OpenTable>& merged = merged_[number];
+    if (!merged) merged = merge(number);
+    return *merged;
+  }
+  std::unique_ptr<FileTable>& table = tables_[number];
   if (!table) {
     const std::string name = std::to_string(number);
     table = atPlace(pathOf(name), [&] {
@@ -53,14 +89,14 @@ OpenTable& OpenTables::table(std::uint32_t number) {
   return *table;
 }
 
-std::unique_ptr<OpenTable> OpenTables::open(const std::string& name) {
+std::unique_ptr<FileTable> OpenTables::open(const std::string& name) {
   H5L_info_t info;
   checked(H5Lget_info(group(), name.c_str(), &info, H5P_DEFAULT), kDamaged, "a member cannot be found");
   if (info.type == H5L_TYPE_EXTERNAL) return openElsewhere(name, info.u.val_size);
-  return std::make_unique<OpenTable>(source_, pathOf(name), openGroup(source_, group(), name));
+  return std::make_unique<FileTable>(source_, pathOf(name), openGroup(source_, group(), name));
 }
 
-std::unique_ptr<OpenTable> OpenTables::openElsewhere(const std::string& name, std::size_t linkSize) {
+std::unique_ptr<FileTable> OpenTables::openElsewhere(const std::string& name, std::size_t linkSize) {
   std::string value(linkSize, '\0');
   checked(H5Lget_val(group(), name.c_str(), value.data(), value.size(), H5P_DEFAULT), kDamaged,
           "a link cannot be read");
@@ -80,11 +116,13 @@ std::unique_ptr<OpenTable> OpenTables::openElsewhere(const std::string& name, st
   }
   const Source there = other->source();
   const Handle samples = openGroup(there, there.root, kSamplesGroup);
-  return std::make_unique<OpenTable>(there, pathOf(name), openGroup(there, samples.get(), name));
+  return std::make_unique<FileTable>(there, pathOf(name), openGroup(there, samples.get(), name));
 }
 
 void OpenTables::refresh() {
   source_.integrity.forget();
+  merged_.clear();
+  strays_.reset();
   for (auto& [name, file] : otherFiles_) file->source().integrity.forget();
   for (auto& [number, table] : tables_) table->refresh();
 }

@@ -97,7 +97,7 @@ qalc::ArrayPtr PartReader::wholeColumn(const Column& column, std::size_t rows) {
     case Column::Form::numbers:
       return qalc::ArrayPtr(qxShareArray(column.numbers.get()));
     case Column::Form::references:
-      if (samplesAre(Samples::references)) return referenceRows(column.references);
+      if (samplesAre(Samples::references)) return referenceRows(resolved(column.references));
       return cellsOfColumn(column, rows);
     case Column::Form::columns: {
       std::vector<std::string> names;

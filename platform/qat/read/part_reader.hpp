@@ -17,6 +17,9 @@ class PartReader final : private Reader {
  public:
   PartReader(const Source& source, QatPartSamples samples);
 
+  /// The elements of datasets that came late. @throws Failure
+  [[nodiscard]] std::vector<LateElement> lateElements() { return readLateElements(); }
+
   /// @param link Of the variable. @throws Failure
   [[nodiscard]] qalc::ArrayPtr read(const std::string& link, const std::vector<std::string>& path);
 

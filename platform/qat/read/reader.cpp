@@ -27,9 +27,27 @@ Reader::Reader(const Source& source)
     : source_(source), budget_(source.bytes.size()), texts_(source.bytes, budget_), samples_(source, budget_) {}
 
 qalc::ArrayPtr Reader::readVariable(hid_t group, const std::string& link) {
-  qalc::ArrayPtr array = readMember(group, link);
+  qalc::ArrayPtr array = readWhole(group, link);
   loadSamples();
   return array;
+}
+
+qalc::ArrayPtr Reader::readLazily(hid_t group, const std::string& link) {
+  setSamples(Samples::lazy);
+  return readWhole(group, link);
+}
+
+qalc::ArrayPtr Reader::readWhole(hid_t group, const std::string& link) {
+  qalc::ArrayPtr array = hasMember(group, link) ? readMember(group, link) : nullptr;
+  array = withLateElements(std::move(array), decodeName(link), readLateElements());
+  if (!array) throw Failure(kAbsent, "no such variable");
+  return array;
+}
+
+std::vector<LateElement> Reader::readLateElements() {
+  const auto& descriptions = samples_.tables().strays().descriptions();
+  if (descriptions.empty()) return {};
+  return lateElements(descriptions, [this](const Reference& reference) { return samplesOf(reference); });
 }
 
 qalc::ArrayPtr Reader::readAt(haddr_t address) {
@@ -197,10 +215,16 @@ std::vector<std::size_t> Reader::dimsAttribute(hid_t object) {
   return dims;
 }
 
+std::vector<Reference> Reader::resolved(std::vector<Reference> references) {
+  for (Reference& reference : references) reference = samples_.resolve(reference);
+  return references;
+}
+
 qalc::ArrayPtr Reader::samplesOf(const Reference& reference) {
   if (samplesAs_ == Samples::found) tables_.insert(reference.table);
-  if (samplesAs_ != Samples::resolved) return referenceRows({reference});
-  return samples_.array(reference);
+  if (samplesAs_ == Samples::found) return referenceRows({reference});
+  if (samplesAs_ == Samples::references) return referenceRows({samples_.resolve(reference)});
+  return samplesAs_ == Samples::lazy ? samples_.lazyArray(reference) : samples_.array(reference);
 }
 
 }  // namespace vtu::qat

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/qalc_internal.hpp"
+#include "platform/qat/read/late_elements.hpp"
 #include "platform/qat/read/memory_budget.hpp"
 #include "platform/qat/read/sample_loader.hpp"
 #include "platform/qat/read/source.hpp"
@@ -24,11 +25,18 @@ class Reader {
  public:
   explicit Reader(const Source& source);
 
-  /// The array stored as the member `link` of a group, complete. @throws Failure
+  /// The array stored as the member `link` of a group, complete, with the elements that came late. @throws Failure
   [[nodiscard]] qalc::ArrayPtr readVariable(hid_t group, const std::string& link);
 
   /// The array stored in the object at an address, complete. @throws Failure
   [[nodiscard]] qalc::ArrayPtr readAt(haddr_t address);
+
+  /// The same, but arrays of samples read their values when they are asked for: as long as this exists, under the lock
+  /// of HDF5 calls. @throws Failure
+  [[nodiscard]] qalc::ArrayPtr readLazily(hid_t group, const std::string& link);
+
+  /// True if what readLazily() has given has strays.
+  [[nodiscard]] bool hasStrays() const { return samples_.hasStrays(); }
 
   /// Searches a member of a group for references, without reading its values. @throws Failure
   void findTables(hid_t group, const std::string& link);
@@ -40,7 +48,7 @@ class Reader {
   [[nodiscard]] std::string textAttribute(hid_t object, const char* name);
 
  protected:
-  enum class Samples { resolved, references, found };
+  enum class Samples { resolved, lazy, references, found };
 
   /// One field of a table.
   struct Column;
@@ -50,6 +58,8 @@ class Reader {
   void forgetObjects() { done_.clear(); }
   [[nodiscard]] bool samplesAre(Samples samples) const { return samplesAs_ == samples; }
   void loadSamples() { samples_.load(); }
+  [[nodiscard]] std::vector<LateElement> readLateElements();
+  [[nodiscard]] std::vector<Reference> resolved(std::vector<Reference> references);
 
   qalc::ArrayPtr readMember(hid_t group, const std::string& link);
   qalc::ArrayPtr readField(hid_t group, const std::string& link);
@@ -66,6 +76,7 @@ class Reader {
   MemoryBudget budget_;
 
  private:
+  qalc::ArrayPtr readWhole(hid_t group, const std::string& link);
   qalc::ArrayPtr readOnce(const Handle& object, haddr_t address);
   qalc::ArrayPtr readObject(hid_t object);
 

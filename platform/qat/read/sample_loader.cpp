@@ -62,10 +62,27 @@ void scatter(const Rectangle& block, const StoredColumn& leaf, std::byte* values
 
 }  // namespace
 
-qalc::ArrayPtr SampleLoader::array(const Reference& reference) {
-  if (reference.part > kTimesPart) throw Failure(kDamaged, "part " + std::to_string(reference.part) + " of a record");
+qalc::ArrayPtr SampleLoader::array(const Reference& stored) {
+  if (stored.part > kTimesPart) throw Failure(kDamaged, "part " + std::to_string(stored.part) + " of a record");
+  const Reference reference = tables_.resolve(stored);
   const qalc::ArrayPtr& known = reference.part == kTimesPart ? timesArray(reference) : valuesArray(reference);
   return qalc::ArrayPtr(qxShareArray(known.get()));
+}
+
+qalc::ArrayPtr SampleLoader::lazyArray(const Reference& stored) {
+  if (stored.part > kTimesPart) throw Failure(kDamaged, "part " + std::to_string(stored.part) + " of a record");
+  const Reference reference = tables_.resolve(stored);
+  hasStrays_ = hasStrays_ || reference.table >= OpenTables::kFirstMerged;
+  std::shared_ptr<const TableRows>& rows = rows_[reference.table];
+  if (!rows) {
+    StoredTable place;
+    if (reference.table < OpenTables::kFirstMerged) place = {path_, reference.table, {}};
+    rows = std::make_shared<const TableRows>(tables_.table(reference.table), std::move(place));
+  }
+  const SampleColumn leaf = rows->leaf(reference.column);
+  qxArrayWrapper array =
+      reference.part == kTimesPart ? sampledTimes(rows, leaf.first, leaf.count) : sampledArray(rows, leaf);
+  return qalc::ArrayPtr(array.release());
 }
 
 void SampleLoader::load() {

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
+#include <string>
 #include <tuple>
 #include <unordered_map>
 #include <vector>
@@ -11,6 +13,7 @@
 #include "platform/qalc_internal.hpp"
 #include "platform/qat/read/memory_budget.hpp"
 #include "platform/qat/read/open_tables.hpp"
+#include "platform/qat/read/table_rows.hpp"
 
 namespace vtu::qat {
 
@@ -20,10 +23,22 @@ namespace vtu::qat {
 /// arguments.
 class SampleLoader final {
  public:
-  SampleLoader(const Source& source, MemoryBudget& budget) : tables_(source), budget_(budget) {}
+  SampleLoader(const Source& source, MemoryBudget& budget) : tables_(source), path_(source.path), budget_(budget) {}
 
   /// The array that a reference refers to; it has values after load(). @throws Failure
   [[nodiscard]] qalc::ArrayPtr array(const Reference& reference);
+
+  /// The array that a reference refers to, which reads its values itself, as long as this exists and under the lock of
+  /// HDF5 calls. @throws Failure
+  [[nodiscard]] qalc::ArrayPtr lazyArray(const Reference& reference);
+
+  /// True if lazyArray() has given strays.
+  [[nodiscard]] bool hasStrays() const { return hasStrays_; }
+
+  [[nodiscard]] OpenTables& tables() { return tables_; }
+
+  /// Where the samples of a reference are: see OpenTables.
+  [[nodiscard]] Reference resolve(const Reference& reference) { return tables_.resolve(reference); }
 
   /// Fills the arrays that are still in use. @throws Failure
   void load();
@@ -47,6 +62,9 @@ class SampleLoader final {
   void loadTexts(OpenTable& table, const Wanted& leaf);
 
   OpenTables tables_;
+  std::map<std::uint32_t, std::shared_ptr<const TableRows>> rows_;
+  std::string path_;
+  bool hasStrays_ = false;
   MemoryBudget& budget_;
   std::map<std::uint32_t, std::unordered_map<std::uint32_t, Wanted>> values_;  // by table and column
   std::map<Times, qalc::ArrayPtr> times_;

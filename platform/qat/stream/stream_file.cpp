@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <set>
 
 #include "platform/qat/driver.hpp"
 #include "platform/qat/failure.hpp"
 #include "platform/qat/file.hpp"
 #include "platform/qat/file_format.hpp"
 #include "platform/qat/names.hpp"
+#include "platform/qat/stream/unfinished.hpp"
 #include "platform/qat/superblock.hpp"
 #include "platform/qat/write/remove_link.hpp"
 
@@ -41,6 +43,16 @@ Handle makeGroup(hid_t parent, const std::string& link, unsigned known) {
   keepLinksInHeader(list.get(), kMost, std::min(known + kMore, kMost));
   return Handle(checked(H5Gcreate2(parent, link.c_str(), H5P_DEFAULT, list.get(), H5P_DEFAULT), kStorage,
                         "cannot make a group for samples"));
+}
+
+/// Lets the cells of texts point to copies that are kept. @param textOf Gives the text of a cell.
+template <typename TextOf>
+void keepTexts(std::byte* cells, std::size_t bytes, std::unordered_set<std::string>& texts, const TextOf& textOf) {
+  for (std::byte* at = cells; at != cells + bytes; at += TextCell::kBytesInRow) {
+    const TextCell cell = TextCell::fromRow(at);
+    const std::string& kept = *texts.insert(std::string(textOf(cell))).first;
+    TextCell{reinterpret_cast<std::uintptr_t>(kept.data()), cell.bytes}.toRow(at);
+  }
 }
 
 std::string linkOf(std::size_t table) { return std::string(kSamplesGroup) + "/" + std::to_string(table); }
@@ -132,6 +144,8 @@ void StreamFile::layOut(std::span<const StreamVariable> variables, std::span<con
         keepWithoutLink(root_.get(), link);
       });
     }
+    strays_.emplace(*kit_, guard_, root_.get());
+    linkCounts();
     letReadersIn();
   });
   for (std::uint32_t k = 0; k < tables.size(); ++k) {
@@ -143,6 +157,14 @@ void StreamFile::layOut(std::span<const StreamVariable> variables, std::span<con
     }
   }
   flush(false);
+}
+
+/// What says that the file is being written is in it before there are links to it.
+void StreamFile::linkCounts() {
+  flushLibrary();
+  for (const auto& table : tables_) table->linkCounts();
+  places_.linkCounts();
+  strays_->link(root_.get());
 }
 
 /// Nothing that readers find is moved or made from now on.
@@ -157,6 +179,17 @@ void StreamFile::append(std::uint32_t table, const SampleTable& source, std::uin
   requireLive();
   if (full_) throw Failure(kDiskFull, "the disk is full");
   writing([&] { this->table(table).append(source, first, count); });
+}
+
+void StreamFile::append(const StrayBuffer& strays) {
+  requireLive();
+  if (full_) throw Failure(kDiskFull, "the disk is full");
+  writing([&] { strays_->append(strays, places_); });
+}
+
+void StreamFile::keep(LeafPlace leaf, std::uint64_t samples) {
+  requireLive();
+  writing([&] { places_.keep(leaf, samples); });
 }
 
 void StreamFile::endLeaf(std::uint32_t table, std::uint32_t leaf, std::optional<std::uint64_t> row) {
@@ -177,6 +210,7 @@ void StreamFile::flush(bool toDisk) {
   requireLive();
   writing([&] {
     for (const auto& table : tables_) table->flushRows();
+    strays_->flushRows();
     flushLibrary();
     writeCounts();
     if (toDisk && fdatasync(lock_->file().get()) != 0) {
@@ -187,12 +221,14 @@ void StreamFile::flush(bool toDisk) {
 
 void StreamFile::writeCounts() {
   for (const auto& table : tables_) table->writeCounts();
+  strays_->writeCounts();
 }
 
 QatStream::Mark StreamFile::mark() const {
   QatStream::Mark mark;
   mark.rows.reserve(tables_.size());
   for (const auto& table : tables_) mark.rows.push_back(table->rows());
+  if (strays_) mark.strays = strays_->mark();
   return mark;
 }
 
@@ -202,6 +238,8 @@ void StreamFile::stepBack(const QatStream::Mark& mark) {
     throw Failure(kBadArgument, "the mark to step back to is of another file");
   }
   writing([&] {
+    strays_->rewind(mark.strays);
+    if (strays_->mustTakeBack()) strays_->writeCounts();
     for (std::size_t k = 0; k < tables_.size(); ++k) {
       tables_[k]->rewind(std::min(mark.rows[k], tables_[k]->rows()));
     }
@@ -213,6 +251,8 @@ void StreamFile::stepBack(const QatStream::Mark& mark) {
 
 void StreamFile::releaseHandles() {
   for (const auto& table : tables_) table->close();
+  strays_.reset();
+  places_.close();
   root_.reset();
 }
 
@@ -224,25 +264,37 @@ void StreamFile::close(std::span<const StreamVariable> variables) {
   }
   if (state_ == State::live) flush(false);
   const bool wasLive = state_ == State::live;
+  const bool hasStrays = strays_ && strays_->mark().strays > 0;
   state_ = State::closed;
   writing([&] {
     lock_->keepReadersOut();
     releaseHandles();
     if (!file_.close()) throwLibraryFailure(kStorage, "cannot be closed");
   });
-  if (wasLive) finish(variables);
+  if (wasLive) finish(variables, hasStrays);
   lock_->letReadersIn();
 }
 
-/// Makes it a plain file and replaces variables.
-void StreamFile::finish(std::span<const StreamVariable> variables) {
-  const auto file = File::open(name_, File::Mode::update, File::Owner::stream);
+/// Makes it a plain file and replaces variables. Without these strays stay in their log, where readers find them.
+void StreamFile::finish(std::span<const StreamVariable> variables, bool hasStrays) {
+  std::vector<std::uint64_t> rows;
+  for (const auto& table : tables_) rows.push_back(table->rows());
+  const auto file = File::open(name_, File::Mode::update, File::Owner::stream, rows);
   file->keepTables(static_cast<std::uint32_t>(tables_.size()));
+  std::set<LeafPlace> leaving;
+  for (const auto& [table, weak] : leafTables_) {
+    const auto leaves = weak.lock();
+    for (std::size_t i = 0; leaves && i < leaves->leaves().size(); ++i) leaving.insert(leaves->leaves()[i].place());
+  }
+  file->leave(std::move(leaving));
   finishing_ = file.get();
+  reading_.reset();
   try {
-    for (const StreamVariable& variable : variables) {
-      atPlace(variable.name, [&] { file->put(variable.name, *variable.value); });
-    }
+    std::vector<std::pair<std::string, const qxArray*>> borrowed;
+    for (const StreamVariable& variable : variables) borrowed.emplace_back(variable.name, variable.value);
+    const bool withoutStrays = !hasStrays || !variables.empty();
+    file->putAll(borrowed, withoutStrays);
+    if (withoutStrays) noteLeafPlaces(*file);
   } catch (...) {
     finishing_ = nullptr;
     reading_.reset();
@@ -254,19 +306,141 @@ void StreamFile::finish(std::span<const StreamVariable> variables) {
   file->close();
 }
 
-OpenTable& StreamFile::plainTable(std::uint32_t table) {
-  if (finishing_ != nullptr || !reading_) {
+/// The variables that were put have the samples of leaves with strays: from now on these are there.
+void StreamFile::noteLeafPlaces(File& file) {
+  reading_.reset();
+  std::map<LeafPlace, LeafPlace> places;
+  std::map<std::uint32_t, std::vector<std::uint32_t>> retired;
+  for (const auto& [table, weak] : leafTables_) {
+    const auto leaves = weak.lock();
+    if (!leaves) continue;
+    leaves->stored({});
+    const auto put = file.places().find(table);
+    if (put == file.places().end()) continue;
+    std::optional<StoredTable> stored;
+    for (const StreamedLeaves::Leaf& leaf : leaves->leaves()) {
+      const auto record = put->second.find({leaf.offset, leaf.leaf.bytes == 0});
+      if (record == put->second.end()) continue;
+      const auto& [number, column, part] = record->second;
+      places[leaf.place()] = {number, column};
+      if (leaf.leaf.table < tables_.size()) retired[leaf.leaf.table].push_back(leaf.leaf.column);
+      if (!stored) stored = StoredTable{name_, number, {}};
+      if (number == stored->table && leaf.leaf.bytes > 0) stored->records.emplace(leaf.offset, column);
+    }
+    leaves->stored(std::move(stored));
+  }
+  std::erase_if(leafTables_, [](const auto& entry) { return entry.second.expired(); });
+  for (const auto& [table, records] : retired) retireLeaves(file.source(), table, records);
+  if (places.empty()) return;
+  OpenTables tables(file.source());
+  places_.set(places, tables);
+}
+
+void StreamFile::keepPlaces(const SampleTable& table, std::shared_ptr<StreamedLeaves> leaves) {
+  std::erase_if(leafTables_, [](const auto& entry) { return entry.second.expired(); });
+  leafTables_.emplace_back(&table, std::move(leaves));
+}
+
+OpenTables& StreamFile::plainTables() {
+  if (!reading_) {
     auto reading = std::make_unique<Reading>();
     if (finishing_ == nullptr) reading->file = File::open(name_, File::Mode::read);
     reading->tables.emplace(finishing_ != nullptr ? finishing_->source() : reading->file->source());
     reading_ = std::move(reading);
   }
-  return reading_->tables->table(table);
+  return *reading_->tables;
+}
+
+void StreamFile::readTimes(const StreamedLeaves& leaves, std::uint64_t first, std::uint64_t count, double* out) {
+  if (count == 0) return;
+  const LeafPlace leaf = leaves.leaves().front().place();
+  if (state_ == State::live) {
+    return writing([&] {
+      const std::uint64_t rows = rowsBeforeStrays(leaf, first, count);
+      if (rows > 0 && places_.find(leaf)) places_.readTimes(leaf, first, rows, out);
+      if (rows > 0 && !places_.find(leaf)) table(leaf.first).readTimes(first, rows, out);
+      strays_->readTimes(places_.find(leaf).value_or(leaf), first + rows - rowsBefore(leaf), count - rows, out + rows);
+    });
+  }
+  const auto [table, column] = places_.find(leaf).value_or(leaf);
+  const Reference at = plainTables().resolve({table, column});
+  OpenTable& open = plainTables().table(at.table);
+  open.readTimes(open.column(at.column).begin + first, count, out);
+}
+
+void StreamFile::readRows(const StreamedLeaves& leaves, std::uint64_t first, std::uint64_t count, std::size_t offset,
+                          std::size_t bytes, std::byte* out, std::size_t stride,
+                          std::unordered_set<std::string>& texts) {
+  std::vector<std::byte> values;
+  for (const StreamedLeaves::Leaf& leaf : leaves.leaves()) {
+    const std::size_t from = std::max(offset, leaf.offset),
+                      to = std::min(offset + bytes, leaf.offset + leaf.leaf.bytes);
+    if (from >= to) continue;
+    const std::size_t width = to - from;
+    values.resize(width * count);
+    readLeaf(leaf, first, count, from - leaf.offset, width, values.data(), texts);
+    for (std::uint64_t row = 0; row < count; ++row) {
+      std::memcpy(out + row * stride + (from - offset), values.data() + row * width, width);
+    }
+  }
+}
+
+/// Samples of a leaf with strays that are rows of a table.
+std::uint64_t StreamFile::rowsBefore(LeafPlace leaf) {
+  if (places_.find(leaf)) return places_.count(leaf);
+  return leaf.first < tables_.size() ? table(leaf.first).count(leaf.second) : 0;
+}
+
+std::uint64_t StreamFile::rowsBeforeStrays(LeafPlace leaf, std::uint64_t first, std::uint64_t count) {
+  const std::uint64_t rows = rowsBefore(leaf);
+  return first < rows ? std::min(count, rows - first) : 0;
+}
+
+void StreamFile::readLive(const StreamedLeaves::Leaf& leaf, std::uint64_t first, std::uint64_t count,
+                          std::size_t offset, std::size_t bytes, std::byte* out,
+                          std::unordered_set<std::string>& texts) {
+  const bool isText = leaf.leaf.id == qxCELL;
+  const LeafPlace place = leaf.place();
+  const std::uint64_t rows = rowsBeforeStrays(place, first, count);
+  std::string text;
+  if (rows > 0 && places_.find(place)) {
+    const std::size_t element = elementBytes({leaf.leaf.id, leaf.leaf.isComplex});
+    places_.readValues(*kit_, place, first, rows, offset / element, bytes / element, out);
+    if (isText) keepTexts(out, rows * bytes, texts, [&](TextCell cell) { return places_.readText(place, cell, text); });
+  } else if (rows > 0) {
+    table(place.first).readLeaf(place.second, first, rows, offset, bytes, out);
+    if (isText) {
+      keepTexts(out, rows * bytes, texts, [&](TextCell cell) { return table(place.first).readText(cell, text); });
+    }
+  }
+  std::byte* strays = out + rows * bytes;
+  strays_->readValues(places_.find(place).value_or(place), first + rows - rowsBefore(place), count - rows, offset,
+                      bytes, strays);
+  if (isText) {
+    keepTexts(strays, (count - rows) * bytes, texts, [&](TextCell cell) { return strays_->readText(cell, text); });
+  }
+}
+
+/// Reads bytes [offset, offset + bytes) of samples of a leaf.
+void StreamFile::readLeaf(const StreamedLeaves::Leaf& leaf, std::uint64_t first, std::uint64_t count,
+                          std::size_t offset, std::size_t bytes, std::byte* out,
+                          std::unordered_set<std::string>& texts) {
+  const ElementKind kind{leaf.leaf.id, leaf.leaf.isComplex};
+  const std::size_t element = elementBytes(kind);
+  if (state_ == State::live) {
+    return writing([&] { readLive(leaf, first, count, offset, bytes, out, texts); });
+  }
+  const auto [table, column] = places_.find(leaf.place()).value_or(leaf.place());
+  const Reference at = plainTables().resolve({table, column});
+  OpenTable& open = plainTables().table(at.table);
+  const StoredColumn& stored = open.column(at.column);
+  open.readBlock(kind, stored.first + offset / element, bytes / element, stored.begin + first, count, out);
+  if (kind.id == qxCELL) keepTexts(out, count * bytes, texts, [&](TextCell cell) { return open.text(cell); });
 }
 
 void StreamFile::readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) {
   if (state_ == State::live) return writing([&] { this->table(table).readTimes(first, count, out); });
-  plainTable(table).readTimes(first, count, out);
+  plainTables().table(table).readTimes(first, count, out);
 }
 
 void StreamFile::readRows(std::uint32_t table, std::uint64_t first, std::uint64_t count, std::size_t offset,
@@ -286,7 +460,7 @@ void StreamFile::readRows(std::uint32_t table, std::uint64_t first, std::uint64_
 void StreamFile::readBlock(std::uint32_t table, const StreamedTable::Block& block, std::byte* out,
                            std::unordered_set<std::string>& texts) {
   const bool live = state_ == State::live;
-  OpenTable* plain = live ? nullptr : &plainTable(table);
+  OpenTable* plain = live ? nullptr : &plainTables().table(table);
   if (live) {
     writing([&] { this->table(table).read(block, out); });
   } else {
@@ -314,14 +488,18 @@ void StreamFile::reopen() {
   lock_->keepReadersOut();
   open();
   writing([&] {
+    if (H5Lexists(root_.get(), kStraysGroup, H5P_DEFAULT) > 0) {
+      throw Failure(kBadArgument, "has strays that close() was given no variables for");
+    }
     for (std::size_t k = 0; k < tables_.size(); ++k) {
       tables_[k]->reopen(*kit_, guard_,
                          Handle(checked(H5Gopen2(root_.get(), linkOf(k).c_str(), H5P_DEFAULT), kDamaged,
                                         "a sample table cannot be opened")));
     }
+    places_.open(root_.get());
+    strays_.emplace(*kit_, guard_, root_.get());
     writeCounts();
-    flushLibrary();  // what is linked must be in the file
-    for (const auto& table : tables_) table->linkCounts();
+    linkCounts();
     letReadersIn();
   });
 }

@@ -13,8 +13,11 @@
 
 #include "platform/qat/file.hpp"
 #include "platform/qat/read/open_tables.hpp"
+#include "platform/qat/stream/leaf_places.hpp"
+#include "platform/qat/stream/stray_log.hpp"
 #include "platform/qat/stream/stream_lock.hpp"
 #include "platform/qat/stream/stream_table.hpp"
+#include "platform/qat/stream/streamed_leaves.hpp"
 
 namespace vtu::qat {
 
@@ -32,6 +35,8 @@ class StreamFile final {
 
   void layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables);
   void append(std::uint32_t table, const SampleTable& source, std::uint64_t first, std::uint64_t count);
+  void append(const StrayBuffer& strays);
+  void keep(LeafPlace leaf, std::uint64_t samples);
   void endLeaf(std::uint32_t table, std::uint32_t leaf, std::optional<std::uint64_t> row);
   void flush(bool toDisk);
   [[nodiscard]] QatStream::Mark mark() const;
@@ -45,6 +50,14 @@ class StreamFile final {
   /// As SampleTable does. Texts are put into `texts`, and the cells point there.
   void readRows(std::uint32_t table, std::uint64_t first, std::uint64_t count, std::size_t offset, std::size_t bytes,
                 std::byte* out, std::size_t stride, std::unordered_set<std::string>& texts);
+  /// The same of leaves with strays.
+  void readTimes(const StreamedLeaves& leaves, std::uint64_t first, std::uint64_t count, double* out);
+  void readRows(const StreamedLeaves& leaves, std::uint64_t first, std::uint64_t count, std::size_t offset,
+                std::size_t bytes, std::byte* out, std::size_t stride, std::unordered_set<std::string>& texts);
+
+  /// close() will say where these leaves are then. @param table What stands for them in variables.
+  void keepPlaces(const SampleTable& table, std::shared_ptr<StreamedLeaves> leaves);
+  [[nodiscard]] std::optional<LeafPlace> placeOf(LeafPlace leaf) const { return places_.find(leaf); }
   [[nodiscard]] std::uint64_t rows(std::uint32_t table) const { return tables_.at(table)->rows(); }
 
  private:
@@ -66,8 +79,16 @@ class StreamFile final {
   void requireWritten() const;
   void writeCounts();
   void releaseHandles();
-  void finish(std::span<const StreamVariable> variables);
-  OpenTable& plainTable(std::uint32_t table);
+  void finish(std::span<const StreamVariable> variables, bool hasStrays);
+  OpenTables& plainTables();
+  void linkCounts();
+  std::uint64_t rowsBefore(LeafPlace leaf);
+  std::uint64_t rowsBeforeStrays(LeafPlace leaf, std::uint64_t first, std::uint64_t count);
+  void readLive(const StreamedLeaves::Leaf& leaf, std::uint64_t first, std::uint64_t count, std::size_t offset,
+                std::size_t bytes, std::byte* out, std::unordered_set<std::string>& texts);
+  void noteLeafPlaces(File& file);
+  void readLeaf(const StreamedLeaves::Leaf& leaf, std::uint64_t first, std::uint64_t count, std::size_t offset,
+                std::size_t bytes, std::byte* out, std::unordered_set<std::string>& texts);
   void readBlock(std::uint32_t table, const StreamedTable::Block& block, std::byte* out,
                  std::unordered_set<std::string>& texts);
   void abandon(const std::string& reason);
@@ -84,6 +105,9 @@ class StreamFile final {
   std::unique_ptr<Reading> reading_;
   bool full_ = false;  // the disk: nothing more is appended
   std::vector<std::unique_ptr<StreamedTable>> tables_;
+  std::optional<StrayLog> strays_;  // while the file is written
+  LeafPlaces places_;
+  std::vector<std::pair<const SampleTable*, std::weak_ptr<StreamedLeaves>>> leafTables_;
 };
 
 }  // namespace vtu::qat

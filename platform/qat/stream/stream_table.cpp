@@ -36,9 +36,8 @@ StreamedTable::StreamedTable(Kit& kit, const DiskGuard& guard, Handle group, con
   selection.columns.reserve(leaves.size());
   for (const SampleColumn& leaf : leaves) selection.columns.push_back(&leaf);
   SampleTableWriter(kit, group_.get(), selection).writeRecords(names);
-  for (const SampleColumn& leaf : leaves) leaves_.push_back({leaf.first, {}});
-  makeCounts();
-  linkCounts();
+  rowCounts_.emplace(group_.get(), leaves_.size());
+  countsChanged_ = true;
 }
 
 GrowingDataset::Row StreamedTable::rowOf(Kit& kit, const Part& part) const {
@@ -56,6 +55,7 @@ void StreamedTable::makeParts(const std::vector<SampleColumn>& leaves) {
       part->kind = kind;
     }
     const std::size_t bytes = leaf.bytes();
+    leaves_.push_back({kind, part->width, leaf.first, {}});
     if (!part->runs.empty() && part->runs.back().offset + part->runs.back().bytes == leaf.offset) {
       part->runs.back().bytes += bytes;
     } else {
@@ -64,28 +64,6 @@ void StreamedTable::makeParts(const std::vector<SampleColumn>& leaves) {
     part->width += bytes / elementBytes(kind);
   }
   std::erase_if(parts_, [](const Part& part) { return part.width == 0; });
-}
-
-/// One chunk, there from the start: its bytes are written in place.
-void StreamedTable::makeCounts() {
-  constexpr const char* kWhat = "cannot make the counts of rows";
-  const hsize_t leaves = leaves_.size();
-  const Handle list(checked(H5Pcreate(H5P_DATASET_CREATE), kStorage, kWhat));
-  checked(H5Pset_obj_track_times(list.get(), false), kStorage, kWhat);
-  if (leaves > 0) {
-    checked(H5Pset_chunk(list.get(), 1, &leaves), kStorage, kWhat);
-    checked(H5Pset_alloc_time(list.get(), H5D_ALLOC_TIME_EARLY), kStorage, kWhat);
-  }
-  const Handle space(checked(H5Screate_simple(1, &leaves, nullptr), kStorage, kWhat));
-  countsDataset_ = Handle(
-      checked(H5Dcreate_anon(group_.get(), H5T_STD_U64LE, space.get(), list.get(), H5P_DEFAULT), kStorage, kWhat));
-  countsChanged_ = true;
-}
-
-void StreamedTable::linkCounts() {
-  checked(H5Olink(countsDataset_.get(), group_.get(), kRowsMember, H5P_DEFAULT, H5P_DEFAULT), kStorage,
-          "cannot link the counts of rows");
-  keepWithoutLink(group_.get(), kRowsMember);
 }
 
 void StreamedTable::reopen(Kit& kit, const DiskGuard& guard, Handle group) {
@@ -98,7 +76,8 @@ void StreamedTable::reopen(Kit& kit, const DiskGuard& guard, Handle group) {
       texts_.emplace(guard, group_.get(), kTextBytesMember, GrowingDataset::Row{H5T_STD_U8LE, 1, 0});
     }
   }
-  makeCounts();
+  rowCounts_.emplace(group_.get(), leaves_.size());
+  countsChanged_ = true;
 }
 
 void StreamedTable::append(const SampleTable& source, std::uint64_t first, std::uint64_t count) {
@@ -180,23 +159,22 @@ void StreamedTable::flushRows() {
   for (Part& part : parts_) part.dataset->flush();
 }
 
+std::uint64_t StreamedTable::count(std::uint32_t number) const {
+  const Leaf& leaf = leaves_.at(number);
+  const std::uint64_t end = std::min(leaf.end.value_or(rows_), rows_);
+  return end > leaf.begin ? end - leaf.begin : 0;
+}
+
 std::vector<std::uint64_t> StreamedTable::counts() const {
   std::vector<std::uint64_t> counts;
   counts.reserve(leaves_.size());
-  for (const Leaf& leaf : leaves_) {
-    const std::uint64_t end = std::min(leaf.end.value_or(rows_), rows_);
-    counts.push_back(end > leaf.begin ? end - leaf.begin : 0);
-  }
+  for (std::uint32_t leaf = 0; leaf < leaves_.size(); ++leaf) counts.push_back(count(leaf));
   return counts;
 }
 
 void StreamedTable::writeCounts() {
   if (!countsChanged_) return;
-  const auto counts = this->counts();
-  if (!counts.empty()) {
-    checked(H5Dwrite(countsDataset_.get(), H5T_NATIVE_UINT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, counts.data()), kStorage,
-            "the counts of rows cannot be written");
-  }
+  rowCounts_->write(counts());
   counted_ = rows_;
   countsChanged_ = false;
 }
@@ -207,16 +185,24 @@ void StreamedTable::read(const Block& block, void* out) {
   }
 }
 
-void StreamedTable::readText(TextCell cell, std::string& utf8) {
+const std::string& StreamedTable::readText(TextCell cell, std::string& utf8) {
   utf8.resize(cell.bytes);
   if (cell.bytes > 0) texts_->read(cell.start, cell.bytes, 0, 1, utf8.data());
+  return utf8;
+}
+
+void StreamedTable::readLeaf(std::uint32_t leaf, std::uint64_t first, std::uint64_t count, std::size_t offset,
+                             std::size_t bytes, std::byte* out) {
+  const Leaf& of = leaves_.at(leaf);
+  const std::size_t element = elementBytes(of.kind);
+  read({of.kind, of.column + offset / element, bytes / element, of.begin + first, count}, out);
 }
 
 void StreamedTable::close() {
   times_.reset();
   texts_.reset();
   for (Part& part : parts_) part.dataset.reset();
-  countsDataset_.reset();
+  rowCounts_.reset();
   group_.reset();
 }
 

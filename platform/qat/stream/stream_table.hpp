@@ -10,6 +10,7 @@
 
 #include "platform/qat/sample_format.hpp"
 #include "platform/qat/stream/growing_dataset.hpp"
+#include "platform/qat/stream/row_counts.hpp"
 #include "platform/qat/write/signal_names.hpp"
 #include "platform/qat_stream.hpp"
 
@@ -23,7 +24,10 @@ class StreamedTable final {
   StreamedTable(Kit& kit, const DiskGuard& guard, Handle group, const std::vector<SampleColumn>& leaves,
                 std::size_t chunkBytes, SignalNames& names);
 
-  /// Opens the datasets again after close(). @param group As it is in the file now.
+  /// To be called when the table is in the file: makes the counts of rows known.
+  void linkCounts() const { rowCounts_->link(group_.get()); }
+
+  /// Opens the datasets again after close(); the counts are not linked. @param group As it is in the file now.
   void reopen(Kit& kit, const DiskGuard& guard, Handle group);
 
   /// After reopen(): lets readers find the counts of rows, which must be in the file.
@@ -72,7 +76,14 @@ class StreamedTable final {
   /// Read while the file is written.
   void read(const Block& block, void* out);
   void readTimes(std::uint64_t first, std::uint64_t count, double* out) { times_->read(first, count, 0, 1, out); }
-  void readText(TextCell cell, std::string& utf8);
+  /// @return utf8
+  const std::string& readText(TextCell cell, std::string& utf8);
+  /// Bytes [offset, offset + bytes) of samples of one leaf; texts as cells.
+  void readLeaf(std::uint32_t leaf, std::uint64_t first, std::uint64_t count, std::size_t offset, std::size_t bytes,
+                std::byte* out);
+
+  /// Samples of a leaf.
+  [[nodiscard]] std::uint64_t count(std::uint32_t leaf) const;
 
   /// Lets go of the file.
   void close();
@@ -91,12 +102,13 @@ class StreamedTable final {
     std::optional<GrowingDataset> dataset;
   };
   struct Leaf {
+    ElementKind kind;
+    std::uint64_t column;  // first in the dataset of its kind
     std::uint64_t begin;
     std::optional<std::uint64_t> end;
   };
 
   void makeParts(const std::vector<SampleColumn>& leaves);
-  void makeCounts();
   void appendTimes(const SampleTable& source, std::uint64_t first, std::uint64_t count);
   void appendPart(Part& part, const SampleTable& source, std::uint64_t first, std::uint64_t count);
   void rewindDatasets();
@@ -105,7 +117,7 @@ class StreamedTable final {
   [[nodiscard]] GrowingDataset::Row rowOf(Kit& kit, const Part& part) const;
 
   Handle group_;
-  Handle countsDataset_;
+  std::optional<RowCounts> rowCounts_;
   std::vector<Part> parts_;
   std::optional<GrowingDataset> times_, texts_;
   std::vector<Leaf> leaves_;

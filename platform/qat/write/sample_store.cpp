@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
 #include "platform/qat/attributes.hpp"
 #include "platform/qat/failure.hpp"
+#include "platform/qat/file_format.hpp"
 #include "platform/qat/write/remove_link.hpp"
 #include "platform/qat/write/sample_table_writer.hpp"
 
@@ -58,9 +60,9 @@ SampleSelection selectionOf(const SampleTable& table, const std::vector<const qa
 }  // namespace
 
 std::string SampleStore::key(const SampleColumn& column) {
-  const std::array<std::uint64_t, 6> numbers = {column.offset,    column.first,
-                                                column.count,     static_cast<std::uint64_t>(column.id),
-                                                column.isComplex, column.name.size()};
+  const std::array<std::uint64_t, 7> numbers = {
+      column.offset,    column.bytes(),    column.first, column.count, static_cast<std::uint64_t>(column.id),
+      column.isComplex, column.name.size()};
   std::string key;
   const auto append = [&key](const auto& list) {
     key.append(reinterpret_cast<const char*>(list.data()), list.size() * sizeof *list.data());
@@ -70,6 +72,13 @@ std::string SampleStore::key(const SampleColumn& column) {
   append(column.dims);
   append(column.unit);
   return key;
+}
+
+/// The offset of a leaf in a row, and whether it has no bytes.
+std::pair<std::uint64_t, bool> SampleStore::placeInRow(const std::string& key) {
+  std::array<std::uint64_t, 2> numbers{};
+  std::memcpy(numbers.data(), key.data(), sizeof numbers);
+  return {numbers[0], numbers[1] == 0};
 }
 
 void SampleStore::write(const qxArray& array, hid_t root, hid_t staging,
@@ -180,8 +189,9 @@ void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames&
   }
   const std::string link = linkOf(number);
   requireSamplesGroup(staging, kit_.groupList());
-  const Handle group(
-      checked(H5Gcreate2(staging, link.c_str(), H5P_DEFAULT, kit_.groupList(), H5P_DEFAULT), kStorage, kGroupFailure));
+  const Handle group(checked(
+      H5Gcreate2(staging, link.c_str(), H5P_DEFAULT, growingList_ ? growingList_.get() : kit_.groupList(), H5P_DEFAULT),
+      kStorage, kGroupFailure));
   keepWithoutLink(staging, link);
   staged_.push_back(number);
   const SampleSelection selection = selectionOf(*lack.table, distinct);
@@ -245,6 +255,17 @@ void SampleStore::link(hid_t root, hid_t staging) {
             "a sample table cannot be linked");
   }
   staged_.clear();
+}
+
+void SampleStore::leaveRoomForCounts() {
+  growingList_ = Handle(checked(H5Pcopy(kit_.groupList()), kStorage, kGroupFailure));
+  keepLinksInHeader(growingList_.get(), 32, 20);
+}
+
+void SampleStore::addPlaces(std::map<const SampleTable*, LeafRecords>& places) const {
+  for (const auto& [table, entry] : entries_) {
+    for (const auto& [key, reference] : entry.columns) places[table][placeInRow(key)] = reference;
+  }
 }
 
 void SampleStore::clear() {

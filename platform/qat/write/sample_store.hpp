@@ -47,6 +47,15 @@ class SampleStore final {
   /// Moves the tables in `staging` to the root's group of tables, which is made if need be.
   void link(hid_t root, hid_t staging);
 
+  /// Records of leaves, by their offset in a row and whether they have no bytes.
+  using LeafRecords = std::map<std::pair<std::uint64_t, bool>, Reference>;
+
+  /// From now on tables have room for the counts of rows of a file that is being written.
+  void leaveRoomForCounts();
+
+  /// Adds where the tables in memory are in the file.
+  void addPlaces(std::map<const SampleTable*, LeafRecords>& places) const;
+
   /// Clears the record; to be called when tables may have been deleted.
   void clear();
 
@@ -65,6 +74,7 @@ class SampleStore final {
     std::vector<std::pair<std::size_t, const qalc::Storage*>> columns;  // with the offset in a row
   };
 
+  static std::pair<std::uint64_t, bool> placeInRow(const std::string& key);
   static std::string key(const SampleColumn& column);
   void collect(const qxArray& array, int depth, hid_t root, std::vector<Lack>& lacking);
   void collectSamples(const qalc::Storage& storage, hid_t root, std::vector<Lack>& lacking);
@@ -75,6 +85,7 @@ class SampleStore final {
 
   Kit& kit_;
   std::string file_;
+  Handle growingList_;  // for the groups of tables that get counts of rows
   std::unordered_map<const SampleTable*, Entry> entries_;
   std::map<std::uint32_t, std::string> linked_;  // tables in files beside this one: the name of the file
   std::vector<std::uint32_t> staged_;

@@ -17,7 +17,7 @@ std::optional<std::set<std::uint32_t>> usedTables(const Source& source, const st
   try {
     Reader reader(source);
     for (const std::string& link : memberNames(source.root)) {
-      if (link != except && link != kSamplesGroup) reader.findTables(source.root, link);
+      if (link != except && !link.starts_with("qat.")) reader.findTables(source.root, link);
     }
     return reader.tables();
   } catch (const Failure&) {
@@ -27,17 +27,21 @@ std::optional<std::set<std::uint32_t>> usedTables(const Source& source, const st
 
 }  // namespace
 
-SignalNames keptNames(const Source& source, const std::string& replaced) {
+SignalNames keptNames(const Source& source, const std::string& replaced, std::uint32_t kept,
+                      const std::set<LeafPlace>& leaving) {
   SignalNames names;
   OpenTables tables(source);
   const auto numbers = tables.numbers();
   if (numbers.empty()) return names;
-  std::optional<std::set<std::uint32_t>> kept;
-  if (hasMember(source.root, replaced)) kept = usedTables(source, replaced);
+  std::optional<std::set<std::uint32_t>> used;
+  if (hasMember(source.root, replaced)) used = usedTables(source, replaced);
   for (const std::uint32_t number : numbers) {
-    if (kept && kept->count(number) == 0) continue;
+    if (number >= kept && used && used->count(number) == 0) continue;
     try {
-      for (const StoredColumn& column : tables.table(number).columns()) names.take(column.name);
+      std::uint32_t record = 0;
+      for (const StoredColumn& column : tables.table(number).columns()) {
+        if (leaving.count({number, record++}) == 0) names.take(column.name);
+      }
     } catch (const Failure&) {
       continue;  // its names cannot be read
     }

@@ -3,15 +3,19 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string>
 
 #include "platform/qat/read/source.hpp"
+#include "platform/qat/stray_format.hpp"
 #include "platform/qat/write/signal_names.hpp"
 
 namespace vtu::qat {
 
 /// Names of the signals that a file keeps when the variable with the link `replaced` goes.
-[[nodiscard]] SignalNames keptNames(const Source& source, const std::string& replaced);
+/// @param kept Tables below this number stay. @param leaving Leaves that do not keep their names there.
+[[nodiscard]] SignalNames keptNames(const Source& source, const std::string& replaced, std::uint32_t kept,
+                                    const std::set<LeafPlace>& leaving);
 
 /// Removes the tables that no variable refers to; none if a variable is damaged, so that its references are unknown.
 /// @param trusted The file was made by this session: HDF5 may delete tables.
