@@ -180,9 +180,9 @@ void File::putAll(std::span<const std::pair<std::string, const qxArray*>> variab
   try {
     abandoningOnFailure([&] {
       std::vector<std::pair<std::string, Handle>> staged;
-      for (const auto& [variable, array] : variables) {
-        const std::string name = encodeName(variable);
-        staged.emplace_back(name, atPlace(variable, [&] { return stage(name, *array); }));
+      for (const auto& variable : variables) {
+        const std::string name = encodeName(variable.first);
+        staged.emplace_back(name, atPlace(variable.first, [&] { return stage(name, *variable.second); }));
       }
       bool isReplaced = false;
       for (const auto& [name, staging] : staged) isReplaced = link(staging, name) || isReplaced;

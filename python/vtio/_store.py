@@ -172,6 +172,8 @@ class Store:
         self.places: dict[str, Place] = {}
         for table_number, table in self.tables:
             for number, column in enumerate(table.columns):
+                if not column.name:  # its samples are in another table now
+                    continue
                 self.places.setdefault(column.name, Place(table_number, number, column))
         for late in self.strays.late:
             self.places.setdefault(late.column.name, Place(late.table, late.number, late.column))

@@ -70,10 +70,10 @@ void Blocks::requireInFile(StructurePlace place, std::uint64_t size) const {
 }
 
 void Blocks::clear() {
-  constexpr std::uint64_t kSuperblockBytes = 48;
+  constexpr std::uint64_t kFirstBytes = 48;
   fileSize_ = std::min(source_.size(), end_);
   claimed_.clear();
-  claimed_.emplace(0, kSuperblockBytes);
+  claimed_.emplace(0, kFirstBytes);
 }
 
 void Blocks::endAt(std::uint64_t address) {

@@ -8,13 +8,18 @@
 namespace vtu::qat {
 namespace {
 
-constexpr std::uint64_t kBlockBytes = 1U << 20U;
+constexpr std::uint64_t kMergedBytes = 1U << 20U;
 constexpr std::uint64_t kTextOfStray = std::uint64_t{1} << 63U;  // in the start of a cell
 
 }  // namespace
 
 MergedTable::MergedTable(Strays& strays, const Strays::Leaf& leaf, OpenTable* table, const StoredColumn& column)
-    : strays_(strays), leaf_(leaf), table_(table), inTable_(column), kind_(*elementClassOf(column.elementClass)) {
+    : OpenTable(kStraysGroup),
+      strays_(strays),
+      leaf_(leaf),
+      table_(table),
+      inTable_(column),
+      kind_(*elementClassOf(column.elementClass)) {
   StoredColumn merged = column;
   merged.first = 0;
   merged.begin = 0;
@@ -22,7 +27,7 @@ MergedTable::MergedTable(Strays& strays, const Strays::Leaf& leaf, OpenTable* ta
   values_.rows = merged.count;
   values_.columns = merged.width;
   values_.blockColumns = std::max<std::uint64_t>(merged.width, 1);
-  values_.blockRows = std::max<std::uint64_t>(kBlockBytes / (values_.blockColumns * elementBytes(kind_)), 1);
+  values_.blockRows = std::max<std::uint64_t>(kMergedBytes / (values_.blockColumns * elementBytes(kind_)), 1);
   columns_.push_back(std::move(merged));
 }
 
@@ -70,7 +75,7 @@ void MergedTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::ui
 void MergedTable::readStrays(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t first,
                              std::uint64_t count, std::byte* out) {
   const std::size_t element = elementBytes(kind), size = inTable_.width * element, part = width * element;
-  std::vector<std::byte> whole(size * std::min<std::uint64_t>(count, std::max<std::uint64_t>(kBlockBytes / size, 1)));
+  std::vector<std::byte> whole(size * std::min<std::uint64_t>(count, std::max<std::uint64_t>(kMergedBytes / size, 1)));
   for (std::uint64_t done = 0; done < count;) {
     const std::uint64_t here = std::min<std::uint64_t>(count - done, whole.size() / size);
     strays_.readValues(leaf_, size, first + done, here, whole.data());

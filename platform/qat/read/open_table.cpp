@@ -67,7 +67,7 @@ OpenTable::~OpenTable() = default;
 
 const StoredColumn& OpenTable::column(std::uint32_t number) {
   const auto& all = columns();
-  atPlace(kColumnsMember, [&] { requireRange(number, 1, all.size(), "columns"); });
+  atPlace(path_, [&] { atPlace(kColumnsMember, [&] { requireRange(number, 1, all.size(), "columns"); }); });
   return all[number];
 }
 
@@ -93,7 +93,7 @@ std::uint64_t FileTable::rows() {
 }
 
 bool FileTable::isComplete() {
-  return atPlace(path_, [this] { return !hasMember(group_.get(), kRowsMember); });
+  return atPlace(path(), [this] { return !hasMember(group_.get(), kRowsMember); });
 }
 
 const std::vector<StoredColumn>& FileTable::columns() {

@@ -32,7 +32,8 @@ class OpenTable {
     std::uint64_t blockColumns = 1;
   };
 
-  OpenTable() = default;
+  /// @param path Of the table, for errors.
+  explicit OpenTable(std::string path) : path_(std::move(path)) {}
   OpenTable(const OpenTable&) = delete;
   OpenTable& operator=(const OpenTable&) = delete;
   virtual ~OpenTable();
@@ -73,6 +74,12 @@ class OpenTable {
       }
     }
   }
+
+ protected:
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
 };
 
 /// A table in the group of tables. Opens its datasets on first use.
@@ -80,7 +87,7 @@ class FileTable final : public OpenTable {
  public:
   /// @param path Of the group, for errors.
   FileTable(const Source& source, std::string path, Handle group)
-      : source_(source), path_(std::move(path)), group_(std::move(group)) {}
+      : OpenTable(std::move(path)), source_(source), group_(std::move(group)) {}
 
   [[nodiscard]] std::uint64_t rows() override;
   [[nodiscard]] bool isComplete() override;
@@ -106,7 +113,7 @@ class FileTable final : public OpenTable {
   /// Runs work on a member, which its failure names.
   template <typename Work>
   decltype(auto) onMember(const std::string& name, Work&& work) const {
-    return atPlace(path_, [&]() -> decltype(auto) { return atPlace(name, std::forward<Work>(work)); });
+    return atPlace(path(), [&]() -> decltype(auto) { return atPlace(name, std::forward<Work>(work)); });
   }
 
   [[nodiscard]] Handle open(const std::string& name) const;
@@ -117,7 +124,6 @@ class FileTable final : public OpenTable {
 
   Source source_;
   bool refreshed_ = false;
-  std::string path_;
   Handle group_;
   Handle times_;
   std::uint64_t rows_ = 0;

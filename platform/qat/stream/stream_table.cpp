@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "platform/qat/failure.hpp"
-#include "platform/qat/write/remove_link.hpp"
 #include "platform/qat/write/sample_table_writer.hpp"
 
 namespace vtu::qat {

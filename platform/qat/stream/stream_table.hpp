@@ -30,9 +30,6 @@ class StreamedTable final {
   /// Opens the datasets again after close(); the counts are not linked. @param group As it is in the file now.
   void reopen(Kit& kit, const DiskGuard& guard, Handle group);
 
-  /// After reopen(): lets readers find the counts of rows, which must be in the file.
-  void linkCounts();
-
   void append(const SampleTable& source, std::uint64_t first, std::uint64_t count);
 
   [[nodiscard]] std::uint64_t rows() const { return rows_; }
