@@ -203,7 +203,7 @@ std::shared_ptr<const SampleTable> QatStream::rows(std::uint32_t table) const {
 std::shared_ptr<const SampleTable> QatStream::rows(std::span<const StreamLeaf> leaves, std::uint64_t count) const {
   auto streamed = std::make_shared<qat::StreamedLeaves>(leaves, count);
   auto rows = std::make_shared<const LeafRows>(implementation_, streamed);
-  implementation_->file.keepPlaces(*rows, std::move(streamed));
+  implementation_->file.keepPlaces(*rows, streamed);
   return rows;
 }
 

@@ -30,6 +30,7 @@ bool isRow(const qxArray& array) { return array.dims.size() == 2 && array.dims.d
 template <typename Use>
 void withType(qxClassID id, const Use& use) {
   switch (id) {
+    // The types differ. NOLINTNEXTLINE(bugprone-branch-clone)
     case qxDOUBLE:
       return use(double());
     case qxSINGLE:

@@ -79,6 +79,7 @@ class StrayStreamer final : public StraySink {
     std::uint64_t logged = 0;   // strays after those
     std::uint64_t times = 0;    // hash of their times
     bool isMoved = false;
+    // clang-tidy takes the comparison with 0. NOLINTNEXTLINE(modernize-use-nullptr)
     friend auto operator<=>(const Strays&, const Strays&) = default;
 
     [[nodiscard]] std::uint64_t besidesTables() const { return logged + (isMoved ? inTable : 0); }

@@ -118,7 +118,7 @@ bool TableBuilder::allGoBackTo(const BuilderSnapshot& snapshot) const {
 }
 
 void TableBuilder::restoreAll(const BuilderSnapshot& snapshot) {
-  if (StraySink* strays = straySink()) {  // before the rows: readers never see strays after the last row
+  if (StraySink* strays = straySink()) {  // strays do not outlast rows that are given up
     strays->restore(snapshot.strays.get(), [&snapshot](std::uint32_t i) { return snapshot.inTables(i); });
   }
   wentBack_ = true;

@@ -366,9 +366,29 @@ TEST_F(Streamed, RunIsReadableWhileItGoesOnAndAfterItIsKilled) {
   EXPECT_TRUE(vtu::QatSamples(*plain.get()).isComplete());
 }
 
-/// A run of some signals that is killed. Its child reports how many rows are flushed at least.
+/// A run of some signals that is killed. Its child reports how many rows are flushed at least, and its steps back.
 class StreamedKills : public Streamed {
  protected:
+  static constexpr std::uint64_t kNone = UINT64_MAX;
+
+  struct Told {
+    std::uint64_t flushed = 0;     // rows
+    std::uint64_t backTo = kNone;  // the row that the run goes on with after a step back
+  };
+
+  /// What the child has told.
+  struct Known {
+    std::uint64_t flushed = 0;
+    std::vector<std::uint64_t> limits;  // by way: the row from which a step back has given its samples up
+
+    void add(const Told& told) {
+      flushed = told.flushed;
+      if (told.backTo == kNone) return;
+      for (std::uint64_t& limit : limits) limit = std::min(limit, told.backTo);
+      limits.push_back(kNone);
+    }
+  };
+
   static constexpr std::size_t kSignals = 30;
   static constexpr std::size_t kRegular = 26;  // the others miss rows, and the last two come late
 
@@ -398,10 +418,10 @@ class StreamedKills : public Streamed {
     };
     while (accessors.size() < kSignals - 2) attachOne();
     std::uint64_t k = 0, way = 0, snapshot = 0;
-    const auto tell = [pipe](std::uint64_t rows) {
-      if (write(pipe, &rows, sizeof rows) < 0) _exit(2);
+    const auto tell = [pipe](Told told) {
+      if (write(pipe, &told, sizeof told) < 0) _exit(2);
     };
-    for (bool isCaptured = false;;) {
+    for (bool isCaptured = false, isBack = false;;) {
       for (std::uint64_t end = k + 1 + random() % 200; k < end; ++k) {
         if (k == kLate) {
           while (accessors.size() < kSignals) attachOne();
@@ -411,6 +431,7 @@ class StreamedKills : public Streamed {
           const double time = static_cast<double>(k), value = valueOf(i, k, way);
           accessors[i]->update(&time, &value, 0);
         }
+        if (std::exchange(isBack, false)) tell({0, k});  // the step back is done with the first sample after it
       }
       if (random() % 4 == 0) {
         session.captureSnapshot(false);
@@ -418,77 +439,88 @@ class StreamedKills : public Streamed {
         snapshot = k;
         isCaptured = true;
       } else if (isCaptured && random() % 6 == 0) {
-        tell(0);
+        tell({});
         session.rollBack();
         k = snapshot;
         ++way;
+        isBack = true;
       } else if (random() % 3 == 0) {
         session.flush();
-        tell(k);
+        tell({k, kNone});
       }
       if (random() % 40 == 0) static_cast<void>(catalogue.datasetArray(u"logsout"));
     }
   }
 
-  /// @return the rows that were flushed
-  std::uint64_t killAfter(std::chrono::microseconds delay, unsigned seed) const {
+  Known killAfter(std::chrono::microseconds delay, unsigned seed) const {
     std::array<int, 2> ends{};
     EXPECT_EQ(pipe(ends.data()), 0);
     const pid_t child = runElsewhere([&] { runForever(seed, ends[1]); });
     close(ends[1]);
-    std::uint64_t flushed = 0;
-    while (flushed == 0 && read(ends[0], &flushed, sizeof flushed) == sizeof flushed) continue;
+    Known known{0, {kNone}};
+    Told told;
+    while (known.flushed == 0 && read(ends[0], &told, sizeof told) == sizeof told) known.add(told);
     std::thread killer([&] {
       std::this_thread::sleep_for(delay);
       kill(child, SIGKILL);
     });
-    for (std::uint64_t next = 0; read(ends[0], &next, sizeof next) == sizeof next;) flushed = next;
+    while (read(ends[0], &told, sizeof told) == sizeof told) known.add(told);
     killer.join();
     waitpid(child, nullptr, 0);
     close(ends[0]);
-    return flushed;
+    return known;
   }
 
-  /// A signal that misses rows or came late: every flushed sample in order, of the way that the rows are of.
-  static void checkStrays(std::size_t signal, const std::vector<double>& times, const std::vector<double>& data,
-                          const std::vector<double>& ways, std::uint64_t flushed) {
+  /// A sample was recorded and not given up.
+  /// @param way That of the sample before; becomes that of this one.
+  static void checkSample(std::size_t signal, std::uint64_t k, double value, const Known& known, std::uint64_t& way) {
+    const auto itsWay = static_cast<std::uint64_t>(value / 1e6);
+    ASSERT_EQ(value, valueOf(signal, k, itsWay)) << "signal " << signal << " row " << k;
+    ASSERT_GE(itsWay, way) << "signal " << signal << " row " << k;
+    ASSERT_LT(itsWay, known.limits.size()) << "signal " << signal << " row " << k;
+    ASSERT_LT(k, known.limits[itsWay]) << "signal " << signal << ": a row that was given up";
+    way = itsWay;
+  }
+
+  /// All flushed samples of a signal in order, and none that was given up. They may go on after the last row of another
+  /// signal: a step back may leave a table with fewer rows, down to none, than are recorded until the next flush.
+  /// @param ways Of a signal with all rows; empty: not known.
+  static void checkSignal(std::size_t signal, const std::vector<double>& times, const std::vector<double>& data,
+                          const std::vector<std::uint64_t>& ways, const Known& known) {
     ASSERT_EQ(times.size(), data.size());
-    std::uint64_t k = signal < kSignals - 2 ? 0 : kLate;
+    std::uint64_t k = signal < kSignals - 2 ? 0 : kLate, way = 0;
     for (std::size_t i = 0; i < data.size(); ++i, ++k) {
       while (!hasSample(signal, k)) ++k;
-      ASSERT_EQ(times[i], static_cast<double>(k)) << "signal " << signal << " sample " << i;
-      ASSERT_LE(k, ways.size()) << "signal " << signal;
-      if (k == ways.size()) continue;  // a step back lets the tables give their last row again with the next flush
-      ASSERT_EQ(data[i], valueOf(signal, k, static_cast<std::uint64_t>(ways[k]))) << "signal " << signal << " at " << k;
+      ASSERT_EQ(times[i], static_cast<double>(k)) << "signal " << signal;
+      checkSample(signal, k, data[i], known, way);
+      if (HasFatalFailure()) return;
+      if (k < ways.size()) {
+        ASSERT_EQ(way, ways[k]) << "signal " << signal << " row " << k;
+      }
     }
-    while (k < flushed && !hasSample(signal, k)) ++k;
-    ASSERT_GE(k, flushed) << "signal " << signal;
+    while (k < known.flushed && !hasSample(signal, k)) ++k;
+    ASSERT_GE(k, known.flushed) << "signal " << signal;
   }
 
-  void check(std::uint64_t flushed, const char* mode) const {
+  void check(const Known& known, const char* mode) const {
     const vtu::QatFileWrapper open(file_.path(), mode);
     ASSERT_TRUE(open) << qatLastError();
     const vtu::qxArrayWrapper variable = open.variable(kVariable);
     ASSERT_TRUE(variable) << qatLastError();
-    std::vector<double> ways;
+    std::vector<std::uint64_t> ways;
     const std::size_t elements = qxGetNumberOfElements(elementsOf(variable.get()));
     ASSERT_LE(elements, kSignals);
-    if (flushed > kLate) {
+    if (known.flushed > kLate) {
       ASSERT_EQ(elements, kSignals);
     }
     for (std::size_t i = 0; i < elements; ++i) {
       const qxArray* values = qxGetField(qxGetCell(elementsOf(variable.get()), i), 0, "Values");
       const std::vector<double> data = numbers<double>(qxGetField(values, 0, "Data"));
-      if (i >= kRegular) {
-        checkStrays(i, numbers<double>(qxGetField(values, 0, "Time")), data, ways, flushed);
-        continue;
-      }
-      ASSERT_GE(data.size(), flushed) << "signal " << i;
-      for (std::size_t k = 0; k < data.size(); ++k) {
-        if (i == 0) ways.push_back(std::floor(data[k] / 1e6));
-        ASSERT_LT(k, ways.size());
-        ASSERT_EQ(data[k], valueOf(i, k, static_cast<std::uint64_t>(ways[k]))) << "signal " << i << " row " << k;
-        ASSERT_TRUE(k == 0 || ways[k] >= ways[k - 1]) << "row " << k;
+      checkSignal(i, numbers<double>(qxGetField(values, 0, "Time")), data, ways, known);
+      if (HasFatalFailure()) return;
+      if (i == 0) std::transform(data.begin(), data.end(), std::back_inserter(ways), [](double v) { return v / 1e6; });
+      if (i < kRegular) {
+        ASSERT_EQ(data.size(), ways.size()) << "signal " << i;
       }
     }
   }
@@ -497,10 +529,10 @@ class StreamedKills : public Streamed {
     std::mt19937 random(times);
     for (unsigned i = 0; i < times; ++i) {
       std::filesystem::remove(file_.path());
-      const std::uint64_t flushed = killAfter(std::chrono::microseconds(random() % longestMicroseconds), i);
-      check(flushed, "r");
-      check(flushed, "u");
-      check(flushed, "r");
+      const Known known = killAfter(std::chrono::microseconds(random() % longestMicroseconds), i);
+      check(known, "r");
+      check(known, "u");
+      check(known, "r");
       ASSERT_FALSE(HasFailure()) << "run " << i;
     }
   }

@@ -93,7 +93,7 @@ qalc::ArrayPtr withLateElements(qalc::ArrayPtr variable, const std::string& name
   qxArrayWrapper whole(variable.release()), alone;
   const bool isElement = whole && whole.get()->id == qxSTRUCT && whole.get()->dims.elements() == 1 &&
                          qxGetField(whole.get(), 0, "Values") != nullptr;
-  if (isElement) alone = std::move(whole);
+  if (isElement) std::swap(alone, whole);
   if (!whole) whole = emptyDataset(late.front().dataset);
   const qxArray* elements = elementsOf(*whole.get());
   if (elements == nullptr) throw Failure(kDamaged, "late elements of a variable that is no dataset");

@@ -87,6 +87,7 @@ std::vector<std::string> describeElement(const std::string& variable, const std:
   };
   if (!leaves.empty()) leaves.front()["value"] = jsonOf(element, referenceOf);
   std::vector<std::string> texts;
+  texts.reserve(leaves.size());
   for (const Json& leaf : leaves) texts.push_back(leaf.dump(-1, ' ', false, Json::error_handler_t::replace));
   return texts;
 }

@@ -336,9 +336,9 @@ void StreamFile::noteLeafPlaces(File& file) {
   places_.set(places, tables);
 }
 
-void StreamFile::keepPlaces(const SampleTable& table, std::shared_ptr<StreamedLeaves> leaves) {
+void StreamFile::keepPlaces(const SampleTable& table, const std::shared_ptr<StreamedLeaves>& leaves) {
   std::erase_if(leafTables_, [](const auto& entry) { return entry.second.expired(); });
-  leafTables_.emplace_back(&table, std::move(leaves));
+  leafTables_.emplace_back(&table, leaves);
 }
 
 OpenTables& StreamFile::plainTables() {

@@ -56,7 +56,7 @@ class StreamFile final {
                 std::size_t bytes, std::byte* out, std::size_t stride, std::unordered_set<std::string>& texts);
 
   /// close() will say where these leaves are then. @param table What stands for them in variables.
-  void keepPlaces(const SampleTable& table, std::shared_ptr<StreamedLeaves> leaves);
+  void keepPlaces(const SampleTable& table, const std::shared_ptr<StreamedLeaves>& leaves);
   [[nodiscard]] std::optional<LeafPlace> placeOf(LeafPlace leaf) const { return places_.find(leaf); }
   [[nodiscard]] std::uint64_t rows(std::uint32_t table) const { return tables_.at(table)->rows(); }
 
