@@ -155,6 +155,15 @@ void QatStream::append(std::uint32_t table, const SampleTable& source, std::uint
   guarded(file(), [&] { implementation_->file.append(table, source, first, count); });
 }
 
+void QatStream::overwrite(std::uint32_t table, std::uint64_t at, const SampleTable& source, std::uint64_t first,
+                          std::uint64_t count) {
+  guarded(file(), [&] { implementation_->file.overwrite(table, at, source, first, count); });
+}
+
+std::uint64_t QatStream::count(std::uint32_t table, std::uint32_t leaf) const {
+  return implementation_->file.count(table, leaf);
+}
+
 void QatStream::append(const StrayBuffer& strays) {
   guarded(file(), [&] { implementation_->file.append(strays); });
 }

@@ -123,6 +123,13 @@ class VTIO_PLATFORM_EXPORT QatStream final {
   /// Appends rows [first, first + count) of `source` to a table.
   void append(std::uint32_t table, const SampleTable& source, std::uint64_t first, std::uint64_t count);
 
+  /// Puts such rows in place of those from row `at` on. Samples that readers know of keep their values.
+  void overwrite(std::uint32_t table, std::uint64_t at, const SampleTable& source, std::uint64_t first,
+                 std::uint64_t count);
+
+  /// Samples of a leaf that are rows of its table.
+  [[nodiscard]] std::uint64_t count(std::uint32_t table, std::uint32_t leaf) const;
+
   /// Appends strays to the log: samples of leaves after the last rows that these have in their tables.
   void append(const StrayBuffer& strays);
 

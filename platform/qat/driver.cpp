@@ -1,6 +1,7 @@
 #include "platform/qat/driver.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <map>
 #if __has_include(<H5FDdevelop.h>)
@@ -79,6 +80,25 @@ herr_t close(H5FD_t* file) {
   return plain.close(file);
 }
 
+/// Every block has a place of its own in the file, so that each is written by itself.
+herr_t queryInPlace(const H5FD_t* file, unsigned long* flags) {
+  const herr_t status = plain.query(file, flags);
+  constexpr unsigned long kTogether =
+      H5FD_FEAT_AGGREGATE_METADATA | H5FD_FEAT_ACCUMULATE_METADATA | H5FD_FEAT_AGGREGATE_SMALLDATA;
+  *flags &= ~kTogether;
+  return status;
+}
+
+/// Places a block where it does not cross the border of a page, if it fits into one. The gap after it keeps HDF5 from
+/// making it longer, and from making one free block of two.
+haddr_t allocateInPage(H5FD_t* file, H5FD_mem_t type, hid_t, hsize_t size) {
+  constexpr haddr_t kPage = 4096, kUnit = 8;
+  const auto roundedUp = [](haddr_t address, haddr_t unit) { return (address + unit - 1) / unit * unit; };
+  haddr_t address = roundedUp(plain.get_eoa(file, type), kUnit);
+  if (size <= kPage && address / kPage != (address + size - 1) / kPage) address = roundedUp(address, kPage);
+  return plain.set_eoa(file, type, address + size + kUnit) < 0 ? HADDR_UNDEF : address;
+}
+
 herr_t lockNothing(H5FD_t*, hbool_t) { return 0; }
 herr_t unlockNothing(H5FD_t*) { return 0; }
 
@@ -93,10 +113,14 @@ H5FD_class_t plainDriver() {
   return found;
 }
 
-hid_t registerDriver() {
+hid_t registerDriver(Changes changes) {
   plain = plainDriver();
   H5FD_class_t driver = plain;
   driver.name = "qat";
+  if (changes == Changes::inPlace) {
+    driver.query = queryInPlace;
+    driver.alloc = allocateInPage;
+  }
   driver.open = open;
   driver.close = close;
   driver.read = readAsClosed;
@@ -109,9 +133,10 @@ hid_t registerDriver() {
 
 }  // namespace
 
-hid_t fileDriver() {
-  static hid_t driver = H5I_INVALID_HID;
-  if (H5Iis_valid(driver) <= 0) driver = registerDriver();  // another caller's H5close() unregisters it
+hid_t fileDriver(Changes changes) {
+  static std::array<hid_t, 2> drivers = {H5I_INVALID_HID, H5I_INVALID_HID};
+  hid_t& driver = drivers.at(static_cast<std::size_t>(changes));
+  if (H5Iis_valid(driver) <= 0) driver = registerDriver(changes);  // another caller's H5close() unregisters it
   return driver;
 }
 

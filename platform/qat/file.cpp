@@ -60,7 +60,7 @@ File::~File() {
 }
 
 void File::create() {
-  const Handle access = makeAccessList();
+  const Handle access = makeAccessList(Changes::none);
   const WatchedOpening opening(failure_);
   file_ = Handle(checked(H5Fcreate(name_.c_str(), H5F_ACC_TRUNC, makeFileCreationList().get(), access.get()), kStorage,
                          "cannot be created"));
@@ -114,7 +114,7 @@ void File::placeStrays() {
 }
 
 void File::openLibraryFile(unsigned flags) {
-  const Handle access = makeAccessList();
+  const Handle access = makeAccessList(flags == H5F_ACC_RDWR ? Changes::inPlace : Changes::none);
   const WatchedOpening opening(failure_);
   file_ = Handle(checked(H5Fopen(name_.c_str(), flags, access.get()), kDamaged, "cannot be opened"));
   takeRoot();
@@ -184,6 +184,7 @@ void File::putAll(std::span<const std::pair<std::string, const qxArray*>> variab
         const std::string name = encodeName(variable.first);
         staged.emplace_back(name, atPlace(variable.first, [&] { return stage(name, *variable.second); }));
       }
+      flush();  // the links to tables are in the file before what refers to them
       bool isReplaced = false;
       for (const auto& [name, staging] : staged) isReplaced = link(staging, name) || isReplaced;
       if (withoutStrays && has(kStraysGroup)) {

@@ -1,19 +1,18 @@
 #include "platform/qat/file_format.hpp"
 
 #include "platform/qat/attributes.hpp"
-#include "platform/qat/driver.hpp"
 #include "platform/qat/failure.hpp"
 
 namespace vtu::qat {
 
-Handle makeAccessList() {
+Handle makeAccessList(Changes changes) {
   constexpr unsigned kAttemptsInStream = 20;  // a writer may be in the middle of a structure
   Handle list(checked(H5Pcreate(H5P_FILE_ACCESS), kStorage, "cannot make a property list"));
   constexpr const char* kWhat = "cannot set up the file access";
   checked(H5Pset_libver_bounds(list.get(), H5F_LIBVER_V110, H5F_LIBVER_V110), kStorage, kWhat);
   checked(H5Pset_fclose_degree(list.get(), H5F_CLOSE_STRONG), kStorage, kWhat);
   checked(H5Pset_metadata_read_attempts(list.get(), kAttemptsInStream), kStorage, kWhat);
-  checked(H5Pset_driver(list.get(), fileDriver(), nullptr), kStorage, kWhat);
+  checked(H5Pset_driver(list.get(), fileDriver(changes), nullptr), kStorage, kWhat);
   return list;
 }
 

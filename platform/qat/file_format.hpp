@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "platform/qat/driver.hpp"
 #include "platform/qat/kit.hpp"
 
 namespace vtu::qat {
@@ -14,7 +15,7 @@ inline constexpr std::uint32_t kVersion = 2;
 
 /// How files are opened: as every reader from HDF5 1.10 on can, by the driver of Qat files, closed with all that is in
 /// them.
-[[nodiscard]] Handle makeAccessList();
+[[nodiscard]] Handle makeAccessList(Changes changes);
 
 /// How files are made: variables keep their order.
 [[nodiscard]] Handle makeFileCreationList();

@@ -39,16 +39,23 @@ void StrayStreamer::begin(std::uint32_t position, std::uint64_t inTable) {
   areGroupsKnown_ = false;
 }
 
-bool StrayStreamer::take(std::uint32_t position, std::uint64_t inTable) noexcept {
+std::optional<std::uint64_t> StrayStreamer::take(std::uint32_t position,
+                                                 std::optional<std::uint64_t> inTable) noexcept {
   try {
     if (!knows(position)) file_.introduce();
-    if (!knows(position)) return false;
-    begin(position, inTable);
-    return true;
+    if (!knows(position)) return {};
+    const std::uint64_t rows = inTable ? *inTable : file_.left(leaves_[position].front());
+    begin(position, rows);
+    return rows;
   } catch (const std::exception& error) {
     file_.stop(error.what());
-    return false;
+    return {};
   }
+}
+
+std::optional<std::uint64_t> StrayStreamer::inTable(std::uint32_t position) const {
+  if (position >= quick_.size() || quick_[position] == nullptr) return {};
+  return quick_[position]->isMoved ? 0 : quick_[position]->inTable;
 }
 
 void StrayStreamer::add(std::uint32_t position, double time, const std::byte* row) {

@@ -32,6 +32,8 @@ class StrayStreamer final : public StraySink {
     std::function<void(const char*)> stop;    ///< after a failure
     std::function<void()> introduce;          ///< calls add...() for positions that are not known
     std::function<void()> endLeaves;          ///< tells the file where leaves ended in their tables
+    /// Samples of a leaf that its table was left with when it was given up.
+    std::function<std::uint64_t(const vtu::StreamLeaf&)> left;
   };
 
   explicit StrayStreamer(File file) : file_(std::move(file)) {}
@@ -57,7 +59,11 @@ class StrayStreamer final : public StraySink {
 
   [[nodiscard]] bool isEmpty() const { return strays_.empty(); }
 
-  [[nodiscard]] bool take(std::uint32_t position, std::uint64_t inTable) noexcept override;
+  /// Samples of a position with strays that are rows of the table where it was first; none if it has no strays.
+  [[nodiscard]] std::optional<std::uint64_t> inTable(std::uint32_t position) const;
+
+  [[nodiscard]] std::optional<std::uint64_t> take(std::uint32_t position,
+                                                  std::optional<std::uint64_t> inTable) noexcept override;
   void add(std::uint32_t position, double time, const std::byte* row) override;
   [[nodiscard]] std::optional<std::uint64_t> count(std::uint32_t position) const noexcept override;
   [[nodiscard]] bool isMoved(std::uint32_t position) const noexcept override;

@@ -44,7 +44,8 @@ StreamResource::StreamResource(Catalogue& catalogue, const std::string& file, st
       builder_(std::move(builder)),
       strays_({[this]() -> vtu::QatStream& { return openStream(); }, [this]() -> vtu::QatStream& { return *stream_; },
                [this] { return closedState_ == nullptr; }, [this](const char* cause) { stop(cause); },
-               [this] { introduce(); }, [this] { setLeafEnds(); }}) {
+               [this] { introduce(); }, [this] { setLeafEnds(); },
+               [this](const vtu::StreamLeaf& leaf) { return left(leaf); }}) {
   flushInterval(kFlushInterval);
 }
 
@@ -197,6 +198,9 @@ void StreamResource::regain() {
   for (std::uint32_t position = 0; position < builder_->size() && !isStopped(); ++position) {
     if (strays_.knows(position) && builder_->hasOthers(position)) builder_->makeStray(position);
   }
+  for (std::uint32_t k = 0; k < tables_.size(); ++k) {
+    tables_[k].isGivenUp = tables_[k].isGivenUp && builder_->streamed()[k]->isGivenUp();
+  }
 }
 
 void StreamResource::regainTable(std::uint32_t number) {
@@ -213,6 +217,9 @@ void StreamResource::regainTable(std::uint32_t number) {
   }
   const Ref<Table> table = builder_->gather(*most, offsets, file.rowBytes);
   const auto rows = table->view();
+  openStream();
+  if (builder_->hasOneGoneBack()) cutTo(number, 0);
+  keepLeafEnds(number);
   if (put(number, *rows, 0, 0, rows->rows())) streamAs(number, table);
 }
 
@@ -315,7 +322,7 @@ std::vector<vtu::StreamTable> StreamResource::describe(std::vector<FileTable> fo
     file.stored = std::make_shared<vtu::StoredTable>(vtu::StoredTable{name(), number, {}});
     for (LeafRun& leaf : leaves) {
       const auto record = static_cast<std::uint32_t>(table.leaves.size());
-      leaves_.push_back({number, record, leaf.position});
+      file.leaves.push_back(leaf.position);
       strays_.addLeaf(leaf.position, leafOf(number, record, leaf));
       if (leaf.column.bytes() > 0) file.stored->records.emplace(leaf.column.offset, record);
       file.hasTexts = file.hasTexts || leaf.column.id == qxCELL;
@@ -354,11 +361,28 @@ std::size_t StreamResource::numberOfClients() {
 
 void StreamResource::setLeafEnds() {
   if (closedState_ != nullptr) return;
-  for (const StreamedLeaf& leaf : leaves_) {
-    const std::uint64_t end = builder_->endOfRun(leaf.position, *builder_->streamed()[leaf.table], 0);
-    const bool isOpen = end >= tables_[leaf.table].rows;
-    stream_->endLeaf(leaf.table, leaf.record, isOpen ? std::nullopt : std::optional(end));
+  for (std::uint32_t k = 0; k < tables_.size(); ++k) {
+    for (std::uint32_t record = 0; record < tables_[k].leaves.size(); ++record) {
+      const std::uint32_t position = tables_[k].leaves[record];
+      const auto strayed = strays_.inTable(position);
+      if (!strayed && tables_[k].isGivenUp) continue;  // stepBack() has set it
+      const std::uint64_t end = strayed ? *strayed : builder_->endOfRun(position, *builder_->streamed()[k], 0);
+      stream_->endLeaf(k, record, end >= tables_[k].rows ? std::nullopt : std::optional(end));
+    }
   }
+}
+
+/// From now on rows of a table that come later have no samples of its leaves.
+void StreamResource::keepLeafEnds(std::uint32_t table) {
+  for (std::uint32_t record = 0; record < tables_[table].leaves.size(); ++record) {
+    stream_->endLeaf(table, record, stream_->count(table, record));
+  }
+}
+
+/// Samples of a leaf in a table that was given up.
+std::uint64_t StreamResource::left(const vtu::StreamLeaf& leaf) const {
+  const bool isLeft = leaf.table < tables_.size() && tables_[leaf.table].isGivenUp && !builder_->hasOneGoneBack();
+  return isLeft ? stream_->count(leaf.table, leaf.column) : 0;
 }
 
 /// True if there are samples outside the streamed tables, or elements that the file does not have.
@@ -376,22 +400,26 @@ bool StreamResource::mustPutVariables() {
   return false;
 }
 
+/// Readers learn of it at once, and of the ends of leaves that are set.
 void StreamResource::cutTo(std::uint32_t table, std::uint64_t rows) {
-  openStream();
-  if (tables_[table].rows <= rows) return;
   vtu::QatStream::Mark mark = stream_->mark();
-  mark.rows[table] = rows;
+  mark.rows[table] = std::min(rows, tables_[table].rows);
   stream_->stepBack(mark);
-  tables_[table].rows = rows;
+  tables_[table].rows = mark.rows[table];
 }
 
 bool StreamResource::put(std::uint32_t table, const vtu::SampleTable& source, std::uint64_t first, std::uint64_t at,
                          std::uint64_t count) noexcept {
   if (isStopped()) return false;
   try {
-    cutTo(table, at);
-    stream_->append(table, source, first, count);
-    tables_[table].rows += count;
+    openStream();
+    if (tables_[table].rows > at + count) cutTo(table, at + count);
+    if (tables_[table].rows > at) {
+      stream_->overwrite(table, at, source, first, count);
+    } else {
+      stream_->append(table, source, first, count);
+    }
+    tables_[table].rows = at + count;
     return true;
   } catch (const std::exception& error) {
     stop(error.what());
@@ -399,13 +427,33 @@ bool StreamResource::put(std::uint32_t table, const vtu::SampleTable& source, st
   return false;
 }
 
-void StreamResource::stepBack(std::uint32_t table, std::uint64_t rows) noexcept {
-  if (isStopped()) return;
+std::uint64_t StreamResource::stepBack(std::uint32_t table, std::optional<std::uint64_t> rows,
+                                       const Left& left) noexcept {
+  FileTable& file = tables_[table];
+  if (isStopped()) return rows.value_or(0);
   try {
-    cutTo(table, rows);
+    std::vector<std::uint64_t> counts;
+    std::uint64_t most = 0;
+    bool isLess = false;
+    for (const std::uint32_t position : file.leaves) {
+      const std::uint64_t count = stream_->count(table, static_cast<std::uint32_t>(counts.size()));
+      counts.push_back(std::min(count, left(position)));
+      most = std::max(most, counts.back());
+      isLess = isLess || counts.back() < count;
+    }
+    file.isGivenUp = !rows;
+    const std::uint64_t now = std::min(file.rows, rows.value_or(most));
+    if (now == file.rows && !isLess) return now;
+    openStream();
+    for (std::uint32_t record = 0; record < counts.size(); ++record) {
+      if (counts[record] < now) stream_->endLeaf(table, record, counts[record]);
+    }
+    cutTo(table, now);
+    return now;
   } catch (const std::exception& error) {
     stop(error.what());
   }
+  return 0;
 }
 
 }  // namespace vtio::recorders

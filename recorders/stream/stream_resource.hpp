@@ -62,19 +62,15 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   [[nodiscard]] const std::shared_ptr<TableBuilder>& builder() const { return builder_; }
 
  private:
-  /// A leaf in the file. Its position's run begins with the first row of the table.
-  struct StreamedLeaf {
-    std::uint32_t table;
-    std::uint32_t record;
-    std::uint32_t position;
-  };
-  /// A table of the file.
+  /// A table of the file. Its positions' runs begin with the first row.
   struct FileTable {
     std::vector<std::uint32_t> positions;
     std::vector<std::uint32_t> offsets;  // of each in a row
     std::uint32_t rowBytes = 0;
     bool hasTexts = false;
     std::uint64_t rows = 0;  // in the file
+    bool isGivenUp = false;
+    std::vector<std::uint32_t> leaves;  // their positions, by record
     std::shared_ptr<vtu::StoredTable> stored;
     Ref<Table> gathered;  // until it is laid out
   };
@@ -84,7 +80,7 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   void keeps(std::size_t bytes) noexcept override { kept_ += bytes; }
   bool put(std::uint32_t table, const vtu::SampleTable& source, std::uint64_t first, std::uint64_t at,
            std::uint64_t count) noexcept override;
-  void stepBack(std::uint32_t table, std::uint64_t rows) noexcept override;
+  std::uint64_t stepBack(std::uint32_t table, std::optional<std::uint64_t> rows, const Left& left) noexcept override;
   [[nodiscard]] StraySink* strays() noexcept override { return isLaidOut_ ? &strays_ : nullptr; }
   [[nodiscard]] bool isStopped() const noexcept override { return isStopped_; }
   void lost(const std::exception& cause) noexcept override { tell(cause.what()); }
@@ -109,16 +105,17 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   [[nodiscard]] static vtu::StreamLeaf leafOf(std::uint32_t table, std::uint32_t record, const LeafRun& leaf);
   void streamAs(std::uint32_t number, const Ref<Table>& table);
   void setLeafEnds();
+  [[nodiscard]] std::uint64_t left(const vtu::StreamLeaf& leaf) const;
   [[nodiscard]] bool mustPutVariables();
   [[nodiscard]] std::size_t numberOfClients();
   void closeFile();
   void cutTo(std::uint32_t table, std::uint64_t rows);
+  void keepLeafEnds(std::uint32_t table);
 
   core::client::Catalogue& catalogue_;
   std::shared_ptr<TableBuilder> builder_;  // shared with the recorders, which the catalogue destroys later
   std::optional<vtu::QatStream> stream_;
   std::vector<FileTable> tables_;
-  std::vector<StreamedLeaf> leaves_;
   StrayStreamer strays_;
   std::size_t clients_ = 0;                             // when the file was laid out
   std::shared_ptr<const BuilderSnapshot> closedState_;  // what the file holds since it was closed; null: it is open

@@ -25,10 +25,18 @@ std::uint64_t BuilderSnapshot::next(std::uint32_t position) const {
   return found != behind.end() ? found->second : stateOf(*states[position].table).current + 1;
 }
 
-std::uint64_t BuilderSnapshot::inTables(std::uint32_t position) const {
-  if (position >= states.size()) return 0;
-  const PositionState& state = states[position];
-  return state.before + (state.table ? next(position) - state.begin : 0);
+std::vector<std::uint64_t> BuilderSnapshot::inTables() const {
+  std::unordered_map<const Table*, std::uint64_t> ends;
+  for (const auto& [table, state] : tables) ends.emplace(table.get(), state.current + 1);
+  std::vector<std::uint64_t> counts(states.size());
+  for (std::uint32_t i = 0; i < counts.size(); ++i) {
+    const PositionState& state = states[i];
+    counts[i] = state.before;
+    if (!state.table) continue;
+    const auto known = behind.find(i);
+    counts[i] += (known != behind.end() ? known->second : ends.at(state.table.get())) - state.begin;
+  }
+  return counts;
 }
 
 bool BuilderSnapshot::isEmpty(std::uint32_t position) const {
@@ -118,36 +126,37 @@ bool TableBuilder::allGoBackTo(const BuilderSnapshot& snapshot) const {
 }
 
 void TableBuilder::restoreAll(const BuilderSnapshot& snapshot) {
-  if (StraySink* strays = straySink()) {  // strays do not outlast rows that are given up
-    strays->restore(snapshot.strays.get(), [&snapshot](std::uint32_t i) { return snapshot.inTables(i); });
-  }
+  const std::vector<std::uint64_t> counts = sink_ != nullptr ? snapshot.inTables() : std::vector<std::uint64_t>();
+  const auto left = [&counts](std::uint32_t i) { return i < counts.size() ? counts[i] : 0; };
+  if (StraySink* strays = straySink()) strays->restore(snapshot.strays.get(), left);
   wentBack_ = true;
+  oneWentBack_ = false;
   PositionStates states = snapshot.states;
   while (states.size() < positions_.size()) states.add();
   std::vector<Ref<Table>> tables;
   tables.reserve(snapshot.tables.size());
   growing_.clear();
   for (const auto& [table, state] : snapshot.tables) {
-    table->restore(state, sink_);
+    table->restore(state, sink_, left);
     table->place = tables.size();
     tables.push_back(table);
   }
   finished_ = snapshot.finished;
-  for (FinishedTable* f = finished_.get(); f != nullptr; f = f->older.get()) f->table->restore(f->state, sink_);
-  giveUpOthers(snapshot);
+  for (FinishedTable* f = finished_.get(); f != nullptr; f = f->older.get()) f->table->restore(f->state, sink_, left);
+  giveUpOthers(snapshot, left);
   tables_ = std::move(tables);
   states_ = std::move(states);
   for (std::uint32_t i = 0; i < positions_.size(); ++i) restoreCursor(i, snapshot);
 }
 
 // Streamed tables that are not in the snapshot were made after it.
-void TableBuilder::giveUpOthers(const BuilderSnapshot& snapshot) {
+void TableBuilder::giveUpOthers(const BuilderSnapshot& snapshot, const RowSink::Left& left) {
   if (streamed_.empty() || sink_ == nullptr) return;
   std::unordered_set<const Table*> restored;
   for (const auto& [table, state] : snapshot.tables) restored.insert(table.get());
   for (FinishedTable* f = snapshot.finished.get(); f != nullptr; f = f->older.get()) restored.insert(f->table.get());
   for (const Ref<Table>& table : streamed_) {
-    if (table && restored.count(table.get()) == 0) table->giveUp(*sink_);
+    if (table && restored.count(table.get()) == 0) table->giveUp(*sink_, left);
   }
 }
 
@@ -190,6 +199,7 @@ void TableBuilder::restoreOne(std::uint32_t position, const BuilderSnapshot& sna
     if (sink_ != nullptr) sink_->lost(std::logic_error("A recorder with strays cannot be stepped back alone"));
     return;
   }
+  oneWentBack_ = true;
   Ref<Run> run;
   std::uint64_t recorded = 0;
   if (!snapshot.isEmpty(position)) {

@@ -41,8 +41,8 @@ struct BuilderSnapshot {
   /// The row after the newest sample of an attached position. Slow.
   [[nodiscard]] std::uint64_t next(std::uint32_t position) const;
 
-  /// Samples of a position in tables. Slow.
-  [[nodiscard]] std::uint64_t inTables(std::uint32_t position) const;
+  /// Samples in tables, by position.
+  [[nodiscard]] std::vector<std::uint64_t> inTables() const;
 
   /// True if the position had no samples in tables or was not added yet.
   [[nodiscard]] bool isEmpty(std::uint32_t position) const;

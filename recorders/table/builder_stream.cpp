@@ -99,23 +99,28 @@ bool TableBuilder::makeStray(std::uint32_t position) {
   const bool isInTable = !state.table && run != nullptr && !run->older && run->first == 0 && run->table->isStreamed() &&
                          !run->table->isGivenUp();
   p.isStray = true;  // from here on samples() asks the file
-  if (!strays->take(position, isInTable ? run->count : 0)) {
+  const auto inFile = strays->take(position, isInTable ? std::optional(run->count) : std::nullopt);
+  if (!inFile) {
     positions_[position].isStray = false;
     return false;
   }
   latest_.reset();
-  if (!isInTable) addRowsAsStrays(position, *strays);
+  if (!isInTable) addRowsAsStrays(position, *inFile, *strays);
   return true;
 }
 
-void TableBuilder::addRowsAsStrays(std::uint32_t position, StraySink& strays) {
+// @param inFile The first samples, which are rows of the file already.
+void TableBuilder::addRowsAsStrays(std::uint32_t position, std::uint64_t inFile, StraySink& strays) {
   const Position& p = positions_[position];
   constexpr std::uint64_t kRows = 256;
   std::vector<double> times(kRows);
   std::vector<std::byte> values(kRows * p.bytes + 1);
+  std::uint64_t before = 0;  // samples of the pieces before
   for (const Piece& piece : kept(position)) {
     const auto source = piece.table->rowsOf(piece.table->state(), piece.table->number + 1);
-    for (std::uint64_t done = 0; done < piece.count;) {
+    const std::uint64_t inPiece = std::min(piece.count, inFile - std::min(inFile, before));
+    before += piece.count;
+    for (std::uint64_t done = inPiece; done < piece.count;) {
       const std::uint64_t here = std::min(kRows, piece.count - done), first = piece.first - source->begin() + done;
       source->readTimes(first, here, times.data());
       source->readRows(first, here, piece.offset, p.bytes, values.data(), p.bytes);
@@ -124,6 +129,7 @@ void TableBuilder::addRowsAsStrays(std::uint32_t position, StraySink& strays) {
     }
   }
   forgetRows(position);
+  states_.change(position).before = inFile;
 }
 
 void TableBuilder::forgetRows(std::uint32_t position) {

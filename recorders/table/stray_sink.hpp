@@ -27,9 +27,12 @@ class StraySink {
     virtual ~State() = default;
   };
 
-  /// From now on samples of the position are strays. @param inTable Samples before, the first rows of its table.
-  /// @return False for a position that the file does not know.
-  [[nodiscard]] virtual bool take(std::uint32_t position, std::uint64_t inTable) noexcept = 0;
+  /// From now on samples of the position are strays.
+  /// @param inTable Its first samples that are the first rows of its table; none: those that a table was left with when
+  ///   it was given up.
+  /// @return That number; none for a position that the file does not know.
+  [[nodiscard]] virtual std::optional<std::uint64_t> take(std::uint32_t position,
+                                                          std::optional<std::uint64_t> inTable) noexcept = 0;
 
   /// Takes one sample. @param row The position's bytes of a row; a text is the address of its bytes.
   /// @throws std::bad_alloc

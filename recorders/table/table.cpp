@@ -179,8 +179,11 @@ void Table::openRow() {
   time = state_.time;
 }
 
-void Table::takeBackRow() {
+void Table::takeBackRow(RowSink* sink) {
   view_.reset();
+  if (streamed_ && sink != nullptr && streamed_->rows > number) {
+    cutTo(number, *sink, [](std::uint32_t) { return UINT64_MAX; });
+  }
   if (streamed_) streamed_->hasCurrent = streamed_->rows == number;
   if (last().firstRow == number) {
     TileList& own = ownTiles();
@@ -241,19 +244,17 @@ void Table::spill(RowSink& sink, std::uint64_t end) {
   if (isPartial) block();
 }
 
-void Table::cutTo(std::uint64_t rows, RowSink& sink) {
+void Table::cutTo(std::optional<std::uint64_t> rows, RowSink& sink, const RowSink::Left& left) {
   view_.reset();
   streamed_->hasCurrent = false;
-  if (rows < streamed_->rows) {
-    sink.stepBack(streamNumber(), rows);
-    streamed_->cuts.push_back(rows);
-  }
-  streamed_->rows = std::min(streamed_->rows, rows);
-  streamed_->final = std::min(streamed_->final, rows);
+  const std::uint64_t now = sink.stepBack(streamNumber(), rows, left);
+  if (now < streamed_->rows) streamed_->cuts.push_back(now);
+  streamed_->rows = std::min(streamed_->rows, now);
+  streamed_->final = std::min(streamed_->final, now);
 }
 
-void Table::giveUp(RowSink& sink) {
-  cutTo(0, sink);
+void Table::giveUp(RowSink& sink, const RowSink::Left& left) {
+  cutTo({}, sink, left);
   state_.ended = true;
   streamed_->isGivenUp = true;
 }
@@ -275,14 +276,16 @@ TableState Table::capture() const {
   return state;
 }
 
-void Table::restore(const TableState& state, RowSink* sink) {
+void Table::restore(const TableState& state, RowSink* sink, const RowSink::Left& left) {
   view_.reset();
   state_ = state;
   number = state.current;
   written = state.written;
   if (streamed_ && sink != nullptr) {
     streamed_->isGivenUp = false;
-    cutTo(std::min(streamed_->rows, number), *sink);
+    cutTo(number + 1, *sink, left);
+    if (written != state_.attached) streamed_->final = std::min(streamed_->final, number);
+    streamed_->hasCurrent = streamed_->final == number + 1;
   }
   block();
   // Removes later texts if there are no references to later rows.

@@ -85,7 +85,8 @@ class Table final : public CurrentRow {
   [[nodiscard]] bool isRowShown() const;
 
   /// Removes the current row; there must be one before it. The row before is the current one again, and complete.
-  void takeBackRow();
+  /// @param sink Takes it back, too; may be null.
+  void takeBackRow(RowSink* sink);
 
   /// Marks all rows as shown: they do not change any more. The table accepts no more positions.
   void show();
@@ -111,8 +112,8 @@ class Table final : public CurrentRow {
   /// change and are given again.
   void spill(RowSink& sink, std::uint64_t end);
 
-  /// Ends a streamed table that is not part of a state that was restored.
-  void giveUp(RowSink& sink);
+  /// Ends a streamed table that is not part of a state that was restored. What positions have left stays in the file.
+  void giveUp(RowSink& sink, const RowSink::Left& left);
   [[nodiscard]] bool isGivenUp() const { return streamed_->isGivenUp; }
 
   /// Another table takes the place in the file of one that was given up.
@@ -129,7 +130,8 @@ class Table final : public CurrentRow {
 
   /// The state to be kept, all of it. The rows must be shown.
   [[nodiscard]] TableState capture() const;
-  void restore(const TableState& state, RowSink* sink);
+  /// @param left What positions have in the state.
+  void restore(const TableState& state, RowSink* sink, const RowSink::Left& left);
 
   static void destroy(Table* table) { delete table; }
 
@@ -159,7 +161,7 @@ class Table final : public CurrentRow {
   void makeRoomInRow(std::uint32_t bytes);
   Ref<Tile> dropExpired(std::uint32_t capacity);
   Ref<Tile> dropStreamed(std::uint32_t capacity);
-  void cutTo(std::uint64_t rows, RowSink& sink);
+  void cutTo(std::optional<std::uint64_t> rows, RowSink& sink, const RowSink::Left& left);
   void block() { time = std::numeric_limits<double>::quiet_NaN(); }
 
   TableState state_;

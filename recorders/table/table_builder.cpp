@@ -278,7 +278,7 @@ void TableBuilder::moveMinority(Table& table) {
       if (hasSample(*positions_[i].cursor)) moveSample(table, i);
     }
   }
-  table.takeBackRow();
+  table.takeBackRow(sink_);
 }
 
 void TableBuilder::moveSample(Table& table, std::uint32_t position) {

@@ -137,6 +137,9 @@ class TableBuilder final {
   /// True if the builder went back to a snapshot since this was asked last.
   [[nodiscard]] bool takeWentBack() { return std::exchange(wentBack_, false); }
 
+  /// True if a position went back to a snapshot without the others, since all did together.
+  [[nodiscard]] bool hasOneGoneBack() const { return oneWentBack_; }
+
   /// Most samples kept of a position; 0 means no limit.
   [[nodiscard]] std::uint64_t maxPoints(std::uint32_t position) const { return positions_[position].maxPoints; }
 
@@ -228,7 +231,7 @@ class TableBuilder final {
     return positions_[position].isStray ? straySink() : nullptr;
   }
   void addStray(std::uint32_t position, double time, const void* data);
-  void addRowsAsStrays(std::uint32_t position, StraySink& strays);
+  void addRowsAsStrays(std::uint32_t position, std::uint64_t inFile, StraySink& strays);
   void copyRows(std::uint32_t position, std::uint32_t offset, Tile& tile);
   void moveTo(const Ref<Table>& table, std::uint32_t position, std::uint32_t offset);
 
@@ -247,7 +250,7 @@ class TableBuilder final {
   void restoreAll(const BuilderSnapshot& snapshot);
   void restoreCursor(std::uint32_t position, const BuilderSnapshot& snapshot);
   void restoreOne(std::uint32_t position, const BuilderSnapshot& snapshot);
-  void giveUpOthers(const BuilderSnapshot& snapshot);
+  void giveUpOthers(const BuilderSnapshot& snapshot, const RowSink::Left& left);
   void requireHeld(const BuilderSnapshot& snapshot) const;
 
   using JoinedKey = std::vector<std::tuple<const RecordedTable*, std::uint64_t, std::uint64_t>>;
@@ -272,6 +275,7 @@ class TableBuilder final {
   double strayTime_ = std::numeric_limits<double>::quiet_NaN();
   std::size_t rowOfAll_ = 0;  // bytes of a row of all positions
   bool wentBack_ = false;
+  bool oneWentBack_ = false;  // since all went back together
   RowSink* sink_ = nullptr;
   std::vector<Ref<Table>> streamed_;  // by their numbers in the file
 };

@@ -113,7 +113,8 @@ class QatOpening : public QatTest {
 
 TEST_F(QatOpening, ReadingAFileThatWasLeftOpenDoesNotWrite) {
   for (const std::uint64_t flags : {1U, 5U}) {
-    for (const std::int64_t missing : {0, 200, -5000}) {
+    // A stream's mark is behind all objects: they were made before it let readers in.
+    for (const std::int64_t missing : {0, flags == 5 ? 8 : 200, -5000}) {
       saveMarked(flags, missing);
       const std::string before = bytes();
       OpenFile file = open("r");

@@ -65,7 +65,8 @@ class QatStreamDying : public QatTest {
   }
 
   /// Flushes, a step back, two closings with rows between them. The process dies on the way.
-  void stream(std::size_t writes) {
+  template <typename Plan>
+  void stream(const Plan& planDeath) {
     vtu::QatStream stream(path_);
     std::vector<std::shared_ptr<const vtu::SampleTable>> firstRows;
     std::vector<vtu::StreamTable> tables;
@@ -77,7 +78,7 @@ class QatStreamDying : public QatTest {
     const vtu::StreamVariable variables[] = {{"logsout", variable.get()}};
     stream.layOut(variables, tables);
     flush(stream, 10);
-    dieAtWrite(writes);
+    planDeath();
     append(stream, 10, 300);
     flush(stream, 310);
     const vtu::QatStream::Mark mark = stream.mark();
@@ -95,17 +96,30 @@ class QatStreamDying : public QatTest {
   }
 
   /// @return true if the run came to its end
-  bool endsBeforeWrite(std::size_t writes) {
+  template <typename Plan>
+  bool endsInSpiteOf(const Plan& planDeath) {
     std::filesystem::remove(path_);
     const pid_t child = fork();
     if (child == 0) {
-      stream(writes);
+      stream(planDeath);
       _exit(0);
     }
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0) << status;
     return WIFEXITED(status);
+  }
+
+  /// Lets a run die as it was planned for its 1st, 2nd, ... write. @return The number of runs that died.
+  std::size_t dieEverywhere(void (*planDeath)(std::size_t)) {
+    for (std::size_t writes = 1;; ++writes) {
+      SCOPED_TRACE("write " + std::to_string(writes));
+      if (endsInSpiteOf([&] { planDeath(writes); })) return writes - 1;
+      check("r");
+      check("u");
+      check("r");
+      if (HasFailure()) return writes;
+    }
   }
 
   void check(const char* mode) const {
@@ -130,17 +144,13 @@ class QatStreamDying : public QatTest {
   Count* flushed_;
 };
 
-TEST_F(QatStreamDying, AtAnyWriteKeepsEveryFlushedRow) {
-  std::size_t writes = 1;
-  for (; !endsBeforeWrite(writes); ++writes) {
-    SCOPED_TRACE("write " + std::to_string(writes));
-    check("r");
-    check("u");
-    check("r");
-    if (HasFailure()) return;
-  }
-  EXPECT_GT(writes, 100U);
+TEST_F(QatStreamDying, AtAnyWriteKeepsEveryFlushedRow) { EXPECT_GT(dieEverywhere(dieAtWrite), 100U); }
+TEST_F(QatStreamDying, BlocksThatFitIntoAPageAreWrittenWithinOne) {
+  const std::size_t before = blocksWrittenAcrossPages();
+  stream([] {});
+  EXPECT_EQ(blocksWrittenAcrossPages(), before);
 }
+TEST_F(QatStreamDying, WithinAnyWriteKeepsEveryFlushedRow) { EXPECT_GT(dieEverywhere(dieInWrite), 3U); }
 
 }  // namespace
 }  // namespace vtio::tests

@@ -5,41 +5,23 @@
 #include <sys/wait.h>
 
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <fstream>
 #include <random>
-#include <thread>
 
 #include "platform/qat.hpp"
 #include "platform/qat_parts.hpp"
 #include "platform/qat_stream.hpp"
 #include "recorders/recorders.h"
 #include "tests/qat/arrays.hpp"
-#include "tests/recorders/recording_fixture.hpp"
+#include "tests/recorders/stream_fixture.hpp"
 
 namespace {
 
 using namespace recording;
 using ::testing::HasSubstr;
 using vtio::tests::difference;
-
-constexpr const char* kVariable = "DATASET_SIGNAL_LOGGING";
-
-const qxArray* elementsOf(const qxArray* variable) {
-  return qxGetField(qxGetField(variable, 0, "Dataset"), 0, "Elements");
-}
-
-/// The element of a name; null if there is none.
-const qxArray* elementOf(const qxArray* variable, const std::string& name) {
-  const qxArray* elements = elementsOf(variable);
-  for (std::size_t i = 0; i < qxGetNumberOfElements(elements); ++i) {
-    const qxArray* element = qxGetCell(elements, i);
-    if (text(qxGetField(element, 0, "Name")) == name) return element;
-  }
-  return nullptr;
-}
 
 /// A model with signals of every kind, which records into memory or into a file.
 class Rig {
@@ -306,17 +288,6 @@ TEST_F(Streamed, SnapshotOfAWayThatWasGivenUpIsRefused) {
   EXPECT_EQ(difference(elementsOf(memory.dataset().get()), elementsOf(rig.dataset().get())), "");
 }
 
-/// A process of its own; the result of `work` is told through a pipe.
-template <typename Work>
-pid_t runElsewhere(const Work& work) {
-  const pid_t child = fork();
-  if (child == 0) {
-    work();
-    _exit(0);
-  }
-  return child;
-}
-
 TEST_F(Streamed, RunIsReadableWhileItGoesOnAndAfterItIsKilled) {
   std::array<int, 2> ends{};
   ASSERT_EQ(pipe(ends.data()), 0);
@@ -365,181 +336,6 @@ TEST_F(Streamed, RunIsReadableWhileItGoesOnAndAfterItIsKilled) {
   const vtu::QatFileWrapper plain(file_.path(), "r");
   EXPECT_TRUE(vtu::QatSamples(*plain.get()).isComplete());
 }
-
-/// A run of some signals that is killed. Its child reports how many rows are flushed at least, and its steps back.
-class StreamedKills : public Streamed {
- protected:
-  static constexpr std::uint64_t kNone = UINT64_MAX;
-
-  struct Told {
-    std::uint64_t flushed = 0;     // rows
-    std::uint64_t backTo = kNone;  // the row that the run goes on with after a step back
-  };
-
-  /// What the child has told.
-  struct Known {
-    std::uint64_t flushed = 0;
-    std::vector<std::uint64_t> limits;  // by way: the row from which a step back has given its samples up
-
-    void add(const Told& told) {
-      flushed = told.flushed;
-      if (told.backTo == kNone) return;
-      for (std::uint64_t& limit : limits) limit = std::min(limit, told.backTo);
-      limits.push_back(kNone);
-    }
-  };
-
-  static constexpr std::size_t kSignals = 30;
-  static constexpr std::size_t kRegular = 26;  // the others miss rows, and the last two come late
-
-  static constexpr std::uint64_t kLate = 300;
-
-  static bool hasSample(std::size_t signal, std::uint64_t k) {
-    if (signal >= kSignals - 2 && k < kLate) return false;
-    return signal < kRegular || (k * 2654435761U >> 7U) % 16 != signal - kRegular;
-  }
-
-  static double valueOf(std::size_t signal, std::uint64_t k, std::uint64_t way) {
-    return static_cast<double>(k) + 1e6 * static_cast<double>(way) + 0.01 * static_cast<double>(signal);
-  }
-
-  void runForever(unsigned seed, int pipe) const {
-    std::mt19937 random(seed);
-    Catalogue catalogue;
-    file_.stream(catalogue);
-    RecordingSession session(catalogue);
-    session.flushInterval(1000);
-    std::vector<std::unique_ptr<Scalar>> accessors;
-    const auto attachOne = [&] {
-      const SignalDescriptor& descriptor = catalogue.createSignalDescriptor(
-          {.root = leaf(u"x"), .name = u"x", .blockPath = {u"b"}, .port = accessors.size()});
-      accessors.push_back(std::make_unique<Scalar>(descriptor, catalogue.disabledLoggingIntervals()));
-      session.attach(descriptor, *accessors.back());
-    };
-    while (accessors.size() < kSignals - 2) attachOne();
-    std::uint64_t k = 0, way = 0, snapshot = 0;
-    const auto tell = [pipe](Told told) {
-      if (write(pipe, &told, sizeof told) < 0) _exit(2);
-    };
-    for (bool isCaptured = false, isBack = false;;) {
-      for (std::uint64_t end = k + 1 + random() % 200; k < end; ++k) {
-        if (k == kLate) {
-          while (accessors.size() < kSignals) attachOne();
-        }
-        for (std::size_t i = 0; i < accessors.size(); ++i) {
-          if (!hasSample(i, k)) continue;
-          const double time = static_cast<double>(k), value = valueOf(i, k, way);
-          accessors[i]->update(&time, &value, 0);
-        }
-        if (std::exchange(isBack, false)) tell({0, k});  // the step back is done with the first sample after it
-      }
-      if (random() % 4 == 0) {
-        session.captureSnapshot(false);
-        session.limitSnapshots(1);
-        snapshot = k;
-        isCaptured = true;
-      } else if (isCaptured && random() % 6 == 0) {
-        tell({});
-        session.rollBack();
-        k = snapshot;
-        ++way;
-        isBack = true;
-      } else if (random() % 3 == 0) {
-        session.flush();
-        tell({k, kNone});
-      }
-      if (random() % 40 == 0) static_cast<void>(catalogue.datasetArray(u"logsout"));
-    }
-  }
-
-  Known killAfter(std::chrono::microseconds delay, unsigned seed) const {
-    std::array<int, 2> ends{};
-    EXPECT_EQ(pipe(ends.data()), 0);
-    const pid_t child = runElsewhere([&] { runForever(seed, ends[1]); });
-    close(ends[1]);
-    Known known{0, {kNone}};
-    Told told;
-    while (known.flushed == 0 && read(ends[0], &told, sizeof told) == sizeof told) known.add(told);
-    std::thread killer([&] {
-      std::this_thread::sleep_for(delay);
-      kill(child, SIGKILL);
-    });
-    while (read(ends[0], &told, sizeof told) == sizeof told) known.add(told);
-    killer.join();
-    waitpid(child, nullptr, 0);
-    close(ends[0]);
-    return known;
-  }
-
-  /// A sample was recorded and not given up.
-  /// @param way That of the sample before; becomes that of this one.
-  static void checkSample(std::size_t signal, std::uint64_t k, double value, const Known& known, std::uint64_t& way) {
-    const auto itsWay = static_cast<std::uint64_t>(value / 1e6);
-    ASSERT_EQ(value, valueOf(signal, k, itsWay)) << "signal " << signal << " row " << k;
-    ASSERT_GE(itsWay, way) << "signal " << signal << " row " << k;
-    ASSERT_LT(itsWay, known.limits.size()) << "signal " << signal << " row " << k;
-    ASSERT_LT(k, known.limits[itsWay]) << "signal " << signal << ": a row that was given up";
-    way = itsWay;
-  }
-
-  /// All flushed samples of a signal in order, and none that was given up. They may go on after the last row of another
-  /// signal: a step back may leave a table with fewer rows, down to none, than are recorded until the next flush.
-  /// @param ways Of a signal with all rows; empty: not known.
-  static void checkSignal(std::size_t signal, const std::vector<double>& times, const std::vector<double>& data,
-                          const std::vector<std::uint64_t>& ways, const Known& known) {
-    ASSERT_EQ(times.size(), data.size());
-    std::uint64_t k = signal < kSignals - 2 ? 0 : kLate, way = 0;
-    for (std::size_t i = 0; i < data.size(); ++i, ++k) {
-      while (!hasSample(signal, k)) ++k;
-      ASSERT_EQ(times[i], static_cast<double>(k)) << "signal " << signal;
-      checkSample(signal, k, data[i], known, way);
-      if (HasFatalFailure()) return;
-      if (k < ways.size()) {
-        ASSERT_EQ(way, ways[k]) << "signal " << signal << " row " << k;
-      }
-    }
-    while (k < known.flushed && !hasSample(signal, k)) ++k;
-    ASSERT_GE(k, known.flushed) << "signal " << signal;
-  }
-
-  void check(const Known& known, const char* mode) const {
-    const vtu::QatFileWrapper open(file_.path(), mode);
-    ASSERT_TRUE(open) << qatLastError();
-    const vtu::qxArrayWrapper variable = open.variable(kVariable);
-    ASSERT_TRUE(variable) << qatLastError();
-    std::vector<std::uint64_t> ways;
-    const std::size_t elements = qxGetNumberOfElements(elementsOf(variable.get()));
-    ASSERT_LE(elements, kSignals);
-    if (known.flushed > kLate) {
-      ASSERT_EQ(elements, kSignals);
-    }
-    for (std::size_t i = 0; i < elements; ++i) {
-      const qxArray* values = qxGetField(qxGetCell(elementsOf(variable.get()), i), 0, "Values");
-      const std::vector<double> data = numbers<double>(qxGetField(values, 0, "Data"));
-      checkSignal(i, numbers<double>(qxGetField(values, 0, "Time")), data, ways, known);
-      if (HasFatalFailure()) return;
-      if (i == 0) std::transform(data.begin(), data.end(), std::back_inserter(ways), [](double v) { return v / 1e6; });
-      if (i < kRegular) {
-        ASSERT_EQ(data.size(), ways.size()) << "signal " << i;
-      }
-    }
-  }
-
-  void killManyTimes(unsigned times, unsigned longestMicroseconds) {
-    std::mt19937 random(times);
-    for (unsigned i = 0; i < times; ++i) {
-      std::filesystem::remove(file_.path());
-      const Known known = killAfter(std::chrono::microseconds(random() % longestMicroseconds), i);
-      check(known, "r");
-      check(known, "u");
-      check(known, "r");
-      ASSERT_FALSE(HasFailure()) << "run " << i;
-    }
-  }
-};
-
-TEST_F(StreamedKills, KeepEveryFlushedRow) { killManyTimes(20, 40000); }
-TEST_F(StreamedKills, KeepEveryFlushedRowManyTimes) { killManyTimes(200, 100000); }
 
 TEST_F(Streamed, FullDiskIsToldOnceAndWhatWasFlushedStays) {
   const std::string folder = file_.path("disk");

@@ -19,12 +19,10 @@
 namespace vtu::qat {
 namespace {
 
-/// Chunks go straight to the file; the counts of rows are aligned, so that they change at once.
+/// Chunks go straight to the file.
 Handle makeStreamAccessList() {
-  Handle list = makeAccessList();
-  constexpr const char* kFailure = "cannot set up the file access";
-  checked(H5Pset_cache(list.get(), 0, 0, 0, 0), kStorage, kFailure);
-  checked(H5Pset_alignment(list.get(), 1, alignof(std::uint64_t)), kStorage, kFailure);
+  Handle list = makeAccessList(Changes::inPlace);
+  checked(H5Pset_cache(list.get(), 0, 0, 0, 0), kStorage, "cannot set up the file access");
   return list;
 }
 
@@ -181,6 +179,14 @@ void StreamFile::append(std::uint32_t table, const SampleTable& source, std::uin
   writing([&] { this->table(table).append(source, first, count); });
 }
 
+void StreamFile::overwrite(std::uint32_t table, std::uint64_t at, const SampleTable& source, std::uint64_t first,
+                           std::uint64_t count) {
+  requireLive();
+  if (at > this->table(table).rows()) throw Failure(kBadArgument, "there are no rows to overwrite");
+  if (full_) throw Failure(kDiskFull, "the disk is full");
+  writing([&] { this->table(table).overwrite(at, source, first, count); });
+}
+
 void StreamFile::append(const StrayBuffer& strays) {
   requireLive();
   if (full_) throw Failure(kDiskFull, "the disk is full");
@@ -243,9 +249,7 @@ void StreamFile::stepBack(const QatStream::Mark& mark) {
     for (std::size_t k = 0; k < tables_.size(); ++k) {
       tables_[k]->rewind(std::min(mark.rows[k], tables_[k]->rows()));
     }
-    for (const auto& table : tables_) {
-      if (table->mustTakeBack()) table->writeCounts();
-    }
+    for (const auto& table : tables_) table->takeBackCounts();
   });
 }
 

@@ -35,6 +35,8 @@ class StreamFile final {
 
   void layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables);
   void append(std::uint32_t table, const SampleTable& source, std::uint64_t first, std::uint64_t count);
+  void overwrite(std::uint32_t table, std::uint64_t at, const SampleTable& source, std::uint64_t first,
+                 std::uint64_t count);
   void append(const StrayBuffer& strays);
   void keep(LeafPlace leaf, std::uint64_t samples);
   void endLeaf(std::uint32_t table, std::uint32_t leaf, std::optional<std::uint64_t> row);
@@ -59,6 +61,9 @@ class StreamFile final {
   void keepPlaces(const SampleTable& table, const std::shared_ptr<StreamedLeaves>& leaves);
   [[nodiscard]] std::optional<LeafPlace> placeOf(LeafPlace leaf) const { return places_.find(leaf); }
   [[nodiscard]] std::uint64_t rows(std::uint32_t table) const { return tables_.at(table)->rows(); }
+  [[nodiscard]] std::uint64_t count(std::uint32_t table, std::uint32_t leaf) const {
+    return tables_.at(table)->count(leaf);
+  }
 
  private:
   /// A plain file that is read.

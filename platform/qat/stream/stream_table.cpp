@@ -91,6 +91,15 @@ void StreamedTable::append(const SampleTable& source, std::uint64_t first, std::
   countsChanged_ = countsChanged_ || count > 0;
 }
 
+void StreamedTable::overwrite(std::uint64_t at, const SampleTable& source, std::uint64_t first, std::uint64_t count) {
+  keepTexts(at, std::min(count, rows_ - at));
+  rows_ = at;
+  rewindDatasets();
+  countsChanged_ = true;
+  append(source, first, count);
+  keptTexts_.clear();
+}
+
 void StreamedTable::appendTimes(const SampleTable& source, std::uint64_t first, std::uint64_t count) {
   for (std::uint64_t done = 0; done < count;) {
     std::uint64_t here = count - done;
@@ -110,24 +119,46 @@ void StreamedTable::appendPart(Part& part, const SampleTable& source, std::uint6
     for (const Run& run : part.runs) {
       source.readRows(first + done, here, run.offset, run.bytes, target + run.column * element, stride);
     }
-    if (part.kind.id == qxCELL) takeTexts(source, target, here, part);
+    if (part.kind.id == qxCELL) takeTexts(source, target, rows_ + done, here, part);
     part.dataset->commit(here);
     done += here;
   }
 }
 
-/// Copies the bytes of texts and lets their cells point to the copies.
-void StreamedTable::takeTexts(const SampleTable& source, std::byte* rows, std::uint64_t count, const Part& part) {
-  for (std::byte* cell = rows; cell != rows + count * part.width * TextCell::kBytesInRow;
-       cell += TextCell::kBytesInRow) {
+/// Copies the bytes of texts and lets their cells point to the copies. @param first Number of the first row.
+void StreamedTable::takeTexts(const SampleTable& source, std::byte* rows, std::uint64_t first, std::uint64_t count,
+                              const Part& part) {
+  for (std::uint64_t i = 0; i < count * part.width; ++i) {
+    std::byte* cell = rows + i * TextCell::kBytesInRow;
     TextCell text = TextCell::fromRow(cell);
     if (text.bytes > 0) {
       source.readText(text, text_);
-      text = {texts_->rows(), static_cast<std::uint32_t>(text_.size())};
-      texts_->append(text_.data(), text_.size());
+      text = keptText(first + i / part.width, i % part.width, part.width);
+      if (text.bytes == 0) {
+        text = {texts_->rows(), static_cast<std::uint32_t>(text_.size())};
+        texts_->append(text_.data(), text_.size());
+      }
     }
     text.toRow(cell);
   }
+}
+
+/// Remembers where the texts of rows are that are going to be overwritten.
+void StreamedTable::keepTexts(std::uint64_t first, std::uint64_t count) {
+  firstKept_ = first;
+  for (Part& part : parts_) {
+    if (part.kind.id != qxCELL) continue;
+    keptTexts_.resize(count * part.width * TextCell::kBytesInRow);
+    part.dataset->read(first, count, 0, part.width, keptTexts_.data());
+  }
+}
+
+/// The cell that a row had before; an empty one if that was another text than text_.
+TextCell StreamedTable::keptText(std::uint64_t row, std::uint64_t column, std::uint64_t width) {
+  const std::uint64_t at = ((row - firstKept_) * width + column) * TextCell::kBytesInRow;
+  if (keptTexts_.empty() || at >= keptTexts_.size()) return {};
+  const TextCell cell = TextCell::fromRow(keptTexts_.data() + at);
+  return cell.bytes == text_.size() && readText(cell, keptText_) == text_ ? cell : TextCell{};
 }
 
 void StreamedTable::endLeaf(std::uint32_t leaf, std::optional<std::uint64_t> row) {
@@ -173,9 +204,23 @@ std::vector<std::uint64_t> StreamedTable::counts() const {
 
 void StreamedTable::writeCounts() {
   if (!countsChanged_) return;
-  rowCounts_->write(counts());
-  counted_ = rows_;
+  counted_ = counts();
+  rowCounts_->write(counted_);
   countsChanged_ = false;
+}
+
+void StreamedTable::takeBackCounts() {
+  if (!mustTakeBack()) return;
+  for (std::uint32_t leaf = 0; leaf < counted_.size(); ++leaf) counted_[leaf] = std::min(counted_[leaf], count(leaf));
+  rowCounts_->write(counted_);
+}
+
+bool StreamedTable::mustTakeBack() const {
+  if (!countsChanged_) return false;
+  for (std::uint32_t leaf = 0; leaf < counted_.size(); ++leaf) {
+    if (counted_[leaf] > count(leaf)) return true;
+  }
+  return false;
 }
 
 void StreamedTable::read(const Block& block, void* out) {

@@ -32,6 +32,9 @@ class StreamedTable final {
 
   void append(const SampleTable& source, std::uint64_t first, std::uint64_t count);
 
+  /// Puts rows in place of those from `at` on. Samples that readers know of keep their values, and where they stand.
+  void overwrite(std::uint64_t at, const SampleTable& source, std::uint64_t first, std::uint64_t count);
+
   [[nodiscard]] std::uint64_t rows() const { return rows_; }
 
   /// Sets the row before which a leaf ended; none: it takes part in all rows.
@@ -40,14 +43,14 @@ class StreamedTable final {
   /// Takes rows back, and with them the ends of leaves after them. Readers still see the old counts.
   void rewind(std::uint64_t rows);
 
-  /// True if readers know of rows that have been taken back.
-  [[nodiscard]] bool mustTakeBack() const { return counted_ > rows_; }
-
   /// Gives all rows to the file system; readers still see the old counts.
   void flushRows();
 
   /// Makes the valid rows known to readers.
   void writeCounts();
+
+  /// Lets readers forget the samples that have been taken back.
+  void takeBackCounts();
 
   /// Elements of one class: `width` columns of `count` rows.
   struct Block {
@@ -105,11 +108,15 @@ class StreamedTable final {
     std::optional<std::uint64_t> end;
   };
 
+  [[nodiscard]] bool mustTakeBack() const;
   void makeParts(const std::vector<SampleColumn>& leaves);
   void appendTimes(const SampleTable& source, std::uint64_t first, std::uint64_t count);
   void appendPart(Part& part, const SampleTable& source, std::uint64_t first, std::uint64_t count);
   void rewindDatasets();
-  void takeTexts(const SampleTable& source, std::byte* rows, std::uint64_t count, const Part& part);
+  void takeTexts(const SampleTable& source, std::byte* rows, std::uint64_t first, std::uint64_t count,
+                 const Part& part);
+  void keepTexts(std::uint64_t first, std::uint64_t count);
+  [[nodiscard]] TextCell keptText(std::uint64_t row, std::uint64_t column, std::uint64_t width);
   [[nodiscard]] std::vector<std::uint64_t> counts() const;
   [[nodiscard]] GrowingDataset::Row rowOf(Kit& kit, const Part& part) const;
 
@@ -119,9 +126,11 @@ class StreamedTable final {
   std::optional<GrowingDataset> times_, texts_;
   std::vector<Leaf> leaves_;
   std::uint64_t rows_ = 0;
-  std::uint64_t counted_ = 0;  // rows that readers know of
+  std::vector<std::uint64_t> counted_;  // samples that readers know of, by leaf
   bool countsChanged_ = false;
-  std::string text_;
+  std::string text_, keptText_;
+  std::vector<std::byte> keptTexts_;  // cells of rows that are overwritten
+  std::uint64_t firstKept_ = 0;       // the first of these rows
 };
 
 }  // namespace vtu::qat
