@@ -257,7 +257,8 @@ void StreamResource::describeLate(const std::string& variable, const std::string
     strays_.addLeaf(leaf.position, leafOf(vtu::StreamLeaf::kLate, strays_.nextLate(), leaf));
   }
   for (const std::uint32_t position : positions) {
-    if (!builder_->makeStray(position)) strays_.begin(position, 0);  // the one that asks
+    const bool isShared = builder_->sourceOf(position) != position;
+    if (!isShared && !builder_->makeStray(position)) strays_.begin(position, 0);  // the one that asks
   }
   const vtu::qxArrayWrapper element = client.datasetElement();
   strays_.addDescriptions(std::move(positions), stream_->describe(variable, dataset, *element.get()));
@@ -363,7 +364,7 @@ void StreamResource::setLeafEnds() {
   if (closedState_ != nullptr) return;
   for (std::uint32_t k = 0; k < tables_.size(); ++k) {
     for (std::uint32_t record = 0; record < tables_[k].leaves.size(); ++record) {
-      const std::uint32_t position = tables_[k].leaves[record];
+      const std::uint32_t position = builder_->sourceOf(tables_[k].leaves[record]);
       const auto strayed = strays_.inTable(position);
       if (!strayed && tables_[k].isGivenUp) continue;  // stepBack() has set it
       const std::uint64_t end = strayed ? *strayed : builder_->endOfRun(position, *builder_->streamed()[k], 0);

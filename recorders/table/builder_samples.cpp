@@ -75,7 +75,8 @@ Ref<Run> TableBuilder::archive(std::uint32_t position, const std::vector<Piece>&
 
 TableBuilder::Samples TableBuilder::samples(std::uint32_t position) {
   settle();
-  if (StraySink* strays = strayed(position)) {
+  if (StraySink* strays = strayed(positions_[position].source)) {
+    position = positions_[position].source;
     auto [table, offset] = strays->samples(position);
     const std::uint64_t rows = table->rows();
     return {std::move(table), offset, 0, rows};

@@ -127,7 +127,10 @@ bool TableBuilder::allGoBackTo(const BuilderSnapshot& snapshot) const {
 
 void TableBuilder::restoreAll(const BuilderSnapshot& snapshot) {
   const std::vector<std::uint64_t> counts = sink_ != nullptr ? snapshot.inTables() : std::vector<std::uint64_t>();
-  const auto left = [&counts](std::uint32_t i) { return i < counts.size() ? counts[i] : 0; };
+  const auto left = [&](std::uint32_t i) {
+    const std::uint32_t source = positions_[i].source;
+    return source < counts.size() ? counts[source] : 0;
+  };
   if (StraySink* strays = straySink()) strays->restore(snapshot.strays.get(), left);
   wentBack_ = true;
   oneWentBack_ = false;

@@ -93,7 +93,7 @@ void TableBuilder::moveTo(const Ref<Table>& table, std::uint32_t position, std::
 bool TableBuilder::makeStray(std::uint32_t position) {
   Position& p = positions_[position];
   StraySink* strays = straySink();
-  if (strays == nullptr || p.maxPoints != 0 || p.isStray) return false;
+  if (strays == nullptr || p.maxPoints != 0 || p.isStray || p.source != position) return false;
   const PositionState& state = states_[position];
   const Run* run = state.closed.get();
   const bool isInTable = !state.table && run != nullptr && !run->older && run->first == 0 && run->table->isStreamed() &&
@@ -146,7 +146,11 @@ void TableBuilder::addStray(std::uint32_t position, double time, const void* dat
   if (p.cursor->bytes != 0) return strayed(position)->add(position, time, delivered);
   strayRow_.resize(std::max<std::size_t>(strayRow_.size(), p.bytes));
   strayTexts_.truncate({});
-  storeSample(*p.layout, delivered, strayRow_.data(), p.hasTexts ? &strayTexts_ : nullptr, scratch_);
+  if (!p.runs.empty()) {
+    storeRuns(p.runs, delivered, strayRow_.data());
+  } else {
+    storeSample(*p.layout, delivered, strayRow_.data(), p.hasTexts ? &strayTexts_ : nullptr, scratch_);
+  }
   strayed(position)->add(position, time, strayRow_.data());
 }
 
@@ -178,7 +182,7 @@ std::uint64_t TableBuilder::endOfRun(std::uint32_t position, const Table& table,
 
 bool TableBuilder::hasOthers(std::uint32_t position) {
   settle();
-  if (positions_[position].layout == nullptr) return false;
+  if (positions_[position].layout == nullptr || positions_[position].source != position) return false;
   if (strayed(position) != nullptr) return true;
   const PositionState& state = states_[position];
   if (!state.table && !state.closed) return false;

@@ -82,6 +82,9 @@ class TableBuilder final {
   /// @param source A position of samples of the same size that has no source itself.
   void share(std::uint32_t position, std::uint32_t source) { positions_[position].source = source; }
 
+  /// The position whose samples it has: itself, or that of share().
+  [[nodiscard]] std::uint32_t sourceOf(std::uint32_t position) const { return positions_[position].source; }
+
   /// Removes positions and their samples.
   void remove(std::uint32_t first, std::size_t count);
 

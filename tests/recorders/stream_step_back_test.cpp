@@ -41,10 +41,14 @@ class StreamedStepBack : public ::testing::Test {
     }
   }
 
+  MemoryRecorder& recorder(std::size_t signal) {
+    return static_cast<MemoryRecorder&>(*accessors_[signal]->clients().front());
+  }
+
   /// Steps back at once: it waits for the next call of a recorder else.
   void rollBack() {
     session_.rollBack();
-    static_cast<void>(static_cast<MemoryRecorder*>(accessors_[0]->clients().front())->recordedSamples());
+    static_cast<void>(recorder(0).recordedSamples());
   }
 
   /// What a reader sees of a signal.
@@ -127,6 +131,25 @@ TEST_F(StreamedStepBack, AgainToATimeBeforeTheLayoutKeepsTheRowsOfASignalThatMis
     EXPECT_EQ(seen(i)[49], valueOf(i, 49, 0));
     EXPECT_EQ(seen(i)[50], valueOf(i, 50, 2));
   }
+}
+
+TEST_F(StreamedStepBack, KeepsTheSamplesThatAnAliasShares) {
+  accessors_.push_back(attachScalar(catalogue_, session_, kSignals, u"y"));
+  recorder(kSignals).shareSamples(0, recorder(0), 0);
+  run(0, 300, 0);
+  session_.flush();
+  session_.captureSnapshot(false);
+  run(300, 500, 0, [](std::size_t i, std::uint64_t k) { return i != 0 || k != 400; });
+  session_.flush();
+  EXPECT_EQ(seen(0).size(), 499U);
+  EXPECT_EQ(seen(kSignals).size(), 400U);
+  static_cast<void>(catalogue_.datasetArray(u"logsout"));
+  EXPECT_EQ(seen(kSignals), seen(0));
+  rollBack();
+  expectRows(0, 300);
+  static_cast<void>(catalogue_.datasetArray(u"logsout"));
+  EXPECT_EQ(seen(kSignals), seen(0));
+  EXPECT_EQ(session_.streamFailure(), "");
 }
 
 }  // namespace

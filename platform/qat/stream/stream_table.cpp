@@ -46,7 +46,10 @@ GrowingDataset::Row StreamedTable::rowOf(Kit& kit, const Part& part) const {
 void StreamedTable::makeParts(const std::vector<SampleColumn>& leaves) {
   for (std::size_t i = 0; i < leaves.size(); ++i) {
     const SampleColumn& leaf = leaves[i];
-    if (i > 0 && sharesSamples(leaf, leaves[i - 1])) continue;
+    if (i > 0 && sharesSamples(leaf, leaves[i - 1])) {
+      leaves_.push_back(leaves_.back());
+      continue;
+    }
     const ElementKind kind{leaf.id, leaf.isComplex};
     auto part = std::find_if(parts_.begin(), parts_.end(), [&](const Part& known) { return known.kind == kind; });
     if (part == parts_.end()) {
