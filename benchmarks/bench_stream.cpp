@@ -192,6 +192,38 @@ void streamStructures(benchmark::State& state) {
   }
 }
 
+/// Samples that fit no table: after the layout each signal goes on at times of its own. With `apart` 0 all keep the times
+/// of the table. Counts the steps and the flush after them.
+void streamStrays(benchmark::State& state) {
+  constexpr unsigned kSignals = 100, kStepsBefore = 1000, kSteps = 20'000;
+  const double apart = state.range(0) == 0 ? 0.0 : 1e-6;
+  const fs::path path = folder / "strays.qat";
+  for (auto _ : state) {
+    std::optional<StreamingModel> streaming(std::in_place, path, kSignals);
+    streaming->session.flushInterval(1000);
+    std::vector<double> values(kSignals);
+    for (unsigned k = 0; k < kStepsBefore; ++k) step(streaming->model, values, k);
+    streaming->session.flush();  // lays the file out
+    const Stopwatch watch;
+    for (unsigned k = kStepsBefore; k < kStepsBefore + kSteps; ++k) {
+      for (unsigned i = 0; i < kSignals; ++i) {
+        values[i] += 0.25;
+        mdlref_simtarget::zetVtioUpdateAccessor(streaming->model.signals()[i].handle, 0, k * 0.001 + i * apart,
+                                                &values[i]);
+      }
+    }
+    streaming->session.flush();
+    state.SetIterationTime(watch.wallSeconds());
+    const std::string failure = streaming->session.streamFailure();
+    if (!failure.empty()) state.SkipWithError(failure.c_str());
+    const Stopwatch closing;
+    streaming->model.catalogue().closeSharedResources();
+    state.counters["close_ms"] = closing.wallSeconds() * 1e3;
+    streaming.reset();
+    fs::remove(path);
+  }
+}
+
 /// One step of 1000 signals: the median, and the longest but 0.1 %.
 void streamedSteps(benchmark::State& state) {
   constexpr unsigned kSignals = 1000, kSteps = 20'000;
@@ -231,6 +263,14 @@ void structures(benchmark::internal::Benchmark* job) {
 
 BENCHMARK(floorWritePieces<kStructureBytes>)->Name("floorWriteStructures")->Apply(structures);
 BENCHMARK(streamStructures)->Apply(structures);
+
+BENCHMARK(streamStrays)
+    ->ArgName("apart")
+    ->Arg(0)
+    ->Arg(1)
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(1);
 
 // Every flush interval in milliseconds; the last one is longer than the run.
 BENCHMARK(streamedSteps)

@@ -88,6 +88,8 @@ JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
                                         "floorNoOpAndWrite/signals:1/steps:10000000", None, "ms", 1e-3),
     "streamStructures/signals:200/steps:20000": ("stream 200 structures x 20 000, beside write",
                                                  "floorWriteStructures/signals:200/steps:20000", 2.5, "ms", 1e-3),
+    "streamStrays/apart:1": ("stream 2 000 000 samples that fit no table, beside as many that do",
+                             "streamStrays/apart:0", 5.0, "ms", 1e-3),
     "plainHdf5/signals:1000/steps:20000": ("(plain HDF5, 1000 signals x 20 000, beside write)",
                                            "floorWritePieces/signals:1000/steps:20000", None, "ms", 1e-3),
     "plainHdf5/signals:10000/steps:2000": ("(plain HDF5, 10 000 signals x 2000, beside write)",

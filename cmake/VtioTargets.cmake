@@ -42,8 +42,11 @@ function(vtio_compile_quickly)
   set_property(SOURCE ${ARGN} APPEND PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-O1>)
 endfunction()
 
-# vtio_compile_together(<target> <count>): compiles the sources `count` at a time.
+# vtio_compile_together(<target> <count>): with VTIO_UNITY_BUILD, sources are compiled `count` at a time.
 function(vtio_compile_together name count)
+  if(NOT VTIO_UNITY_BUILD)
+    return()
+  endif()
   set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${count})
   # A source that is included is taken for a header, where an anonymous namespace would be a mistake, and names of the
   # source before it are hidden. Builds that compile each source alone have both warnings.
@@ -61,9 +64,7 @@ function(vtio_add_library name)
     PRIVATE ${arg_SOURCES}
     PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS})
   vtio_target_defaults(${name})
-  if(VTIO_UNITY_BUILD STREQUAL "ON")
-    vtio_compile_together(${name} 8)
-  endif()
+  vtio_compile_together(${name} 8)
   set_target_properties(${name} PROPERTIES
     EXPORT_NAME ${arg_EXPORT_NAME}
     VERSION ${PROJECT_VERSION}

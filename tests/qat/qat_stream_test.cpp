@@ -533,7 +533,7 @@ class QatStreamKilled : public QatStreamTest {
 };
 
 TEST_F(QatStreamKilled, EveryFlushedRowIsThere) { killManyTimes(20, 30000); }
-TEST_F(QatStreamKilled, EveryFlushedRowIsThereManyTimes) { killManyTimes(200, 150000); }
+TEST_F(QatStreamKilled, EveryFlushedRowIsThereManyTimes) { killManyTimes(100, 150000); }
 
 /// Disks without room, of which every attempt has one of its own.
 class QatStreamFullDisk : public QatStreamTest {
