@@ -192,8 +192,8 @@ void streamStructures(benchmark::State& state) {
   }
 }
 
-/// Samples that fit no table: after the layout each signal goes on at times of its own. With `apart` 0 all keep the times
-/// of the table. Counts the steps and the flush after them.
+/// Samples that fit no table: after the layout each signal goes on at times of its own. With `apart` 0 all keep the
+/// times of the table. Counts the steps and the flush after them.
 void streamStrays(benchmark::State& state) {
   constexpr unsigned kSignals = 100, kStepsBefore = 1000, kSteps = 20'000;
   const double apart = state.range(0) == 0 ? 0.0 : 1e-6;

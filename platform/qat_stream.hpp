@@ -155,8 +155,8 @@ class VTIO_PLATFORM_EXPORT QatStream final {
   /// once.
   void stepBack(const Mark& mark);
 
-  /// Makes the file a plain one: strays get into tables. Others may read but not write it as long as this object exists.
-  /// May be called again.
+  /// Makes the file a plain one: strays get into tables. Others may read but not write it as long as this object
+  /// exists. May be called again.
   /// @param variables Replace those of the same names. Their arrays may be over tables of this file. If there are
   ///   strays, all variables with samples of these leaves must be among them; without variables strays stay in the log,
   ///   where readers find them, and the file cannot be opened again.

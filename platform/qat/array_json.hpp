@@ -1,8 +1,8 @@
 /// @file
 /// Arrays as JSON, for the descriptions of signals that came late.
 ///
-/// Texts, double and logical scalars are JSON's own; an array of samples is {"table", "column", "part"}; any other array
-/// is {"class", "dims", …} with its values in column-major order.
+/// Texts, double and logical scalars are JSON's own; an array of samples is {"table", "column", "part"}; any other
+/// array is {"class", "dims", …} with its values in column-major order.
 #pragma once
 
 #include <functional>

@@ -105,7 +105,7 @@ void MemoryRecorder::update(const double* time, const void* data) {
 }
 
 void MemoryRecorder::appendAll(double time, const void* data) {
-  for (std::size_t i = 0; i < positions_; ++i) {
+  for (std::size_t i = 0; i < positions_; ++i) {  // the offset of the first is 0: the layout is read for others only
     append(first_ + static_cast<std::uint32_t>(i), time,
            static_cast<const std::byte*>(data) + (i == 0 ? 0 : state_->layout[i].packedOffset));
   }

@@ -264,7 +264,8 @@ void StreamResource::describeLate(const std::string& variable, const std::string
   strays_.addDescriptions(std::move(positions), stream_->describe(variable, dataset, *element.get()));
 }
 
-/// Lets all signals without samples have a place in the file that is closed: their elements will not be described again.
+/// Lets all signals without samples have a place in the file that is closed: their elements will not be described
+/// again.
 void StreamResource::takeAll() {
   introduce();
   for (std::uint32_t position = 0; position < builder_->size(); ++position) {

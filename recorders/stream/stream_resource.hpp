@@ -23,8 +23,8 @@ namespace vtio::recorders {
 ///
 /// What is recorded until the first flush, some rows at least, is kept in memory: it shows which signals share their
 /// times. These signals get tables in the file, and their rows go there. What does not fit them goes to the log of
-/// strays: samples of signals that missed a row or came later. close() puts those into tables, too. Signals with a limit
-/// of points stay in memory until close().
+/// strays: samples of signals that missed a row or came later. close() puts those into tables, too. Signals with a
+/// limit of points stay in memory until close().
 ///
 /// Acts on the thread of the simulation. The catalogue owns it and destroys it before the recorders. After open()
 /// nothing throws: the first failure is kept. After one of the file no more samples are recorded.

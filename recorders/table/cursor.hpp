@@ -9,6 +9,26 @@
 
 namespace vtio::recorders {
 
+/// Copies a value; one of the usual sizes without a function call.
+inline void copyValue(void* to, const void* from, std::size_t bytes) {
+  switch (bytes) {
+    case 8:
+      std::memcpy(to, from, 8);
+      break;
+    case 4:
+      std::memcpy(to, from, 4);
+      break;
+    case 2:
+      std::memcpy(to, from, 2);
+      break;
+    case 1:
+      std::memcpy(to, from, 1);
+      break;
+    default:
+      std::memcpy(to, from, bytes);
+  }
+}
+
 /// The row of a table that is being written.
 struct CurrentRow {
   double time = std::numeric_limits<double>::quiet_NaN();  // NaN equals no time: then append() is called
@@ -32,23 +52,7 @@ struct Cursor {
   bool write(double time, const void* data) {
     if (!standsAt(time) || bytes == 0) [[unlikely]]
       return false;
-    std::byte* out = table->bytes + offset;
-    switch (bytes) {
-      case 8:
-        std::memcpy(out, data, 8);
-        break;
-      case 4:
-        std::memcpy(out, data, 4);
-        break;
-      case 2:
-        std::memcpy(out, data, 2);
-        break;
-      case 1:
-        std::memcpy(out, data, 1);
-        break;
-      default:
-        std::memcpy(out, data, bytes);
-    }
+    copyValue(table->bytes + offset, data, bytes);
     ++next;
     ++table->written;
     return true;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "platform/text_bytes.hpp"
+#include "recorders/table/cursor.hpp"
 
 namespace vtio::recorders {
 namespace {
@@ -33,23 +34,6 @@ void gatherPiecesOf(const std::vector<std::size_t>& offsets, const std::byte* da
   for (const std::size_t offset : offsets) {
     std::memcpy(out, data + offset, kBytes);
     out += kBytes;
-  }
-}
-
-// Copies values of the usual sizes without a function call.
-void copyPiece(const std::byte* from, std::size_t bytes, std::byte* to) {
-  switch (bytes) {
-    case 1:
-      *to = *from;
-      return;
-    case 4:
-      std::memcpy(to, from, 4);
-      return;
-    case 8:
-      std::memcpy(to, from, 8);
-      return;
-    default:
-      std::memcpy(to, from, bytes);
   }
 }
 
@@ -131,7 +115,7 @@ std::vector<SampleRun> sampleRuns(const LayoutPosition& position) {
 
 void storeRuns(const std::vector<SampleRun>& runs, const std::byte* delivered, std::byte* row) {
   for (const SampleRun& run : runs) {
-    copyPiece(delivered + run.from, run.bytes, row);
+    copyValue(row, delivered + run.from, run.bytes);
     if (run.isLogical) makeLogical(row, run.bytes);
     row += run.bytes;
   }

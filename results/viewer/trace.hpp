@@ -27,8 +27,8 @@ inline constexpr std::uint64_t kMostTraceSamples = 100'000'000;
 
 /// One number per sample: that of an element, the magnitude of a complex one, of a text its place in texts().
 ///
-/// Keeps the places of the least and the greatest value of every 64 samples, and their sum, so that a range of a million
-/// samples is reduced or summed up in a fraction of a millisecond.
+/// Keeps the places of the least and the greatest value of every 64 samples, and their sum, so that a range of a
+/// million samples is reduced or summed up in a fraction of a millisecond.
 class VTIO_RESULTS_EXPORT Trace final {
  public:
   using Times = std::shared_ptr<const std::vector<double>>;

@@ -13,8 +13,8 @@ void dieAtWrite(std::size_t count);
 /// page are written, which is what the system does if the signal comes between them. 0: nothing changes.
 void dieInWrite(std::size_t count);
 
-/// How many blocks of HDF5's own structures this process has written across a border of two pages though one page had room
-/// for them.
+/// How many blocks of HDF5's own structures this process has written across a border of two pages though one page had
+/// room for them.
 [[nodiscard]] std::size_t blocksWrittenAcrossPages();
 
 }  // namespace vtio::tests
