@@ -51,7 +51,7 @@ function(vtio_add_test name)
   endif()
   foreach(case IN LISTS arg_LONG)
     vtio_add_entry(${folder}-${case} ${name} "${case}")
-    set_tests_properties(${folder}-${case} PROPERTIES LABELS long)
+    set_tests_properties(${folder}-${case} PROPERTIES LABELS long COST 50)
   endforeach()
 endfunction()
 

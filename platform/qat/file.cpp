@@ -185,12 +185,12 @@ void File::putAll(std::span<const std::pair<std::string, const qxArray*>> variab
         staged.emplace_back(name, atPlace(variable.first, [&] { return stage(name, *variable.second); }));
       }
       flush();  // the links to tables are in the file before what refers to them
-      bool isReplaced = false;
-      for (const auto& [name, staging] : staged) isReplaced = link(staging, name) || isReplaced;
+      bool leavesTables = false;
+      for (const auto& [name, staging] : staged) leavesTables = link(staging, name) || leavesTables;
       if (withoutStrays && has(kStraysGroup)) {
         removeLink(source(), root_.get(), kStraysGroup, false);
       }
-      if (isReplaced) removeUnusedTables();
+      if (leavesTables) removeUnusedTables();
       flush();
       settle();
     });
@@ -222,8 +222,7 @@ void File::remove(const std::string& variable) {
   requireSamplesChangeable();
   abandoningOnFailure([&] {
     reserve();
-    unlink(link);
-    removeUnusedTables();
+    if (unlink(link)) removeUnusedTables();
     flush();
     settle();
   });
@@ -242,19 +241,22 @@ void File::requireSamplesChangeable() {
   integrity_.requireObject(info.u.address, Purpose::changing);
 }
 
-/// @return True if there was one of that name before.
+/// @return True if there was one of that name before, to whose tables no variable may refer now.
 bool File::link(const Handle& staging, const std::string& link) {
-  const bool replaced = has(link);
-  if (replaced) unlink(link);
+  const bool leavesTables = has(link) && unlink(link);
   checked(H5Lcreate_hard(staging.get(), link.c_str(), root_.get(), link.c_str(), H5P_DEFAULT, H5P_DEFAULT), kStorage,
           "the variable cannot be linked");
   written_.insert(link);
-  return replaced;
+  return leavesTables;
 }
 
-void File::unlink(const std::string& link) {
+/// @return True if there may be tables now that no variable refers to.
+bool File::unlink(const std::string& link) {
+  flush();  // what is read must be in the file
+  const bool leavesTables = mayReferToTables(source(), link);
   shared_.clear();
   removeLink(source(), root_.get(), link, written_.erase(link) > 0);
+  return leavesTables;
 }
 
 void File::removeUnusedTables() {

@@ -89,7 +89,7 @@ class File final {
   void requireSamplesChangeable();
   [[nodiscard]] Handle stage(const std::string& name, const qxArray& array);
   [[nodiscard]] bool link(const Handle& staging, const std::string& link);
-  void unlink(const std::string& link);
+  [[nodiscard]] bool unlink(const std::string& link);
   void removeUnusedTables();
   void flush();
   [[nodiscard]] haddr_t endOfFile() const;

@@ -49,6 +49,17 @@ SignalNames keptNames(const Source& source, const std::string& replaced, std::ui
   return names;
 }
 
+bool mayReferToTables(const Source& source, const std::string& link) {
+  if (OpenTables(source).numbers().empty()) return false;
+  try {
+    Reader reader(source);
+    reader.findTables(source.root, link);
+    return !reader.tables().empty();
+  } catch (const Failure&) {
+    return true;
+  }
+}
+
 void removeUnusedTables(const Source& source, bool trusted, std::uint32_t kept) {
   const auto numbers = OpenTables(source).numbers();
   if (numbers.empty()) return;

@@ -17,6 +17,9 @@ namespace vtu::qat {
 [[nodiscard]] SignalNames keptNames(const Source& source, const std::string& replaced, std::uint32_t kept,
                                     const std::set<LeafPlace>& leaving);
 
+/// @return True if the variable with this link refers to sample tables, or is damaged so that this is unknown.
+[[nodiscard]] bool mayReferToTables(const Source& source, const std::string& link);
+
 /// Removes the tables that no variable refers to; none if a variable is damaged, so that its references are unknown.
 /// @param trusted The file was made by this session: HDF5 may delete tables.
 /// @param kept Tables below this number stay. @throws Failure
