@@ -44,3 +44,9 @@ if(VTIO_RUNNER_SUNDIALS AND VTIO_CVODE_LIBRARY AND VTIO_CVODE_INCLUDE_DIR)
     set(VTIO_SUNDIALS_FOUND ON)
   endif()
 endif()
+
+# Open MPI, whose pkg-config file is enough: CMake's own search runs half a dozen programs.
+option(VTIO_RUNNER_MPI "Build the sweeps of vtio-run over MPI, where Open MPI is found" ON)
+if(VTIO_RUNNER_MPI AND PkgConfig_FOUND)
+  pkg_check_modules(VTIO_MPI QUIET IMPORTED_TARGET ompi-c)
+endif()

@@ -77,7 +77,7 @@ void addSweepOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--seed", sweep.seed, "Of the samples (0)");
   addMany(app, "--final", arguments.run.finals,
           "Keep the last values of the logged scalars that match; again for more");
-  app.add_option("-j,--jobs", sweep.jobs, "Runs at a time (1)")->check(wholeNumber);
+  app.add_option("-j,--jobs", sweep.jobs, "Runs at a time, of each process under mpirun (1)")->check(wholeNumber);
   app.add_flag("--resume", sweep.resume, "Make the runs that neither the output nor a shard has as done");
   app.add_option("--shard", arguments.shard, "k/n: make the k-th of n parts only; --resume brings them together");
 }

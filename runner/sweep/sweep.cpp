@@ -1,30 +1,27 @@
 #include "runner/sweep/sweep.hpp"
 
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <iostream>
+#include <limits>
 #include <list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <ostream>
-#include <span>
-#include <sstream>
 #include <system_error>
 #include <utility>
 
 #include "results/terminal/progress_bar.hpp"
 #include "runner/archive/temporary_folder.hpp"
-#include "runner/build/build_library.hpp"
-#include "runner/isolation/channel.hpp"
-#include "runner/isolation/child_process.hpp"
 #include "runner/run/interrupt.hpp"
 #include "runner/run/run_fmu.hpp"
+#include "runner/sweep/helpers.hpp"
+#include "runner/sweep/ranks.hpp"
+#include "runner/sweep/sweep_runs.hpp"
 #include "runner/sweep/sweep_table.hpp"
 #include "runner/text/printable.hpp"
 
@@ -34,11 +31,8 @@ namespace {
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kPollMilliseconds = 200;                  // after which a signal is noticed at the latest
-constexpr std::chrono::seconds kTimeBetweenSaves{1};    // of the table
-constexpr std::chrono::milliseconds kPatience{60'000};  // for the rest of an answer that has begun
-
-fs::path folderOf(const SweepOptions& options) { return options.run.output.string() + ".d"; }
+constexpr std::chrono::milliseconds kBetweenSignals{200};  // a signal is noticed so late at most
+constexpr std::chrono::seconds kTimeBetweenSaves{1};       // of the table
 
 bool isShardTable(const fs::path& file) { return file.filename().string().starts_with("shard-"); }
 
@@ -62,158 +56,81 @@ std::vector<fs::path> shardTables(const SweepOptions& options) {
   return found;
 }
 
+// The parameters of a run, as NAME=VALUE.
+std::vector<std::string> settings(const SweepPlan& plan, std::size_t run) {
+  std::vector<std::string> set;
+  for (std::size_t i = 0; i < plan.names.size(); ++i) set.push_back(plan.names[i] + "=" + plan.values[run][i]);
+  return set;
+}
+
 RunOptions optionsOf(const SweepOptions& options, const SweepPlan& plan, std::size_t run) {
-  RunOptions one = options.run;
-  for (std::size_t i = 0; i < plan.names.size(); ++i) one.set.push_back(plan.names[i] + "=" + plan.values[run][i]);
-  std::array<char, 32> name{};
-  std::snprintf(name.data(), name.size(), "%06zu.qat", run);
-  one.output = folderOf(options) / name.data();
-  one.showsProgress = false;
-  return one;
+  return optionsOfRun(options, run, settings(plan, run));
 }
-
-const char* statusText(const RunEnd& end) {
-  if (end.status == ExitStatus::done) return "done";
-  if (end.status != ExitStatus::failed) return "pending";
-  if (end.failure == Failure::crash) return "crashed";
-  return end.failure == Failure::timeout ? "timeout" : "failed";
-}
-
-// In the process of a run: tells that signals end it from now on, makes it, and sends the row.
-void makeRun(const RunOptions& options, Channel& channel) {
-  setpgid(0, 0);  // Ctrl-C reaches the sweep alone, which passes it on
-  const InterruptGuard guard;
-  static_cast<void>(channel.send(Parcel()));
-  std::ostringstream out;
-  std::ostringstream messages;
-  Parcel row;
-  try {
-    const RunOutcome outcome = runForOutcome(options, out, messages);
-    row.putText(statusText(outcome.end));
-    row.putText(outcome.end.message);
-    row.put(outcome.end.lastTime);
-    row.putArray(std::span<const double>(outcome.finals));
-  } catch (const std::exception& error) {
-    row.clear();
-    row.putText("failed");
-    row.putText(error.what());
-    row.put(std::numeric_limits<double>::quiet_NaN());
-    row.putArray(std::span<const double>());
-  }
-  static_cast<void>(channel.send(row));
-}
-
-// A run that is being made.
-class Worker {
- public:
-  Worker(std::size_t run, const RunOptions& options) : Worker(run, options, Channel::pair()) {}
-
-  [[nodiscard]] std::size_t run() const { return run_; }
-  [[nodiscard]] int socket() const { return channel_.socket(); }
-
-  // Passes a signal on, once, as soon as the run can end by it.
-  void passOn(int number) {
-    if (!isReady_ || std::exchange(isTold_, true)) return;
-    process_.signal(number);
-  }
-
-  // Takes what the run sent; whether it has ended.
-  bool receive(SweepRow& row) {
-    Parcel answer;
-    const Received received = channel_.receive(answer, kPatience);
-    if (received == Received::parcel && !std::exchange(isReady_, true)) return false;
-    if (received == Received::timedOut) process_.kill();
-    const std::string end = process_.waitForEnd();
-    row.seconds = std::chrono::duration<double>(Clock::now() - start_).count();
-    if (received == Received::parcel) {
-      take(answer, row);
-    } else {
-      row.status = "crashed";
-      row.message = "the run " + end;
-    }
-    return true;
-  }
-
- private:
-  Worker(std::size_t run, const RunOptions& options, std::pair<Channel, Channel> ends)
-      : run_(run), channel_(std::move(ends.first)), process_([&ends, &options] { makeRun(options, ends.second); }) {}
-
-  static void take(Parcel& answer, SweepRow& row) {
-    row.status = answer.takeText();
-    row.message = answer.takeText();
-    row.lastTime = answer.take<double>();
-    std::vector<double> finals;
-    answer.takeArray(finals);
-    if (finals.size() == row.finals.size()) row.finals = std::move(finals);
-  }
-
-  std::size_t run_;
-  Clock::time_point start_ = Clock::now();
-  Channel channel_;
-  ChildProcess process_;
-  bool isReady_ = false;
-  bool isTold_ = false;
-};
 
 class Sweep {
  public:
-  Sweep(const SweepOptions& options, SweepTable& table, std::ostream& messages)
-      : options_(options), table_(table), messages_(messages) {}
+  Sweep(const SweepOptions& options, SweepTable& table, Helpers& helpers, std::ostream& messages)
+      : options_(options), table_(table), helpers_(helpers), messages_(messages) {}
 
   // Makes all runs that are not done; the signal that ended it before.
   int run() {
     for (std::size_t run = 0; run < table_.rows().size(); ++run) {
       if (isWanted(options_, run) && table_.rows()[run].status != "done") waiting_.push_back(run);
     }
-    all_ = waiting_.size();
+    const std::size_t all = waiting_.size();
     table_.save(tableOf(options_));
     results::ProgressBar bar(std::cerr, results::styleOf(options_.run.showsProgress ? STDERR_FILENO : -1));
-    while (!workers_.empty() || (!waiting_.empty() && InterruptGuard::received() == 0)) {
-      startWorkers();
-      waitForWorkers();
-      passSignalOn();
+    while (running() > 0 || (!waiting_.empty() && InterruptGuard::received() == 0)) {
+      startRuns();
+      waitForRuns();
+      if (InterruptGuard::received() != 0) end();
       if (Clock::now() - saved_ > kTimeBetweenSaves) save();
-      const std::size_t ended = all_ - waiting_.size() - workers_.size();
-      bar.show(static_cast<double>(ended) / static_cast<double>(std::max<std::size_t>(all_, 1)),
-               std::to_string(ended) + " of " + std::to_string(all_) + " runs");
+      const std::size_t ended = all - waiting_.size() - running();
+      bar.show(static_cast<double>(ended) / static_cast<double>(std::max<std::size_t>(all, 1)),
+               std::to_string(ended) + " of " + std::to_string(all) + " runs");
     }
     save();
     return InterruptGuard::received();
   }
 
  private:
-  void startWorkers() {
-    while (!waiting_.empty() && workers_.size() < options_.jobs && InterruptGuard::received() == 0) {
+  [[nodiscard]] std::size_t running() const { return processes_.count() + helpers_.busy(); }
+
+  void startRuns() {
+    while (!waiting_.empty() && InterruptGuard::received() == 0) {
       const std::size_t run = waiting_.front();
+      if (processes_.count() < options_.jobs) {
+        processes_.start(run, optionsOf(options_, table_.plan(), run));
+      } else if (helpers_.hasIdle()) {
+        helpers_.make(run, settings(table_.plan(), run));
+      } else {
+        return;
+      }
       waiting_.pop_front();
-      workers_.emplace_back(run, optionsOf(options_, table_.plan(), run));
     }
   }
 
-  void waitForWorkers() {
-    std::vector<pollfd> waited;
-    for (const Worker& worker : workers_) waited.push_back({worker.socket(), POLLIN, 0});
-    if (poll(waited.data(), waited.size(), kPollMilliseconds) <= 0) return;
-    auto worker = workers_.begin();
-    for (const pollfd& one : waited) {
-      const auto next = std::next(worker);
-      if (one.revents != 0 && worker->receive(table_.rows()[worker->run()])) finish(worker);
-      worker = next;
-    }
+  void waitForRuns() {
+    const auto onEnd = [this](std::size_t run, SweepRow& row) { finish(run, row); };
+    processes_.wait(helpers_.areThere() ? kBetweenLooks : kBetweenSignals, onEnd);
+    helpers_.receive(onEnd);
   }
 
-  void finish(std::list<Worker>::iterator worker) {
-    const SweepRow& row = table_.rows()[worker->run()];
-    if (row.status != "done" && row.status != "pending") {
-      messages_ << "vtio-run: " << printable(options_.run.fmu.string()) << ": run " << worker->run() << " "
-                << row.status << ": " << printable(row.message, 500) << "\n";
-    }
-    workers_.erase(worker);
+  void finish(std::size_t run, SweepRow& row) {
+    SweepRow& kept = table_.rows()[run];
+    row.finals.resize(kept.finals.size(), std::numeric_limits<double>::quiet_NaN());
+    kept = std::move(row);
+    if (kept.status == "done" || kept.status == "pending") return;
+    messages_ << "vtio-run: " << printable(options_.run.fmu.string()) << ": run " << run << " " << kept.status << ": "
+              << printable(kept.message, 500) << "\n";
   }
 
-  void passSignalOn() {
-    if (InterruptGuard::received() == 0) return;
-    for (Worker& worker : workers_) worker.passOn(SIGTERM);
+  // After a signal. The table is saved at once: mpirun kills what does not end soon.
+  void end() {
+    processes_.passOn(SIGTERM);
+    if (std::exchange(isEnding_, true)) return;
+    helpers_.stop();
+    save();
   }
 
   void save() {
@@ -223,10 +140,11 @@ class Sweep {
 
   const SweepOptions& options_;
   SweepTable& table_;
+  Helpers& helpers_;
   std::ostream& messages_;
   std::list<std::size_t> waiting_;
-  std::size_t all_ = 0;  // runs to be made
-  std::list<Worker> workers_;
+  RunProcesses processes_;
+  bool isEnding_ = false;
   Clock::time_point saved_ = Clock::now();
 };
 
@@ -286,16 +204,8 @@ void takeUp(const SweepOptions& options, SweepTable& table) {
   for (const fs::path& shard : shardTables(options)) table.take(shard);
 }
 
-// The library of the FMU's sources, for all runs.
-fs::path buildOnce(const RunOptions& options, const fs::path& folder) {
-  const FmuFile fmu(options.fmu);
-  return buildLibrary(fmu, interfaceForRun(fmu, options), folder);
-}
-
-}  // namespace
-
-ExitStatus runSweep(const SweepOptions& options, std::ostream& out, std::ostream& messages) {
-  const InterruptGuard guard;
+// What the first process does, or the only one.
+ExitStatus lead(const SweepOptions& options, Helpers& helpers, std::ostream& out, std::ostream& messages) {
   checkOutput(options.run);
   SweepPlan plan = planSweep(options);
   std::vector<std::string> finals = finalNames(options, plan);
@@ -305,13 +215,36 @@ ExitStatus runSweep(const SweepOptions& options, std::ostream& out, std::ostream
   std::optional<TemporaryFolder> built;
   SweepOptions chosen = options;
   if (chosen.run.build) chosen.run.library = buildOnce(options.run, built.emplace().path());
-  const int number = Sweep(chosen, table, messages).run();
+  const int number = Sweep(chosen, table, helpers, messages).run();
   const std::vector<const SweepRow*> rows = wantedRows(options, table);
   report(rows, out);
   out << tableOf(options).string() << "\n";
   if (number != 0) return number == SIGINT ? ExitStatus::interrupted : ExitStatus::terminated;
   const auto isDone = [](const SweepRow* row) { return row->status == "done"; };
   return std::all_of(rows.begin(), rows.end(), isDone) ? ExitStatus::done : ExitStatus::failed;
+}
+
+// A helper that cannot make runs ends the whole job.
+ExitStatus help(const SweepOptions& options, Ranks& ranks, std::ostream& messages) {
+  try {
+    helpSweep(options, ranks);
+  } catch (const std::exception& error) {
+    messages << "vtio-run: " << printable(options.run.fmu.string()) << ": process " << ranks.rank() << ": "
+             << printable(error.what(), 2000) << std::endl;
+    ranks.abort();
+  }
+  return ExitStatus::done;
+}
+
+}  // namespace
+
+ExitStatus runSweep(const SweepOptions& options, std::ostream& out, std::ostream& messages) {
+  const InterruptGuard guard;
+  const int started = ranksStarted();
+  const std::unique_ptr<Ranks> ranks = started > 1 ? loadRanks(mpiModule(), started) : nullptr;
+  if (ranks && ranks->rank() > 0) return help(options, *ranks, messages);
+  Helpers helpers(ranks.get());
+  return lead(options, helpers, out, messages);
 }
 
 }  // namespace vtio::runner
