@@ -46,7 +46,7 @@ _vtio_run() {
       run) options+=" $run" ;;
       sweep) options+=" $run --table --grid --sample --runs --seed --final --jobs --resume --shard" ;;
       compare) options+=" $run --rtol --atol --time-tol --tolerances --json" ;;
-      info) options+=" --json" ;;
+      info) options+=" --set --json" ;;
     esac
     COMPREPLY=($(compgen -W "$options" -- "$cur"))
     return

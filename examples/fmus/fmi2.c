@@ -326,20 +326,22 @@ int fmi2SetTime(void* opaque, double time) {
 }
 
 int fmi2SetContinuousStates(void* opaque, const double values[], size_t count) {
-  if (count != model.states) return FMI2_ERROR;
-  memcpy(model.stateValues(((struct Instance*)opaque)->data), values, count * sizeof *values);
+  struct Instance* instance = opaque;
+  if (count != model_states(instance->data)) return FMI2_ERROR;
+  memcpy(model.stateValues(instance->data), values, count * sizeof *values);
   return FMI2_OK;
 }
 
 int fmi2GetContinuousStates(void* opaque, double values[], size_t count) {
-  if (count != model.states) return FMI2_ERROR;
-  memcpy(values, model.stateValues(((struct Instance*)opaque)->data), count * sizeof *values);
+  struct Instance* instance = opaque;
+  if (count != model_states(instance->data)) return FMI2_ERROR;
+  memcpy(values, model.stateValues(instance->data), count * sizeof *values);
   return FMI2_OK;
 }
 
 int fmi2GetDerivatives(void* opaque, double values[], size_t count) {
   struct Instance* instance = opaque;
-  if (count != model.states) return FMI2_ERROR;
+  if (count != model_states(instance->data)) return FMI2_ERROR;
   const int status = statusOf(instance, refresh(instance));
   memcpy(values, model.derivativeValues(instance->data), count * sizeof *values);
   return status;
@@ -347,7 +349,7 @@ int fmi2GetDerivatives(void* opaque, double values[], size_t count) {
 
 int fmi2GetEventIndicators(void* opaque, double values[], size_t count) {
   struct Instance* instance = opaque;
-  if (count != model.indicators) return FMI2_ERROR;
+  if (count != model_indicators(instance->data)) return FMI2_ERROR;
   if (count == 0) return FMI2_OK;
   const int status = statusOf(instance, refresh(instance));
   model.getIndicators(instance->data, instance->time, values);
@@ -368,8 +370,9 @@ int fmi2GetDirectionalDerivative(void* opaque, const unsigned unknowns[], size_t
   size_t count = 0;
   const double* known = model.address(instance->data, VALUE_FLOAT64, knowns[0], &count);
   (void)unknowns;
-  if (model.jacobianColumn == NULL || unknownCount != model.states || knownCount != 1) return FMI2_ERROR;
-  if (known < states || known >= states + model.states) return FMI2_ERROR;
+  if (model.jacobianColumn == NULL || unknownCount != model_states(instance->data) || knownCount != 1)
+    return FMI2_ERROR;
+  if (known < states || known >= states + model_states(instance->data)) return FMI2_ERROR;
   model.jacobianColumn(instance->data, (size_t)(known - states), sensitivity);
   for (size_t i = 0; i < unknownCount; ++i) sensitivity[i] *= seed[0];
   return FMI2_OK;

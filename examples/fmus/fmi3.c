@@ -281,20 +281,22 @@ int fmi3SetTime(void* opaque, double time) {
 }
 
 int fmi3SetContinuousStates(void* opaque, const double values[], size_t count) {
-  if (count != model.states) return FMI3_ERROR;
-  memcpy(model.stateValues(((struct Instance*)opaque)->data), values, count * sizeof *values);
+  struct Instance* instance = opaque;
+  if (count != model_states(instance->data)) return FMI3_ERROR;
+  memcpy(model.stateValues(instance->data), values, count * sizeof *values);
   return FMI3_OK;
 }
 
 int fmi3GetContinuousStates(void* opaque, double values[], size_t count) {
-  if (count != model.states) return FMI3_ERROR;
-  memcpy(values, model.stateValues(((struct Instance*)opaque)->data), count * sizeof *values);
+  struct Instance* instance = opaque;
+  if (count != model_states(instance->data)) return FMI3_ERROR;
+  memcpy(values, model.stateValues(instance->data), count * sizeof *values);
   return FMI3_OK;
 }
 
 int fmi3GetContinuousStateDerivatives(void* opaque, double values[], size_t count) {
   struct Instance* instance = opaque;
-  if (count != model.states) return FMI3_ERROR;
+  if (count != model_states(instance->data)) return FMI3_ERROR;
   const int status = statusOf(instance, refresh(instance));
   memcpy(values, model.derivativeValues(instance->data), count * sizeof *values);
   return status;
@@ -302,7 +304,7 @@ int fmi3GetContinuousStateDerivatives(void* opaque, double values[], size_t coun
 
 int fmi3GetEventIndicators(void* opaque, double values[], size_t count) {
   struct Instance* instance = opaque;
-  if (count != model.indicators) return FMI3_ERROR;
+  if (count != model_indicators(instance->data)) return FMI3_ERROR;
   if (count == 0) return FMI3_OK;
   const int status = statusOf(instance, refresh(instance));
   model.getIndicators(instance->data, instance->time, values);
@@ -316,14 +318,12 @@ int fmi3GetNominalsOfContinuousStates(void* opaque, double values[], size_t coun
 }
 
 int fmi3GetNumberOfContinuousStates(void* opaque, size_t* count) {
-  (void)opaque;
-  *count = model.states;
+  *count = model_states(((struct Instance*)opaque)->data);
   return FMI3_OK;
 }
 
 int fmi3GetNumberOfEventIndicators(void* opaque, size_t* count) {
-  (void)opaque;
-  *count = model.indicators;
+  *count = model_indicators(((struct Instance*)opaque)->data);
   return FMI3_OK;
 }
 
@@ -337,8 +337,9 @@ int fmi3GetDirectionalDerivative(void* opaque, const uint32_t unknowns[], size_t
   const double* known = model.address(instance->data, VALUE_FLOAT64, knowns[0], &count);
   (void)unknowns;
   (void)unknownCount;
-  if (model.jacobianColumn == NULL || sensitivityCount != model.states) return FMI3_ERROR;
-  if (knownCount != 1 || seedCount != 1 || known < states || known >= states + model.states) return FMI3_ERROR;
+  if (model.jacobianColumn == NULL || sensitivityCount != model_states(instance->data)) return FMI3_ERROR;
+  if (knownCount != 1 || seedCount != 1 || known < states || known >= states + model_states(instance->data))
+    return FMI3_ERROR;
   model.jacobianColumn(instance->data, (size_t)(known - states), sensitivity);
   for (size_t i = 0; i < sensitivityCount; ++i) sensitivity[i] *= seed[0];
   return FMI3_OK;

@@ -76,6 +76,9 @@ struct Model {
   size_t states;      ///< number of continuous states
   size_t indicators;  ///< number of event indicators
 
+  /// These numbers where they depend on the data. Null if they do not.
+  void (*sizes)(const void* data, size_t* states, size_t* indicators);
+
   /// The states, one behind the other, and their derivatives.
   double* (*stateValues)(void* data);
   double* (*derivativeValues)(void* data);
@@ -98,5 +101,19 @@ struct Model {
 
 /// The model of this FMU.
 extern const struct Model model;
+
+static inline size_t model_states(const void* data) {
+  size_t states = model.states;
+  size_t indicators = 0;
+  if (model.sizes != NULL) model.sizes(data, &states, &indicators);
+  return states;
+}
+
+static inline size_t model_indicators(const void* data) {
+  size_t states = 0;
+  size_t indicators = model.indicators;
+  if (model.sizes != NULL) model.sizes(data, &states, &indicators);
+  return indicators;
+}
 
 #endif

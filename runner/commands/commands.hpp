@@ -12,10 +12,11 @@
 namespace vtio::runner {
 
 /// Prints what the FMU is and its variables as a tree.
-VTIO_RUNNER_EXPORT void printInfo(const FmuFile& fmu, std::ostream& out);
+/// @param model The FMU's; its arrays may have other sizes by now.
+VTIO_RUNNER_EXPORT void printInfo(const FmuFile& fmu, const ModelDescription& model, std::ostream& out);
 
 /// The same as one JSON object.
-VTIO_RUNNER_EXPORT void printInfoAsJson(const FmuFile& fmu, std::ostream& out);
+VTIO_RUNNER_EXPORT void printInfoAsJson(const FmuFile& fmu, const ModelDescription& model, std::ostream& out);
 
 /// Prints each mistake of the FMU in a line that begins with the file's name.
 /// @return failed if there is one.

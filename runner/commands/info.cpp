@@ -92,8 +92,7 @@ class Tree {
 
 }  // namespace
 
-void printInfo(const FmuFile& fmu, std::ostream& out) {
-  const ModelDescription& model = fmu.model();
+void printInfo(const FmuFile& fmu, const ModelDescription& model, std::ostream& out) {
   line(out, "Model", model.modelName);
   line(out, "Description", model.description);
   line(out, "FMI version", model.fmiVersion);

@@ -59,8 +59,7 @@ Json describe(const Variable& variable) {
 
 }  // namespace
 
-void printInfoAsJson(const FmuFile& fmu, std::ostream& out) {
-  const ModelDescription& model = fmu.model();
+void printInfoAsJson(const FmuFile& fmu, const ModelDescription& model, std::ostream& out) {
   Json kinds = Json::array();
   Json capabilities = Json::object();
   for (const Interface& way : model.interfaces) {

@@ -68,6 +68,10 @@ void settle(Arguments& arguments) {
   }
 }
 
+void addSetOption(CLI::App& app, Arguments& arguments) {
+  addMany(app, "--set", arguments.run.set, "NAME=VALUE: start value of a parameter, input or state; again for more");
+}
+
 void addSweepOptions(CLI::App& app, Arguments& arguments) {
   SweepOptions& sweep = arguments.sweep;
   app.add_option("--table", sweep.table, "CSV file: a column per parameter, a row per run");
@@ -92,7 +96,7 @@ void addRunOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--step", run.step, "Communication step in seconds");
   app.add_option("--output-step", run.outputStep, "Log on this grid, at events and at the end; else at every step");
   app.add_option("--tolerance", run.tolerance, "Relative tolerance for the FMU");
-  addMany(app, "--set", run.set, "NAME=VALUE: start value of a parameter, input or state; again for more");
+  addSetOption(app, arguments);
   app.add_option("--rewind", run.rewind, "At the stop, go back to this time and on again, the log with it");
   addMany(app, "--max-change", run.maxChange, "NAME=VALUE: halve steps in which it moves by more; again for more");
   app.add_option("--input", run.input, "CSV file with a column time and one per input, or a results file (.qat)");

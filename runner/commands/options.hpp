@@ -25,6 +25,7 @@ struct Arguments {
 };
 
 /// Options that are filled when the command line is parsed; the arguments must outlive the command.
+void addSetOption(CLI::App& app, Arguments& arguments);
 void addRunOptions(CLI::App& app, Arguments& arguments);
 void addSweepOptions(CLI::App& app, Arguments& arguments);
 void addCompareOptions(CLI::App& app, Arguments& arguments);

@@ -33,14 +33,15 @@ class Program {
                    "  vtio-run compare Ball.fmu reference.csv --rtol 1e-6\n"
                    "  vtio-run compare Ball.fmu yesterday.qat --set e=0.8 --atol 1e-9");
     info_ = add("info", "Print what an FMU is, and its variables",
-                "  vtio-run info Ball.fmu\n"
-                "  vtio-run info Ball.fmu --json");
+                "  vtio-run info Ball.fmu --json\n"
+                "  vtio-run info House.fmu --set rooms=7");
     check_ = add("check", "List the mistakes in an FMU: status 0 none, 1 some",
                  "  vtio-run check Ball.fmu\n"
                  "  vtio-run check Ball.fmu && vtio-run run Ball.fmu");
     addCompareOptions(*compare_, arguments_);
     for (CLI::App* command : {run_, sweep_, compare_}) addRunOptions(*command, arguments_);
     addSweepOptions(*sweep_, arguments_);
+    addSetOption(*info_, arguments_);
     info_->add_flag("--json", arguments_.json, "Print one JSON object");
   }
 
@@ -125,7 +126,9 @@ class Program {
     }
     const FmuFile fmu(arguments_.run.fmu);
     if (check_->parsed()) return printMistakes(fmu, std::cout);
-    arguments_.json ? printInfoAsJson(fmu, std::cout) : printInfo(fmu, std::cout);
+    ModelDescription model = fmu.model();
+    (void)readAssignments(model, arguments_.run.set);
+    arguments_.json ? printInfoAsJson(fmu, model, std::cout) : printInfo(fmu, model, std::cout);
     return ExitStatus::done;
   }
 

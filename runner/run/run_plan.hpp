@@ -5,19 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "runner/description/start_values.hpp"
 #include "runner/export.hpp"
+#include "runner/run/assignments.hpp"
 #include "runner/run/change_limit.hpp"
 #include "runner/run/run_options.hpp"
 #include "runner/signals/signal_tree.hpp"
 
 namespace vtio::runner {
-
-/// A variable and the values that `--set` gives it.
-struct Assignment {
-  std::size_t variable;
-  Values values;
-};
 
 /// A checked run.
 struct RunPlan {

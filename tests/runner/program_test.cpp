@@ -21,6 +21,7 @@ namespace {
 using namespace runner_test;  // NOLINT(google-build-using-namespace): readers of results
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 namespace fs = std::filesystem;
 
@@ -221,6 +222,18 @@ TEST_F(ProgramTest, InfoAsJson) {
   EXPECT_EQ(run({"info", "--json", fmu("every_kind_fmi3")}), 0);
   EXPECT_THAT(out(), HasSubstr("\"fmiVersion\": \"3.0\""));
   EXPECT_THAT(out(), HasSubstr("\"hasEventMode\": true"));
+}
+
+TEST_F(ProgramTest, InfoShowsTheSizesThatAreSet) {
+  EXPECT_EQ(run({"info", fmu("thermostat_fmi3"), "--set", "rooms=7"}), 0) << err();
+  EXPECT_THAT(out(), HasSubstr("Mode[7]"));
+  EXPECT_THAT(out(), HasSubstr("Float64[7, 7]"));
+  EXPECT_THAT(out(), HasSubstr("= 7"));
+  EXPECT_THAT(out(), Not(HasSubstr("293.15"))) << "three start values for seven rooms";
+  EXPECT_EQ(run({"info", "--json", fmu("thermostat_fmi3"), "--set", "rooms=2"}), 0) << err();
+  EXPECT_THAT(out(), HasSubstr("\"dimensions\": [\n        2,\n        2\n      ]"));
+  EXPECT_EQ(run({"info", fmu("thermostat_fmi3"), "--set", "rooms=65"}), 2);
+  EXPECT_THAT(err(), HasSubstr("65 is above the maximum 64, variable 'rooms'"));
 }
 
 TEST_F(ProgramTest, AnInterruptEndsTheRunWithTheFileComplete) {
