@@ -97,6 +97,7 @@ void TableBuilder::findRow(std::uint32_t position, double time) {
     Table& table = tableOf(cursor);
     if (cursor.next == table.number && table.isAt(time)) return table.openRow();
     if (cursor.next >= table.number && isOfMinority(table)) moveMinority(table);
+    if (strayed(position) != nullptr) return;  // it was one of the minority
     Table& now = tableOf(cursor);
     if (cursor.next == now.number + 1 && beginRow(now, time, position)) return;
     close(position);

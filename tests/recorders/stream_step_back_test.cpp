@@ -101,6 +101,18 @@ TEST_F(StreamedStepBack, KeepsTheSamplesOfARowThatWasBegun) {
   EXPECT_EQ(seen(2).back(), valueOf(2, 300, 1));
 }
 
+TEST_F(StreamedStepBack, WhatOneSignalRecordsBetweenTwoRowsGoesAmongTheStrays) {
+  run(0, 300, 0);
+  session_.flush();
+  record(0, 300, 0);
+  run(301, 400, 0);
+  session_.flush();
+  EXPECT_EQ(seen(0).size(), 400U);
+  for (std::size_t i = 1; i < kSignals; ++i) EXPECT_EQ(seen(i).size(), 399U);
+  EXPECT_EQ(seen(0)[300], valueOf(0, 300, 0));
+  EXPECT_EQ(seen(1)[300], valueOf(1, 301, 0));
+}
+
 TEST_F(StreamedStepBack, ToATimeBeforeTheLayoutKeepsTheRowsBeforeIt) {
   run(0, 50, 0);
   record(0, 50, 0);
