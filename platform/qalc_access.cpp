@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/qalc_internal.hpp"
+#include "platform/qalc_values.hpp"
 #include "platform/text.hpp"
 
 namespace vtu::qalc {
@@ -101,13 +102,6 @@ const std::byte* columnMajorValues(const qxArray& array) {
   return known->data();
 }
 
-template <typename T>
-double firstAs(const std::byte* data) {
-  T value;
-  std::memcpy(&value, data, sizeof value);
-  return static_cast<double>(value);
-}
-
 Field* findField(Storage& storage, std::string_view name) {
   const auto found = std::find_if(storage.fields.begin(), storage.fields.end(),
                                   [&](const Field& field) { return field.name == name; });
@@ -155,31 +149,10 @@ const void* qxGetConstData(const qxArray* array) {
 
 double qxGetScalar(const qxArray* array) {
   const qxArray& checked = vtu::qalc::notEmpty(__func__, vtu::qalc::withValues(__func__, array));
-  const std::byte* data = checked.storage->flat().data();
-  switch (checked.id) {
-    case qxSINGLE:
-      return vtu::qalc::firstAs<float>(data);
-    case qxINT8:
-      return vtu::qalc::firstAs<std::int8_t>(data);
-    case qxUINT8:
-    case qxLOGICAL:
-      return vtu::qalc::firstAs<std::uint8_t>(data);
-    case qxINT16:
-      return vtu::qalc::firstAs<std::int16_t>(data);
-    case qxUINT16:
-    case qxCHAR:
-      return vtu::qalc::firstAs<std::uint16_t>(data);
-    case qxINT32:
-      return vtu::qalc::firstAs<std::int32_t>(data);
-    case qxUINT32:
-      return vtu::qalc::firstAs<std::uint32_t>(data);
-    case qxINT64:
-      return vtu::qalc::firstAs<std::int64_t>(data);
-    case qxUINT64:
-      return vtu::qalc::firstAs<std::uint64_t>(data);
-    default:
-      return vtu::qalc::firstAs<double>(data);
-  }
+  return vtu::withValueType(checked.id, [&](auto value) {
+    std::memcpy(&value, checked.storage->flat().data(), sizeof value);
+    return static_cast<double>(value);
+  });
 }
 
 const bool* qxGetLogicals(const qxArray* array) {

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/qalc_values.hpp"
 #include "platform/qat/failure.hpp"
 #include "platform/qat/read/structures.hpp"
 #include "platform/text.hpp"
@@ -25,38 +26,6 @@ constexpr const char* kCharClass = "char";
 bool isScalar(const qxArray& array) { return array.dims.elements() == 1; }
 
 bool isRow(const qxArray& array) { return array.dims.size() == 2 && array.dims.data()[0] == 1; }
-
-/// Calls use(T()) with the type of a part of an element.
-template <typename Use>
-void withType(qxClassID id, const Use& use) {
-  switch (id) {
-    // The types differ. NOLINTNEXTLINE(bugprone-branch-clone)
-    case qxDOUBLE:
-      return use(double());
-    case qxSINGLE:
-      return use(float());
-    case qxINT8:
-      return use(std::int8_t());
-    case qxUINT8:
-    case qxLOGICAL:
-      return use(std::uint8_t());
-    case qxINT16:
-      return use(std::int16_t());
-    case qxUINT16:
-    case qxCHAR:
-      return use(std::uint16_t());
-    case qxINT32:
-      return use(std::int32_t());
-    case qxUINT32:
-      return use(std::uint32_t());
-    case qxINT64:
-      return use(std::int64_t());
-    case qxUINT64:
-      return use(std::uint64_t());
-    default:
-      throw Failure(kUnsupported, "an array of a class that has no values");
-  }
-}
 
 /// JSON has no NaN and no infinities.
 Json numberJson(double value) {
@@ -92,7 +61,7 @@ Json valuesJson(const qxArray& array) {
   Json values = Json::array();
   const void* data = qxGetConstData(&array);
   const std::size_t count = array.dims.elements() * (array.complex ? 2 : 1);
-  withType(array.id, [&](auto type) {
+  withValueType(array.id, [&](auto type) {
     const auto* from = static_cast<const decltype(type)*>(data);
     for (std::size_t i = 0; i < count; ++i) values.push_back(valueJson(from[i]));
   });
@@ -146,7 +115,7 @@ qalc::ArrayPtr numbersOf(const Json& json, ElementKind kind) {
   qalc::ArrayPtr array(kind.id == qxLOGICAL ? qxCreateLogicalArray(dims.size(), dims.data())
                                             : qxCreateNumericArray(dims.size(), dims.data(), kind.id, kind.complex));
   void* data = qxGetData(array.get());
-  withType(kind.id, [&](auto type) {
+  withValueType(kind.id, [&](auto type) {
     auto* to = static_cast<decltype(type)*>(data);
     for (const Json& value : values) *to++ = valueOf<decltype(type)>(value);
   });

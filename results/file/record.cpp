@@ -1,7 +1,11 @@
 #include "results/file/record.hpp"
 
+#include <cmath>
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
+#include "platform/qalc_values.hpp"
 #include "platform/text.hpp"
 
 namespace vtio::results {
@@ -13,41 +17,23 @@ bool isNumeric(const qxArray* array) {
   return array != nullptr && (qxGetClassID(array) >= qxDOUBLE || qxGetClassID(array) == qxLOGICAL);
 }
 
-template <class T>
-std::int64_t integerAt(const void* data, std::size_t i) {
-  return static_cast<std::int64_t>(static_cast<const T*>(data)[i]);
-}
-
-std::int64_t integerAt(const qxArray* array, std::size_t i) {
-  const void* data = qxGetConstData(array);
-  switch (qxGetClassID(array)) {
-    case qxDOUBLE:
-      return integerAt<double>(data, i);
-    case qxSINGLE:
-      return integerAt<float>(data, i);
-    case qxINT8:
-      return integerAt<std::int8_t>(data, i);
-    case qxINT16:
-      return integerAt<std::int16_t>(data, i);
-    case qxUINT16:
-      return integerAt<std::uint16_t>(data, i);
-    case qxINT32:
-      return integerAt<std::int32_t>(data, i);
-    case qxUINT32:
-      return integerAt<std::uint32_t>(data, i);
-    case qxINT64:
-      return integerAt<std::int64_t>(data, i);
-    case qxUINT64:
-      return integerAt<std::uint64_t>(data, i);
-    default:
-      return integerAt<std::uint8_t>(data, i);
-  }
-}
-
 double numberAt(const qxArray* array, std::size_t i) {
-  if (qxGetClassID(array) == qxDOUBLE) return static_cast<const double*>(qxGetConstData(array))[i];
-  if (qxGetClassID(array) == qxSINGLE) return static_cast<const float*>(qxGetConstData(array))[i];
-  return static_cast<double>(integerAt(array, i));
+  return vtu::withValueType(qxGetClassID(array), [&](auto type) {
+    return static_cast<double>(static_cast<const decltype(type)*>(qxGetConstData(array))[i]);
+  });
+}
+
+// A number without an integer is the nearest one that there is; NaN is 0.
+std::int64_t integerAt(const qxArray* array, std::size_t i) {
+  return vtu::withValueType(qxGetClassID(array), [&](auto type) {
+    const auto value = static_cast<const decltype(type)*>(qxGetConstData(array))[i];
+    if constexpr (std::is_floating_point_v<decltype(type)>) {
+      if (std::isnan(value)) return std::int64_t{0};
+      if (value >= 0x1p63) return std::numeric_limits<std::int64_t>::max();
+      if (value < -0x1p63) return std::numeric_limits<std::int64_t>::min();
+    }
+    return static_cast<std::int64_t>(value);
+  });
 }
 
 }  // namespace

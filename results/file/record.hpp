@@ -34,6 +34,7 @@ class Record final {
   [[nodiscard]] std::string text(const char* field) const;
   [[nodiscard]] double number(const char* field, double absent = 0) const;
   [[nodiscard]] std::vector<std::string> texts(const char* field) const;
+  /// Numbers that are no integers are cut; NaN is 0, one beyond 64 bits the nearest that there is.
   [[nodiscard]] std::vector<std::int64_t> integers(const char* field) const;
   [[nodiscard]] std::optional<SampleReference> reference(const char* field) const;
 

@@ -60,9 +60,10 @@ ShownValue ShownValues::operator()(const SampleView& sample, std::size_t cell) c
   const std::byte* bytes = sample.bytes + cell * (sample.type.bytes() / sample.type.parts());
   const ShownValue value = stored(sample.type.id, bytes);
   if (labels_.empty()) return value;
-  const auto* number = std::get_if<std::int64_t>(&value);
-  const auto label =
-      labels_.find(number != nullptr ? *number : static_cast<std::int64_t>(numberAt(sample.type.id, bytes)));
+  const auto* integer = std::get_if<std::int64_t>(&value);
+  const double number = integer != nullptr ? 0.0 : numberAt(sample.type.id, bytes);
+  if (!(std::abs(number) < 0x1p63)) return value;  // NaN, or more than a label can stand for
+  const auto label = labels_.find(integer != nullptr ? *integer : static_cast<std::int64_t>(number));
   if (label == labels_.end()) return value;
   return std::string_view(label->second);
 }

@@ -109,6 +109,19 @@ TEST(ShownValues, givesLabelsAndNumbersWithoutOne) {
   EXPECT_EQ(shown(file, "mode", 0, true), "1");
 }
 
+TEST(ShownValues, givesNumbersThatNoLabelCanStandFor) {
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  ResultsBuilder builder;
+  builder.table(0, {0, 1, 2, 3});
+  builder.add(0, "mode", {ElementClass::float64, false}, std::vector<double>{1, kNaN, 0x1p63, -0x1p64}).labels =
+      EnumLabels{{"ON", 1}, {"LEAST", std::numeric_limits<std::int64_t>::min()}};
+  const ResultsFile file = builder.build();
+  EXPECT_EQ(shown(file, "mode", 0), "ON");
+  EXPECT_EQ(shown(file, "mode", 1), "NaN");
+  EXPECT_EQ(shown(file, "mode", 2), numberText(0x1p63));
+  EXPECT_EQ(shown(file, "mode", 3), numberText(-0x1p64));
+}
+
 TEST(ShownValues, givesRealValuesOfFixedPoint) {
   ResultsBuilder builder;
   builder.table(0, {0, 1});
