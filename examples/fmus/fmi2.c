@@ -158,11 +158,14 @@ static void* scalar(struct Instance* instance, enum ValueType type, unsigned ref
   return place;
 }
 
+// FMI 2 has one type of real numbers.
 int fmi2GetReal(void* opaque, const unsigned references[], size_t count, double values[]) {
   for (size_t i = 0; i < count; ++i) {
-    const double* place = scalar(opaque, VALUE_FLOAT64, references[i]);
-    if (place == NULL) return FMI2_ERROR;
-    values[i] = *place;
+    size_t elements = 0;
+    const float* narrow = model.address(((struct Instance*)opaque)->data, VALUE_FLOAT32, references[i], &elements);
+    const double* place = narrow != NULL ? NULL : scalar(opaque, VALUE_FLOAT64, references[i]);
+    if (narrow == NULL && place == NULL) return FMI2_ERROR;
+    values[i] = narrow != NULL ? (double)*narrow : *place;
   }
   return FMI2_OK;
 }

@@ -16,6 +16,7 @@ struct Instance {
   double time;
   bool isModelExchange;
   bool eventMode;
+  bool running;  // initialised
   bool inEvent;
   bool eventPending;
   void* data;
@@ -67,11 +68,17 @@ static void settle(struct Instance* instance) {
 void* fmu_data(void* opaque);
 void* fmu_values(void* opaque);
 void fmu_ticks(void* opaque);
+bool fmu_may_jump(const void* opaque);
 
 void* fmu_data(void* opaque) {
   struct Instance* instance = opaque;
   (void)refresh(instance);
   return instance->data;
+}
+
+bool fmu_may_jump(const void* opaque) {
+  const struct Instance* instance = opaque;
+  return !instance->running || instance->inEvent || !(instance->isModelExchange || instance->eventMode);
 }
 
 void fmu_ticks(void* opaque) { ((struct Instance*)opaque)->eventPending = true; }
@@ -172,6 +179,7 @@ int fmi3EnterInitializationMode(void* opaque, bool toleranceDefined, double tole
 int fmi3ExitInitializationMode(void* opaque) {
   struct Instance* instance = opaque;
   model.initialize(instance->data, instance->time);
+  instance->running = true;
   instance->inEvent = instance->isModelExchange || instance->eventMode;
   return FMI3_OK;
 }
@@ -207,6 +215,7 @@ int fmi3Reset(void* opaque) {
   struct Instance* instance = opaque;
   memset(instance->data, 0, model.bytes);
   model.start(instance->data);
+  instance->running = false;
   return FMI3_OK;
 }
 

@@ -13,9 +13,14 @@ void* fmu_values(void* instance);
 // Clocks tick: there is an event to be handled.
 void fmu_ticks(void* instance);
 
+// Discrete variables may be set before the model runs and in events; without an event mode whenever it stands still.
+bool fmu_may_jump(const void* instance);
+
 // Copies the values of each variable, one after the other.
 static int copy(void* instance, enum ValueType type, size_t bytes, const uint32_t references[], size_t count,
                 void* values, size_t valueCount, bool toModel) {
+  const bool isContinuous = type == VALUE_FLOAT64 || type == VALUE_FLOAT32;
+  if (toModel && !isContinuous && !fmu_may_jump(instance)) return FMI3_ERROR;
   unsigned char* at = values;
   size_t left = valueCount;
   for (size_t i = 0; i < count; ++i) {
@@ -79,7 +84,8 @@ static int copyInt64(void* instance, const uint32_t references[], size_t count, 
     if (model.address(fmu_data(instance), type, references[i], &elements) == NULL || elements > size - at) {
       return FMI3_ERROR;
     }
-    copy(instance, type, sizeof(int64_t), &references[i], 1, values + at, elements, toModel);
+    const int status = copy(instance, type, sizeof(int64_t), &references[i], 1, values + at, elements, toModel);
+    if (status != FMI3_OK) return status;
     at += elements;
   }
   return at == size ? FMI3_OK : FMI3_ERROR;

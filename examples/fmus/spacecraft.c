@@ -41,9 +41,13 @@ static void* doubles(struct Flight* flight, unsigned reference, size_t* count) {
   return places[reference - 1].values;
 }
 
+// An array has a value reference of its own, its elements those from a hundred times that and one on.
+static void* element(void* data, enum ValueType type, unsigned reference, size_t* count);
+
 static void* address(void* data, enum ValueType type, unsigned reference, size_t* count) {
   struct Flight* flight = data;
   *count = 1;
+  if (reference > 100) return element(data, type, reference, count);
   if (type == VALUE_FLOAT64) return doubles(flight, reference, count);
   if (type == VALUE_FLOAT32 && reference == 20) return &flight->simulation.outputs.altitude;
   if (type == VALUE_ENUMERATION && reference == 21) return &flight->mode;
@@ -52,6 +56,15 @@ static void* address(void* data, enum ValueType type, unsigned reference, size_t
     return flight->valveOpen;
   }
   return NULL;
+}
+
+static void* element(void* data, enum ValueType type, unsigned reference, size_t* count) {
+  char* first = address(data, type, reference / 100, count);
+  const size_t bytes = type == VALUE_BOOLEAN ? sizeof(uint8_t) : sizeof(double);
+  const size_t index = reference % 100;
+  if (first == NULL || index < 1 || index > *count) return NULL;
+  *count = 1;
+  return first + (index - 1) * bytes;
 }
 
 static enum StepEnd step(void* data, double time, double end, int mayStop, double* reached) {

@@ -104,36 +104,53 @@ Words optionsOf(const SourceSet& set) {
   return options;
 }
 
+/// Compiles the files of a library one by one, then links them.
+class LibraryBuild {
+ public:
+  explicit LibraryBuild(const fs::path& folder) : folder_(folder), compiler_(folder) {}
+
+  void compile(const SourceSet& set) {
+    const Words options = optionsOf(set);
+    const bool isStandardOfCpp = set.standard.find('+') != std::string::npos;
+    for (const std::string& file : set.files) {
+      const bool cpp = isCpp(file);
+      hasCpp_ = hasCpp_ || cpp;
+      Words command = {cpp ? forCpp_ : forC_};
+      command.insert(command.end(), options.begin(), options.end());
+      if (!set.standard.empty() && isStandardOfCpp == cpp) command.push_back("-std=" + set.standard);
+      objects_.push_back((folder_ / ("object" + std::to_string(objects_.size()) + ".o")).string());
+      command.insert(command.end(), {"-o", objects_.back(), "./" + file});
+      compiler_.run(std::move(command));
+    }
+  }
+
+  fs::path link(const Words& libraries) {
+    fs::path library = folder_ / "built.so";
+    Words command = {hasCpp_ ? forCpp_ : forC_, "-shared", "-Wl,-z,defs", "-o", library.string()};
+    command.insert(command.end(), objects_.begin(), objects_.end());
+    for (const std::string& name : libraries) command.push_back("-l" + name);
+    command.emplace_back("-lm");
+    compiler_.run(std::move(command));
+    return library;
+  }
+
+ private:
+  const fs::path& folder_;
+  Compiler compiler_;
+  std::string forC_ = programOf("CC", "cc");
+  std::string forCpp_ = programOf("CXX", "c++");
+  bool hasCpp_ = false;
+  Words objects_;
+};
+
 }  // namespace
 
 fs::path buildLibrary(const FmuFile& fmu, const Interface& way, const fs::path& folder) {
   const BuildPlan plan = planBuild(fmu, way);
   fmu.archive().extract("sources/", folder);
-  const std::string forC = programOf("CC", "cc");
-  const std::string forCpp = programOf("CXX", "c++");
-  Compiler compiler(folder);
-  bool hasCpp = false;
-  Words objects;
-  for (const SourceSet& set : plan.sets) {
-    for (const std::string& file : set.files) {
-      const bool cpp = isCpp(file);
-      hasCpp = hasCpp || cpp;
-      Words command = {cpp ? forCpp : forC};
-      for (const std::string& option : optionsOf(set)) command.push_back(option);
-      const bool isStandardOfCpp = set.standard.find('+') != std::string::npos;
-      if (!set.standard.empty() && isStandardOfCpp == cpp) command.push_back("-std=" + set.standard);
-      objects.push_back((folder / ("object" + std::to_string(objects.size()) + ".o")).string());
-      for (const std::string& word : {std::string("-o"), objects.back(), "./" + file}) command.push_back(word);
-      compiler.run(std::move(command));
-    }
-  }
-  fs::path library = folder / "built.so";
-  Words command = {hasCpp ? forCpp : forC, "-shared", "-Wl,-z,defs", "-o", library.string()};
-  command.insert(command.end(), objects.begin(), objects.end());
-  for (const std::string& name : plan.libraries) command.push_back("-l" + name);
-  command.emplace_back("-lm");
-  compiler.run(std::move(command));
-  return library;
+  LibraryBuild build(folder);
+  for (const SourceSet& set : plan.sets) build.compile(set);
+  return build.link(plan.libraries);
 }
 
 }  // namespace vtio::runner

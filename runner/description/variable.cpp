@@ -49,6 +49,7 @@ std::uint64_t Variable::elements() const {
 }
 
 bool Variable::isParameter() const {
+  if (isTuned) return false;
   return causality == Causality::parameter || causality == Causality::calculatedParameter ||
          causality == Causality::structuralParameter || variability == Variability::constant ||
          variability == Variability::fixed;

@@ -100,11 +100,12 @@ struct Variable {
   Variability variability = Variability::continuous;
   Initial initial = Initial::none;
   bool relativeQuantity = false;
+  bool isTuned = false;  ///< a parameter that a table of inputs changes
 
   /// Elements of an array, 1 for a scalar.
   [[nodiscard]] VTIO_RUNNER_EXPORT std::uint64_t elements() const;
 
-  /// Does not change while a run goes on: parameters and constants.
+  /// Does not change while a run goes on: constants, and parameters that are not tuned.
   [[nodiscard]] VTIO_RUNNER_EXPORT bool isParameter() const;
 };
 

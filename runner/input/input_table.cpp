@@ -28,6 +28,14 @@ void mix(const Values& low, const Values& high, double share, std::vector<double
   }
 }
 
+bool isTunable(const Variable& variable) {
+  return variable.variability == Variability::tunable && variable.causality == Causality::parameter;
+}
+
+bool isTick(const Values& values) { return values.numbers.front() != std::byte{0}; }
+
+bool isClock(const Variable& variable) { return variable.clock.has_value(); }
+
 }  // namespace
 
 InputTable::InputTable(const std::filesystem::path& csv, const ModelDescription& model) {
@@ -46,10 +54,12 @@ void InputTable::readHeader(const std::vector<std::string>& cells, const ModelDe
   std::set<std::string> seen;
   for (std::size_t i = 1; i < cells.size(); ++i) {
     const Variable* variable = model.find(cells[i]);
-    if (variable == nullptr || variable->causality != Causality::input) {
-      throw RunnerError("the column '" + printable(cells[i]) + "' names no input");
+    if (variable == nullptr || (variable->causality != Causality::input && !isTunable(*variable))) {
+      throw RunnerError("the column '" + printable(cells[i]) + "' names no input and no tunable parameter");
     }
-    if (variable->type == VariableType::clock) throw RunnerError("the clock '" + variable->name + "' cannot be set");
+    if (variable->clock && variable->clock->variability != IntervalVariability::triggered) {
+      throw RunnerError("the clock '" + printable(variable->name) + "' ticks by its interval and cannot be set");
+    }
     if (!seen.insert(cells[i]).second) throw RunnerError("the column '" + printable(cells[i]) + "' stands twice");
     columns_.push_back({variable, {}, {}});
   }
@@ -73,7 +83,18 @@ void InputTable::readRow(const std::vector<std::string>& cells, const ModelDescr
   }
 }
 
-void InputTable::applyColumns(Instance& instance, double time, EventSide side, bool onlyContinuous) {
+void InputTable::applyInEvent(Instance& instance, double time, const std::vector<std::uint32_t>& ticking) {
+  if (empty()) return;
+  applyColumns(instance, time, EventSide::after, [&ticking](const Variable& variable) {
+    const auto ticks = [&ticking](std::uint32_t clock) {
+      return std::find(ticking.begin(), ticking.end(), clock) != ticking.end();
+    };
+    return variable.clocks.empty() || std::any_of(variable.clocks.begin(), variable.clocks.end(), ticks);
+  });
+}
+
+void InputTable::applyColumns(Instance& instance, double time, EventSide side,
+                              const std::function<bool(const Variable&)>& isWanted) {
   // The last row that counts, and how far the time is on the way to the next one.
   const auto behind = side == EventSide::after ? std::upper_bound(times_.begin(), times_.end(), time)
                                                : std::lower_bound(times_.begin(), times_.end(), time);
@@ -83,9 +104,8 @@ void InputTable::applyColumns(Instance& instance, double time, EventSide side, b
   const bool hasNext = row + 1 < times_.size() && times_[row] < time;
   const double share = hasNext ? (time - times_[row]) / (times_[row + 1] - times_[row]) : 0.0;
   for (Column& column : columns_) {
-    const bool isContinuous = column.variable->variability == Variability::continuous;
-    if (onlyContinuous && !isContinuous) continue;
-    if (share > 0.0 && isContinuous) {
+    if (isClock(*column.variable) || !isWanted(*column.variable)) continue;
+    if (share > 0.0 && isContinuous(*column.variable)) {
       setMixed(instance, column, column.rows[row], column.rows[row + 1], share);
     } else {
       setValues(instance, *column.variable, column.rows[row]);
@@ -115,13 +135,28 @@ double InputTable::nextEvent(double time) const {
 
 bool InputTable::jumpsAt(std::size_t row) const {
   if (row + 1 < times_.size() && times_[row + 1] == times_[row]) return true;
-  if (row == 0) return false;
   return std::any_of(columns_.begin(), columns_.end(), [row](const Column& column) {
-    const Values& before = column.rows[row - 1];
     const Values& now = column.rows[row];
-    return column.variable->variability != Variability::continuous &&
-           (before.numbers != now.numbers || before.texts != now.texts);
+    if (isClock(*column.variable)) return isTick(now);
+    if (row == 0 || isContinuous(*column.variable) || !column.variable->clocks.empty()) return false;
+    const Values& before = column.rows[row - 1];
+    return before.numbers != now.numbers || before.texts != now.texts;
   });
+}
+
+std::vector<std::uint32_t> InputTable::ticks(double from, double to) const {
+  std::vector<std::uint32_t> found;
+  for (const Column& column : columns_) {
+    if (!isClock(*column.variable)) continue;
+    auto row = static_cast<std::size_t>(std::lower_bound(times_.begin(), times_.end(), from) - times_.begin());
+    while (row < times_.size() && times_[row] <= to && !isTick(column.rows[row])) ++row;
+    if (row < times_.size() && times_[row] <= to) found.push_back(column.variable->valueReference);
+  }
+  return found;
+}
+
+bool InputTable::hasClocks() const {
+  return std::any_of(columns_.begin(), columns_.end(), [](const Column& column) { return isClock(*column.variable); });
 }
 
 double InputTable::nextChange(double time) const {
@@ -130,6 +165,16 @@ double InputTable::nextChange(double time) const {
     if (jumpsAt(row)) return times_[row];
   }
   return kNever;
+}
+
+void markTuned(const std::filesystem::path& csv, ModelDescription& model) {
+  const bool has = std::any_of(model.variables.begin(), model.variables.end(), isTunable);
+  if (!has || csv.extension() == ".qat") return;
+  std::set<std::string> columns;
+  readInputRows(csv, model, [&columns](std::vector<std::string>& cells, std::size_t row) {
+    if (row == 1) columns.insert(cells.begin(), cells.end());
+  });
+  for (Variable& variable : model.variables) variable.isTuned = isTunable(variable) && columns.contains(variable.name);
 }
 
 void setValues(Instance& instance, const Variable& variable, const Values& values) {

@@ -38,25 +38,31 @@ void Clocks::learnFirst(Timed& clock) {
     const ClockInterval told = instance_.getInterval(reference, times.supportsFractions);
     if (told.hasChanged) interval = told.seconds;
   }
-  clock.schedule.base = start_ + shift;
-  clock.schedule.next = clock.schedule.base;
-  if (variability != IntervalVariability::changing || interval != 0.0) {
-    takeInterval(clock, clock.schedule.base, interval);
-    clock.schedule.ticks = 0;
-    clock.schedule.next = clock.schedule.base;
+  const double first = start_ + shift;
+  if (variability == IntervalVariability::changing && interval == 0.0) {
+    clock.schedule = {first, 0.0, 0, first};
+  } else {
+    takeInterval(clock, first, interval, 0);
   }
 }
 
-void Clocks::takeInterval(Timed& clock, double base, double seconds) {
+// The base, and that many ticks after it the next one.
+void Clocks::takeInterval(Timed& clock, double base, double seconds, std::uint64_t ticks) {
   const bool isCountdown = clock.variable->clock->variability == IntervalVariability::countdown;
   if (!std::isfinite(seconds) || seconds < 0.0 || (seconds == 0.0 && !isCountdown)) {
     throw RunnerError(ExitStatus::failed, "the clock '" + printable(clock.variable->name) + "' has the interval " +
                                               numberText(seconds) + " s");
   }
-  clock.schedule.base = base;
-  clock.schedule.interval = seconds;
-  clock.schedule.ticks = 1;
-  clock.schedule.next = base + seconds;
+  clock.schedule = {base, seconds, ticks, base + static_cast<double>(ticks) * seconds};
+}
+
+// The first tick stays where it is; a tick that would have been before now is now.
+void Clocks::tune(Timed& clock, double time, double seconds) {
+  const Schedule before = clock.schedule;
+  if (before.ticks == 0) return takeInterval(clock, before.base, seconds, 0);
+  const double last = before.base + static_cast<double>(before.ticks - 1) * before.interval;
+  takeInterval(clock, last, seconds, 1);
+  if (clock.schedule.next < time) takeInterval(clock, time, seconds, 0);
 }
 
 double Clocks::next() const {
@@ -69,14 +75,21 @@ bool Clocks::ticksNow(std::uint32_t reference) const {
   return std::find(ticking_.begin(), ticking_.end(), reference) != ticking_.end();
 }
 
-void Clocks::tick(double due) {
+void Clocks::activate(std::uint32_t clock) {
   const std::uint8_t on = 1;
+  instance_.set(VariableType::clock, {&clock, 1}, &on, 1);
+  if (!ticksNow(clock)) ticking_.push_back(clock);
+}
+
+void Clocks::trigger(const std::vector<std::uint32_t>& clocks) {
+  for (const std::uint32_t clock : clocks) activate(clock);
+}
+
+void Clocks::tick(double due) {
   for (Timed& clock : timed_) {
     Schedule& schedule = clock.schedule;
     if (schedule.next > due) continue;
-    const std::uint32_t reference = clock.variable->valueReference;
-    instance_.set(VariableType::clock, {&reference, 1}, &on, 1);
-    if (!ticksNow(reference)) ticking_.push_back(reference);
+    activate(clock.variable->valueReference);
     const bool isCountdown = clock.variable->clock->variability == IntervalVariability::countdown;
     ++schedule.ticks;
     const bool isKnown = schedule.interval > 0.0 && !isCountdown;
@@ -96,10 +109,12 @@ void Clocks::readIntervals(double time) {
   for (Timed& clock : timed_) {
     const ClockTimes& times = *clock.variable->clock;
     const std::uint32_t reference = clock.variable->valueReference;
-    const bool isCountdown = times.variability == IntervalVariability::countdown;
-    if (!isCountdown && (times.variability != IntervalVariability::changing || !ticksNow(reference))) continue;
+    const bool isTunable = times.variability == IntervalVariability::tunable;
+    const bool isDue = times.variability == IntervalVariability::changing && ticksNow(reference);
+    if (!isTunable && !isDue && times.variability != IntervalVariability::countdown) continue;
     const ClockInterval told = instance_.getInterval(reference, times.supportsFractions);
-    if (told.hasChanged) takeInterval(clock, time, told.seconds);
+    if (!told.hasChanged) continue;
+    isTunable ? tune(clock, time, told.seconds) : takeInterval(clock, time, told.seconds, 1);
   }
 }
 

@@ -14,7 +14,7 @@
 namespace vtio::runner {
 
 /// Clocks tick in events only. Those that are inputs and have an interval are made to tick at their times, those that
-/// are triggered by the FMU are asked for; triggered inputs never tick. Borrows its arguments.
+/// are triggered by the FMU are asked for. Borrows its arguments.
 class VTIO_RUNNER_EXPORT Clocks final {
  public:
   static constexpr double kNever = std::numeric_limits<double>::infinity();
@@ -32,10 +32,15 @@ class VTIO_RUNNER_EXPORT Clocks final {
   /// In an event: lets those tick that are due up to a time.
   void tick(double due);
 
+  /// In an event: lets triggered inputs tick.
+  /// @param clocks Value references.
+  void trigger(const std::vector<std::uint32_t>& clocks);
+
   /// In an event: asks which triggered clocks tick.
   void readTriggered();
 
-  /// In an event, at a time: asks for the intervals of countdown clocks, and of changing ones that tick.
+  /// In an event, at a time: asks for the intervals of countdown and tunable clocks, and of changing ones that tick.
+  /// That of a tunable clock counts from its last tick.
   void readIntervals(double time);
 
   /// Value references of the clocks that tick in this iteration of the event.
@@ -61,7 +66,9 @@ class VTIO_RUNNER_EXPORT Clocks final {
   };
 
   void learnFirst(Timed& clock);
-  void takeInterval(Timed& clock, double base, double seconds);
+  void activate(std::uint32_t clock);
+  void takeInterval(Timed& clock, double base, double seconds, std::uint64_t ticks);
+  void tune(Timed& clock, double time, double seconds);
   [[nodiscard]] bool ticksNow(std::uint32_t reference) const;
 
   Instance& instance_;

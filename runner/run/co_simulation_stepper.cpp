@@ -21,11 +21,23 @@ CoSimulationStepper::CoSimulationStepper(CoSimulation& instance, const Interface
       variableSteps_(way.flag("canHandleVariableCommunicationStepSize")),
       hasEvents_(parts.plan.model.version == FmiVersion::fmi3 && way.flag("hasEventMode")),
       repeater_(instance, parts.plan.changeLimits, variableSteps_ && way.flag("canGetAndSetFMUState")),
-      events_(instance, parts.values, parts.plan.model, times_.start),
+      events_(instance, parts.values, parts.inputs, parts.plan.model, times_.start),
       time_(times_.start),
-      nextInputEvent_(parts_.inputs.nextEvent(times_.start)) {
+      nextInputEvent_(nextInputEvent()) {
   if (times_.outputStep) outputGrid_.emplace(times_.start, *times_.outputStep);
   checkOutputStep();
+  if (parts_.inputs.hasClocks() && !hasEvents_) {
+    throw RunnerError("--input: clocks tick in events, and the FMU has no event mode in Co-Simulation");
+  }
+}
+
+// Discrete inputs may jump in the event mode alone, where there is one.
+double CoSimulationStepper::nextInputEvent() const {
+  return hasEvents_ ? parts_.inputs.nextChange(time_) : parts_.inputs.nextEvent(time_);
+}
+
+void CoSimulationStepper::setInputs(EventSide side) {
+  hasEvents_ ? parts_.inputs.applyContinuous(instance_, time_, side) : parts_.inputs.apply(instance_, time_, side);
 }
 
 void CoSimulationStepper::checkOutputStep() const {
@@ -92,23 +104,24 @@ StepResult CoSimulationStepper::stepTo(double target) {
   }
   const double inputEvent = nextInputEvent_;
   const bool atInputEvent = inputEvent <= time_;
-  if (atInputEvent) nextInputEvent_ = parts_.inputs.nextEvent(time_);
-  parts_.inputs.apply(instance_, time_, atInputEvent && inputEvent == time_ ? EventSide::before : EventSide::after);
+  if (atInputEvent) nextInputEvent_ = nextInputEvent();
+  setInputs(inputEvent == time_ ? EventSide::before : EventSide::after);
   const bool announced = (nextEvent_ && *nextEvent_ <= time_) || nextTick_ <= time_ + roundOff();
-  const bool atEvent = outcome.eventNeeded || announced || atInputEvent;
-  if (isLogged(time_) || atEvent || (early && standstills_ == 0) || ended_) sample();
-  if (inputEvent == time_) {
-    parts_.inputs.apply(instance_, time_, EventSide::after);
-    if (!outcome.eventNeeded && !announced) sample();
+  const bool atEvent = outcome.eventNeeded || announced || (hasEvents_ && atInputEvent);
+  if (isLogged(time_) || atEvent || atInputEvent || (early && standstills_ == 0) || ended_) sample();
+  if (atEvent) {
+    handleEvents(atInputEvent ? inputEvent : Clocks::kNever);
+  } else if (inputEvent == time_) {
+    setInputs(EventSide::after);
+    sample();
   }
-  if (outcome.eventNeeded || announced) handleEvents();
   return StepResult::done;
 }
 
 // Values before the event are logged; those after it follow at the same time.
-void CoSimulationStepper::handleEvents() {
+void CoSimulationStepper::handleEvents(double inputsFrom) {
   instance_.enterEvents();
-  takeEvent(events_.handle(time_, time_ + roundOff()));
+  takeEvent(events_.handle(time_, time_ + roundOff(), inputsFrom));
   parts_.log.log(time_);
   events_.end();
   if (!ended_) instance_.leaveEvents();
@@ -120,6 +133,7 @@ void CoSimulationStepper::save() {
   checkpoint_->time = time_;
   checkpoint_->nextEvent = nextEvent_;
   checkpoint_->clocks = events_.clocks().save();
+  checkpoint_->held = parts_.values.hold();
 }
 
 void CoSimulationStepper::restore() {
@@ -127,8 +141,9 @@ void CoSimulationStepper::restore() {
   time_ = checkpoint_->time;
   nextEvent_ = checkpoint_->nextEvent;
   events_.clocks().restore(checkpoint_->clocks);
+  parts_.values.restore(checkpoint_->held);
   nextTick_ = events_.clocks().next();
-  nextInputEvent_ = parts_.inputs.nextEvent(time_);
+  nextInputEvent_ = nextInputEvent();
   standstills_ = 0;
   ended_ = false;
 }

@@ -39,11 +39,14 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
     double time = 0.0;
     std::optional<double> nextEvent;
     std::vector<Clocks::Schedule> clocks;
+    ValueStore::Held held;
   };
 
   void sample();
   StepResult stepTo(double target);
-  void handleEvents();
+  void handleEvents(double inputsFrom);
+  void setInputs(EventSide side);
+  [[nodiscard]] double nextInputEvent() const;
   void takeEvent(const EventOutcome& outcome);
   [[nodiscard]] double roundOff() const { return kRoundOff * times_.step; }
   [[nodiscard]] double nextTarget();

@@ -12,7 +12,7 @@ constexpr int kMostIterations = 1000;
 EventOutcome Events::begin() {
   values_.readAll(instance_);
   clocks_.begin();
-  return handle(time_, time_);
+  return handle(time_, time_, time_);
 }
 
 void Events::readTicking() {
@@ -20,9 +20,11 @@ void Events::readTicking() {
   values_.readTicking(instance_, clocks_.ticking());
 }
 
-EventOutcome Events::handle(double time, double due) {
+EventOutcome Events::handle(double time, double due, double inputsFrom) {
   EventOutcome outcome;
   clocks_.tick(due);
+  clocks_.trigger(inputs_.ticks(inputsFrom, time));
+  inputs_.applyInEvent(instance_, time, clocks_.ticking());
   for (int i = 0; i < kMostIterations; ++i) {
     readTicking();
     const EventOutcome one = instance_.updateDiscreteStates();

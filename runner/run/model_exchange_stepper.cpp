@@ -37,7 +37,7 @@ ModelExchangeStepper::ModelExchangeStepper(ModelExchange& instance, const Interf
       states_(problem_.stateCount()),
       between_(problem_.stateCount()),
       absoluteTolerances_(problem_.stateCount()),
-      events_(instance, parts.values, parts.plan.model, times_.start),
+      events_(instance, parts.values, parts.inputs, parts.plan.model, times_.start),
       chatter_(times_.step),
       time_(times_.start),
       nextInputEvent_(parts.inputs.nextChange(times_.start)) {}
@@ -143,9 +143,9 @@ void ModelExchangeStepper::arrive(bool atStateEvent) {
 void ModelExchangeStepper::handleEvents() {
   chatter_.add(time_);
   instance_.enterEvents();
-  parts_.inputs.apply(instance_, time_, EventSide::after);
+  const double inputsFrom = nextInputEvent_ <= time_ ? nextInputEvent_ : Clocks::kNever;
   nextInputEvent_ = parts_.inputs.nextChange(time_);
-  const EventOutcome outcome = events_.handle(time_, time_ + kRoundOff * times_.step);
+  const EventOutcome outcome = events_.handle(time_, time_ + kRoundOff * times_.step, inputsFrom);
   takeEvent(outcome);
   parts_.log.log(time_);
   events_.end();
@@ -163,6 +163,7 @@ void ModelExchangeStepper::save() {
   checkpoint_->nextEvent = nextEvent_;
   checkpoint_->states = states_;
   checkpoint_->clocks = events_.clocks().save();
+  checkpoint_->held = parts_.values.hold();
 }
 
 void ModelExchangeStepper::restore() {
@@ -171,6 +172,7 @@ void ModelExchangeStepper::restore() {
   nextEvent_ = checkpoint_->nextEvent;
   states_ = checkpoint_->states;
   events_.clocks().restore(checkpoint_->clocks);
+  parts_.values.restore(checkpoint_->held);
   chatter_ = checkpoint_->chatter;
   nextInputEvent_ = parts_.inputs.nextChange(time_);
   ended_ = false;

@@ -45,6 +45,7 @@ class VTIO_RUNNER_EXPORT ModelExchangeStepper final : public Stepper {
     std::optional<double> nextEvent;
     std::vector<double> states;
     std::vector<Clocks::Schedule> clocks;
+    ValueStore::Held held;
     Chatter chatter;
   };
 

@@ -8,6 +8,7 @@
 #include "results/signals/glob.hpp"
 #include "runner/description/xml_reader.hpp"
 #include "runner/error.hpp"
+#include "runner/input/input_table.hpp"
 #include "runner/text/printable.hpp"
 
 namespace vtio::runner {
@@ -114,7 +115,7 @@ bool isWanted(const Variable& variable, const RunOptions& options, std::vector<b
     return wanted;
   }
   if (variable.causality == Causality::input || variable.causality == Causality::output) return true;
-  return variable.isParameter() ? options.parameters : options.locals;
+  return variable.isParameter() || variable.isTuned ? options.parameters : options.locals;
 }
 
 // Empty if it can be logged, else why not.
@@ -192,6 +193,7 @@ RunPlan planRun(ModelDescription model, const RunOptions& options) {
   plan.times = settleTimes(plan.model, options);
   checkRewind(plan.times, way);
   plan.assignments = readAssignments(plan.model, options.set);
+  if (!options.input.empty()) markTuned(options.input, plan.model);
   plan.changeLimits = readChangeLimits(plan.model, way, options.maxChange);
   choose(plan, options);
   chooseFinals(plan, options.finals);

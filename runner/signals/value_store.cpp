@@ -82,6 +82,25 @@ void ValueStore::readTicking(Instance& instance, const std::vector<std::uint32_t
 
 void ValueStore::clearClocks() { std::fill(clockValues_.begin(), clockValues_.end(), std::uint8_t{0}); }
 
+ValueStore::Held ValueStore::hold() const {
+  Held held;
+  held.groups.assign(groups_.begin() + 1, groups_.end());
+  return held;
+}
+
+// Every value stays in its place: the log has its address.
+void ValueStore::restore(const Held& held) {
+  for (std::size_t i = 0; i < held.groups.size(); ++i) {
+    std::vector<Batch>& batches = groups_[i + 1].batches;
+    for (std::size_t k = 0; k < batches.size(); ++k) {
+      const Batch& source = held.groups[i].batches[k];
+      std::copy(source.values.begin(), source.values.end(), batches[k].values.begin());
+      std::copy(source.texts.begin(), source.texts.end(), batches[k].texts.begin());
+      std::copy(source.binaries.begin(), source.binaries.end(), batches[k].binaries.begin());
+    }
+  }
+}
+
 void ValueStore::readTexts(Batch& batch, Instance& instance) {
   rawTexts_.resize(batch.count);
   instance.getTexts(batch.references, rawTexts_);

@@ -20,35 +20,6 @@ namespace vtio::runner {
 /// Variables that share a value (aliases) share its place. Clocked variables are read when a clock of theirs ticks, and
 /// hold between. Reading allocates only for texts and binaries that grow.
 class VTIO_RUNNER_EXPORT ValueStore final {
- public:
-  /// @param variables Indices in the model, which must outlive the store.
-  ValueStore(const ModelDescription& model, const std::vector<std::size_t>& variables);
-  ValueStore(const ValueStore&) = delete;
-  ValueStore& operator=(const ValueStore&) = delete;
-
-  /// Reads all but clocks and clocked variables.
-  void read(Instance& instance) { read(groups_.front(), instance); }
-
-  /// Reads all but clocks: once, before the first event.
-  void readAll(Instance& instance);
-
-  /// Reads the variables of clocks that tick, and makes these clocks true until clearClocks().
-  /// @param ticking Value references.
-  void readTicking(Instance& instance, const std::vector<std::uint32_t>& ticking);
-
-  /// Makes all clocks false.
-  void clearClocks();
-
-  /// The values of a variable of a fixed size, row-major, bytesOf() each; valid as long as the store.
-  [[nodiscard]] const std::byte* numbers(std::size_t variable) const;
-
-  /// The text of an element of a string variable; the reference is valid as long as the store.
-  [[nodiscard]] const vtu::ustring& text(std::size_t variable, std::uint64_t element) const;
-
-  /// The bytes of an element of a binary variable; the reference is valid as long as the store.
-  [[nodiscard]] const std::string& binary(std::size_t variable, std::uint64_t element) const;
-
- private:
   // Values of one type, which are read by one call.
   struct Batch {
     explicit Batch(VariableType ofType) : type(ofType) {}
@@ -67,6 +38,45 @@ class VTIO_RUNNER_EXPORT ValueStore final {
     std::vector<Batch> batches;
   };
 
+ public:
+  /// What clocked variables hold, at some time.
+  class Held {
+    friend class ValueStore;
+    std::vector<Group> groups;
+  };
+
+  /// @param variables Indices in the model, which must outlive the store.
+  ValueStore(const ModelDescription& model, const std::vector<std::size_t>& variables);
+  ValueStore(const ValueStore&) = delete;
+  ValueStore& operator=(const ValueStore&) = delete;
+
+  /// Reads all but clocks and clocked variables.
+  void read(Instance& instance) { read(groups_.front(), instance); }
+
+  /// Reads all but clocks: once, before the first event.
+  void readAll(Instance& instance);
+
+  /// Reads the variables of clocks that tick, and makes these clocks true until clearClocks().
+  /// @param ticking Value references.
+  void readTicking(Instance& instance, const std::vector<std::uint32_t>& ticking);
+
+  /// Makes all clocks false.
+  void clearClocks();
+
+  /// For a step back.
+  [[nodiscard]] Held hold() const;
+  void restore(const Held& held);
+
+  /// The values of a variable of a fixed size, row-major, bytesOf() each; valid as long as the store.
+  [[nodiscard]] const std::byte* numbers(std::size_t variable) const;
+
+  /// The text of an element of a string variable; the reference is valid as long as the store.
+  [[nodiscard]] const vtu::ustring& text(std::size_t variable, std::uint64_t element) const;
+
+  /// The bytes of an element of a binary variable; the reference is valid as long as the store.
+  [[nodiscard]] const std::string& binary(std::size_t variable, std::uint64_t element) const;
+
+ private:
   struct Place {
     std::size_t group, batch, first;
   };

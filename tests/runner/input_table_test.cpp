@@ -11,7 +11,9 @@
 namespace {
 
 using namespace vtio::runner;  // NOLINT(google-build-using-namespace): the subject here
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using ::testing::ThrowsMessage;
 
 class InputTableTest : public runner_test::WorkFolder {
@@ -24,7 +26,12 @@ class InputTableTest : public runner_test::WorkFolder {
        <Enumeration name="e" valueReference="5" causality="input" start="1" declaredType="E"/>
        <Float64 name="y" valueReference="6" causality="output"/>
        <Float64 name="held" valueReference="7" causality="input" variability="discrete" start="0"/>
-       <Binary name="d" valueReference="8" causality="input"><Start value="00"/></Binary>)",
+       <Binary name="d" valueReference="8" causality="input"><Start value="00"/></Binary>
+       <Clock name="pulse" valueReference="9" causality="input" intervalVariability="triggered"/>
+       <Clock name="timed" valueReference="10" causality="input" intervalVariability="changing"/>
+       <Int32 name="clocked" valueReference="11" causality="input" clocks="9" start="0"/>
+       <Float64 name="p" valueReference="12" causality="parameter" variability="tunable" start="1"/>
+       <Float64 name="q" valueReference="13" causality="parameter" variability="fixed" start="1"/>)",
       "<TypeDefinitions><EnumerationType name='E'><Item name='On' value='4'/></EnumerationType></TypeDefinitions>"));
   runner_test::FakeInstance<> instance_;
 
@@ -98,6 +105,44 @@ TEST_F(InputTableTest, RefusesWrongTablesWithTheRow) {
   expectRefused("time,u\n0,\"0\n", "row 2");
   EXPECT_THAT([&] { (void)InputTable(file("none.csv"), model_); },
               ThrowsMessage<RunnerError>(HasSubstr("cannot open")));
+}
+
+TEST_F(InputTableTest, ClocksTickInTheRowsInWhichTheyAreTrue) {
+  const InputTable inputs = table("time,pulse,u\n0,1,0\n1,0,1\n2,true,2\n2,0,3\n3,1,4\n");
+  EXPECT_TRUE(inputs.hasClocks());
+  EXPECT_THAT(inputs.ticks(0.0, 0.0), ElementsAre(9U));
+  EXPECT_THAT(inputs.ticks(0.5, 1.5), IsEmpty());
+  EXPECT_THAT(inputs.ticks(2.0, 2.0), ElementsAre(9U)) << "in one of two rows of that time";
+  EXPECT_THAT(inputs.ticks(2.5, 9.0), ElementsAre(9U));
+  EXPECT_THAT(inputs.ticks(InputTable::kNever, 9.0), IsEmpty());
+  EXPECT_EQ(inputs.nextChange(0.0), 2.0);
+  EXPECT_EQ(inputs.nextChange(2.0), 3.0);
+  EXPECT_EQ(inputs.nextChange(3.0), InputTable::kNever);
+}
+
+TEST_F(InputTableTest, ClockedInputsAreSetWithTheirClock) {
+  InputTable inputs = table("time,clocked,gear,pulse\n0,1,1,0\n1,2,1,0\n2,3,2,0\n");
+  inputs.apply(instance_, 0.0, EventSide::after);
+  EXPECT_EQ(instance_.value<std::int32_t>(11), 1) << "at the start";
+  inputs.applyInEvent(instance_, 2.0, {});
+  EXPECT_EQ(instance_.value<std::int32_t>(11), 1);
+  EXPECT_EQ(instance_.value<std::int32_t>(2), 2);
+  inputs.applyInEvent(instance_, 2.0, {7, 9});
+  EXPECT_EQ(instance_.value<std::int32_t>(11), 3);
+  EXPECT_EQ(inputs.nextChange(0.0), 2.0) << "another value of a clocked input alone is no event";
+}
+
+TEST_F(InputTableTest, TunableParametersAreInputs) {
+  InputTable inputs = table("time,p\n0,1\n1,5\n");
+  EXPECT_EQ(inputs.nextChange(0.0), 1.0);
+  inputs.applyInEvent(instance_, 1.0, {});
+  EXPECT_EQ(instance_.value<double>(12), 5.0);
+  EXPECT_TRUE(model_.find("p")->isParameter());
+  markTuned(file("in.csv"), model_);
+  EXPECT_FALSE(model_.find("p")->isParameter()) << "it changes, and is logged so";
+  expectRefused("time,q\n0,1\n", "the column 'q' names no input and no tunable parameter");
+  expectRefused("time,timed\n0,1\n", "the clock 'timed' ticks by its interval and cannot be set");
+  expectRefused("time,pulse\n0,2\n", "'2' is no value of type Clock, variable 'pulse'");
 }
 
 }  // namespace

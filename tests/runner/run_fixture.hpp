@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "runner/fmu/fmu_file.hpp"
 #include "runner/run/run_fmu.hpp"
 #include "tests/runner/dataset_content.hpp"
 #include "tests/runner/results_reader.hpp"
@@ -26,6 +27,19 @@ class RunFolder : public WorkFolder {
     run.fmu = std::filesystem::path(VTIO_FMU_DIR) / (name + ".fmu");
     run.output = file("results.qat");
     return run;
+  }
+
+  /// An example FMU whose description is changed in one place.
+  std::filesystem::path edited(const std::string& name, const std::string& from, const std::string& to) {
+    const vtio::runner::FmuFile fmu(options(name).fmu);
+    std::string description = fmu.archive().read("modelDescription.xml");
+    const std::size_t at = description.find(from);
+    EXPECT_NE(at, std::string::npos) << from;
+    description.replace(at, from.size(), to);
+    const std::string binary = fmu.binaryFor(fmu.model().interfaces.back());
+    const std::filesystem::path path = file(name + "_edited.fmu");
+    ZipMaker().add("modelDescription.xml", description).add(binary, fmu.archive().read(binary)).write(path);
+    return path;
   }
 
   /// Makes a run; its output and messages are in out_ and messages_ then.

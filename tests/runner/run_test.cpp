@@ -504,6 +504,7 @@ const std::map<std::string, std::vector<double>>& expectedTicks() {
       {"fixed", {.1, .3, .5, .7, .9}},
       {"changing", {0, .2, .5, .9}},
       {"countdown", {.175, .375, .575, .775, .975}},
+      {"paced", {0, .25, .5, .75, 1}},
       {"report", {.15, .35, .55, .75, .95}}};
   return kTicks;
 }
@@ -547,7 +548,7 @@ TEST_P(ClockedRuns, ClocksTickAtTheirTimes) {
 TEST_P(ClockedRuns, ClockedVariablesHoldBetweenTicks) {
   ASSERT_EQ(run(sampled()), ExitStatus::done) << messages_.str();
   const Results saved = results();
-  for (const char* clock : {"constant", "fixed", "changing", "countdown"}) {
+  for (const char* clock : {"constant", "fixed", "changing", "countdown", "paced"}) {
     const std::vector<bool> ticks = numbers<bool>(saved.field(kSignals, clock, "Data"));
     const auto counts = numbers<std::int32_t>(saved.field(kOutputs, std::string(clock) + "Ticks", "Data"));
     std::int32_t expected = 0;
@@ -578,6 +579,97 @@ TEST_P(ClockedRuns, IntervalsOfParametersCount) {
   EXPECT_THAT(messages_.str(), HasSubstr("the clock 'fixed' has the interval 0 s"));
 }
 
+TEST_P(ClockedRuns, TriggeredInputsTickInTheRowsOfTheTable) {
+  writeBytes(file("in.csv"), "time,pulse,amount\n0,0,1\n0.3,1,5\n0.4,0,6\n0.62,1,7\n0.8,1,7\n");
+  for (const bool isolated : {false, true}) {
+    RunOptions chosen = sampled();
+    chosen.input = file("in.csv");
+    chosen.isolate = isolated;
+    chosen.rewind = isolated ? std::nullopt : std::optional(0.4);
+    ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+    const Results saved = results();
+    EXPECT_THAT(ticksOf(saved, "pulse"), Pointwise(DoubleNear(1e-9), std::vector<double>{.3, .62, .8}));
+    const std::vector<bool> ticks = numbers<bool>(saved.field(kSignals, "pulse", "Data"));
+    const auto amounts = numbers<std::int32_t>(saved.field(kSignals, "amount", "Data"));
+    const auto sums = numbers<std::int32_t>(saved.field(kOutputs, "sum", "Data"));
+    std::vector<std::int32_t> added;
+    std::int32_t sum = 0;
+    for (std::size_t i = 0; i < ticks.size(); ++i) {
+      if (ticks[i]) added.push_back(amounts[i]);
+      sum += ticks[i] ? amounts[i] : 0;
+      EXPECT_EQ(sums[i], sum) << i;
+    }
+    EXPECT_THAT(added, ElementsAre(5, 7, 7)) << "set with the clock";
+    EXPECT_THAT(ticksOf(saved, "fixed"), Pointwise(DoubleNear(1e-9), expectedTicks().at("fixed")));
+  }
+}
+
+// The interval counts from the last tick; a tick that would have been earlier comes at once.
+TEST_P(ClockedRuns, ATunedParameterChangesTheIntervalOfItsClock) {
+  for (const auto& [row, expected] : std::vector<std::pair<std::string, std::vector<double>>>{
+           {"", {0, .25, .5, .75, 1}},
+           {"0.3,0.1", {0, .25, .35, .45, .55, .65, .75, .85, .95}},
+           {"0.3,0.4", {0, .25, .65}},
+           {"0.45,0.1", {0, .25, .45, .55, .65, .75, .85, .95}}}) {
+    writeBytes(file("in.csv"), "time,pace\n0,0.25\n" + row + "\n");
+    RunOptions chosen = sampled();
+    chosen.input = file("in.csv");
+    chosen.parameters = true;
+    chosen.rewind = 0.4;
+    ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+    const Results saved = results();
+    EXPECT_THAT(ticksOf(saved, "paced"), Pointwise(DoubleNear(1e-9), expected)) << row;
+    const std::vector<double> paces = numbers<double>(saved.field(kSignals, "pace", "Data"));
+    EXPECT_EQ(paces.size(), numbers<double>(saved.field(kSignals, "paced", "Time")).size()) << "it is no constant";
+    EXPECT_EQ(paces.front(), 0.25);
+    EXPECT_EQ(paces.back(), row.empty() ? 0.25 : std::stod(row.substr(row.find(',') + 1)));
+  }
+}
+
+TEST_F(RunTest, ClocksAreNoInputsWithoutAnEventMode) {
+  writeBytes(file("in.csv"), "time,pulse\n0,0\n0.3,1\n");
+  RunOptions chosen = options("sampled_fmi3");
+  chosen.fmu = edited("sampled_fmi3", "hasEventMode=\"true\"", "");
+  chosen.input = file("in.csv");
+  EXPECT_THAT([&] { (void)run(chosen); },
+              ThrowsMessage<RunnerError>("--input: clocks tick in events, and the FMU has no event mode in "
+                                         "Co-Simulation"));
+}
+
+// Without variable steps an input of a time between two communication points counts at the next one.
+TEST_F(RunTest, InputsOfFixedStepsCountAtTheNextPoint) {
+  writeBytes(file("in.csv"), "time,pulse,amount\n0,0,1\n0.3,1,5\n0.62,1,7\n");
+  RunOptions chosen = options("sampled_fmi3");
+  chosen.fmu = edited("sampled_fmi3", "canHandleVariableCommunicationStepSize=\"true\"", "");
+  chosen.input = file("in.csv");
+  chosen.signals = {"pulse", "sum"};
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  EXPECT_THAT(numbers<double>(results().field(kSignals, "pulse", "Time")),
+              ElementsAre(0, .25, .25, .5, .5, .75, .75, 1, 1));
+  EXPECT_THAT(numbers<bool>(results().field(kSignals, "pulse", "Data")), ElementsAre(0, 0, 0, 0, 1, 0, 1, 0, 0));
+  EXPECT_THAT(numbers<std::int32_t>(results().field(kOutputs, "sum", "Data")),
+              ElementsAre(0, 0, 0, 0, 5, 5, 12, 12, 12));
+}
+
+// FMI 2 has no clocks: the model lets them tick by itself.
+TEST_F(RunTest, TheModelOfClocksCountsTheSameInFmi2) {
+  RunOptions chosen = options("sampled_fmi2");
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  std::map<std::string, std::vector<std::int32_t>> counts;
+  for (const auto& [clock, ticks] : expectedTicks()) {
+    if (clock == "report") continue;
+    counts[clock] = numbers<std::int32_t>(results().field(kOutputs, clock + "Ticks", "Data"));
+    ASSERT_EQ(counts[clock].size(), 5U);
+    for (std::size_t i = 1; i < 5; ++i) {
+      const double time = 0.25 * static_cast<double>(i) + 1e-9;
+      EXPECT_EQ(counts[clock][i], std::count_if(ticks.begin(), ticks.end(), [&](double tick) { return tick <= time; }))
+          << clock << " at " << time;
+    }
+  }
+  EXPECT_THAT(texts(results().field(kOutputs, "text", "Data")),
+              ElementsAre("", "2 ticks at 0.15 s", "4 ticks at 0.35 s", "8 ticks at 0.75 s", "10 ticks at 0.95 s"));
+}
+
 // The flight of examples/spacecraft: a circular orbit, attitudes that are reached, arrays in buses.
 TEST_F(RunTest, TheSpacecraftFliesAndPoints) {
   RunOptions chosen = options("spacecraft_fmi3");
@@ -596,6 +688,27 @@ TEST_F(RunTest, TheSpacecraftFliesAndPoints) {
   EXPECT_EQ(modes.back(), 2) << "then points";
   EXPECT_LT(numbers<double>(saved.field(kOutputs, "attitude", "error", "Data")).back(), 0.01);
   EXPECT_EQ(dimensions(saved.field(kOutputs, "valveOpen", "Data")), (std::vector<std::size_t>{1101, 6}));
+}
+
+TEST_F(RunTest, TheSpacecraftFliesTheSameInFmi2) {
+  RunOptions chosen = options("spacecraft_fmi3");
+  chosen.stop = 300.0;
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  const std::vector<double> places = numbers<double>(results().field(kOutputs, "orbit", "position", "Data"));
+  const std::vector<double> speeds = numbers<double>(results().field(kOutputs, "wheels", "speed", "Data"));
+  const std::vector<float> altitudes = numbers<float>(results().field(kOutputs, "orbit", "altitude", "Data"));
+  const std::vector<bool> valves = numbers<bool>(results().field(kOutputs, "valveOpen", "Data"));
+  const vtu::qxArrayWrapper modes = results().field(kOutputs, "mode", "Data");
+  chosen.fmu = options("spacecraft_fmi2").fmu;
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  const Results saved = results();
+  EXPECT_EQ(numbers<double>(saved.field(kOutputs, "wheel", "speed", "Data")), speeds) << "an array of buses";
+  EXPECT_EQ(numbers<bool>(saved.field(kOutputs, "valve", "open", "Data")), valves);
+  EXPECT_EQ(numbers<std::int64_t>(saved.field(kOutputs, "mode", "Data")), numbers<std::int64_t>(modes));
+  const std::vector<double> second = numbers<double>(saved.field(kOutputs, "orbit", "position[2]", "Data"));
+  EXPECT_TRUE(std::equal(second.begin(), second.end(), places.begin() + static_cast<std::ptrdiff_t>(second.size())));
+  EXPECT_THAT(numbers<double>(saved.field(kOutputs, "orbit", "altitude", "Data")),
+              Pointwise(DoubleNear(0.0), std::vector<double>(altitudes.begin(), altitudes.end())));
 }
 
 }  // namespace
