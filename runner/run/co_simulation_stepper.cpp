@@ -110,7 +110,7 @@ StepResult CoSimulationStepper::stepTo(double target) {
   const bool atEvent = outcome.eventNeeded || announced || (hasEvents_ && atInputEvent);
   if (isLogged(time_) || atEvent || atInputEvent || (early && standstills_ == 0) || ended_) sample();
   if (atEvent) {
-    handleEvents(atInputEvent ? inputEvent : Clocks::kNever);
+    handleEvents(inputEvent);
   } else if (inputEvent == time_) {
     setInputs(EventSide::after);
     sample();

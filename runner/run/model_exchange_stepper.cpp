@@ -143,7 +143,8 @@ void ModelExchangeStepper::arrive(bool atStateEvent) {
 void ModelExchangeStepper::handleEvents() {
   chatter_.add(time_);
   instance_.enterEvents();
-  const double inputsFrom = nextInputEvent_ <= time_ ? nextInputEvent_ : Clocks::kNever;
+  double inputsFrom = Clocks::kNever;
+  if (nextInputEvent_ <= time_) inputsFrom = nextInputEvent_;
   nextInputEvent_ = parts_.inputs.nextChange(time_);
   const EventOutcome outcome = events_.handle(time_, time_ + kRoundOff * times_.step, inputsFrom);
   takeEvent(outcome);
