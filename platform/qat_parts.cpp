@@ -146,6 +146,10 @@ std::vector<std::u16string> QatSamples::readTexts(std::uint32_t table, std::uint
   });
 }
 
+std::uint64_t QatSamples::storedBytes(std::uint32_t table, std::uint32_t column) const {
+  return inside_->onTable(table, [&](qat::OpenTable& open) { return open.storedBytes(column); });
+}
+
 void QatSamples::refresh() {
   inside_->onTables([](qat::OpenTables& tables) { tables.refresh(); });
 }

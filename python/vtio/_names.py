@@ -17,7 +17,9 @@ def matcher(pattern: str) -> Callable[[str], object]:
 
 
 def near_names(name: str, known: Iterable[str], most: int = 3) -> list[str]:
-    """Names that resemble `name`, nearest first; upper and lower case count as the same."""
+    """Names that resemble a name or pattern, nearest first; upper and lower case count as the same."""
+    if "*" in name or "?" in name:
+        return _near_pattern(name.casefold(), known, most)
     wanted = name.casefold()
     last = _SEPARATORS.split(wanted)[-1]
     by_folded: dict[str, str] = {}
@@ -29,6 +31,21 @@ def near_names(name: str, known: Iterable[str], most: int = 3) -> list[str]:
         wanted)))
     near = difflib.get_close_matches(wanted, candidates[:_MOST_COMPARED], most, 0.7)
     return [by_folded[folded] for folded in dict.fromkeys(near + parts)][:most]
+
+
+def _near_pattern(pattern: str, known: Iterable[str], most: int) -> list[str]:
+    """Names whose last levels match, then those that begin much as the pattern does up to its first wildcard."""
+    names = list(known)
+    match = matcher(pattern)
+    ends = [name for name in names if any(match(name.casefold()[at.end():]) for at in _SEPARATORS.finditer(name))]
+    head = re.split(r"[*?]", pattern)[0]
+
+    def likeness(name: str) -> float:
+        return difflib.SequenceMatcher(None, head, name.casefold()[:len(head)]).ratio()
+
+    begins = sorted((name for name in names[:_MOST_COMPARED] if head and likeness(name) > 0.7), key=likeness,
+                    reverse=True)
+    return list(dict.fromkeys(ends + begins))[:most]
 
 
 def did_you_mean(name: str, known: Iterable[str]) -> str:

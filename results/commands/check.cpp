@@ -22,6 +22,11 @@
 namespace vtio::results {
 namespace {
 
+// "1 signal", "2 signals"
+std::string counted(std::uint64_t count, const char* what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 class Checker {
  public:
   Checker(const ResultsFile& file, const Console& console) : file_(file), console_(console) {}
@@ -78,10 +83,6 @@ void mend(const std::string& path) {
   if (!file || file.close() != 0) throw ResultsError::ofService(path, qatLastError());
 }
 
-}  // namespace
-
-namespace {
-
 // Every run that left results.
 int checkSweep(const CheckSettings& settings, const Console& console) {
   const RunTable table(settings.file);
@@ -112,7 +113,8 @@ int checkFile(const CheckSettings& settings, const Console& console) {
     samples += signal.place.count;
     if (signal.place.count != 0) last = std::max(last, signal.last);
   }
-  console.out << settings.file << ": " << file.signals().size() << " signals, " << samples << " samples";
+  console.out << settings.file << ": " << counted(file.signals().size(), "signal") << ", "
+              << counted(samples, "sample");
   if (std::isfinite(last)) console.out << ", last time " << timeText(last) << " s";
   console.out << '\n';
   for (const std::string& problem : problems) console.out << console.style.red(printable(problem)) << '\n';

@@ -60,7 +60,7 @@ std::string scalingText(const SignalInfo& signal) {
          numberText(fixed.slope()) + (fixed.bias == 0 ? "" : " + " + numberText(fixed.bias));
 }
 
-void printTable(const Signals& signals, bool isLong, const Console& console) {
+void printTable(const ResultsFile& file, const Signals& signals, bool isLong, const Console& console) {
   using Align = TextTable::Align;
   std::vector<TextTable::Column> columns = {{"name"},
                                             {"block path"},
@@ -89,7 +89,7 @@ void printTable(const Signals& signals, bool isLong, const Console& console) {
                                       hasSamples ? timeText(signal->first) : "",
                                       hasSamples ? timeText(signal->last) : "",
                                       rateText(*signal),
-                                      sizeText(static_cast<double>(signal->storedBytes()))};
+                                      sizeText(static_cast<double>(file.storedBytes(*signal)))};
     if (isLong) {
       const std::string port = std::to_string(signal->port) + (signal->portKind.empty() ? "" : " " + signal->portKind);
       for (const std::string& cell : {signal->dataset, port, signal->interpolation, signal->sampleTime,
@@ -167,7 +167,7 @@ int listSignals(const LsSettings& settings, const Console& console) {
   } else if (settings.tree) {
     printTree(signals, console);
   } else {
-    printTable(signals, settings.isLong, console);
+    printTable(file, signals, settings.isLong, console);
   }
   return kDone;
 }

@@ -45,10 +45,10 @@ void SeriesBatches::load(std::size_t i) {
   std::uint64_t bytes = 0;
   std::vector<const SignalInfo*> batch;
   do {
-    bytes += signals_[end_]->storedBytes();
+    bytes += signals_[end_]->valueBytes();
     batch.push_back(signals_[end_++]);
   } while (end_ < signals_.size() && signals_[end_]->place.table == table &&
-           bytes + signals_[end_]->storedBytes() <= kBatchBytes);
+           bytes + signals_[end_]->valueBytes() <= kBatchBytes);
   const RowRange rows = rowsOfAny(file_.source(), batch, step_ ? TimeRange{} : range_);
   block_.emplace(file_.source(), std::move(batch));
   block_->read(rows.begin, rows.count());

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <numeric>
 #include <span>
 #include <stdexcept>
 #include <utility>
@@ -128,6 +129,12 @@ std::vector<std::string> ArrayTables::readTexts(std::uint32_t table, std::uint32
   const Column& of = at(table).columns.at(column);
   const auto begin = of.texts.begin() + static_cast<std::ptrdiff_t>(firstRow * of.width);
   return {begin, begin + static_cast<std::ptrdiff_t>(count * of.width)};
+}
+
+std::uint64_t ArrayTables::textBytes(std::uint32_t table, std::uint32_t column) const {
+  const std::vector<std::string>& texts = at(table).columns.at(column).texts;
+  return std::accumulate(texts.begin(), texts.end(), std::uint64_t{0},
+                         [](std::uint64_t sum, const std::string& text) { return sum + text.size(); });
 }
 
 }  // namespace vtio::results

@@ -35,6 +35,9 @@ class ArrayTables final {
   [[nodiscard]] std::vector<std::string> readTexts(std::uint32_t table, std::uint32_t column, std::uint64_t firstRow,
                                                    std::uint64_t count) const;
 
+  /// Bytes of the texts of a column, in UTF-8.
+  [[nodiscard]] std::uint64_t textBytes(std::uint32_t table, std::uint32_t column) const;
+
  private:
   struct Column {
     std::size_t first = 0;  // no two columns are adjacent, so a block of columns is always one of them

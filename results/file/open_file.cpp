@@ -16,6 +16,10 @@ void ResultsFile::release() const {
   if (qat_ != nullptr && !isGrowing_) qat_->release();
 }
 
+std::uint64_t ResultsFile::storedBytes(const SignalInfo& signal) const {
+  return qat_ == nullptr ? signal.valueBytes() : qat_->storedBytes(signal);
+}
+
 void ResultsFile::open() {
   state_ = stateOfFile(path_);
   auto source = std::make_unique<QatSource>(path_);

@@ -66,6 +66,15 @@ void QatSource::refresh() {
   reading(path_, [&] { samples_->refresh(); });
 }
 
+std::uint64_t QatSource::storedBytes(const SignalInfo& signal) {
+  const SignalPlace& place = signal.place;
+  if (arrays_->has(place.table)) {
+    const bool isText = signal.type.id == ElementClass::text;
+    return isText ? arrays_->textBytes(place.table, place.column) : signal.valueBytes();
+  }
+  return reading(path_, [&] { return opened().storedBytes(place.table, place.column); });
+}
+
 void QatSource::readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) {
   if (arrays_->has(table)) return arrays_->readTimes(table, first, count, out);
   reading(path_, [&] { opened().readTimes(table, first, count, out); });

@@ -38,6 +38,9 @@ class QatSource final : public SampleSource {
   /// The samples that are no columns of a table; their tables have the numbers behind those of the file.
   [[nodiscard]] ArrayTables& arrays() { return *arrays_; }
 
+  /// ResultsFile::storedBytes().
+  [[nodiscard]] std::uint64_t storedBytes(const SignalInfo& signal);
+
   void readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) override;
   void readBlock(std::uint32_t table, ElementType type, std::size_t firstColumn, std::size_t width,
                  std::uint64_t firstRow, std::uint64_t count, std::byte* out) override;

@@ -81,6 +81,11 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
   /// The same, where a pattern may match nothing.
   [[nodiscard]] std::vector<const SignalInfo*> selectAny(std::span<const std::string> patterns) const;
 
+  /// Bytes that a signal's samples take in the file, without their times, which other signals share: those of its
+  /// columns, of compressed ones its share, and of its texts (vtu::QatSamples::storedBytes()). Samples that are no
+  /// columns of a table, or in no file: their bytes in memory.
+  [[nodiscard]] std::uint64_t storedBytes(const SignalInfo& signal) const;
+
   /// The samples.
   [[nodiscard]] SampleSource& source() const { return *source_; }
 

@@ -13,11 +13,12 @@
 namespace vtio::results {
 
 /// Least number of inserted, deleted, replaced or swapped neighbouring bytes that make `b` of `a`; `limit` + 1 if it
-/// is more than `limit`.
+/// is more than `limit`. In `a` `*` is any text and `?` any byte.
 [[nodiscard]] VTIO_RESULTS_EXPORT std::size_t editDistance(std::string_view a, std::string_view b, std::size_t limit);
 
-/// At most `most` of the candidates that are near `name`, nearest first: a third of the name may differ; upper and
-/// lower case count as the same, and so does a candidate of which `name` is the last part (behind a `.` or `/`).
+/// At most `most` of the candidates that are near a name or pattern, nearest first: a third of its characters other
+/// than `*` and `?` may differ, upper and lower case count as the same. A candidate is near, too, if `name` is that of
+/// its last levels (behind a `.`, `/` or `|`).
 [[nodiscard]] VTIO_RESULTS_EXPORT std::vector<std::string> nearNames(std::string_view name,
                                                                      std::span<const std::string> candidates,
                                                                      std::size_t most = 3);

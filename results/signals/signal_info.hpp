@@ -64,8 +64,10 @@ struct SignalInfo {
   /// Elements of one sample.
   [[nodiscard]] VTIO_RESULTS_EXPORT std::size_t width() const;
 
-  /// Bytes of all samples as stored, without texts.
-  [[nodiscard]] std::uint64_t storedBytes() const { return place.count * width() * type.bytes(); }
+  /// Bytes of all samples in memory, texts counted as 32 bytes each.
+  [[nodiscard]] std::uint64_t valueBytes() const {
+    return place.count * width() * (type.id == ElementClass::text ? 32 : type.bytes());
+  }
 
   /// Whether values between samples are interpolated: "linear" numbers that are no enumeration.
   [[nodiscard]] VTIO_RESULTS_EXPORT bool interpolates() const;

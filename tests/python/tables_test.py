@@ -77,8 +77,9 @@ class DataFrames(TwoTables):
 
     def test_no_pattern_gives_all_and_a_wrong_one_is_an_error(self):
         self.assertEqual(self.r.dataframe().shape, (5, 17))
-        for pattern, message in (("slwo", "no signal is called 'slwo'; did you mean 'slow'"), ("z*",
-            "no signal matches 'z*'")):
+        for pattern, message in (("slwo", "no signal is called 'slwo'; did you mean 'slow'"),
+                                 ("slwo*", "no signal matches 'slwo*'; did you mean 'slow'"),
+                                 ("z*", "no signal matches 'z*'")):
             with self.assertRaises(vtio.SignalNotFoundError) as caught:
                 self.r.dataframe(pattern)
             self.assertTrue(str(caught.exception).startswith(message), caught.exception)

@@ -34,6 +34,13 @@ Array listOf(std::vector<Array> values) {
   return cells({1, count}, std::move(values));
 }
 
+Array listOf(Array first, Array second) {
+  std::vector<Array> values;
+  values.push_back(std::move(first));
+  values.push_back(std::move(second));
+  return listOf(std::move(values));
+}
+
 class QatSampleTables : public QatTest {
  protected:
   static Array elementsOf(const Recording& recording) {
@@ -355,6 +362,34 @@ TEST_F(QatSampleTables, TextsRepeatedRowAfterRowAreStoredOnce) {
   const vtu::SampleColumn column{u"mode", u"", {}, qxCELL, false, 0, 0, kRows};
   EXPECT_EQ(changeByRoundTrip(leafOf(table, column).get()), "");
   EXPECT_LT(size(), kRows * (8 + 12) + 20000);
+  const OpenFile file = open("r");
+  EXPECT_EQ(vtu::QatSamples(*file.get()).storedBytes(0, 0), kRows * 12 + 300);
+}
+
+TEST_F(QatSampleTables, StoredBytesOfALeafAreThoseOfItsRows) {
+  const auto table = doubleTable(100, 3);
+  vtu::SampleColumn pair{u"pair", u"", {2}, qxDOUBLE, false, 8, 10, 50};
+  OpenFile file = open("w");
+  put(file, "v", listOf(leafOf(table, doubleColumn(u"a", 0, 100)), leafOf(table, pair)));
+  const vtu::QatSamples samples(*file.get());
+  EXPECT_EQ(samples.storedBytes(0, 0), 100 * 8U);
+  EXPECT_EQ(samples.storedBytes(0, 1), 50 * 2 * 8U);
+}
+
+TEST_F(QatSampleTables, TooManyTextsToBeReadCountByTheirMean) {
+  constexpr std::size_t kRows = (1U << 20U) / 2 + 1;
+  const auto table = std::make_shared<RowTable>(kRows, 2 * vtu::TextCell::kBytesInRow);
+  table->setText(0, 0, u"twelve bytes");
+  for (std::size_t row = 1; row < kRows; ++row) {
+    std::memcpy(table->at(row, 0), table->at(0, 0), vtu::TextCell::kBytesInRow);
+  }
+  const vtu::SampleColumn said{u"said", u"", {}, qxCELL, false, 0, 0, kRows};
+  const vtu::SampleColumn silent{u"silent", u"", {}, qxCELL, false, vtu::TextCell::kBytesInRow, 0, kRows};
+  OpenFile file = open("w");
+  put(file, "v", listOf(leafOf(table, said), leafOf(table, silent)));
+  const vtu::QatSamples samples(*file.get());
+  EXPECT_EQ(samples.storedBytes(0, 0), kRows * 12 + 12 / 2);
+  EXPECT_EQ(samples.storedBytes(0, 1), samples.storedBytes(0, 0));
 }
 
 }  // namespace

@@ -53,6 +53,13 @@ TEST_F(FileTest, listsEverySignalInOrder) {
                                           "wave", "late"));
 }
 
+TEST_F(FileTest, textsThatAreNoColumnsHaveASizeToo) {
+  vtio::tests::writeExampleArrays(file_);
+  const ResultsFile file(file_);
+  EXPECT_EQ(file.storedBytes(file.find("wheels.name")), 50U);
+  EXPECT_EQ(file.storedBytes(file.find("wheels.speed")), 80U);
+}
+
 TEST_F(FileTest, readsDescriptions) {
   const ResultsFile file(file_);
   const SignalInfo& speed = file.find("wheels.speed");
@@ -120,6 +127,8 @@ TEST_F(FileTest, lsOfAPatternThatMatchesNothingListsNothing) {
 TEST_F(FileTest, lsPrintsATableAndATree) {
   const std::string table = printed([&](const Console& console) { return listSignals({file_, {}}, console); });
   EXPECT_THAT(table, testing::HasSubstr("wheels.speed  top/model|wheels   double"));
+  EXPECT_THAT(table, testing::ContainsRegex("wheels.name .* 170 B\n"));  // 10 x 12 and 5 texts of 10 bytes
+  EXPECT_THAT(table, testing::ContainsRegex("matrix .* 320 B\n"));
   const std::string tree = printed([&](const Console& console) {
     return listSignals({file_, {"wheels.*"}, false, true}, console);
   });
@@ -218,7 +227,7 @@ TEST_F(FileTest, checkFindsASoundFileComplete) {
 TEST_F(FileTest, checkFindsAFileThatWasNotClosedIncompleteAndMendsIt) {
   const std::string killed = folder_.path("killed.qat");
   vtio::tests::writeUnfinishedFile(killed);
-  const std::string found = killed + ": 1 signals, 3 samples, last time 1 s\n";
+  const std::string found = killed + ": 1 signal, 3 samples, last time 1 s\n";
   EXPECT_EQ(printed([&](const Console& console) { return checkFile({killed}, console); }),
             found +
                 "incomplete: its writer ended before it closed the file; what it flushed is here (--mend closes the "

@@ -27,6 +27,14 @@ TEST(EditDistance, stopsBeyondItsLimit) {
   EXPECT_EQ(editDistance("a", "aaaaaaaa", 2), 3U);
 }
 
+TEST(EditDistance, takesStarsAsAnyTextAndQuestionMarksAsAnyByte) {
+  EXPECT_EQ(editDistance("wheel.*", "wheels.speed", 9), 1U);
+  EXPECT_EQ(editDistance("*.sped", "wheels.speed", 9), 1U);
+  EXPECT_EQ(editDistance("*", "anything", 0), 0U);
+  EXPECT_EQ(editDistance("a*", "", 9), 1U);
+  EXPECT_EQ(editDistance("w?eel", "wheels", 9), 1U);
+}
+
 TEST(NearNames, giveTheNearestFirst) {
   const std::vector<std::string> names = {"wheels.speeds", "mode", "wheels.speed", "body.rate"};
   EXPECT_THAT(nearNames("wheel.speed", names), testing::ElementsAre("wheels.speed", "wheels.speeds"));
@@ -36,6 +44,14 @@ TEST(NearNames, ignoreCaseAndKnowTheLastPart) {
   const std::vector<std::string> names = {"Body.Rate", "wheels.speed"};
   EXPECT_THAT(nearNames("body.rate", names), testing::ElementsAre("Body.Rate"));
   EXPECT_THAT(nearNames("speed", names), testing::ElementsAre("wheels.speed"));
+}
+
+TEST(NearNames, ofAPatternDifferInAThirdOfItsText) {
+  const std::vector<std::string> names = {"wheels.speed", "Wheels.torque", "mode"};
+  EXPECT_THAT(nearNames("wheel.*", names), testing::ElementsAre("wheels.speed", "Wheels.torque"));
+  EXPECT_THAT(nearNames("speed*", names), testing::ElementsAre("wheels.speed"));
+  EXPECT_THAT(nearNames("*x*", names), testing::ElementsAre());
+  EXPECT_THAT(nearNames("*", names), testing::ElementsAre());
 }
 
 TEST(NearNames, areAFewAtMost) {

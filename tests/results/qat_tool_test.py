@@ -121,6 +121,16 @@ class ToolTest(unittest.TestCase):
         self.assertEqual(complete("diff", self.file, "other.qat", "wheels."), wheels)
         self.assertEqual(complete("ls", self.file, "--tr"), ["--tree"])
 
+    def test_size_of_compressed_samples_is_what_they_take(self):
+        packed = self.folder / "packed.qat"
+        subprocess.run([WRITE_EXAMPLE, self.file, "20", "2000"], check=True)
+        subprocess.run(["h5repack", "--low=2", "--high=2", "-f", "SHUF", "-f", "GZIP=9", self.file, packed], check=True)
+        sizes = re.findall(r"([0-9.]+) kB$", qat("ls", packed).stdout, re.MULTILINE)
+        self.assertEqual(len(sizes), 20)
+        self.assertGreater(sum(map(float, sizes)), 0)
+        self.assertLess(sum(map(float, sizes)) * 1000, packed.stat().st_size)
+        self.assertEqual(qat("ls", self.file).stdout.count("16.0 kB\n"), 20)
+
     def test_csv(self):
         out = self.folder / "x.csv"
         self.assertEqual(qat("export", self.file, "wheels.*", "mode", "charge", "late", "-o", out).stdout, "")
@@ -222,6 +232,45 @@ class ToolTest(unittest.TestCase):
         self.assertIn("complete and sound", qat("check", self.file).stdout)
         (self.folder / "cut.qat").write_bytes(self.file.read_bytes()[:3000])
         self.error("check", self.folder / "cut.qat")
+
+    def test_every_command_on_every_kind_of_file(self):
+        """Saved, streamed and closed, still growing, and left by a killed run: the same samples by every command."""
+        files = {kind: self.folder / f"{kind}.qat" for kind in ("closed", "killed", "growing", "saved")}
+        streams = {}
+        for kind in ("closed", "killed", "growing"):
+            streams[kind] = subprocess.Popen([WRITE_EXAMPLE, "--stream", files[kind]], stdin=subprocess.PIPE,
+                                             stdout=subprocess.PIPE, text=True)
+            self.addCleanup(streams[kind].communicate)
+            self.addCleanup(streams[kind].kill)
+            for command in ["append 20"] + ["close"] * (kind == "closed"):
+                streams[kind].stdin.write(command + "\n")
+                streams[kind].stdin.flush()
+            for _ in range(3 if kind == "closed" else 2):
+                self.assertEqual(streams[kind].stdout.readline(), "done\n")
+        streams["killed"].kill()
+        streams["killed"].wait()
+        shutil.copy(files["closed"], files["saved"])
+        pages = subprocess.run([QAT, "view", self.file, "--export", self.folder / "page"], capture_output=True)
+        has_page = pages.returncode == 0
+        drawn = ["svg"] * (shutil.which("gnuplot") is not None) + ["html"] * has_page
+        first = json.loads(qat("show", files["closed"], "height", "--json").stdout)
+        self.assertEqual(first["time"], [k / 2 for k in range(22)])
+        for kind, file in files.items():
+            whole = kind in ("closed", "saved")
+            self.assertEqual(json.loads(qat("ls", file, "--json").stdout)["complete"], whole)
+            self.assertEqual(json.loads(qat("show", file, "height", "--json").stdout), first)
+            for ending in ("csv", "json", "sqlite", "npz"):
+                qat("export", file, "height", "-o", self.folder / f"{kind}.{ending}")
+            for ending in drawn:
+                qat("plot", file, "height", "-o", self.folder / f"{kind}.{ending}")
+            self.assertEqual((self.folder / f"{kind}.csv").read_bytes(), (self.folder / "closed.csv").read_bytes())
+            self.assertEqual(qat("diff", files["closed"], file).stdout, "1 equal, 0 different, 0 in one file only\n")
+            self.assertIn("height", qat("plot", file, "height").stdout)
+            qat("view", file, "--export", self.folder / kind, status=0 if has_page else 2)
+            self.assertIn("1 signal, 22 samples, last time 10.5 s", qat("check", file, status=0 if whole else 1).stdout)
+        qat("check", files["killed"], "--mend")
+        self.assertIn("complete and sound", qat("check", files["killed"]).stdout)
+        self.assertIn("is being written by another run", self.error("check", files["growing"], "--mend"))
 
     def test_pictures(self):
         if shutil.which("gnuplot") is None:

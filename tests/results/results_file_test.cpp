@@ -52,6 +52,8 @@ TEST_F(ResultsFileTest, selectsEachSignalOnceInFileOrder) {
 
 TEST_F(ResultsFileTest, saysWhatAPatternDidNotFind) {
   EXPECT_EQ(problem({"mode", "wheel.speed"}), "run.qat: no signal 'wheel.speed'; did you mean 'wheels.speed'?");
+  EXPECT_EQ(problem({"wheel.*"}),
+            "run.qat: no signal matches 'wheel.*'; did you mean 'wheels.speed' or 'wheels.torque'?");
   EXPECT_EQ(problem({"engine*"}), "run.qat: no signal matches 'engine*'");
 }
 

@@ -246,7 +246,7 @@ TEST_P(WideFixedPoint, allThatReadsThemAgrees) {
   EXPECT_EQ(ShownValues(file.find("pair")).number(block.sample(0, 1), 0), 2.5);
   EXPECT_EQ(ShownValues(file.find("wave")).number(block.sample(2, 2), 1), 0x1p63);
   EXPECT_EQ(statisticsOf(file, wide).min, -2);
-  EXPECT_EQ(wide.storedBytes(), 48U);
+  EXPECT_EQ(wide.valueBytes(), 48U);
 }
 
 INSTANTIATE_TEST_SUITE_P(TablesAndArrays, WideFixedPoint, testing::Bool());

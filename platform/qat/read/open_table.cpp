@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "platform/qat/failure.hpp"
 #include "platform/qat/read/memory_budget.hpp"
@@ -61,9 +62,43 @@ void setBlocks(OpenTable::Values& values, std::size_t elementSize) {
   values.blockRows = rows * times(rows, values.blockColumns);
 }
 
+/// Stored bytes of a dataset per byte of its elements; 1 unless they are compressed.
+double storedPart(hid_t dataset, double elements, double elementBytes) {
+  if (elements == 0) return 1;
+  return std::min(static_cast<double>(H5Dget_storage_size(dataset)) / (elements * elementBytes), 1.0);
+}
+
 }  // namespace
 
 OpenTable::~OpenTable() = default;
+
+OpenTable::Storage OpenTable::storage(ElementKind /*kind*/) { return {}; }
+
+std::uint64_t OpenTable::storedBytes(std::uint32_t number) {
+  const StoredColumn& leaf = column(number);
+  const ElementKind kind = *elementClassOf(leaf.elementClass);
+  const double elements = static_cast<double>(leaf.count) * static_cast<double>(leaf.width);
+  if (elements == 0) return 0;
+  const Storage stored = storage(kind);
+  double bytes = elements * static_cast<double>(elementBytes(kind)) * stored.part;
+  if (kind.id == qxCELL) {
+    bytes += stored.textPart * (stored.bytesPerText ? elements * *stored.bytesPerText : textBytes(leaf));
+  }
+  return static_cast<std::uint64_t>(std::llround(bytes));
+}
+
+/// The bytes of a leaf's texts. A text that repeats the one of the row before is stored once.
+double OpenTable::textBytes(const StoredColumn& leaf) {
+  std::vector<TextCell> last(leaf.width);
+  std::uint64_t number = 0;
+  double sum = 0;
+  forEachCell(leaf, leaf.begin, leaf.count, [&](TextCell cell) {
+    TextCell& before = last[number++ % leaf.width];
+    if (cell.start != before.start || cell.bytes != before.bytes) sum += cell.bytes;
+    before = cell;
+  });
+  return sum;
+}
 
 const StoredColumn& OpenTable::column(std::uint32_t number) {
   const auto& all = columns();
@@ -174,16 +209,38 @@ void FileTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint
 std::string_view FileTable::text(TextCell cell) {
   if (cell.bytes == 0) return {};
   return onMember(kTextBytesMember, [&] {
-    if (!texts_) {
-      texts_ = Window();  // Clang 14 cannot emplace() it within its class
-      texts_->dataset = open(kTextBytesMember);
-      texts_->size = extentsOfRank(texts_->dataset.get(), 1).front();
-    }
+    openTexts();
     requireRange(cell.start, cell.bytes, texts_->size, "bytes");
     const std::uint64_t end = texts_->first + texts_->bytes.size();
     if (cell.start < texts_->first || cell.start + cell.bytes > end) moveWindow(cell.start, cell.bytes);
     return std::string_view(texts_->bytes).substr(cell.start - texts_->first, cell.bytes);
   });
+}
+
+FileTable::Window& FileTable::openTexts() {
+  if (!texts_) {
+    texts_ = Window();  // Clang 14 cannot emplace() it within its class
+    texts_->dataset = open(kTextBytesMember);
+    texts_->size = extentsOfRank(texts_->dataset.get(), 1).front();
+  }
+  return *texts_;
+}
+
+OpenTable::Storage FileTable::storage(ElementKind kind) {
+  constexpr double kMostTextsRead = 1U << 20U;
+  const std::string name = elementClassName(kind);
+  const auto known = storage_.find(name);
+  if (known != storage_.end()) return known->second;
+  const Values& from = values(kind);
+  const double elements = static_cast<double>(from.rows) * static_cast<double>(from.columns);
+  Storage stored;
+  stored.part = storedPart(from.dataset.get(), elements, static_cast<double>(elementBytes(kind)));
+  if (kind.id == qxCELL && hasMember(group_.get(), kTextBytesMember)) {
+    const Window& texts = onMember(kTextBytesMember, [this]() -> const Window& { return openTexts(); });
+    stored.textPart = storedPart(texts.dataset.get(), static_cast<double>(texts.size), 1);
+    if (elements > kMostTextsRead) stored.bytesPerText = static_cast<double>(texts.size) / elements;
+  }
+  return storage_.emplace(name, stored).first->second;
 }
 
 void FileTable::moveWindow(std::uint64_t first, std::uint64_t count) {
@@ -200,6 +257,7 @@ void FileTable::refresh() {
   times_.reset();
   columns_.reset();
   values_.clear();
+  storage_.clear();
   texts_.reset();
 }
 

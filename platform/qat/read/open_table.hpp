@@ -59,9 +59,12 @@ class OpenTable {
   /// The bytes of a text, valid until the next call.
   [[nodiscard]] virtual std::string_view text(TextCell cell) = 0;
 
-  /// Calls `take` with the bytes of each text of a leaf in rows [firstRow, firstRow + count), row by row.
+  /// Bytes that the samples of a leaf take in the file: as QatSamples::storedBytes().
+  [[nodiscard]] std::uint64_t storedBytes(std::uint32_t number);
+
+  /// Calls `take` with the cell of each text of a leaf in rows [firstRow, firstRow + count), row by row.
   template <typename Take>
-  void forEachText(const StoredColumn& leaf, std::uint64_t firstRow, std::uint64_t count, Take&& take) {
+  void forEachCell(const StoredColumn& leaf, std::uint64_t firstRow, std::uint64_t count, Take&& take) {
     constexpr std::uint64_t kCells = 1U << 14U;
     const std::uint64_t rowsAtOnce = kCells / std::max<std::uint64_t>(leaf.width, 1) + 1;
     std::vector<std::byte> cells;
@@ -70,15 +73,31 @@ class OpenTable {
       cells.resize(rows * leaf.width * TextCell::kBytesInRow);
       readBlock({qxCELL, false}, leaf.first, leaf.width, firstRow + row, rows, cells.data());
       for (std::size_t at = 0; at < cells.size(); at += TextCell::kBytesInRow) {
-        take(text(TextCell::fromRow(cells.data() + at)));
+        take(TextCell::fromRow(cells.data() + at));
       }
     }
+  }
+
+  /// The same with the bytes of each text.
+  template <typename Take>
+  void forEachText(const StoredColumn& leaf, std::uint64_t firstRow, std::uint64_t count, Take&& take) {
+    forEachCell(leaf, firstRow, count, [&](TextCell cell) { take(text(cell)); });
   }
 
  protected:
   [[nodiscard]] const std::string& path() const { return path_; }
 
+  /// How the elements of a class are stored.
+  struct Storage {
+    double part = 1;                     // stored bytes per byte of the elements: under 1 if they are compressed
+    double textPart = 1;                 // the same of the texts' bytes
+    std::optional<double> bytesPerText;  // mean of all texts of a table, if they are too many to be read
+  };
+  [[nodiscard]] virtual Storage storage(ElementKind kind);
+
  private:
+  [[nodiscard]] double textBytes(const StoredColumn& leaf);
+
   std::string path_;
 };
 
@@ -116,8 +135,10 @@ class FileTable final : public OpenTable {
     return atPlace(path(), [&]() -> decltype(auto) { return atPlace(name, std::forward<Work>(work)); });
   }
 
+  [[nodiscard]] Storage storage(ElementKind kind) override;
   [[nodiscard]] Handle open(const std::string& name) const;
   void openTimes();
+  Window& openTexts();
   [[nodiscard]] std::vector<StoredColumn> readRecords();
   void takeValidRows(std::vector<StoredColumn>& columns);
   void moveWindow(std::uint64_t first, std::uint64_t count);
@@ -128,7 +149,8 @@ class FileTable final : public OpenTable {
   Handle times_;
   std::uint64_t rows_ = 0;
   std::optional<std::vector<StoredColumn>> columns_;
-  std::map<std::string, Values> values_;  // by name of the class
+  std::map<std::string, Values> values_;    // by name of the class
+  std::map<std::string, Storage> storage_;  // likewise
   std::optional<Window> texts_;
 };
 
