@@ -9,10 +9,10 @@ export JOBS
 .PHONY: help demo test check lint bench package format clean
 
 help:
-	@echo "make demo     build everything, run two FMUs, a sweep and the spacecraft target, plot what they logged (OUT=$(OUT))"
+	@echo "make demo     build everything, run two FMUs, a sweep and the spacecraft, plot what they logged (OUT=$(OUT))"
 	@echo "make test     build a release and run its tests"
 	@echo "make check    everything else: sanitizers with Clang, threads, fuzzers, headers, lint, format"
-	@echo "make lint     clang-tidy with all checks over every source by itself (make check is quicker: without the analyzer)"
+	@echo "make lint     clang-tidy with all checks over every source by itself (make check leaves out the analyzer)"
 	@echo "make bench    run the benchmarks, print each ratio to its floor; fails where one is far above its target"
 	@echo "make package  build the Debian packages into packages/ and try what they install"
 	@echo "make format   rewrite the sources in the project's format"

@@ -30,8 +30,8 @@ if(VTIO_RUNNER_PACKAGES_MISSING)
   set(VTIO_RUNNER_PACKAGES_FOUND OFF)
 endif()
 
-# VTIO_SUNDIALS_FOUND says whether there is CVODE of SUNDIALS 6. Its library holds the vectors, matrices and solvers that
-# it works with; SUNDIALS' own CMake package looks for much more.
+# VTIO_SUNDIALS_FOUND says whether there is CVODE of SUNDIALS 6. Its library holds the vectors, matrices and solvers
+# that it works with; SUNDIALS' own CMake package requires much more.
 option(VTIO_RUNNER_SUNDIALS "Build vtio-run with Model Exchange, where SUNDIALS is found" ON)
 find_library(VTIO_CVODE_LIBRARY sundials_cvode)
 find_path(VTIO_CVODE_INCLUDE_DIR sundials/sundials_config.h)

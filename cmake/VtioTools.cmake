@@ -1,5 +1,5 @@
-# What the results library and the tool qat need. VTIO_BUILD_TOOLS is on at top level where all of it is installed; asked
-# for by hand, what is missing is an error.
+# What the results library and the tool qat need. VTIO_BUILD_TOOLS is on at top level where all of it is installed;
+# asked for by hand, what is missing is an error.
 
 set(VTIO_TOOLS_FOUND ${PROJECT_IS_TOP_LEVEL})
 set(VTIO_TOOLS_MISSING "")

@@ -17,7 +17,7 @@ def entry(name: str, mode: int = 0o100644) -> zipfile.ZipInfo:
 
 def archive(seed: str, *entries: tuple[zipfile.ZipInfo, bytes], method: int = zipfile.ZIP_DEFLATED) -> None:
     with warnings.catch_warnings():
-        warnings.simplefilter("ignore")  # names that stand twice
+        warnings.simplefilter("ignore")  # names that occur twice
         with zipfile.ZipFile(FOLDER / seed, "w") as out:
             for info, content in entries:
                 out.writestr(info, content, compress_type=method)

@@ -242,7 +242,7 @@ class TreeScript final {
   std::vector<OpenBus> open_;
   std::vector<unsigned> rawDims_;
   std::vector<unsigned> rawOffsets_;
-  bool balanced_ = false;  // the first bus was closed: what follows is not looked at
+  bool balanced_ = false;  // the first bus was closed: what follows is ignored
   bool strayMarker_ = false;
 };
 

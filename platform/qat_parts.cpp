@@ -25,7 +25,6 @@ using qat::LibraryCall;
 [[noreturn]] void fail(const char* key, const std::string& file, const std::string& what) {
   vtsvThrowIExceptionFromDiagnostic(
       vtsvCreateDiagnostic("Vortan:Qat", key, {vtu::to_ustring(file), vtu::to_ustring(what)}));
-  throw;  // never reached
 }
 
 /// Runs `work` as a call into HDF5; its failure becomes a diagnostic with the name of the file.

@@ -73,7 +73,7 @@ class VTIO_PLATFORM_EXPORT QatSamples {
 
   /// Bytes that the samples of a leaf take in the file, without their times. Where chunks are compressed: its share of
   /// them. Of texts the cells and the bytes that they refer to, texts repeated row after row once; in a table of more
-  /// than a million texts an even share of all their bytes, so that nothing long is read.
+  /// than a million texts an even share of all their bytes, so that little is read.
   [[nodiscard]] std::uint64_t storedBytes(std::uint32_t table, std::uint32_t column) const;
 
   /// False while another program writes the file, and when its writer ended before it closed the file.

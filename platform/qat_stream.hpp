@@ -83,7 +83,7 @@ class VTIO_PLATFORM_EXPORT StrayBuffer final {
   /// Removes what came after it had this size.
   void cutTo(const Size& size);
 
-  /// Calls use(bytes, count) with the bytes as they are where they stand behind `base` others.
+  /// Calls use(bytes, count) with the bytes as they are when `base` others come before them.
   template <typename Use>
   void forBytes(std::uint64_t base, const Use& use) const;
 
@@ -98,12 +98,12 @@ class VTIO_PLATFORM_EXPORT StrayBuffer final {
 /// See above. One object owns one file.
 class VTIO_PLATFORM_EXPORT QatStream final {
  public:
-  /// Where the log of strays stands.
+  /// How far the log of strays is.
   struct StrayMark {
     std::uint64_t strays = 0;
     std::uint64_t bytes = 0;
   };
-  /// Where a stream stands, to step back to.
+  /// How far a stream is, to step back to.
   struct Mark {
     std::vector<std::uint64_t> rows;  ///< of each table
     StrayMark strays;                 ///< since the file was opened

@@ -33,7 +33,8 @@ show vtio-run run "$fmus/spacecraft_fmi3.fmu" -o "$out/spacecraft.qat"
 typed ls "$out/spacecraft.qat"
 typed plot "$out/spacecraft.qat" attitude.error mode
 typed plot "$out/spacecraft.qat" attitude.error wheels.speed mode -o "$out/spacecraft.svg"
-show vtio-run sweep "$fmus/bouncing_ball_fmi3.fmu" --grid e=0.5:0.9:20 --final h --final v -j "$jobs" -o "$out/sweep.qat"
+show vtio-run sweep "$fmus/bouncing_ball_fmi3.fmu" --grid e=0.5:0.9:20 --final h --final v -j "$jobs" \
+  -o "$out/sweep.qat"
 typed ls "$out/sweep.qat"
 typed plot "$out/sweep.qat" h -o "$out/sweep.svg"
 

@@ -16,7 +16,7 @@ packages_of() {  # <section>
   awk -v want="[$1]" '/^\[/ { on = ($0 == want); next } on && NF && $1 !~ /^#/ { print $1 }' "$list"
 }
 
-# <package>; several architectures may answer, and another package may stand in for it, as nodejs for npm
+# <package>; several architectures may answer, and another package may provide it, as nodejs does npm
 is_installed() {
   dpkg-query -W -f='${db:Status-Status}\n' "$1" 2>/dev/null | grep -qx installed && return
   dpkg-query -W -f='${db:Status-Status}, ${Provides},\n' | grep '^installed, ' | grep -E "[ ,]$1[ ,(]" >/dev/null

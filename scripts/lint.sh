@@ -20,5 +20,5 @@ cmake --preset asan -B build/lint -DVTIO_UNITY_BUILD=$unity -DVTIO_BUILD_TESTS=O
   -DVTIO_BUILD_BENCHMARKS=OFF >/dev/null
 mapfile -t files < <(sed -n 's/^ *"file": "\(.*\)",*$/\1/p' build/lint/compile_commands.json |
   grep -E "/(Unity/unity_[^/]*|$folders/.*\.(c|cpp))$" | grep -v '/viewer_page[.]cpp$' | sort -u)  # that is generated
-[ ${#files[@]} -gt 0 ] || { echo "no sources to look at"; exit 1; }
+[ ${#files[@]} -gt 0 ] || { echo "no sources to check"; exit 1; }
 printf '%s\n' "${files[@]}" | xargs -P "$jobs" -n 1 clang-tidy "${options[@]}"

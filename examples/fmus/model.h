@@ -8,7 +8,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/// Types of values, as they stand in a model's data.
+/// Types of values in a model's data.
 enum ValueType {
   VALUE_FLOAT64,  ///< double
   VALUE_FLOAT32,  ///< float

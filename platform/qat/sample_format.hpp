@@ -34,7 +34,7 @@ struct Reference {
   friend auto operator<=>(const Reference&, const Reference&) = default;
 };
 
-/// References as they stand in a file, kPackedReference bytes each: u4, u4, u1.
+/// References as stored in a file, kPackedReference bytes each: u4, u4, u1.
 inline constexpr std::size_t kPackedReference = 9;
 [[nodiscard]] std::vector<char> packed(std::span<const Reference> references);
 

@@ -12,7 +12,7 @@ namespace vtu::qat {
 
 inline constexpr const char* kStraysGroup = "qat.strays";      ///< member of the root while the file is written
 inline constexpr const char* kStraySamplesMember = "samples";  ///< one stray per row
-inline constexpr const char* kStrayBytesMember = "bytes";      ///< what would stand in the row of the table; texts
+inline constexpr const char* kStrayBytesMember = "bytes";      ///< what the row of the table would hold; texts
 
 /// A leaf in the file: table and record of its `columns`.
 using LeafPlace = std::pair<std::uint32_t, std::uint32_t>;

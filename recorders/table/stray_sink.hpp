@@ -30,7 +30,7 @@ class StraySink {
   /// From now on samples of the position are strays.
   /// @param inTable Its first samples that are the first rows of its table; none: those that a table was left with when
   ///   it was given up.
-  /// @return That number; none for a position that the file does not know.
+  /// @return That number; none for a position that the file does not have.
   [[nodiscard]] virtual std::optional<std::uint64_t> take(std::uint32_t position,
                                                           std::optional<std::uint64_t> inTable) noexcept = 0;
 

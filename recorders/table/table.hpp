@@ -105,7 +105,7 @@ class Table final : public CurrentRow {
               bool hasTexts);
   [[nodiscard]] bool isStreamed() const { return streamed_ != nullptr; }
 
-  /// The number that the sink knows a streamed table by.
+  /// The number of a streamed table in the sink.
   [[nodiscard]] std::uint32_t streamNumber() const { return streamed_->stored->table; }
 
   /// Gives the sink the rows before `end` that it does not have. Those after the current row's predecessor may

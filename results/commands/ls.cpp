@@ -102,7 +102,7 @@ void printTable(const ResultsFile& file, const Signals& signals, bool isLong, co
   table.print(console.out, console.style);
 }
 
-/// A level of signal names: what stands between dots.
+/// A level of signal names: what is between dots.
 struct Branch {
   std::vector<std::pair<std::string, std::unique_ptr<Branch>>> children;  // in file order
   std::map<std::string, Branch*, std::less<>> byName;

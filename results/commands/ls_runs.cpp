@@ -21,7 +21,7 @@ bool isWanted(const RunColumn& column, const std::vector<std::string>& patterns)
   return std::any_of(patterns.begin(), patterns.end(), [&](auto& one) { return matchesGlob(one, column.name); });
 }
 
-// The message is longest and stands last.
+// The message is longest and comes last.
 std::vector<const RunColumn*> wantedColumns(const RunTable& table, const std::vector<std::string>& patterns) {
   std::vector<const RunColumn*> columns;
   for (const RunColumn& column : table.columns()) {

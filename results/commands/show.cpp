@@ -96,7 +96,7 @@ void printValues(const ResultsFile& file, const SignalInfo& signal, const Series
   const auto align = isNumber(signal.type.id) && !signal.labels ? TextTable::Align::right : TextTable::Align::left;
   std::vector<std::string> names = cellNames(signal);
   for (const std::string& name : names) {
-    // Of the elements only the indices: the name stands above.
+    // Of the elements only the indices: the name is above.
     const std::string index = name.substr(signal.name.size());
     columns.push_back({(index.empty() ? "value" : index) + unit, align});
   }

@@ -15,7 +15,8 @@ struct WatchSettings {
   std::vector<std::string> patterns;  ///< none: all signals
 };
 
-/// Takes the terminal until q is pressed. Then a line on the console says how the file stood.
+/// Fills the terminal until q is pressed. Then a line on the console says whether the file is complete, and its last
+/// time.
 /// @throws ResultsError if there is no terminal or the file cannot be read, Interrupted
 VTIO_RESULTS_EXPORT int watchFile(const WatchSettings& settings, const Console& console);
 

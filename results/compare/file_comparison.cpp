@@ -26,7 +26,7 @@ bool canBeCompared(const SignalInfo& a, const SignalInfo& b) {
   return bothTexts && a.dimensions == b.dimensions && a.type.isComplex == b.type.isComplex;
 }
 
-// Times that were looked at last; most signals of a table share them.
+// Times that were compared last; most signals of a table share them.
 using CheckedTimes = std::span<const double>;
 
 void checkTimes(const ResultsFile& file, const SignalInfo& signal, const SeriesView& series, CheckedTimes& checked) {
@@ -45,7 +45,7 @@ std::uint64_t bytesOf(const Pair& pair) {
   return bytes(*pair.a) + bytes(*pair.b);
 }
 
-/// Reads and compares pairs whose signals stand in one table of each file.
+/// Reads and compares pairs whose signals are in one table of each file.
 class TablePair {
  public:
   TablePair(const ResultsFile& a, const ResultsFile& b, const ComparisonSettings& settings, FileComparison& result)
@@ -135,7 +135,7 @@ class TablePair {
     }
   }
 
-  // Whether the times are equal and do not go back; where they do, the other way says so.
+  // Whether the times are equal and do not go back; where they do, comparing pair by pair reports it.
   bool haveSameTimes(const Pair& pair, RowRange rowsA, RowRange rowsB) const {
     std::vector<double> timesA(rowsA.count());
     std::vector<double> timesB(rowsB.count());

@@ -93,7 +93,7 @@ class SeriesComparer::Inside {
   const SeriesComparison& result() const { return result_; }
 
  private:
-  // The short way for numbers as they are stored: only what is further apart than it may be is looked at closely.
+  // For numbers as they are stored: only what may be outside the tolerance is compared sample by sample.
   template <class T>
   void compareNumbers(std::size_t begin, std::size_t end) {
     for (std::size_t i = begin; i < end; ++i) {

@@ -133,7 +133,7 @@ std::string signalListJson(const ResultsFile& file, const std::vector<const Sign
 
 void appendJsonSignal(std::string& out, const SignalInfo& signal, const SeriesView& series, bool raw) {
   out += jsonText(signalRecord(signal));
-  out.back() = ',';  // the record goes on
+  out.back() = ',';  // more fields follow
   out += "\"time\":[";
   for (std::size_t i = 0; i < series.size(); ++i) {
     if (i != 0) out += ',';

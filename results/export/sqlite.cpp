@@ -167,7 +167,7 @@ void writeSignals(SqliteInsert& insert, const SampleTables& tables, const std::v
 void writeSqlite(const ResultsFile& file, const std::vector<const SignalInfo*>& signals, const SqliteSettings& settings,
                  TargetFile& target, const Job& job) {
   SqliteDatabase database(target.temporaryPath(), target.path());
-  // The file is nobody's until it is renamed: no journal is needed.
+  // Nobody else opens the file before it is renamed: no journal is needed.
   database.execute("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; BEGIN");
   database.execute(
       "CREATE TABLE signals (name TEXT PRIMARY KEY, unit TEXT, class TEXT, dims TEXT, first INTEGER, width INTEGER, "

@@ -28,7 +28,7 @@ class ArrayTables final {
   /// Whether a table is one of these.
   [[nodiscard]] bool has(std::uint32_t table) const { return table >= firstTable_; }
 
-  /// The functions of SampleSource, for tables that has() knows.
+  /// The functions of SampleSource, for its own tables.
   void readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) const;
   void readBlock(std::uint32_t table, std::size_t firstColumn, std::uint64_t firstRow, std::uint64_t count,
                  std::byte* out) const;

@@ -1,5 +1,5 @@
 /// @file
-/// A structure as the file service hands it out: alone, or as one row of columns.
+/// A structure as the file service returns it: alone, or as one row of columns.
 #pragma once
 
 #include <cstddef>

@@ -89,8 +89,8 @@ class VTIO_RESULTS_EXPORT ResultsFile final {
   /// The samples.
   [[nodiscard]] SampleSource& source() const { return *source_; }
 
-  /// Looks at the file again: sees the samples that came since, by reading how many there are. A file that its writer
-  /// has closed, or that another one took the place of, is opened again.
+  /// Takes in the samples that came since, by reading how many there are. A file that its writer has closed, or that
+  /// another one has replaced, is opened again.
   /// @throws ResultsError if it cannot be read any more; it then has no signals until another call succeeds.
   Refresh refresh();
 

@@ -23,7 +23,7 @@ class VTIO_RESULTS_EXPORT SampleSource {
   /// Copies the times in seconds of rows [first, first + count).
   virtual void readTimes(std::uint32_t table, std::uint64_t first, std::uint64_t count, double* out) = 0;
 
-  /// Copies `width` elements of one class that stand side by side from column `firstColumn` on (a column per word of an
+  /// Copies `width` adjacent elements of one class from column `firstColumn` on (a column per word of an
   /// element), count rows one after another: count x width elements.
   virtual void readBlock(std::uint32_t table, ElementType type, std::size_t firstColumn, std::size_t width,
                          std::uint64_t firstRow, std::uint64_t count, std::byte* out) = 0;

@@ -40,7 +40,7 @@ Panel& panelFor(std::vector<Panel>& panels, const SignalInfo& signal) {
   return panels.back();
 }
 
-// Tracks stand above each other: each is moved up by its number. A compared one lies on its counterpart.
+// Tracks are above each other: each is moved up by its number. A compared one is drawn over its counterpart.
 void stackTracks(Panel& panel) {
   if (panel.kind != Panel::Kind::tracks) return;
   for (Curve& curve : panel.curves) {

@@ -25,7 +25,7 @@ std::string quoted(const std::string& text) {
     else if (c == '"' || c == '\\')
       result += std::string("\\") + c;
     else if (c == '`')
-      result += '\'';  // gnuplot runs what stands between backquotes
+      result += '\'';  // gnuplot runs what is between backquotes
     else
       result += c;
   }

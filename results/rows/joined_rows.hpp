@@ -11,7 +11,7 @@
 namespace vtio::results {
 
 /// One row per time of any signal, in rising order; where a time occurs more than once in a signal, its k-th sample
-/// stands in the k-th row of that time.
+/// is in the k-th row of that time.
 class VTIO_RESULTS_EXPORT JoinedRows final : public RowSource {
  public:
   /// @param file Must outlive this object.

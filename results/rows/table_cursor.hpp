@@ -1,5 +1,5 @@
 /// @file
-/// Walks through the rows of a sample table, all rows of one time at once.
+/// Goes through the rows of a sample table, all rows of one time at once.
 #pragma once
 
 #include <cstdint>

@@ -31,7 +31,7 @@ struct FixedPoint {
 /// Labels of an enumeration with their values, in the order of its definition.
 using EnumLabels = std::vector<std::pair<std::string, std::int64_t>>;
 
-/// Where the samples of a signal stand: columns of the dataset of its element class in a sample table, and rows.
+/// Where the samples of a signal are: columns of the dataset of its element class in a sample table, and rows.
 struct SignalPlace {
   std::uint32_t table = 0;
   std::uint32_t column = 0;     ///< number of its record in the table

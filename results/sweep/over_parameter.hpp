@@ -1,5 +1,5 @@
 /// @file
-/// What came of the runs of a sweep over what they were given.
+/// Final values of the runs of a sweep over a parameter.
 #pragma once
 
 #include <cstddef>

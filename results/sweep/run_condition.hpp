@@ -23,7 +23,7 @@ struct RunCondition {
 };
 
 /// Reads a condition. A column's name may itself hold operators: the longest name that fits counts.
-/// @param columns The names there are; a column that is none of them is what stands before the first operator.
+/// @param columns The names there are; a column that is none of them is the text before the first operator.
 /// @throws ResultsError if there is no operator or nothing before it.
 [[nodiscard]] VTIO_RESULTS_EXPORT RunCondition parseCondition(std::string_view text,
                                                               std::span<const std::string> columns);

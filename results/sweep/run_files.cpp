@@ -54,7 +54,7 @@ class RunFilesSource final : public SampleSource {
 
 bool hasResults(const RunTable& table, std::size_t run) { return std::filesystem::exists(table.fileOf(run)); }
 
-// What stands behind the name of a signal of each run.
+// What is added to the name of a signal of each run.
 std::vector<std::string> endings(const RunTable& table, const std::vector<std::size_t>& runs, RunNames names) {
   std::vector<std::string> result;
   const auto parameters = std::count_if(table.columns().begin(), table.columns().end(),

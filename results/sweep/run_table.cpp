@@ -52,7 +52,7 @@ class RunsSource final : public SampleSource {
   std::vector<RunColumn> columns_;
 };
 
-// A column as it stands in the file: n-by-1 numbers, or a cell array of n texts.
+// A column as stored in the file: n-by-1 numbers, or a cell array of n texts.
 RunColumn columnOf(std::string name, const qxArray* values) {
   RunColumn column;
   column.name = std::move(name);

@@ -1,5 +1,5 @@
 /// @file
-/// The table of a sweep: what its runs were given and what came of them.
+/// The table of a sweep: parameters and outcome of its runs.
 ///
 ///     vtio::results::RunTable runs("sweep.qat");
 ///     for (const std::size_t run : runs.select({{"stiffness>2", "status=done"}})) std::puts(runs.fileOf(run).c_str());

@@ -11,7 +11,7 @@
 
 namespace vtio::results {
 
-/// Draws nothing in the first second and nothing at all where nobody looks on; removes itself at its end.
+/// Draws nothing in the first second, and nothing at all unless it is on a terminal; removes itself at its end.
 class VTIO_RESULTS_EXPORT ProgressBar final {
  public:
   /// @param out Where the bar is drawn, standard error as a rule; must outlive this object.
@@ -21,7 +21,7 @@ class VTIO_RESULTS_EXPORT ProgressBar final {
   ~ProgressBar();
 
   /// @param done 0 to 1.
-  /// @param note Stands behind the bar.
+  /// @param note Text behind the bar.
   void show(double done, std::string_view note = {});
 
   /// Whether show() would draw now, for notes that take time to write.

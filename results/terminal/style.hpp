@@ -10,7 +10,7 @@
 
 namespace vtio::results {
 
-/// How output looks. The default is that of a file or pipe.
+/// Colours and width of output. The default is that of a file or pipe.
 struct Style {
   bool isTerminal = false;
   bool hasColour = false;

@@ -3,7 +3,7 @@
 namespace vtio::results {
 namespace {
 
-// The first row in [rows.begin, rows.end) whose time `isBehind` says yes for; such rows come last.
+// The first row in [rows.begin, rows.end) for whose time `isBehind` holds; such rows come last.
 template <class Predicate>
 std::uint64_t firstRow(SampleSource& source, std::uint32_t table, RowRange rows, Predicate isBehind) {
   while (rows.begin < rows.end) {

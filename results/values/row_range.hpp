@@ -1,5 +1,5 @@
 /// @file
-/// Rows of a sample table that lie in a range of time.
+/// Rows of a sample table that are in a range of time.
 #pragma once
 
 #include <algorithm>
@@ -32,7 +32,7 @@ struct RowRange {
   return {signal.place.begin, signal.place.begin + signal.place.count};
 }
 
-/// Those rows of `rows` that lie in a range of time, found by bisection: times must not go back.
+/// Those rows of `rows` that are in a range of time, found by bisection: times must not go back.
 [[nodiscard]] VTIO_RESULTS_EXPORT RowRange rowsIn(SampleSource& source, std::uint32_t table, RowRange rows,
                                                   TimeRange range);
 

@@ -1,5 +1,5 @@
 /// @file
-/// One sample of one signal where it stands in memory.
+/// One sample of one signal in memory.
 #pragma once
 
 #include <cstddef>

@@ -3,7 +3,7 @@
 namespace vtio::results {
 namespace {
 
-constexpr std::byte kNoBytes{};  // where samples of no elements stand
+constexpr std::byte kNoBytes{};  // address of samples without elements
 
 }  // namespace
 

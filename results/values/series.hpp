@@ -15,7 +15,7 @@
 
 namespace vtio::results {
 
-/// Samples that stand elsewhere, one after another at a fixed distance. Valid as long as what it points into.
+/// Samples in memory that it does not own, one after another at a fixed distance. Valid as long as what it points into.
 struct SeriesView {
   std::span<const double> times;
   ElementType type;

@@ -1,5 +1,5 @@
 /// @file
-/// What a signal's samples have in common.
+/// Statistics of a signal's samples.
 #pragma once
 
 #include <cstdint>

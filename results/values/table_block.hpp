@@ -15,7 +15,7 @@
 
 namespace vtio::results {
 
-/// Neighbouring columns of one class are read together, as they stand in the file.
+/// Neighbouring columns of one class are read together, as they are in the file.
 class VTIO_RESULTS_EXPORT TableBlock final {
  public:
   /// @param signals Signals of one table, at least one; they must outlive this object.

@@ -28,7 +28,7 @@ std::string traceText(const TraceId& id) {
          std::to_string(id.element);
 }
 
-// JSON that may stand inside of a script element.
+// JSON that is safe inside of a script element.
 std::string scriptText(const std::string& json) {
   std::string text;
   for (const char c : json) {

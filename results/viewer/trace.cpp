@@ -21,7 +21,7 @@ std::size_t firstAfter(const std::vector<double>& times, double time) {
 
 // The same, not before `begin`, for a place that is probably near it: doubles its steps until it is beyond.
 std::size_t firstAtOrAfter(const std::vector<double>& times, double time, std::size_t begin) {
-  std::size_t before = begin;  // all times that stand before it are less
+  std::size_t before = begin;  // all times before it are less
   std::size_t step = 1;
   while (before + step < times.size() && times[before + step] < time) {
     before += step;

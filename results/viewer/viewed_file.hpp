@@ -1,5 +1,5 @@
 /// @file
-/// A results file that is looked at while it may still grow.
+/// A results file that is shown while it may still grow.
 #pragma once
 
 #include <cstddef>
@@ -48,7 +48,7 @@ class VTIO_RESULTS_EXPORT ViewedFile final {
 
   static constexpr std::size_t npos = static_cast<std::size_t>(-1);
 
-  /// Opens the file again if it was incomplete, and if another one stands in its place. A file that cannot be opened at
+  /// Opens the file again if it was incomplete, and if another one has replaced it. A file that cannot be opened at
   /// this moment keeps its list of signals.
   Change refresh();
 

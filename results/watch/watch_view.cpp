@@ -195,7 +195,7 @@ std::vector<std::string> WatchView::rowOf(const SignalInfo& signal, bool isChose
   try {
     value = lastValueOf(file_, signal);
   } catch (const ResultsError&) {
-    value = "?";  // the next look at the file says why
+    value = "?";  // the next refresh says why
   }
   return {(isChosen ? "▸ " : "  ") + signal.name, value, signal.unit, std::to_string(signal.place.count),
           signal.place.count != 0 ? timeText(signal.last) : ""};

@@ -5,7 +5,7 @@
     check_symbols.py --expected symbols.expected --update LIBRARY...   rewrites the list
 
 Weak symbols are left out, except the type information and the tables of the project's own classes: instantiations of
-the standard library's templates come and go with the compiler's inlining and are no promise to anybody.
+the standard library's templates depend on the compiler's inlining, and nobody may rely on them.
 """
 
 import argparse

@@ -52,7 +52,7 @@ class Installing(QatTest):
         folders = glob.glob(self.path("prefix/lib/python3*/*-packages"))
         self.assertEqual(len(folders), 1)
         self.check(folders[0])
-        # Below its own prefix the system's Python looks there by itself.
+        # The system's Python finds what is below its own prefix without being told.
         tail = os.path.relpath(folders[0], self.path("prefix"))
         self.assertIn(os.path.join("/usr/local", tail), sys.path + [os.path.join("/usr/local",
             "lib/python3/dist-packages")])

@@ -23,7 +23,7 @@ bool isSmallBlock(const void* bytes, std::size_t count) {
   return found != std::string_view::npos && found % 4 == 0;
 }
 
-/// The function that this program's own definition stands in front of.
+/// The function that this program's own definition hides.
 template <typename Function>
 Function* next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));

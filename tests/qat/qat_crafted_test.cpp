@@ -332,7 +332,7 @@ TEST_F(QatCraftedSamples, ManyRowsThatAreNotThere) {
   guarded([this] { EXPECT_THAT(error(), HasSubstr("more than a file of this size may ask for")); });
 }
 
-/// While a file is written its valid rows stand beside the records.
+/// While a file is written its valid rows are beside the records.
 TEST_F(QatCraftedSamples, ValidRowsCountWhereTheyAreKnown) {
   const std::uint64_t valid = 3;
   haddr_t address = 0;

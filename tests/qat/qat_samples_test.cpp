@@ -79,7 +79,7 @@ TEST_F(QatSampleTables, RandomRecordingsComeBackExactly) {
   }
 }
 
-/// Several chunks along both axes, the last ones partly filled, and a leaf that goes through chunks.
+/// Several chunks along both axes, the last ones partly filled, and a leaf in several chunks.
 TEST_F(QatSampleTables, TablesOfManyChunks) {
   constexpr std::size_t kRows = 5003;
   constexpr std::size_t kColumns = 211;

@@ -55,7 +55,7 @@ class StreamedKills : public ::testing::Test {
     return static_cast<double>(k) + 1e6 * static_cast<double>(way) + 0.01 * static_cast<double>(signal);
   }
 
-  /// @param longWrites The process dies in so many writes across pages after the first flush; 0: it lives forever.
+  /// @param longWrites The process dies in so many writes across pages after the first flush; 0: in none.
   void runForever(unsigned seed, int pipe, std::size_t longWrites) const {
     std::mt19937 random(seed);
     Catalogue catalogue;

@@ -90,15 +90,17 @@ class ToolTest(unittest.TestCase):
             options = set(re.findall(r"--[a-z-]+", qat(command, "--help").stdout.split("Examples:")[0]))
             for option in options:
                 self.assertIn(option, completion)
-                if option != "--output":  # stands there as -o
+                if option != "--output":  # is -o there
                     self.assertIn(option, page)
 
     def test_completion_of_signals(self):
         self.assertEqual(qat("complete-signals", self.file, "wheels.").stdout,
                          "wheels.speed\nwheels.on\nwheels.name\n")
-        # As a shell asks for it; what the functions of the package bash-completion do is stood in for.
+        # As a shell asks for it; the functions of the package bash-completion are replaced.
         script = """
-            _init_completion() { words=("${COMP_WORDS[@]}"); cword=$COMP_CWORD; cur=${words[cword]}; prev=${words[cword-1]}; }
+            _init_completion() {
+              words=("${COMP_WORDS[@]}"); cword=$COMP_CWORD; cur=${words[cword]}; prev=${words[cword-1]}
+            }
             _filedir() { COMPREPLY=("a file"); }
             __ltrim_colon_completions() { :; }
             source "$1"; shift

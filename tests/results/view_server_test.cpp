@@ -43,7 +43,7 @@ class ViewServerTest : public testing::Test {
   std::string prefix() const { return "/" + token_ + "/"; }
   std::string host() const { return "127.0.0.1:" + port_; }
 
-  /// Sends a request as it stands and returns the answer.
+  /// Sends a request unchanged and returns the answer.
   std::string send(const std::string& request) const {
     const int connection = ::socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};

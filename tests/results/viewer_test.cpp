@@ -249,7 +249,7 @@ TEST(Viewer, takesInWhatAFileGrowsBy) {
   samples->push_back(3);
   samples->push_back(4);
   EXPECT_NE(seen.refresh(), version);
-  // A signal keeps its number, also when another one stands before it in the file.
+  // A signal keeps its number, also when another one comes before it in the file.
   EXPECT_EQ(seen.first().signal(0).name, "x");
   EXPECT_EQ(seen.first().signal(1).name, "late");
   EXPECT_EQ(seen.trace({TraceFile::first, 0, 0}).values(), (std::vector<double>{1, 2, 3, 4}));

@@ -132,7 +132,7 @@ TEST_F(ArchiveTest, TellsDamage) {
   EXPECT_THAT([&] { (void)archive.read("a"); }, ThrowsMessage<RunnerError>(HasSubstr("entry 'a'")));
 }
 
-// What lies in the target already is neither overwritten nor followed.
+// What is in the target already is neither overwritten nor followed.
 TEST_F(ArchiveTest, ExtractsNewFilesOnly) {
   const Archive archive(make(ZipMaker().add("r/a", "new")));
   std::filesystem::create_directories(file("out/r"));

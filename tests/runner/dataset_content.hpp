@@ -9,7 +9,7 @@
 
 namespace runner_test {
 
-/// Every array of the datasets, in the order of a walk through them.
+/// Every array of the datasets, depth first.
 inline void collect(const qxArray* array, std::vector<std::string>& found) {
   if (array == nullptr) return;
   if (qxGetClassID(array) == qxCELL) {

@@ -11,7 +11,7 @@
 
 namespace runner_test {
 
-/// While it lives, what is allocated need not be freed: an FMU that had a fatal error must not be asked to free
+/// As long as it exists, what is allocated need not be freed: an FMU that had a fatal error must not be asked to free
 /// anything.
 class LeaksAllowed {
  public:

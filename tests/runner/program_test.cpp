@@ -1,4 +1,4 @@
-// The program as a user starts it: exit statuses, what stands where, what is left behind.
+// The program as a user starts it: exit statuses, what is printed to which stream, what is left behind.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

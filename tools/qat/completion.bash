@@ -1,4 +1,4 @@
-# Bash completion of qat: commands, options, files, and names of signals in the file that stands before them.
+# Bash completion of qat: commands, options, files, and names of signals in the file that comes before them.
 
 _qat() {
   local cur prev words cword
@@ -22,7 +22,9 @@ _qat() {
       _filedir -d
       return
       ;;
-    --port | --run | --runs | --over | --from | --to | --every | --rtol | --atol | --time-tol | --head | --tail) return ;;
+    --port | --run | --runs | --over | --from | --to | --every | --rtol | --atol | --time-tol | --head | --tail)
+      return
+      ;;
   esac
   if [[ $cur == -* ]]; then
     local options="--help"

@@ -1,4 +1,4 @@
-// qat: looks at results files. Everything it does is a function of vtio::results.
+// qat: shows and compares results files. Everything it does is a function of vtio::results.
 #include <unistd.h>
 
 #include <atomic>

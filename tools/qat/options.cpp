@@ -298,7 +298,7 @@ class Parser {
     sub->add_option("TEXT", settings.beginning);
   }
 
-  CLI::App app_{"Looks at results files.", "qat"};
+  CLI::App app_{"Shows, compares and exports results files.", "qat"};
   Settings settings_;
   Command chosen_;
   std::vector<std::string> names_;

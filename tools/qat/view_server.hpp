@@ -1,4 +1,4 @@
-// The local server of `qat view`: the page and the answers to its questions, for whoever knows the address.
+// The local server of `qat view`: the page and the answers to its questions, for programs that have the address.
 #pragma once
 
 #include <atomic>

@@ -34,7 +34,7 @@ constexpr unsigned kRootOutport = 1;
 constexpr unsigned kOrdinarySignal = 3;
 constexpr int kActingMode = 1;
 
-// The cell of an accessor's handle. Cells lie side by side: each step reads those of all signals.
+// The cell of an accessor's handle. Cells are adjacent in memory: each step reads those of all signals.
 struct AccessorCell {
   void* accessor;
 };

@@ -12,7 +12,7 @@ namespace {
 
 thread_local std::string lastError;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables): one per thread
 
-// The diagnostic of a file that cannot be opened names the file alone; the Qat layer knows the cause.
+// The diagnostic of a file that cannot be opened names the file alone; the Qat layer has the cause.
 std::string textOf(const vtsv::IException& error) {
   const bool hasCause = error.diagnostic().key == "ToFromFileOpenCloseErr" && *qatLastError() != '\0';
   return hasCause ? std::string(error.what()) + " (" + qatLastError() + ")" : error.what();

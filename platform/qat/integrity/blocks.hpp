@@ -73,7 +73,7 @@ class Blocks final {
   /// Releases all claims; to be called when the file has changed.
   void clear();
 
-  /// Nothing may lie at this address or behind it, however long the file is. Releases all claims.
+  /// Nothing may be at this address or behind it, however long the file is. Releases all claims.
   void endAt(std::uint64_t address);
 
  private:

@@ -35,7 +35,7 @@ class Integrity final {
   /// Discards the results of earlier checks; to be called when the file has changed.
   void forget();
 
-  /// Discards them, and refuses from then on what lies behind the End of File Address: HDF5 does not read it.
+  /// Discards them, and refuses from then on what is behind the End of File Address: HDF5 does not read it.
   void endAt(std::uint64_t endOfFileAddress);
 
  private:

@@ -26,7 +26,7 @@ Handle ofType(Handle object, H5I_type_t type, const std::string& link) {
   return object;
 }
 
-/// Metadata of a file that grows may be read while it is half-written: what looks damaged is looked at again for a
+/// Metadata of a file that grows may be read while it is half-written: what seems damaged is read again for a
 /// while.
 void requireSound(const Source& source, haddr_t address) {
   constexpr int kAttempts = 50;

@@ -43,7 +43,7 @@ class Strays final {
   /// Times of strays [first, first + count) of a leaf, in seconds.
   void readTimes(const Leaf& leaf, std::uint64_t first, std::uint64_t count, double* out);
 
-  /// What would stand in the rows of a table for them, `size` bytes each.
+  /// What the rows of a table would hold for them, `size` bytes each.
   void readValues(const Leaf& leaf, std::size_t size, std::uint64_t first, std::uint64_t count, std::byte* out);
 
   /// The bytes of a text of a stray, valid until the next call.

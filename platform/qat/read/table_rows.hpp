@@ -11,7 +11,7 @@
 
 namespace vtu::qat {
 
-/// The rows of an open table, read when they are asked for. The leaves stand in a row in the order of their records.
+/// The rows of an open table, read when they are asked for. The leaves of a row are in the order of their records.
 /// Used while the table is open, under the lock of HDF5 calls. Functions throw Failure.
 class TableRows final : public SampleTable {
  public:

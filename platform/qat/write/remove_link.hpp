@@ -16,7 +16,7 @@ void keepWithoutLink(hid_t group, const std::string& link);
 
 /// Removes a member of a group.
 ///
-/// HDF5 deletes what has no link any more, and goes through all of it without a check. What this session did not write
+/// HDF5 deletes what has no link any more, and reads all of it without a check. What this session did not write
 /// is therefore kept without a link: its bytes are lost until the file is repacked, as the bytes of everything that is
 /// deleted are after closing.
 /// @param written This session wrote all of it and called keepWithoutLink(): HDF5 deletes it. @throws Failure

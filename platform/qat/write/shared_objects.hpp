@@ -21,7 +21,7 @@ class SharedObjects final {
 
   explicit SharedObjects(Comparison comparison) : holds_(std::move(comparison)) {}
 
-  /// From here on every known object is compared before it is used.
+  /// From now on every object that is shared is compared before it is used.
   void beginVariable() { ++variable_; }
 
   /// Clears the record; to be called when objects may have been deleted.

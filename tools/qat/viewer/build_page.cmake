@@ -1,5 +1,5 @@
-# Makes the source file OUT that holds the page, from SOURCE, with NODE and NPM in the folder BUILD. Never fails: without
-# a page the function in OUT returns an empty text.
+# Makes the source file OUT that holds the page, from SOURCE, with NODE and NPM in the folder BUILD. Never fails:
+# without a page the function in OUT returns an empty text.
 
 set(html "${BUILD}/dist/page.html")
 file(REMOVE "${html}")

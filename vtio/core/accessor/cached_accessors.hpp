@@ -44,7 +44,7 @@ class DeliveryCache final {
   client::Client* onlyClient_ = nullptr;
 };
 
-/// Scalar that reads neither descriptor nor nodes while the cache is valid and the time lies in the logged stretch that
+/// Scalar that reads neither descriptor nor nodes while the cache is valid and the time is in the logged stretch that
 /// was found last.
 class CachedScalar final : public Scalar {
  public:

@@ -1,5 +1,5 @@
 /// @file
-/// The number by which accessors know that their caches are stale. Not installed.
+/// The number by which accessors detect that their caches are stale. Not installed.
 #pragma once
 
 #include <atomic>

@@ -30,7 +30,7 @@ inline constexpr const char* kStringClassName = "string";
 ///
 /// Immutable once built, except for policies added later. Dimensions are signed 64-bit, empty for a scalar;
 /// constructors without properties throw vtsv::IException ("Vortan:logLoadBlocks" / "UnhandledDatatype") for a class
-/// name that Node::getFxpDataTypeProperties() does not know.
+/// name for which Node::getFxpDataTypeProperties() has no properties.
 class VTIO_EXPORT LeafNode : public Node {
  public:
   LeafNode(int datatypeTableId, int userDefinedDatatypeTableId, const ustring& name, bool isComplex,

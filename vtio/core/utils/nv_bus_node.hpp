@@ -8,7 +8,7 @@
 
 namespace vtio::core::utils {
 
-/// A bus whose leaves lie at byte offsets in one block. Its root class is TopNVBusNode.
+/// A bus whose leaves are at byte offsets in one block. Its root class is TopNVBusNode.
 ///
 /// A bus of dimensions [1] is a single bus; any other dimensions, none included, make it an array of buses.
 class VTIO_EXPORT NVBusNode : public BusNode {

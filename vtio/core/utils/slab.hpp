@@ -13,7 +13,7 @@
 
 namespace vtio::core::utils {
 
-/// Hands out places for objects of one class. Objects that are made one after another lie one after another, which is
+/// Hands out places for objects of one class. Objects that are made one after another are adjacent in memory, which is
 /// what a step through thousands of signals needs: otherwise each object is on a page of its own.
 ///
 /// Safe to use from several threads. Places are used again; their memory is given back when the process ends.

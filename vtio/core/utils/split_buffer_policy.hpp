@@ -1,5 +1,5 @@
 /// @file
-/// Gathers the pieces of a signal that lie apart in memory.
+/// Gathers the pieces of a signal that are apart in memory.
 ///
 ///     SplitBufferPolicy policy(4, {8, 0});
 ///     policy.transformedDataPointer(data);   // bytes 8..11 of data, then bytes 0..3

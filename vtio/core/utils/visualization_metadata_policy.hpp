@@ -1,5 +1,5 @@
 /// @file
-/// What a viewer needs to know of a signal beyond its samples.
+/// What a viewer needs of a signal beyond its samples.
 #pragma once
 
 #include <string>

@@ -10,7 +10,7 @@ export class LabelTexts {
 
   constructor(private readonly source: Source) {}
 
-  /** Gets the texts of text signals among some traces, so that laneOf() knows them. */
+  /** Gets the texts of text signals among some traces, so that laneOf() has them. */
   async load(traces: TraceId[], files: Files): Promise<void> {
     const wanted = traces.filter((id) => files.kindOf(id) === 'text');
     await Promise.all(wanted.map(async (id) => this.texts.set(traceKey(id), await this.source.texts(id))));

@@ -246,7 +246,8 @@ export class PlotPanel {
       }
     });
     const { right, bottom } = button.getBoundingClientRect();
-    menu.style.cssText = `top:${bottom + 2}px;right:${Math.max(4, document.documentElement.clientWidth - right)}px;max-height:${innerHeight - bottom - 12}px`;
+    const toTheRight = Math.max(4, document.documentElement.clientWidth - right);
+    menu.style.cssText = `top:${bottom + 2}px;right:${toTheRight}px;max-height:${innerHeight - bottom - 12}px`;
     document.body.append(menu);
     document.addEventListener('pointerdown', onOutside, true);
     menu.querySelector('button')?.focus();

@@ -26,7 +26,7 @@ interface Drag {
   last: number;
 }
 
-/** Zoom by dragging, pan by dragging with Shift or a finger, wheel to scale, click to set a cursor, cursors that move. */
+/** Zoom by dragging, pan by dragging with Shift or a finger, scale by the wheel, set and move cursors. */
 export class PlotPointer {
   private readonly box = h('div', { class: 'zoom-box' });
   private drag: Drag | null = null;

@@ -17,7 +17,7 @@ export interface PageData {
   show?: { traces: string[]; xy: boolean; from: number | null; to: number | null };
 }
 
-/** Answers from what stands in the page and in the files beside it. */
+/** Answers from what is in the page and in the files beside it. */
 export class StaticSource implements Source {
   readonly isLive = false;
   private readonly curves = new Map<string, Series>();

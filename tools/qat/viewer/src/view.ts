@@ -85,7 +85,7 @@ export function encodeView(view: View, files: Files): string {
   return `#v=${encodeURIComponent(JSON.stringify(encoded)).replace(/%2C/g, ',').replace(/%3A/g, ':')}`;
 }
 
-/** Reads what encodeView() wrote; null if it is none. Traces that the files lack are left out and named in `missing`. */
+/** Reads what encodeView() wrote; null if it is none. Traces that the files lack are left out, named in `missing`. */
 export function decodeView(hash: string, files: Files, missing: string[]): View | null {
   if (!hash.startsWith('#v=')) return null;
   let encoded: Encoded;

@@ -1,6 +1,6 @@
-// Measures the page in the browser, each thing beside its floor, the plain fetch of the same bytes from the same server:
-// how long it takes until the page with its list is there, until a first signal is drawn, until a zoom is drawn.
-// Writes what benchmarks/table.py reads into the file BENCH. FILE, SIGNALS, SAMPLES: another file than that of make bench.
+// Measures the page in the browser, each thing beside its floor, the fetch of the same bytes from the same server: how
+// long it takes until the page with its list is there, until a first signal is drawn, until a zoom is drawn. Writes what
+// benchmarks/table.py reads into the file BENCH. FILE, SIGNALS, SAMPLES: another file than that of make bench.
 import { mkdirSync, writeFileSync } from 'node:fs';
 import { dirname, join } from 'node:path';
 import { end, folder, open, plot, programs, run, serve, settle } from './qat.mjs';
@@ -50,7 +50,8 @@ const questions = [];
 page.on('request', (request) => request.url().includes('/series?') && questions.push(request.url()));
 await plot(page, 's7');
 await settle(page);
-keep('viewFirst', (await drawings(page))[0], await fetching(page, [questions[0].replace('a.7.0', `a.${signals - 1}.0`)]));
+const another = questions[0].replace('a.7.0', `a.${signals - 1}.0`);
+keep('viewFirst', (await drawings(page))[0], await fetching(page, [another]));
 for (const name of ['s8', 's9', 's10']) await plot(page, name);
 await settle(page);
 const before = (await drawings(page)).length;

@@ -1,4 +1,4 @@
-// What all tests of the page need: files to look at, the server, the browser, pictures of what it shows.
+// What all tests of the page need: files to show, the server, the browser, pictures of what it shows.
 import { execFileSync, spawn } from 'node:child_process';
 import { mkdirSync, mkdtempSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';

@@ -1,5 +1,5 @@
-# Runs the tests of the page with NODE in a headless browser: npm fetches playwright-core into the folder BUILD, where the
-# pictures of the page stand afterwards; with BENCH measures it instead, into that file.
+# Runs the tests of the page with NODE in a headless browser: npm fetches playwright-core into the folder BUILD, where
+# the pictures of the page are afterwards; with BENCH measures it instead, into that file.
 # Programs: QAT, WRITE_EXAMPLE, CHROMIUM, for the tests SPACECRAFT and CONFIGURE, too.
 
 get_filename_component(source "${CMAKE_CURRENT_LIST_DIR}" DIRECTORY)
