@@ -39,8 +39,8 @@ _vtio_run() {
   if [[ $cur == -* ]]; then
     local run="--kind --solver --start --stop --step --output-step --tolerance --set --rewind --max-change --input
       --signals
-      --parameters --locals --decimate --max-points --intervals --selection --log --build --stream --isolate --step-timeout
-      --output"
+      --parameters --locals --decimate --max-points --intervals --selection --log --build --stream --isolate
+      --step-timeout --output"
     local options="--help"
     case $command in
       run) options+=" $run" ;;

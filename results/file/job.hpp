@@ -14,7 +14,8 @@ class Interrupted : public std::exception {
   [[nodiscard]] const char* what() const noexcept override { return "interrupted"; }
 };
 
-/// Handed to long work, which calls step() some times a second. By default progress is not reported and nothing interrupts.
+/// Handed to long work, which calls step() some times a second. By default progress is not reported and nothing
+/// interrupts.
 struct Job {
   std::function<void(double)> progress;            ///< gets the done part, 0 to 1; may be empty
   const std::atomic<bool>* interrupted = nullptr;  ///< set by whoever interrupts; may be null

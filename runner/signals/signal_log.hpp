@@ -25,7 +25,8 @@ struct LogLimits {
 /// Describes the signals in a catalogue and hands each its values.
 ///
 /// Aliases share one column of samples. Values stay where they are until they are delivered; only those of arrays of
-/// buses and binaries are gathered, into memory that is allocated once. All arguments of the constructor must outlive the log.
+/// buses and binaries are gathered, into memory that is allocated once. All arguments of the constructor must outlive
+/// the log.
 class VTIO_RUNNER_EXPORT SignalLog final {
  public:
   /// @param running Values that are delivered by log().

@@ -1,6 +1,6 @@
 // Measures the page in the browser, each thing beside its floor, the fetch of the same bytes from the same server: how
-// long it takes until the page with its list is there, until a first signal is drawn, until a zoom is drawn. Writes what
-// benchmarks/table.py reads into the file BENCH. FILE, SIGNALS, SAMPLES: another file than that of make bench.
+// long it takes until the page with its list is there, until a first signal is drawn, until a zoom is drawn.
+// Writes the file BENCH for benchmarks/table.py. FILE, SIGNALS, SAMPLES: another file than that of make bench.
 import { mkdirSync, writeFileSync } from 'node:fs';
 import { dirname, join } from 'node:path';
 import { end, folder, open, plot, programs, run, serve, settle } from './qat.mjs';
