@@ -13,7 +13,8 @@ unity=OFF
 if [ "${1-}" = --quick ]; then
   unity=ON
   # Sources are headers here, and are meant to be included.
-  options+=(--header-filter="/$folders/.*\.(h|hpp|cpp)$" --checks=-bugprone-suspicious-include,-bugprone-reserved-identifier)
+  options+=(--header-filter="/$folders/.*\.(h|hpp|cpp)$"
+    --checks=-bugprone-suspicious-include,-bugprone-reserved-identifier)
 fi
 
 cmake --preset asan -B build/lint -DVTIO_UNITY_BUILD=$unity -DVTIO_BUILD_TESTS=OFF -DVTIO_BUILD_FUZZERS=OFF \
