@@ -204,6 +204,21 @@ test('moves and removes plots', async () => {
   assert.ok(Math.abs((await page.locator('.plot').nth(1).boundingBox()).height - height - 80) < 3);
 });
 
+test('shows and takes times as hours, minutes, seconds', async () => {
+  const page = await open(address);
+  await plot(page, 'altitude');
+  await settle(page);
+  const [from, to] = [page.locator('input.time').first(), page.locator('input.time').nth(1)];
+  const clock = page.getByRole('button', { name: 'Times as hours, minutes, seconds' });
+  await clock.click();
+  assert.equal(await to.inputValue(), '1:23:20'); // 5000 s
+  await from.fill('0:10:00');
+  await from.press('Enter');
+  await settle(page);
+  await clock.click();
+  assert.equal(Number(await from.inputValue()), 600);
+});
+
 test('takes signals and elements by drag and drop', async () => {
   const page = await open(address);
   await plot(page, 'altitude');
