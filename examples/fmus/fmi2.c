@@ -59,6 +59,8 @@ static void say(struct Instance* instance, int status, const char* category, con
   instance->callbacks->logger(instance->callbacks->environment, instance->name, status, category, "%s", text);
 }
 
+void fmu_intermediate(double time) { (void)time; }
+
 static int statusOf(struct Instance* instance, enum StepEnd how) {
   switch (how) {
     case STEP_DISCARD:

@@ -13,6 +13,7 @@
 struct Instance {
   void* environment;
   Fmi3LogMessage* log;
+  Fmi3IntermediateUpdate* intermediateUpdate;
   double time;
   bool isModelExchange;
   bool eventMode;
@@ -89,6 +90,16 @@ void* fmu_values(void* opaque) {
   return fmu_data(opaque);
 }
 
+static _Thread_local struct Instance* stepping;  // while it makes a step
+
+// It cannot return early: that is for events.
+void fmu_intermediate(double time) {
+  if (stepping == NULL || stepping->intermediateUpdate == NULL) return;
+  bool earlyReturn = false;
+  double earlyTime = time;
+  stepping->intermediateUpdate(stepping->environment, time, false, true, true, false, &earlyReturn, &earlyTime);
+}
+
 static int say(struct Instance* instance, int status, const char* text) {
   if (instance->log != NULL) {
     instance->log(instance->environment, status, status == FMI3_FATAL ? "logStatusFatal" : "logStatusError", text);
@@ -135,9 +146,10 @@ void* fmi3InstantiateCoSimulation(const char* name, const char* token, const cha
   (void)earlyReturnAllowed;
   (void)intermediateVariables;
   (void)intermediateCount;
-  (void)intermediateUpdate;
   struct Instance* instance = make(token, environment, log);
-  if (instance != NULL) instance->eventMode = eventModeUsed && model.event != NULL;
+  if (instance == NULL) return NULL;
+  instance->eventMode = eventModeUsed && model.event != NULL;
+  instance->intermediateUpdate = intermediateUpdate;
   return instance;
 }
 
@@ -261,7 +273,9 @@ int fmi3DoStep(void* opaque, double time, double step, bool noSetStatePriorToTim
   struct Instance* instance = opaque;
   const double end = time + step;
   instance->time = end;
+  stepping = instance;
   const enum StepEnd how = model.step(instance->data, time, end, instance->eventMode, &instance->time);
+  stepping = NULL;
   *eventNeeded = how == STEP_EVENT;
   *terminateSimulation = how == STEP_TERMINATE;
   *earlyReturn = instance->time < end;

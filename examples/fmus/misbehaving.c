@@ -26,6 +26,7 @@ struct Clock {
   double der;    // of y
   double when;   // to misbehave
   double begin;  // of the step of the solver
+  double part;   // of a step, after which the time may be read, in s
   int64_t way;
 };
 
@@ -46,6 +47,7 @@ static void* address(void* data, enum ValueType type, unsigned reference, size_t
   if (type == VALUE_FLOAT64 && reference == 1) return &clock->y;
   if (type == VALUE_FLOAT64 && reference == 2) return &clock->when;
   if (type == VALUE_FLOAT64 && reference == 4) return &clock->der;
+  if (type == VALUE_FLOAT64 && reference == 5) return &clock->part;
   if (type == VALUE_ENUMERATION && reference == 3) return &clock->way;
   return NULL;
 }
@@ -84,8 +86,13 @@ static enum StepEnd misbehave(struct Clock* clock, double time, double end, doub
 
 static enum StepEnd step(void* data, double time, double end, int mayStop, double* reached) {
   struct Clock* clock = data;
+  const double before = clock->y;
   (void)mayStop;
-  clock->y += end - time;
+  for (int i = 1; clock->part > 0.0 && time + i * clock->part < end; ++i) {
+    clock->y = before + i * clock->part;
+    fmu_intermediate(time + i * clock->part);
+  }
+  clock->y = before + (end - time);
   return end > clock->when ? misbehave(clock, time, end, reached) : STEP_DONE;
 }
 

@@ -99,6 +99,10 @@ struct Model {
   enum StepEnd (*completeStep)(void* data, double time);
 };
 
+/// A step calls this between its ends when the data are those of a time, in s: they may be read then. FMI 3 alone hands
+/// it on.
+void fmu_intermediate(double time);
+
 /// The model of this FMU.
 extern const struct Model model;
 

@@ -181,7 +181,12 @@ static enum StepEnd step(void* data, double time, double end, int mayStop, doubl
     const double rest = fmin(10.0, end - time);
     const double done = move(network, rest);
     time = done == end - time ? end : time + done;
-    if (!isDue(network, network->temperature)) continue;
+    if (!isDue(network, network->temperature)) {
+      if (time == end) break;
+      (void)update(data, time);
+      fmu_intermediate(time);
+      continue;
+    }
     if (mayStop) {
       *reached = time;
       (void)update(data, time);

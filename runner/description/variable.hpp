@@ -100,7 +100,8 @@ struct Variable {
   Variability variability = Variability::continuous;
   Initial initial = Initial::none;
   bool relativeQuantity = false;
-  bool isTuned = false;  ///< a parameter that a table of inputs changes
+  bool isIntermediate = false;  ///< FMI 3: may be read within a step
+  bool isTuned = false;         ///< a parameter that a table of inputs changes
 
   /// Elements of an array, 1 for a scalar.
   [[nodiscard]] VTIO_RUNNER_EXPORT std::uint64_t elements() const;

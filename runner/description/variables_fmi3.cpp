@@ -77,6 +77,7 @@ Variable readVariable(const XmlElement& element, VariableType type, XmlDocument&
   readDimensions(element, document, variable);
   readStart(element, variable);
   variable.derivativeOf = element.reference("derivative", false);
+  variable.isIntermediate = element.flag("intermediateUpdate");
   if (type == VariableType::binary) variable.maxSize = element.count("maxSize");
   if (type == VariableType::clock) {
     variable.clock = readClock(element);

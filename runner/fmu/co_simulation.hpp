@@ -2,7 +2,9 @@
 /// An instance that solves itself from one communication point to the next. See instance.hpp.
 #pragma once
 
+#include <cstddef>
 #include <memory>
+#include <vector>
 
 #include "runner/export.hpp"
 #include "runner/fmu/instance.hpp"
@@ -17,6 +19,17 @@ struct StepOutcome {
   double lastTime = 0.0;     ///< up to which time the step went; may be early, in seconds
 };
 
+/// What was read within a step, up to its end: InstanceSetup::intermediate at each of these times.
+struct IntermediateSamples {
+  std::vector<double> times;      ///< in seconds, not descending
+  std::vector<std::byte> values;  ///< of each time all batches, one behind the other
+
+  void clear() {
+    times.clear();
+    values.clear();
+  }
+};
+
 /// An FMU for Co-Simulation.
 class VTIO_RUNNER_EXPORT CoSimulation : public Instance {
  public:
@@ -25,6 +38,9 @@ class VTIO_RUNNER_EXPORT CoSimulation : public Instance {
   /// Runs the FMU from time to time + step, both in seconds.
   /// @param noSetStatePrior No state before this time will be set any more.
   [[nodiscard]] virtual StepOutcome doStep(double time, double step, bool noSetStatePrior) = 0;
+
+  /// What was read within the last step; valid until the next one.
+  [[nodiscard]] virtual const IntermediateSamples& intermediate() const;
 
  protected:
   CoSimulation() = default;

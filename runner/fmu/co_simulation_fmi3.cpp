@@ -1,14 +1,24 @@
 #include <cmath>
 
 #include "runner/fmu/fmi3_instance.hpp"
+#include "runner/fmu/intermediate_reader.hpp"
 #include "runner/fmu/versions.hpp"
 
 namespace vtio::runner {
 namespace {
 
+// Values of a step of the FMU's own solver that it may still reject are not wanted, nor is an early return.
+void onIntermediateUpdate(void* environment, double time, bool /*setRequested*/, bool getAllowed, bool stepFinished,
+                          bool /*canReturnEarly*/, bool* earlyReturnRequested, double* earlyReturnTime) {
+  *earlyReturnRequested = false;
+  *earlyReturnTime = time;
+  if (getAllowed && stepFinished) static_cast<const Fmi3Environment*>(environment)->readIntermediate(time);
+}
+
 class CoSimulationOfFmi3 final : public Fmi3Instance<CoSimulation> {
  public:
-  CoSimulationOfFmi3(const ModelDescription& model, const InstanceSetup& setup) : Fmi3Instance(setup) {
+  CoSimulationOfFmi3(const ModelDescription& model, const InstanceSetup& setup)
+      : Fmi3Instance(setup), reader_(*this, setup.intermediate) {
     Fmi3InstantiateCoSimulation* instantiate = nullptr;
     library().require(instantiate, "fmi3InstantiateCoSimulation");
     library().require(doStep_, "fmi3DoStep");
@@ -16,8 +26,11 @@ class CoSimulationOfFmi3 final : public Fmi3Instance<CoSimulation> {
     const Interface* way = model.find(Kind::coSimulation);
     hasEventMode_ = way != nullptr && way->flag("hasEventMode");
     const std::string resources = setup.resources.string() + "/";
+    const std::vector<std::uint32_t> intermediate = reader_.references();
+    if (!reader_.empty()) environment().readIntermediate = [this](double time) { reader_.read(time); };
     start(instantiate("instance", model.instantiationToken.c_str(), resources.c_str(), false, setup.loggingOn,
-                      hasEventMode_, true, nullptr, 0, environment(), &logFmi3Message, nullptr),
+                      hasEventMode_, true, intermediate.data(), intermediate.size(), &environment(), &logFmi3Message,
+                      reader_.empty() ? nullptr : &onIntermediateUpdate),
           "fmi3InstantiateCoSimulation");
   }
 
@@ -26,14 +39,18 @@ class CoSimulationOfFmi3 final : public Fmi3Instance<CoSimulation> {
     bool terminate = false;
     bool earlyReturn = false;
     double lastTime = time + step;
+    reader_.begin(time);
     const int result =
         doStep_(instance(), time, step, noSetStatePrior, &eventNeeded, &terminate, &earlyReturn, &lastTime);
     if (result == FMI3_DISCARD) return {true, false, false, time};
     status().check(result, "fmi3DoStep");
     if (!earlyReturn) lastTime = time + step;
     checkLastTime(time, step, lastTime);
+    reader_.end(lastTime);
     return {false, eventNeeded && hasEventMode_, terminate, lastTime};
   }
+
+  [[nodiscard]] const IntermediateSamples& intermediate() const override { return reader_.samples(); }
 
   void leaveEvents() override {
     status().check(requireFmi3(enterStepMode_, "fmi3EnterStepMode")(instance()), "fmi3EnterStepMode");
@@ -49,6 +66,7 @@ class CoSimulationOfFmi3 final : public Fmi3Instance<CoSimulation> {
   Fmi3DoStep* doStep_ = nullptr;
   Fmi3EnterStepMode* enterStepMode_ = nullptr;
   bool hasEventMode_ = false;
+  IntermediateReader reader_;
 };
 
 }  // namespace

@@ -21,7 +21,7 @@ Fmi3Functions::Fmi3Functions(const SharedLibrary& library) {
 }
 
 void logFmi3Message(void* environment, int /*status*/, const char* category, const char* message) {
-  const auto& sink = *static_cast<const MessageSink*>(environment);
+  const MessageSink& sink = static_cast<const Fmi3Environment*>(environment)->message;
   if (sink && message != nullptr) sink(category != nullptr ? category : "", message);
 }
 

@@ -2,6 +2,7 @@
 /// What instances of FMI 3 of every kind have in common.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "runner/fmi/fmi3.h"
@@ -33,7 +34,13 @@ struct Fmi3Functions {
   Fmi3GetShiftFraction* getShiftFraction = nullptr;
 };
 
-/// Hands a message to the MessageSink that is the environment.
+/// What an instance hands back to the functions that it calls.
+struct Fmi3Environment {
+  MessageSink message;
+  std::function<void(double time)> readIntermediate;  ///< of Co-Simulation; throws nothing
+};
+
+/// Hands a message to the sink of the environment.
 void logFmi3Message(void* environment, int status, const char* category, const char* message);
 
 /// @throws RunnerError if the function is null.
@@ -166,7 +173,7 @@ class Fmi3Instance : public Base {
  protected:
   /// No instance yet: start() takes it.
   explicit Fmi3Instance(const InstanceSetup& setup)
-      : library_(setup.library), functions_(library_), values_(library_), message_(setup.message) {}
+      : library_(setup.library), functions_(library_), values_(library_), environment_{setup.message, {}} {}
 
   /// @param instance What the function of the name returned.
   void start(void* instance, const char* function) {
@@ -177,13 +184,13 @@ class Fmi3Instance : public Base {
   [[nodiscard]] const SharedLibrary& library() const { return library_; }
   [[nodiscard]] void* instance() const { return instance_; }
   [[nodiscard]] CallStatus& status() { return status_; }
-  [[nodiscard]] void* environment() { return &message_; }
+  [[nodiscard]] Fmi3Environment& environment() { return environment_; }
 
  private:
   SharedLibrary library_;
   Fmi3Functions functions_;
   ValuesOfFmi3 values_;
-  MessageSink message_;  // the FMU keeps its address
+  Fmi3Environment environment_;  // the FMU keeps its address
   void* instance_ = nullptr;
   CallStatus status_;
 };

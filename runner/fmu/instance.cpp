@@ -8,6 +8,11 @@ Instance::~Instance() = default;
 CoSimulation::~CoSimulation() = default;
 ModelExchange::~ModelExchange() = default;
 
+const IntermediateSamples& CoSimulation::intermediate() const {
+  static const IntermediateSamples kNone;
+  return kNone;
+}
+
 std::unique_ptr<CoSimulation> makeCoSimulation(const ModelDescription& model, const InstanceSetup& setup) {
   return model.version == FmiVersion::fmi2 ? makeCoSimulationOfFmi2(model, setup)
                                            : makeCoSimulationOfFmi3(model, setup);

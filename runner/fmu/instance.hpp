@@ -12,6 +12,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "runner/description/model_description.hpp"
 #include "runner/export.hpp"
@@ -28,12 +29,20 @@ struct Experiment {
 /// Takes a message of an FMU.
 using MessageSink = std::function<void(std::string_view category, std::string_view message)>;
 
+/// Variables of one type, which are read by one call.
+struct VariableBatch {
+  VariableType type = VariableType::float64;
+  std::vector<std::uint32_t> references;
+  std::size_t count = 0;  ///< of the elements of all
+};
+
 /// What an FMU needs to be instantiated.
 struct InstanceSetup {
   std::filesystem::path library;    ///< the unpacked shared library
   std::filesystem::path resources;  ///< the unpacked folder, which exists
   MessageSink message;
   bool loggingOn = false;
+  std::vector<VariableBatch> intermediate;  ///< numbers to be read within steps, which the FMU offers
 };
 
 /// What came out of an update of the discrete states.

@@ -47,7 +47,7 @@ class ModelExchangeOfFmi3 final : public Fmi3Instance<ModelExchange> {
                                  functions_.getDirectionalDerivative != nullptr;
     const std::string resources = setup.resources.string() + "/";
     start(instantiate("instance", model.instantiationToken.c_str(), resources.c_str(), false, setup.loggingOn,
-                      environment(), &logFmi3Message),
+                      &environment(), &logFmi3Message),
           "fmi3InstantiateModelExchange");
   }
 

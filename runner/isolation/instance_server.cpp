@@ -180,6 +180,9 @@ class InstanceServer {
     const auto time = request_.take<double>();
     const auto step = request_.take<double>();
     reply_.put(coSimulation_->doStep(time, step, request_.take<bool>()));
+    const IntermediateSamples& between = coSimulation_->intermediate();
+    reply_.putArray(std::span(between.times));
+    reply_.putArray(std::span(between.values));
   }
 
   void moveTo() {

@@ -274,8 +274,16 @@ class IsolatedCoSimulation final : public IsolatedInstance<CoSimulation> {
     request().put(step);
     request().put(noSetStatePrior);
     ask(Call::doStep);
-    return reply().take<StepOutcome>();
+    const auto outcome = reply().take<StepOutcome>();
+    reply().takeArray(between_.times);
+    reply().takeArray(between_.values);
+    return outcome;
   }
+
+  [[nodiscard]] const IntermediateSamples& intermediate() const override { return between_; }
+
+ private:
+  IntermediateSamples between_;
 };
 
 class IsolatedModelExchange final : public IsolatedInstance<ModelExchange> {

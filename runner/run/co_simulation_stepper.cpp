@@ -55,6 +55,16 @@ void CoSimulationStepper::sample() {
   parts_.log.log(time_);
 }
 
+// What was read within the step that was accepted.
+void CoSimulationStepper::sampleBetween() {
+  const IntermediateSamples& between = instance_.intermediate();
+  const std::byte* values = between.values.data();
+  for (const double time : between.times) {
+    values = parts_.values.takeIntermediate(values);
+    parts_.log.logIntermediate(time);
+  }
+}
+
 void CoSimulationStepper::begin() {
   if (hasEvents_) {
     takeEvent(events_.begin());
@@ -95,6 +105,7 @@ StepResult CoSimulationStepper::stepTo(double target) {
   const double before = time_;
   const StepOutcome outcome = repeater_.step(time_, target, times_.step * kSmallestStep);
   if (outcome.discarded) return StepResult::goBack;
+  sampleBetween();
   const bool early = outcome.lastTime < target;
   time_ = early ? outcome.lastTime : target;
   ended_ = outcome.terminate;

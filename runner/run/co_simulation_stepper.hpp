@@ -43,6 +43,7 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
   };
 
   void sample();
+  void sampleBetween();
   StepResult stepTo(double target);
   void handleEvents(double inputsFrom);
   void setInputs(EventSide side);

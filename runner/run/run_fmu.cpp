@@ -166,7 +166,8 @@ class Session {
 
   RunEnd run(const Unpacked& unpacked, const Interface& way, Messages& messages, const RunOptions& options) {
     const auto sink = [&messages](std::string_view category, std::string_view text) { messages(category, text); };
-    const InstanceSetup setup{unpacked.library(), unpacked.resources(), sink, !options.logCategories.empty()};
+    const InstanceSetup setup{unpacked.library(), unpacked.resources(), sink, !options.logCategories.empty(),
+                              running_.intermediate()};
     RunEnd end;
     try {
       if (way.kind == Kind::modelExchange) {

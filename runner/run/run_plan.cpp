@@ -147,6 +147,16 @@ void choose(RunPlan& plan, const RunOptions& options) {
   plan.trees = makeSignalTrees(plan.model, chosen);
 }
 
+// Leaves the mark to what is read within steps in this run. With a grid of times nothing else is wanted.
+void chooseIntermediate(ModelDescription& model, const Interface& way, const RunTimes& times) {
+  const bool isOffered = model.version == FmiVersion::fmi3 && way.kind == Kind::coSimulation &&
+                         way.flag("providesIntermediateUpdate") && !times.outputStep;
+  for (Variable& variable : model.variables) {
+    const bool isNumber = bytesOf(variable.type) > 0 && variable.type != VariableType::clock;
+    variable.isIntermediate = variable.isIntermediate && isOffered && isNumber && variable.clocks.empty();
+  }
+}
+
 bool isScalarNumber(const Variable& variable) {
   return variable.dimensions.empty() && bytesOf(variable.type) > 0 && variable.type != VariableType::clock;
 }
@@ -195,6 +205,7 @@ RunPlan planRun(ModelDescription model, const RunOptions& options) {
   plan.assignments = readAssignments(plan.model, options.set);
   if (!options.input.empty()) markTuned(options.input, plan.model);
   plan.changeLimits = readChangeLimits(plan.model, way, options.maxChange);
+  chooseIntermediate(plan.model, way, plan.times);
   choose(plan, options);
   chooseFinals(plan, options.finals);
   return plan;

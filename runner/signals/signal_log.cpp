@@ -1,5 +1,6 @@
 #include "runner/signals/signal_log.hpp"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -78,7 +79,7 @@ std::unique_ptr<LeafNode> plainLeaf(const char16_t* name, const char* type, std:
 }  // namespace
 
 struct SignalLog::Deliveries {
-  DeliveryList list;
+  DeliveryList running, intermediate, parameters;
 };
 
 // Where the values of one signal go.
@@ -115,18 +116,22 @@ class SignalLog::Builder {
 
   [[nodiscard]] unsigned long positions() const { return positions_; }
 
-  void deliverTo(const Receiver& receiver, const SignalNode& node, unsigned long& position, Deliveries& running,
-                 Deliveries& parameters) const {
+  void deliverTo(const Receiver& receiver, const SignalNode& node, unsigned long& position,
+                 Deliveries& deliveries) const {
     if (!node.isArray() && !node.isLeaf()) {
-      for (const SignalNode& child : node.children) deliverTo(receiver, child, position, running, parameters);
+      for (const SignalNode& child : node.children) deliverTo(receiver, child, position, deliveries);
       return;
     }
     const bool once = model_.variables[firstVariable(node)].isParameter();
     const ValueStore& values = once ? parameters_ : running_;
-    DeliveryList& list = (once ? parameters : running).list;
+    DeliveryList& list = once ? deliveries.parameters : deliveries.running;
     const Target target{&receiver.accessor, position++};
+    const bool isAlsoBetween = !once && isIntermediate(node);
     if (node.isArray()) {
-      list.addBlock({target, blockPieces(node, model_, values), std::vector<std::byte>(blockBytes(node, model_))});
+      const BlockDelivery block{target, blockPieces(node, model_, values),
+                                std::vector<std::byte>(blockBytes(node, model_))};
+      list.addBlock(block);
+      if (isAlsoBetween) deliveries.intermediate.addBlock(block);
       return;
     }
     const Variable& variable = model_.variables[node.variable];
@@ -142,11 +147,19 @@ class SignalLog::Builder {
       if (!isShared(bytes, 2)) list.addBinary({target, length, bytes, std::vector<std::byte>(*variable.maxSize)});
     } else {
       const std::byte* numbers = values.numbers(node.variable);
-      if (!isShared(numbers, 1)) list.addNumbers(target, numbers);
+      if (isShared(numbers, 1)) return;
+      list.addNumbers(target, numbers);
+      if (isAlsoBetween) deliveries.intermediate.addNumbers(target, numbers);
     }
   }
 
  private:
+  [[nodiscard]] bool isIntermediate(const SignalNode& node) const {
+    if (node.isLeaf()) return model_.variables[node.variable].isIntermediate;
+    return std::all_of(node.children.begin(), node.children.end(),
+                       [this](const SignalNode& child) { return isIntermediate(child); });
+  }
+
   static std::size_t firstVariable(const SignalNode& node) {
     return node.isLeaf() ? node.variable : firstVariable(node.children.front());
   }
@@ -171,7 +184,7 @@ class SignalLog::Builder {
 SignalLog::SignalLog(Catalogue& catalogue, recorders::RecordingSession& session, const ModelDescription& model,
                      const std::vector<SignalTree>& trees, const ValueStore& running, const ValueStore& parameters,
                      const LogLimits& limits)
-    : running_(std::make_unique<Deliveries>()), parameters_(std::make_unique<Deliveries>()) {
+    : deliveries_(std::make_unique<Deliveries>()) {
   vtu::FullBlkPathToTopMdl path;
   path.append(vtu::InternedUstring(vtu::to_ustring(model.modelName)));
   SharedPositions shared;
@@ -202,15 +215,17 @@ SignalLog::SignalLog(Catalogue& catalogue, recorders::RecordingSession& session,
     }
     const Receiver receiver{*accessor, session.attach(descriptor, *accessor), shared};
     unsigned long position = 0;
-    builder.deliverTo(receiver, tree.root, position, *running_, *parameters_);
+    builder.deliverTo(receiver, tree.root, position, *deliveries_);
     accessors_.push_back(std::move(accessor));
   }
 }
 
 SignalLog::~SignalLog() = default;
 
-void SignalLog::log(double time) { running_->list.deliver(time); }
+void SignalLog::log(double time) { deliveries_->running.deliver(time); }
 
-void SignalLog::logParameters(double time) { parameters_->list.deliver(time); }
+void SignalLog::logIntermediate(double time) { deliveries_->intermediate.deliver(time); }
+
+void SignalLog::logParameters(double time) { deliveries_->parameters.deliver(time); }
 
 }  // namespace vtio::runner

@@ -42,6 +42,10 @@ class VTIO_RUNNER_EXPORT SignalLog final {
   /// @param time In seconds.
   void log(double time);
 
+  /// Delivers one sample of what may be read within a step: variables, and arrays of buses of nothing else.
+  /// @param time In seconds.
+  void logIntermediate(double time);
+
   /// Delivers one sample of every parameter.
   void logParameters(double time);
 
@@ -54,7 +58,7 @@ class VTIO_RUNNER_EXPORT SignalLog final {
   struct Receiver;
 
   std::vector<std::unique_ptr<core::accessor::Accessor>> accessors_;
-  std::unique_ptr<Deliveries> running_, parameters_;
+  std::unique_ptr<Deliveries> deliveries_;
 };
 
 }  // namespace vtio::runner

@@ -11,7 +11,7 @@ std::size_t ValueStore::original(std::size_t variable) const {
 }
 
 ValueStore::ValueStore(const ModelDescription& model, const std::vector<std::size_t>& variables)
-    : model_(model), groups_(1) {
+    : model_(model), groups_(2) {
   for (const std::size_t index : variables) add(model.variables[original(index)], original(index));
   clockValues_.resize(clocks_.size());
   for (Group& group : groups_) {
@@ -34,22 +34,35 @@ void ValueStore::add(const Variable& variable, std::size_t index) {
     if (clockPlaces_.emplace(index, clocks_.size()).second) clocks_.push_back(variable.valueReference);
     return;
   }
-  const std::size_t group = groupOf(variable.clocks);
+  const std::size_t group = groupOf(variable);
   std::vector<Batch>& batches = groups_[group].batches;
   auto batch =
       std::find_if(batches.begin(), batches.end(), [&](const Batch& one) { return one.type == variable.type; });
-  if (batch == batches.end()) batch = batches.insert(batch, Batch(variable.type));
+  if (batch == batches.end()) batch = batches.insert(batch, Batch{{variable.type, {}, 0}, {}, {}, {}});
   places_.emplace(index, Place{group, static_cast<std::size_t>(batch - batches.begin()), batch->count});
   batch->references.push_back(variable.valueReference);
   batch->count += elements;
 }
 
-std::size_t ValueStore::groupOf(const std::vector<std::uint32_t>& clocks) {
+std::size_t ValueStore::groupOf(const Variable& variable) {
+  if (variable.clocks.empty()) return variable.isIntermediate ? 1 : 0;
   const auto found =
-      std::find_if(groups_.begin(), groups_.end(), [&](const Group& group) { return group.clocks == clocks; });
+      std::find_if(groups_.begin(), groups_.end(), [&](const Group& group) { return group.clocks == variable.clocks; });
   const auto index = static_cast<std::size_t>(found - groups_.begin());
-  if (found == groups_.end()) groups_.push_back({clocks, {}});
+  if (found == groups_.end()) groups_.push_back({variable.clocks, {}});
   return index;
+}
+
+std::vector<VariableBatch> ValueStore::intermediate() const {
+  return {groups_[1].batches.begin(), groups_[1].batches.end()};
+}
+
+const std::byte* ValueStore::takeIntermediate(const std::byte* sample) {
+  for (Batch& batch : groups_[1].batches) {
+    std::copy_n(sample, batch.values.size(), batch.values.begin());
+    sample += batch.values.size();
+  }
+  return sample;
 }
 
 void ValueStore::read(Group& group, Instance& instance) {
@@ -84,14 +97,14 @@ void ValueStore::clearClocks() { std::fill(clockValues_.begin(), clockValues_.en
 
 ValueStore::Held ValueStore::hold() const {
   Held held;
-  held.groups.assign(groups_.begin() + 1, groups_.end());
+  held.groups.assign(groups_.begin() + 2, groups_.end());
   return held;
 }
 
 // Every value stays in its place: the log has its address.
 void ValueStore::restore(const Held& held) {
   for (std::size_t i = 0; i < held.groups.size(); ++i) {
-    std::vector<Batch>& batches = groups_[i + 1].batches;
+    std::vector<Batch>& batches = groups_[i + 2].batches;
     for (std::size_t k = 0; k < batches.size(); ++k) {
       const Batch& source = held.groups[i].batches[k];
       std::copy(source.values.begin(), source.values.end(), batches[k].values.begin());

@@ -20,19 +20,14 @@ namespace vtio::runner {
 /// Variables that share a value (aliases) share its place. Clocked variables are read when a clock of theirs ticks, and
 /// hold between. Reading allocates only for texts and binaries that grow.
 class VTIO_RUNNER_EXPORT ValueStore final {
-  // Values of one type, which are read by one call.
-  struct Batch {
-    explicit Batch(VariableType ofType) : type(ofType) {}
-
-    VariableType type;
-    std::vector<std::uint32_t> references;
-    std::size_t count = 0;              // of the elements
+  struct Batch : VariableBatch {
     std::vector<std::byte> values;      // of a fixed size
     std::vector<vtu::ustring> texts;    // or texts
     std::vector<std::string> binaries;  // or binaries
   };
 
-  // What changes at the same times: variables with the same clocks; those without clocks are the first group.
+  // What changes at the same times: variables with the same clocks. The first two groups are those without clocks: what
+  // is read at communication points and events alone, what is read within steps as well.
   struct Group {
     std::vector<std::uint32_t> clocks;
     std::vector<Batch> batches;
@@ -51,7 +46,10 @@ class VTIO_RUNNER_EXPORT ValueStore final {
   ValueStore& operator=(const ValueStore&) = delete;
 
   /// Reads all but clocks and clocked variables.
-  void read(Instance& instance) { read(groups_.front(), instance); }
+  void read(Instance& instance) {
+    read(groups_[0], instance);
+    read(groups_[1], instance);
+  }
 
   /// Reads all but clocks: once, before the first event.
   void readAll(Instance& instance);
@@ -59,6 +57,14 @@ class VTIO_RUNNER_EXPORT ValueStore final {
   /// Reads the variables of clocks that tick, and makes these clocks true until clearClocks().
   /// @param ticking Value references.
   void readTicking(Instance& instance, const std::vector<std::uint32_t>& ticking);
+
+  /// What is to be read within steps.
+  [[nodiscard]] std::vector<VariableBatch> intermediate() const;
+
+  /// Takes values that were read within a step.
+  /// @param sample Of all batches of intermediate(), one behind the other.
+  /// @return The end of the sample.
+  const std::byte* takeIntermediate(const std::byte* sample);
 
   /// Makes all clocks false.
   void clearClocks();
@@ -81,7 +87,7 @@ class VTIO_RUNNER_EXPORT ValueStore final {
     std::size_t group, batch, first;
   };
 
-  [[nodiscard]] std::size_t groupOf(const std::vector<std::uint32_t>& clocks);
+  [[nodiscard]] std::size_t groupOf(const Variable& variable);
   void add(const Variable& variable, std::size_t index);
   void read(Group& group, Instance& instance);
   void readTexts(Batch& batch, Instance& instance);

@@ -416,6 +416,43 @@ TEST_P(BothVersions, LateDiscardedStepsLeaveNoTrace) {
   }
 }
 
+// What is read within a step counts when the step is accepted.
+TEST_F(RunTest, StepsThatAreMadeAgainLeaveNoTraceWithinThem) {
+  const auto expectNoTrace = [this](RunOptions chosen, const char* how) {
+    for (const bool isolated : {false, true}) {
+      chosen.isolate = isolated;
+      ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+      const std::vector<double> times = numbers<double>(results().field(kOutputs, "y", "Time"));
+      const std::vector<double> values = numbers<double>(results().field(kOutputs, "y", "Data"));
+      EXPECT_GE(times.size(), 250U) << how;
+      EXPECT_EQ(times.back(), 1.0);
+      for (std::size_t i = 0; i < times.size(); ++i) EXPECT_NEAR(values[i], times[i], 1e-12) << how;
+      for (std::size_t i = 1; i < times.size(); ++i) EXPECT_GT(times[i], times[i - 1]) << how;
+    }
+  };
+  RunOptions chosen = options("misbehaving_fmi3");
+  chosen.set = {"part=0.004"};
+  expectNoTrace(chosen, "accepted at once");
+  chosen.rewind = 0.3;
+  expectNoTrace(chosen, "rewound");
+  chosen.set = {"part=0.004", "way=smallSteps"};
+  expectNoTrace(chosen, "discarded and rewound");
+  chosen.rewind.reset();
+  expectNoTrace(chosen, "discarded");
+  chosen.set = {"part=0.004"};
+  chosen.maxChange = {"y=0.03"};
+  expectNoTrace(chosen, "moved too much");
+}
+
+// A step that fails ends the log where it began.
+TEST_F(RunTest, AStepThatFailsLeavesNoTraceWithinIt) {
+  RunOptions chosen = options("misbehaving_fmi3");
+  chosen.set = {"part=0.04", "way=error"};
+  EXPECT_EQ(run(chosen), ExitStatus::failed);
+  EXPECT_EQ(numbers<double>(results().field(kOutputs, "y", "Time")).back(), 0.5);
+  EXPECT_EQ(numbers<double>(results().field(kOutputs, "y", "Time")).size(), 16U) << "five steps of three samples";
+}
+
 // Counts how often its state is copied.
 class CountingInstance : public FakeInstance<CoSimulation> {
  public:

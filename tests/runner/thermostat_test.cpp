@@ -149,17 +149,23 @@ INSTANTIATE_TEST_SUITE_P(All, ThermostatRuns,
                          ::testing::Combine(::testing::Values(2, 3),
                                             ::testing::Values(Kind::coSimulation, Kind::modelExchange)));
 
-// Every sample, those of events included. FMI 2 has no events in Co-Simulation.
+// Every sample, those of events and those within steps included. FMI 2 has no events in Co-Simulation.
 TEST_P(ThermostatRuns, FollowTheExactSolution) {
   ASSERT_EQ(run(of(version())), ExitStatus::done) << messages_.str();
   const std::vector<double> times = numbers<double>(field("temperature", "Time"));
   const std::vector<double> temperatures = numbers<double>(field("temperature"));
+  const std::vector<double> modeTimes = numbers<double>(field("mode", "Time"));
   const std::vector<std::int64_t> modes = numbers<std::int64_t>(field("mode"));
   const std::size_t n = times.size();
   const double kelvins = kind() == Kind::coSimulation ? 1e-9 : 1e-5;
   const bool hasEvents = version() == 3 || kind() == Kind::modelExchange;
-  ASSERT_EQ(temperatures.size(), n * setpoints().size());
   ExactRooms rooms(setpoints());
+  const auto expectModes = [&](std::size_t sample) {
+    for (std::size_t k = 0; k < setpoints().size(); ++k) {
+      EXPECT_EQ(modes[sample + modeTimes.size() * k] == 2, rooms.heats()[k]) << modeTimes[sample] << " room " << k;
+    }
+  };
+  std::size_t modeSample = 1;
   int events = 0;
   for (std::size_t i = 1; i < n; ++i) {
     if (times[i] == times[i - 1]) continue;
@@ -169,16 +175,35 @@ TEST_P(ThermostatRuns, FollowTheExactSolution) {
     ASSERT_NEAR(reached, times[i], 1e4 * kelvins) << "event " << events;
     for (std::size_t k = 0; k < setpoints().size(); ++k) {
       EXPECT_NEAR(temperatures[i + n * k], rooms.temperatures()[k], kelvins) << times[i] << " room " << k;
-      EXPECT_EQ(modes[i + n * k] == 2, rooms.heats()[k]) << times[i] << " room " << k;
     }
+    const bool hasMode = modeSample < modeTimes.size() && modeTimes[modeSample] == times[i];
+    if (hasMode) expectModes(modeSample++);
     if (!atEvent) continue;
     rooms.change();
     ++events;
-    for (std::size_t k = 0; k < setpoints().size(); ++k) {
-      EXPECT_EQ(modes[i + 1 + n * k] == 2, rooms.heats()[k]) << times[i] << " after, room " << k;
-    }
+    ASSERT_TRUE(hasMode && modeTimes[modeSample] == times[i]);
+    expectModes(modeSample++);
   }
+  EXPECT_EQ(modeSample, modeTimes.size());
   EXPECT_TRUE(!hasEvents || events > 20) << events;
+}
+
+// The model's own steps of 10 s are in the log of what may be read then, between communication points 60 s apart.
+TEST_P(ThermostatRuns, AreSampledWithinStepsWhereTheyOfferIt) {
+  RunOptions chosen = of(version());
+  chosen.stop = 120.0;
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  const std::vector<double> points{0, 60, 120};
+  const std::vector<double> steps{0, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120};
+  const bool isOffered = version() == 3 && kind() == Kind::coSimulation;
+  EXPECT_EQ(numbers<double>(field("temperature", "Time")), isOffered ? steps : points);
+  EXPECT_EQ(numbers<double>(field("power", "Time")), points) << "not to be read within a step";
+  if (version() == 3) {
+    EXPECT_EQ(numbers<double>(results().field(kSignals, "flow", "Time")), isOffered ? steps : points);
+  }
+  chosen.outputStep = 120.0;
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  EXPECT_THAT(numbers<double>(field("temperature", "Time")), ElementsAre(0, 120)) << "the grid alone";
 }
 
 TEST_P(ThermostatRuns, AreDescribedWithTheirDimensions) {
@@ -186,6 +211,7 @@ TEST_P(ThermostatRuns, AreDescribedWithTheirDimensions) {
   const std::size_t samples = numbers<double>(field("temperature", "Time")).size();
   const std::size_t rooms = setpoints().size();
   for (const char* name : {"temperature", "mode", "power"}) {
+    const std::size_t samples = numbers<double>(field(name, "Time")).size();
     EXPECT_EQ(dimensions(field(name)), (std::vector<std::size_t>{samples, rooms})) << name;
   }
   EXPECT_THAT(texts(field("mode", "EnumLabels")), ElementsAre("off", "heat"));
@@ -258,6 +284,7 @@ TEST_F(ThermostatTest, OneRoomIsAnArrayToo) {
   RunOptions chosen = options("thermostat_fmi3");
   chosen.set = {"rooms=1"};
   chosen.stop = 600.0;
+  chosen.outputStep = 60.0;
   ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
   EXPECT_THAT(dimensions(results().field(kOutputs, "temperature", "Data")), ElementsAre(11, 1));
 }
