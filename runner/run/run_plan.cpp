@@ -118,22 +118,14 @@ bool isWanted(const Variable& variable, const RunOptions& options, std::vector<b
   return variable.isParameter() || variable.isTuned ? options.parameters : options.locals;
 }
 
-// Empty if it can be logged, else why not.
-std::string hindrance(const Variable& variable) {
-  if (variable.elements() == 0) return "it has no elements";
-  if (variable.type == VariableType::binary && !variable.maxSize) return "it declares no maxSize";
-  return {};
-}
-
 void choose(RunPlan& plan, const RunOptions& options) {
   std::vector<bool> matched(options.signals.size(), false);
   std::vector<std::size_t> chosen;
   for (std::size_t i = 0; i < plan.model.variables.size(); ++i) {
     const Variable& variable = plan.model.variables[i];
     if (!isWanted(variable, options, matched)) continue;
-    const std::string reason = hindrance(variable);
-    if (!reason.empty()) {
-      plan.notes.push_back("'" + printable(variable.name) + "' is not logged: " + reason);
+    if (variable.elements() == 0) {
+      plan.notes.push_back("'" + printable(variable.name) + "' is not logged: it has no elements");
       continue;
     }
     chosen.push_back(i);

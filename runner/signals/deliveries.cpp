@@ -2,8 +2,23 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace vtio::runner {
+
+namespace {
+
+void writeHexadecimal(const std::string& bytes, vtu::ustring& digits) {
+  static constexpr std::u16string_view kDigits = u"0123456789abcdef";
+  digits.clear();
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    digits += kDigits[byte >> 4];
+    digits += kDigits[byte & 15];
+  }
+}
+
+}  // namespace
 
 void DeliveryList::deliver(double time) {
   const auto update = [&time](const Target& target, const void* data) {
@@ -23,6 +38,12 @@ void DeliveryList::deliver(double time) {
     std::fill(binary.bytes.begin() + static_cast<std::ptrdiff_t>(length), binary.bytes.end(), std::byte{0});
     update(binary.data, binary.bytes.data());
     update(binary.length, &length);
+  }
+  for (HexadecimalDelivery& one : hexadecimals_) {
+    const std::uint64_t length = one.source->size();
+    writeHexadecimal(*one.source, one.digits);
+    update(one.text, one.digits.c_str());
+    update(one.length, &length);
   }
 }
 

@@ -26,6 +26,13 @@ struct BinaryDelivery {
   std::vector<std::byte> bytes;
 };
 
+/// Values of a binary variable of any length: its bytes as hexadecimal text, and its length.
+struct HexadecimalDelivery {
+  Target text, length;
+  const std::string* source = nullptr;
+  vtu::ustring digits;
+};
+
 struct BlockDelivery {
   Target target;
   std::vector<BlockPiece> pieces;
@@ -38,6 +45,7 @@ class DeliveryList final {
   void addNumbers(Target target, const void* data) { numbers_.push_back({target, data}); }
   void addText(Target target, const vtu::ustring* text) { texts_.push_back({target, text}); }
   void addBinary(BinaryDelivery delivery) { binaries_.push_back(std::move(delivery)); }
+  void addHexadecimal(HexadecimalDelivery delivery) { hexadecimals_.push_back(std::move(delivery)); }
   void addBlock(BlockDelivery delivery) { blocks_.push_back(std::move(delivery)); }
 
   void deliver(double time);
@@ -55,6 +63,7 @@ class DeliveryList final {
   std::vector<Numbers> numbers_;
   std::vector<Text> texts_;
   std::vector<BinaryDelivery> binaries_;
+  std::vector<HexadecimalDelivery> hexadecimals_;
   std::vector<BlockDelivery> blocks_;
 };
 

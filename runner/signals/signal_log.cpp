@@ -58,14 +58,18 @@ std::unique_ptr<EnumLeafNode> enumerationLeaf(const vtu::ustring& name, const Va
                                         core::utils::units(), u"", "int64", values, labels);
 }
 
+std::unique_ptr<LeafNode> textLeaf(const vtu::ustring& name, const core::utils::units& unit = core::utils::units()) {
+  return std::make_unique<StringLeafNode>(-1, name, "zoh", std::vector<long long>{}, "string", unit, u"", kTextBytes,
+                                          1);
+}
+
 std::unique_ptr<LeafNode> leafOf(const SignalNode& node, const ModelDescription& model) {
   const Variable& variable = model.variables[node.variable];
   const vtu::ustring name = vtu::to_ustring(node.name);
   const core::utils::units unit(vtu::to_ustring(variable.unit));
   if (variable.type == VariableType::enumeration) return enumerationLeaf(name, variable, model);
   if (variable.type == VariableType::string) {
-    return std::make_unique<StringLeafNode>(-1, name, "zoh", std::vector<long long>{}, "string", unit, u"", kTextBytes,
-                                            1);
+    return textLeaf(name, unit);
   }
   return std::make_unique<LeafNode>(-1, name, false, interpolationOf(variable), dimensionsOf(variable),
                                     classNameOf(variable.type), unit, u"", core::utils::leafSignal);
@@ -109,7 +113,8 @@ class SignalLog::Builder {
     }
     positions_ += 2;
     std::unique_ptr<BusNode> bus = makeBus(node.name, 2, isRoot);
-    bus->addChild(plainLeaf(u"data", "uint8", {static_cast<long long>(*variable.maxSize)}));
+    bus->addChild(variable.maxSize ? plainLeaf(u"data", "uint8", {static_cast<long long>(*variable.maxSize)})
+                                   : textLeaf(u"data"));
     bus->addChild(plainLeaf(u"length", "uint64", {}));
     return bus;
   }
@@ -144,7 +149,12 @@ class SignalLog::Builder {
     } else if (variable.type == VariableType::binary) {
       const Target length{&receiver.accessor, position++};
       const std::string* bytes = &values.binary(node.variable, node.element);
-      if (!isShared(bytes, 2)) list.addBinary({target, length, bytes, std::vector<std::byte>(*variable.maxSize)});
+      if (isShared(bytes, 2)) return;
+      if (variable.maxSize) {
+        list.addBinary({target, length, bytes, std::vector<std::byte>(*variable.maxSize)});
+      } else {
+        list.addHexadecimal({target, length, bytes, {}});
+      }
     } else {
       const std::byte* numbers = values.numbers(node.variable);
       if (isShared(numbers, 1)) return;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <tuple>
 
 #include "runner/run/run_fmu.hpp"
 #include "runner/solver/ode_solver.hpp"
@@ -288,12 +289,19 @@ TEST_P(ModelExchangeTest, AFailedModelLeavesWhatWasLogged) {
 }
 
 TEST_P(ModelExchangeTest, ACrashOfAnIsolatedModelLeavesWhatWasLogged) {
-  RunOptions chosen = of("misbehaving");
-  chosen.set = {"way=crash"};
-  chosen.isolate = true;
-  EXPECT_EQ(run(chosen), ExitStatus::failed);
-  EXPECT_THAT(messages_.str(), HasSubstr("the FMU crashed (Segmentation fault) in its derivatives at the time 0."));
-  EXPECT_GE(samples("y").size(), 5U);
+  for (const auto& [way, timeout, what] : std::vector<std::tuple<std::string, double, std::string>>{
+           {"crash", 60.0, "the FMU crashed (Segmentation fault) in its derivatives at the time 0."},
+           {"exit", 60.0, "the FMU ended its process (status 3) in its derivatives at the time 0."},
+           {"endless", 0.2,
+            "the FMU did not return from its derivatives within 0.2 s and was stopped at the time 0."}}) {
+    RunOptions chosen = of("misbehaving");
+    chosen.set = {"way=" + way};
+    chosen.isolate = true;
+    chosen.stepTimeout = timeout;
+    EXPECT_EQ(run(chosen), ExitStatus::failed);
+    EXPECT_THAT(messages_.str(), HasSubstr(what));
+    EXPECT_GE(samples("y").size(), 5U);
+  }
 }
 
 TEST_P(ModelExchangeTest, AnFmuMayEndTheSimulation) {

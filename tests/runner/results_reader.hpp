@@ -35,6 +35,19 @@ class Results {
     return value;
   }
 
+  /// What an element says of itself: `PortKind` and the like.
+  [[nodiscard]] vtu::qxArrayWrapper attribute(const char* variableName, const std::string& element,
+                                              const char* name) const {
+    const vtu::qxArrayWrapper dataset = variable(variableName);
+    const qxArray* elements = qxGetField(qxGetField(dataset.get(), 0, "Dataset"), 0, "Elements");
+    for (std::size_t i = 0; i < qxGetNumberOfElements(elements); ++i) {
+      const qxArray* one = qxGetCell(elements, i);
+      if (text(qxGetField(one, 0, "Name")) == element)
+        return vtu::qxArrayWrapper(qxShareArray(qxGetField(one, 0, name)));
+    }
+    throw std::runtime_error("no element " + element);
+  }
+
   /// A leaf's field: the element of the name, then the levels below it.
   template <typename... Levels>
   [[nodiscard]] vtu::qxArrayWrapper field(const char* variableName, const std::string& element,

@@ -319,7 +319,8 @@ TEST_F(RunTest, AnFmuThatMakesNoProgressIsStopped) {
   RunOptions chosen = options("misbehaving_fmi3");
   chosen.set = {"way=standstill"};
   EXPECT_EQ(run(chosen), ExitStatus::failed);
-  EXPECT_THAT(messages_.str(), HasSubstr("without any progress"));
+  EXPECT_THAT(messages_.str(), HasSubstr("without any progress at the time 0.5"));
+  EXPECT_EQ(numbers<double>(results().field(kOutputs, "y", "Time")).size(), 6U) << "what was logged before stays";
 }
 
 TEST_P(BothVersions, NotANumberIsLoggedAsItIs) {
@@ -339,25 +340,99 @@ TEST_P(BothVersions, MessagesOfChosenCategoriesAreShown) {
   EXPECT_THAT(messages_.str(), HasSubstr("[logStatusError] the model cannot go on"));
 }
 
-TEST_P(BothVersions, TheDescriptionsOfVariablesAreKept) {
-  ASSERT_EQ(run(of("every_kind")), ExitStatus::done);
-  const vtu::qxArrayWrapper record = results().variable("fmu");
+using Fields = std::map<std::string, std::string>;
+
+// Everything that the results say of a variable.
+Fields descriptionOf(const Results& saved, const std::string& name) {
+  const vtu::qxArrayWrapper record = saved.variable("fmu");
   const qxArray* variables = qxGetField(record.get(), 0, "Variables");
-  bool seen = false;
+  Fields fields;
   for (std::size_t i = 0; i < qxGetNumberOfElements(variables); ++i) {
     const qxArray* one = qxGetCell(variables, i);
-    if (text(qxGetField(one, 0, "Name")) != "wheel[2].speed") continue;
-    seen = true;
-    EXPECT_EQ(text(qxGetField(one, 0, "DisplayUnit")), "km/h");
-    EXPECT_EQ(text(qxGetField(one, 0, "Quantity")), "Velocity");
-    EXPECT_EQ(text(qxGetField(one, 0, "Causality")), "output");
-    EXPECT_EQ(text(qxGetField(one, 0, "Nominal")), "10");
+    if (text(qxGetField(one, 0, "Name")) != name) continue;
+    for (int k = 0; k < qxGetNumberOfFields(one); ++k) {
+      const char* field = qxGetFieldName(one, k);
+      const qxArray* value = qxGetField(one, 0, field);
+      if (qxGetClassID(value) == qxCHAR) fields[field] = text(value);
+      if (qxGetClassID(value) == qxLOGICAL) fields[field] = *qxGetLogicals(value) ? "true" : "false";
+    }
   }
-  EXPECT_TRUE(seen);
+  return fields;
+}
+
+TEST_P(BothVersions, TheDescriptionsOfVariablesAreKept) {
+  RunOptions chosen = of("thermostat");
+  chosen.stop = 60.0;
+  chosen.parameters = true;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  const Results saved = results();
+  EXPECT_EQ(descriptionOf(saved, "band"), (Fields{{"Name", "band"},
+                                                  {"Type", "Float64"},
+                                                  {"Causality", "parameter"},
+                                                  {"Variability", "fixed"},
+                                                  {"Initial", "exact"},
+                                                  {"Unit", "K"},
+                                                  {"DisplayUnit", ""},
+                                                  {"Quantity", "ThermodynamicTemperature"},
+                                                  {"RelativeQuantity", "true"},
+                                                  {"Min", "0.001"},
+                                                  {"Max", ""},
+                                                  {"Nominal", ""},
+                                                  {"Start", "0.5"},
+                                                  {"Description", "A thermostat switches so far from its setpoint"},
+                                                  {"AliasOf", ""}}));
+  EXPECT_EQ(descriptionOf(saved, "outside"), (Fields{{"Name", "outside"},
+                                                     {"Type", "Float64"},
+                                                     {"Causality", "input"},
+                                                     {"Variability", "continuous"},
+                                                     {"Initial", ""},
+                                                     {"Unit", "K"},
+                                                     {"DisplayUnit", "degC"},
+                                                     {"Quantity", "ThermodynamicTemperature"},
+                                                     {"RelativeQuantity", "false"},
+                                                     {"Min", "0"},
+                                                     {"Max", ""},
+                                                     {"Nominal", "300"},
+                                                     {"Start", "273.15"},
+                                                     {"Description", "Temperature outside"},
+                                                     {"AliasOf", ""}}));
+  chosen.fmu = of("bouncing_ball").fmu;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  EXPECT_EQ(descriptionOf(results(), "e").at("Max"), "1");
+}
+
+TEST_P(BothVersions, AliasesSayOfWhat) {
+  ASSERT_EQ(run(of("every_kind")), ExitStatus::done);
+  EXPECT_EQ(descriptionOf(results(), "axle.alias").at("AliasOf"), "axle.load");
+}
+
+TEST_P(BothVersions, InputsAreInportsInTheirOrderAndOutputsOutports) {
+  RunOptions chosen = of("every_kind");
+  chosen.locals = true;
+  ASSERT_EQ(run(chosen), ExitStatus::done);
+  const Results saved = results();
+  for (const auto& [name, order] : std::map<std::string, double>{{"u", 0}, {"gear", 1}}) {
+    EXPECT_EQ(text(saved.attribute(kSignals, name, "PortKind").get()), "inport");
+    EXPECT_EQ(qxGetScalar(saved.attribute(kSignals, name, "InportOrder").get()), order);
+  }
+  EXPECT_EQ(text(saved.attribute(kOutputs, "y", "PortKind").get()), "outport");
+  EXPECT_EQ(text(saved.attribute(kSignals, "ticks", "PortKind").get()), "");
+  EXPECT_THROW((void)saved.attribute(kSignals, "y", "PortKind"), std::runtime_error);
+}
+
+TEST_F(RunTest, BinariesOfNoDeclaredLengthAreHexadecimal) {
+  RunOptions chosen = options("every_kind_fmi3");
+  chosen.fmu = edited("every_kind_fmi3", "variability=\"discrete\" maxSize=\"16\"", "variability=\"discrete\"");
+  chosen.signals = {"frame"};
+  ASSERT_EQ(run(chosen), ExitStatus::done) << messages_.str();
+  EXPECT_THAT(texts(results().field(kOutputs, "frame", "data", "Data")),
+              ElementsAre("", "", "", "01", "01", "01", "0202", "0202", "0202", "030303", "030303", "030303", ""));
+  EXPECT_THAT(numbers<std::uint64_t>(results().field(kOutputs, "frame", "length", "Data")),
+              ElementsAre(0, 0, 0, 1, 1, 1, 2, 2, 2, 3, 3, 3, 0));
 }
 
 TEST_P(BothVersions, ARewoundRunEqualsOneThatNeverWentBack) {
-  for (const char* name : {"bouncing_ball", "every_kind", "van_der_pol"}) {
+  for (const char* name : {"bouncing_ball", "every_kind", "van_der_pol", "sampled"}) {
     RunOptions chosen = of(name);
     chosen.locals = chosen.parameters = true;
     chosen.maxPoints = 40;
@@ -721,6 +796,8 @@ TEST_F(RunTest, TheSpacecraftFliesAndPoints) {
   EXPECT_NEAR(radius(1100) - radius(0), static_cast<double>(altitudes[1100]) - static_cast<double>(altitudes[0]), 1.0);
   EXPECT_NE(places[0], places[1100]);
   const auto modes = numbers<std::int64_t>(saved.field(kOutputs, "mode", "Data"));
+  EXPECT_THAT(texts(saved.field(kOutputs, "mode", "EnumLabels")), ElementsAre("Safe", "Detumble", "Point", "Unload"));
+  EXPECT_THAT(numbers<std::int32_t>(saved.field(kOutputs, "mode", "EnumValues")), ElementsAre(-1, 1, 2, 4));
   EXPECT_EQ(modes.front(), 1) << "it tumbles at first";
   EXPECT_EQ(modes.back(), 2) << "then points";
   EXPECT_LT(numbers<double>(saved.field(kOutputs, "attitude", "error", "Data")).back(), 0.01);
