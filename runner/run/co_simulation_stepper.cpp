@@ -119,7 +119,8 @@ StepResult CoSimulationStepper::stepTo(double target) {
   setInputs(inputEvent == time_ ? EventSide::before : EventSide::after);
   const bool announced = (nextEvent_ && *nextEvent_ <= time_) || nextTick_ <= time_ + roundOff();
   const bool atEvent = outcome.eventNeeded || announced || (hasEvents_ && atInputEvent);
-  if (isLogged(time_) || atEvent || atInputEvent || (early && standstills_ == 0) || ended_) sample();
+  const bool moved = standstills_ == 0;
+  if ((moved && (early || isLogged(time_))) || atEvent || atInputEvent || ended_) sample();
   if (atEvent) {
     handleEvents(inputEvent);
   } else if (inputEvent == time_) {
