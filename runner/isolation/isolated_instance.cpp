@@ -266,7 +266,10 @@ class IsolatedInstance : public Base {
 
 class IsolatedCoSimulation final : public IsolatedInstance<CoSimulation> {
  public:
-  using IsolatedInstance::IsolatedInstance;
+  IsolatedCoSimulation(const ModelDescription& model, const InstanceSetup& setup, std::chrono::milliseconds patience)
+      : IsolatedInstance(model, setup, patience, Kind::coSimulation) {
+    for (const VariableBatch& batch : setup.intermediate) bytesBetween_ += batch.count * bytesOf(batch.type);
+  }
 
   StepOutcome doStep(double time, double step, bool noSetStatePrior) override {
     begin(Call::doStep);
@@ -277,6 +280,7 @@ class IsolatedCoSimulation final : public IsolatedInstance<CoSimulation> {
     const auto outcome = reply().take<StepOutcome>();
     reply().takeArray(between_.times);
     reply().takeArray(between_.values);
+    if (between_.values.size() != between_.times.size() * bytesBetween_) Parcel::refuse();
     return outcome;
   }
 
@@ -284,6 +288,7 @@ class IsolatedCoSimulation final : public IsolatedInstance<CoSimulation> {
 
  private:
   IntermediateSamples between_;
+  std::size_t bytesBetween_ = 0;  // of one sample
 };
 
 class IsolatedModelExchange final : public IsolatedInstance<ModelExchange> {
@@ -336,7 +341,7 @@ class IsolatedModelExchange final : public IsolatedInstance<ModelExchange> {
 
 std::unique_ptr<CoSimulation> makeIsolatedCoSimulation(const ModelDescription& model, const InstanceSetup& setup,
                                                        std::chrono::milliseconds patience) {
-  return std::make_unique<IsolatedCoSimulation>(model, setup, patience, Kind::coSimulation);
+  return std::make_unique<IsolatedCoSimulation>(model, setup, patience);
 }
 
 std::unique_ptr<ModelExchange> makeIsolatedModelExchange(const ModelDescription& model, const InstanceSetup& setup,

@@ -77,6 +77,11 @@ class Parcel final {
 
   [[nodiscard]] std::span<const std::byte> bytes() const { return bytes_; }
 
+  /// For what was taken and does not fit together.
+  [[noreturn]] static void refuse() {
+    throw RunnerError(ExitStatus::failed, "the process of the FMU sent a damaged answer");
+  }
+
  private:
   [[nodiscard]] std::size_t left() const { return bytes_.size() - at_; }
 
@@ -85,10 +90,6 @@ class Parcel final {
     const std::byte* found = bytes_.data() + at_;
     at_ += bytes;
     return found;
-  }
-
-  [[noreturn]] static void refuse() {
-    throw RunnerError(ExitStatus::failed, "the process of the FMU sent a damaged answer");
   }
 
   std::vector<std::byte> bytes_;
