@@ -14,14 +14,6 @@ std::size_t SignalInfo::width() const {
 
 bool SignalInfo::interpolates() const { return interpolation == "linear" && isNumber(type.id) && !labels.has_value(); }
 
-const std::string* SignalInfo::labelOf(std::int64_t value) const {
-  if (!labels) return nullptr;
-  for (const auto& [label, labelled] : *labels) {
-    if (labelled == value) return &label;
-  }
-  return nullptr;
-}
-
 std::string dimensionsText(const std::vector<std::size_t>& dimensions) {
   std::string text;
   for (const std::size_t dimension : dimensions) {

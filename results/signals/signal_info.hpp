@@ -71,9 +71,6 @@ struct SignalInfo {
 
   /// Whether values between samples are interpolated: "linear" numbers that are no enumeration.
   [[nodiscard]] VTIO_RESULTS_EXPORT bool interpolates() const;
-
-  /// The label of an enumeration's value; null if it has none.
-  [[nodiscard]] VTIO_RESULTS_EXPORT const std::string* labelOf(std::int64_t value) const;
 };
 
 /// "3x3", "" for a scalar.

@@ -19,10 +19,7 @@ inline constexpr std::uint64_t kAttributeBytes = 1024;
 /// How much memory one read may take: in proportion to the file, so that a small file cannot use much.
 class MemoryBudget final {
  public:
-  explicit MemoryBudget(std::uint64_t fileSize) { allow(fileSize); }
-
-  /// Adds the size of another file.
-  void allow(std::uint64_t fileSize) { left_ += fileSize * kBytesPerFileByte; }
+  explicit MemoryBudget(std::uint64_t fileSize) : left_(kAlways + fileSize * kBytesPerFileByte) {}
 
   /// Reserves `count` times `each` bytes. @throws Failure if the budget is exceeded.
   void take(std::uint64_t count, std::uint64_t each) {
@@ -41,7 +38,7 @@ class MemoryBudget final {
   static constexpr std::uint64_t kAlways = std::uint64_t{256} << 20U;
   static constexpr std::uint64_t kBytesPerFileByte = 512;  // deflated values of many like rows are that small
 
-  std::uint64_t left_ = kAlways;
+  std::uint64_t left_;
 };
 
 }  // namespace vtu::qat
