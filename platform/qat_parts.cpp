@@ -106,6 +106,7 @@ const std::vector<StoredColumn>& QatSamples::columns(std::uint32_t table) const 
 
 bool QatSamples::isComplete() const {
   return inside_->onTables([](qat::OpenTables& tables) {
+    if (!tables.strays().leaves().empty() || !tables.rings().leaves().empty()) return false;
     const auto numbers = tables.numbers();
     return std::all_of(numbers.begin(), numbers.end(), [&](std::uint32_t n) { return tables.table(n).isComplete(); });
   });

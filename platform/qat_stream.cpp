@@ -147,8 +147,23 @@ QatStream::~QatStream() {
   implementation_.reset();
 }
 
-void QatStream::layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables) {
-  guarded(file(), [&] { implementation_->file.layOut(variables, tables); });
+void QatStream::layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables,
+                       std::span<const StreamRing> rings) {
+  guarded(file(), [&] { implementation_->file.layOut(variables, tables, rings); });
+}
+
+QatStream::Newest QatStream::newest(std::uint32_t ring, std::uint32_t position) const {
+  return implementation_->file.newest(ring, position);
+}
+
+void QatStream::putNewest(std::uint32_t ring, std::span<const RingSamples> samples) {
+  guarded(file(), [&] { implementation_->file.putNewest(ring, samples); });
+}
+
+std::uint64_t QatStream::mostAtOnce(std::uint64_t limit) { return qat::Ring::mostAtOnce(limit); }
+
+void QatStream::cutNewest(std::uint32_t ring, const std::function<std::uint64_t(std::uint32_t)>& endOf) {
+  guarded(file(), [&] { implementation_->file.cutNewest(ring, endOf); });
 }
 
 void QatStream::append(std::uint32_t table, const SampleTable& source, std::uint64_t first, std::uint64_t count) {
@@ -197,8 +212,8 @@ void QatStream::stepBack(const Mark& mark) {
   guarded(file(), [&] { implementation_->file.stepBack(mark); });
 }
 
-void QatStream::close(std::span<const StreamVariable> variables) {
-  guarded(file(), [&] { implementation_->file.close(variables); });
+void QatStream::close(std::span<const StreamVariable> variables, std::span<const StreamRing> rings) {
+  guarded(file(), [&] { implementation_->file.close(variables, rings); });
 }
 
 void QatStream::reopen() {

@@ -17,6 +17,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -53,6 +54,32 @@ struct StreamLeaf {
   qxClassID id = qxDOUBLE;   ///< qxCELL: texts, a TextCell per element
   bool isComplex = false;
   std::uint32_t bytes = 0;
+};
+
+/// Leaves of which the file has the newest samples only while it is written: readers find them in the ring. The
+/// variables have them in tables of their own, which are not among those of the stream. layOut() leaves their rows out.
+struct StreamRing {
+  /// Leaves of one position get all their samples together.
+  struct Leaf {
+    std::uint32_t position = 0;
+    std::shared_ptr<const SampleTable> table;  ///< that of the array in a variable
+    std::vector<std::size_t> offsets;          ///< in a row of that; more than one for leaves that share samples
+    std::uint32_t bytes = 0;                   ///< of a sample, > 0
+    bool isText = false;                       ///< a TextCell per element
+  };
+  std::uint64_t limit = 1;   ///< samples that readers see at most
+  std::vector<Leaf> leaves;  ///< by position, from 0 without gaps
+};
+
+/// Samples [number, number + count) of a position, counted from its beginning: rows [first, first + count) of a table,
+/// from `offset` on the bytes of its leaves side by side. Borrows the table.
+struct RingSamples {
+  std::uint32_t position;
+  std::uint64_t number;
+  const SampleTable* source;
+  std::uint64_t first;
+  std::uint64_t count;
+  std::size_t offset;
 };
 
 /// Samples that fit no row of their tables, in the order of their arrival. Its memory is used again after clear().
@@ -118,7 +145,26 @@ class VTIO_PLATFORM_EXPORT QatStream final {
   ~QatStream();
 
   /// Writes the variables and the tables' first rows; from then on readers may open the file. To be called once.
-  void layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables);
+  void layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables,
+              std::span<const StreamRing> rings = {});
+
+  /// Which samples of a position a ring has: [low, end).
+  struct Newest {
+    std::uint64_t low;
+    std::uint64_t end;
+  };
+  [[nodiscard]] Newest newest(std::uint32_t ring, std::uint32_t position) const;
+
+  /// Puts samples into a ring; readers see them at once. They follow those that are there, or come just before them, or
+  /// take their place. @param samples By position.
+  void putNewest(std::uint32_t ring, std::span<const RingSamples> samples);
+
+  /// Most samples of a position to put at once. More of them are put as well, but a process that is killed meanwhile
+  /// leaves fewer than the limit.
+  [[nodiscard]] static std::uint64_t mostAtOnce(std::uint64_t limit);
+
+  /// Takes back samples. @param endOf Gives the number of those that are left of a position.
+  void cutNewest(std::uint32_t ring, const std::function<std::uint64_t(std::uint32_t position)>& endOf);
 
   /// Appends rows [first, first + count) of `source` to a table.
   void append(std::uint32_t table, const SampleTable& source, std::uint64_t first, std::uint64_t count);
@@ -159,10 +205,12 @@ class VTIO_PLATFORM_EXPORT QatStream final {
   /// exists. May be called again.
   /// @param variables Replace those of the same names. Their arrays may be over tables of this file. If there are
   ///   strays, all variables with samples of these leaves must be among them; without variables strays stay in the log,
-  ///   where readers find them, and the file cannot be opened again.
-  void close(std::span<const StreamVariable> variables = {});
+  ///   where readers find them, and the file cannot be opened again. The same holds for samples in rings.
+  /// @param rings From reopen() on.
+  void close(std::span<const StreamVariable> variables = {}, std::span<const StreamRing> rings = {});
 
-  /// Goes on with the file after close(); all marks stay valid.
+  /// Goes on with the file after close(); all marks stay valid. Rings are empty: until samples are put or taken back,
+  /// readers see those of the variables.
   void reopen();
 
   /// The rows of a table as they are in the file when they are read: also after close(), and when this object is gone.

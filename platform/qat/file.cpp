@@ -16,6 +16,7 @@
 #include "platform/qat/read/late_elements.hpp"
 #include "platform/qat/read/reader.hpp"
 #include "platform/qat/read/strays.hpp"
+#include "platform/qat/ring_format.hpp"
 #include "platform/qat/stream/stream_lock.hpp"
 #include "platform/qat/stream/unfinished.hpp"
 #include "platform/qat/superblock.hpp"
@@ -189,6 +190,7 @@ void File::putAll(std::span<const std::pair<std::string, const qxArray*>> variab
       for (const auto& [name, staging] : staged) leavesTables = link(staging, name) || leavesTables;
       if (withoutStrays && has(kStraysGroup)) {
         removeLink(source(), root_.get(), kStraysGroup, false);
+        if (has(kRingsGroup)) removeLink(source(), root_.get(), kRingsGroup, false);
       }
       if (leavesTables) removeUnusedTables();
       flush();

@@ -68,6 +68,10 @@ list(APPEND VTIO_QAT_SOURCES
   qat/read/part_reader.hpp
   qat/read/reader.cpp
   qat/read/reader.hpp
+  qat/read/ring_table.cpp
+  qat/read/ring_table.hpp
+  qat/read/rings.cpp
+  qat/read/rings.hpp
   qat/read/sample_loader.cpp
   qat/read/sample_loader.hpp
   qat/read/source.cpp
@@ -80,11 +84,15 @@ list(APPEND VTIO_QAT_SOURCES
   qat/read/table_reader.cpp
   qat/read/text_reader.cpp
   qat/read/text_reader.hpp
+  qat/ring_format.cpp
+  qat/ring_format.hpp
   qat/row_major_order.hpp
   qat/sample_format.cpp
   qat/sample_format.hpp
   qat/sample_records.cpp
   qat/sample_records.hpp
+  qat/stream/byte_rows.cpp
+  qat/stream/byte_rows.hpp
   qat/stream/description.cpp
   qat/stream/description.hpp
   qat/stream/disk_guard.cpp
@@ -93,6 +101,10 @@ list(APPEND VTIO_QAT_SOURCES
   qat/stream/growing_dataset.hpp
   qat/stream/leaf_places.cpp
   qat/stream/leaf_places.hpp
+  qat/stream/ring.cpp
+  qat/stream/ring.hpp
+  qat/stream/ring_log.cpp
+  qat/stream/ring_log.hpp
   qat/stream/row_counts.cpp
   qat/stream/row_counts.hpp
   qat/stream/stray_log.cpp

@@ -9,6 +9,7 @@ import numpy as np
 
 from ._elements import Description, Descriptions, JsonStructure
 from ._hdf5 import QatFile
+from ._rings import Rings
 from ._strays import Strays
 from ._superblock import Superblock
 from ._tables import Column, SampleTable, SampleTables
@@ -45,6 +46,7 @@ class Store:
         if same_file and not self._is_closed and self._is_growing and self._still_marked():
             self.tables.refresh()
             self.strays.refresh()
+            self.rings.refresh()
             self._list()
         elif self._is_closed or self._is_growing or state != self._opened:
             self._open_again(same_file)
@@ -157,11 +159,11 @@ class Store:
         file = QatFile(self.path)
         try:
             tables = SampleTables(file)
-            strays = Strays(file, tables)
+            strays, rings = Strays(file, tables), Rings(file)
         except BaseException:
             file.close()
             raise
-        self.file, self.tables, self.strays = file, tables, strays
+        self.file, self.tables, self.strays, self.rings = file, tables, strays, rings
         self._opened, self._is_closed = state, False
         self._descriptions = None
         self._list()
@@ -174,6 +176,8 @@ class Store:
             for number, column in enumerate(table.columns):
                 if not column.name:  # its samples are in another table now
                     continue
+                if self.rings.has(table_number, number):  # they count as strays, and nothing is in the table
+                    column = column._replace(rows=0)
                 self.places.setdefault(column.name, Place(table_number, number, column))
         for late in self.strays.late:
             self.places.setdefault(late.column.name, Place(late.table, late.number, late.column))
@@ -194,7 +198,7 @@ class Store:
             return None
         key = (place.table, place.number)
         if key not in self._strays_of:
-            found = self.strays.of(*place)
+            found = self.rings.of(*place) or self.strays.of(*place)
             if found is None and self.table(place) is None:
                 found = np.empty(0), np.empty((0, place.column.width), place.column.dtype)
             self._strays_of[key] = found

@@ -45,7 +45,8 @@ StreamResource::StreamResource(Catalogue& catalogue, const std::string& file, st
       strays_({[this]() -> vtu::QatStream& { return openStream(); }, [this]() -> vtu::QatStream& { return *stream_; },
                [this] { return closedState_ == nullptr; }, [this](const char* cause) { stop(cause); },
                [this] { introduce(); }, [this] { setLeafEnds(); },
-               [this](const vtu::StreamLeaf& leaf) { return left(leaf); }}) {
+               [this](const vtu::StreamLeaf& leaf) { return left(leaf); }}),
+      newest_(*builder_) {
   flushInterval(kFlushInterval);
 }
 
@@ -109,6 +110,7 @@ void StreamResource::rowBegins() noexcept {
   constexpr std::size_t kMostKept = std::size_t{4} << 20U;
   constexpr std::uint32_t kFewestRows = 100;
   if (!isLaidOut_ && ++begun_ < kFewestRows) return;
+  if (++sincePush_ >= newest_.due()) working([this] { pushNewest(); });
   const bool mustLayOut = !isLaidOut_ && kept_ > kMostKept;
   if (interval_ > 0 && !mustLayOut && now() < due_) return;
   flushRows(false);
@@ -124,6 +126,8 @@ void StreamResource::flushRows(bool all) noexcept {
     builder_->spill(all);
     strays_.write();
     setLeafEnds();
+    if (closedState_ != nullptr && !newest_.isEmpty() && closedState_ != builder_->capture()) openStream();
+    pushNewest();
     if (closedState_ == nullptr && !isStopped()) stream_->flush(syncs_);
   });
 }
@@ -159,7 +163,7 @@ void StreamResource::closeFile() {
   std::vector<vtu::StreamVariable> borrowed;
   borrowed.reserve(values.size());
   for (const auto& [key, value] : values) borrowed.push_back({key, value.get()});
-  stream_->close(borrowed);
+  stream_->close(borrowed, werePut_ ? rings() : std::vector<vtu::StreamRing>());
   for (const std::uint32_t position : strays_.moved(*stream_)) builder_->forgetRows(position);
   closedState_ = builder_->capture();
 }
@@ -172,8 +176,9 @@ void StreamResource::layOut() {
   for (const auto& [key, value] : values) borrowed.push_back({key, value.get()});
   const std::vector<vtu::StreamTable> tables = describe(std::move(found));
   clients_ = numberOfClients();
-  stream_->layOut(borrowed, tables);
+  stream_->layOut(borrowed, tables, rings());
   isLaidOut_ = true;
+  pushNewest();
   for (std::uint32_t k = 0; k < tables.size(); ++k) {
     tables_[k].rows = tables[k].rows->rows();
     if (!tables_[k].gathered) continue;
@@ -227,8 +232,38 @@ vtu::QatStream& StreamResource::openStream() {
   if (closedState_ != nullptr) {
     closedState_ = nullptr;
     stream_->reopen();
+    sincePush_ = newest_.due();
+    if (std::exchange(hidesNewest_, false)) newest_.stepBack(*stream_, [](std::uint32_t) { return 0; });
   }
   return *stream_;
+}
+
+std::vector<vtu::StreamRing> StreamResource::rings() {
+  std::vector<const MemoryRecorder*> recorders;
+  forEachClient(catalogue_, [&](const Client& client) {
+    const auto* recorder = dynamic_cast<const MemoryRecorder*>(&client);
+    if (recorder != nullptr && &recorder->builder() == builder_.get()) recorders.push_back(recorder);
+  });
+  return newest_.rings(recorders);
+}
+
+/// Gives the file the samples of signals with a limit of points.
+void StreamResource::pushNewest() {
+  if (!isLaidOut_ || closedState_ != nullptr || isStopped()) return;
+  sincePush_ = 0;
+  newest_.push(*stream_);
+}
+
+void StreamResource::goesBack(const Left& left) noexcept {
+  if (!isLaidOut_ || isStopped() || newest_.isEmpty()) return;
+  sincePush_ = newest_.due();
+  hidesNewest_ = closedState_ != nullptr;
+  if (hidesNewest_) return;
+  try {
+    newest_.stepBack(*stream_, left);
+  } catch (const std::exception& error) {
+    stop(error.what());
+  }
 }
 
 vtu::StreamLeaf StreamResource::leafOf(std::uint32_t table, std::uint32_t record, const LeafRun& leaf) {
@@ -389,7 +424,7 @@ std::uint64_t StreamResource::left(const vtu::StreamLeaf& leaf) const {
 
 /// True if there are samples outside the streamed tables, or elements that the file does not have.
 bool StreamResource::mustPutVariables() {
-  if (werePut_ || numberOfClients() != clients_) return true;
+  if (werePut_ || numberOfClients() != clients_ || !newest_.isEmpty()) return true;
   bool isForeign = false;
   forEachClient(catalogue_, [&](const Client& client) {
     const auto* recorder = dynamic_cast<const MemoryRecorder*>(&client);

@@ -11,6 +11,7 @@
 
 #include "platform/qat_stream.hpp"
 #include "recorders/dataset/node_structure.hpp"
+#include "recorders/stream/newest_streamer.hpp"
 #include "recorders/stream/stray_streamer.hpp"
 #include "recorders/table/row_sink.hpp"
 #include "recorders/table/table_builder.hpp"
@@ -24,7 +25,7 @@ namespace vtio::recorders {
 /// What is recorded until the first flush, some rows at least, is kept in memory: it shows which signals share their
 /// times. These signals get tables in the file, and their rows go there. What does not fit them goes to the log of
 /// strays: samples of signals that missed a row or came later. close() puts those into tables, too. Signals with a
-/// limit of points stay in memory until close().
+/// limit of points stay in memory, and are copied to rings of the file.
 ///
 /// Acts on the thread of the simulation. The catalogue owns it and destroys it before the recorders. After open()
 /// nothing throws: the first failure is kept. After one of the file no more samples are recorded.
@@ -81,6 +82,7 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   bool put(std::uint32_t table, const vtu::SampleTable& source, std::uint64_t first, std::uint64_t at,
            std::uint64_t count) noexcept override;
   std::uint64_t stepBack(std::uint32_t table, std::optional<std::uint64_t> rows, const Left& left) noexcept override;
+  void goesBack(const Left& left) noexcept override;
   [[nodiscard]] StraySink* strays() noexcept override { return isLaidOut_ ? &strays_ : nullptr; }
   [[nodiscard]] bool isStopped() const noexcept override { return isStopped_; }
   void lost(const std::exception& cause) noexcept override { tell(cause.what()); }
@@ -109,6 +111,8 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   [[nodiscard]] bool mustPutVariables();
   [[nodiscard]] std::size_t numberOfClients();
   void closeFile();
+  [[nodiscard]] std::vector<vtu::StreamRing> rings();
+  void pushNewest();
   void cutTo(std::uint32_t table, std::uint64_t rows);
   void keepLeafEnds(std::uint32_t table);
 
@@ -117,6 +121,9 @@ class StreamResource final : public core::client::SharedResource, private RowSin
   std::optional<vtu::QatStream> stream_;
   std::vector<FileTable> tables_;
   StrayStreamer strays_;
+  NewestStreamer newest_;
+  std::uint64_t sincePush_ = 0;                         // rows
+  bool hidesNewest_ = false;                            // positions went back while the file was closed
   std::size_t clients_ = 0;                             // when the file was laid out
   std::shared_ptr<const BuilderSnapshot> closedState_;  // what the file holds since it was closed; null: it is open
   std::uint32_t begun_ = 0;                             // rows, until the file is laid out

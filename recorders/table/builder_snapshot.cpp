@@ -131,6 +131,7 @@ void TableBuilder::restoreAll(const BuilderSnapshot& snapshot) {
     const std::uint32_t source = positions_[i].source;
     return source < counts.size() ? counts[source] : 0;
   };
+  if (sink_ != nullptr) sink_->goesBack(left);
   if (StraySink* strays = straySink()) strays->restore(snapshot.strays.get(), left);
   wentBack_ = true;
   oneWentBack_ = false;
@@ -211,6 +212,7 @@ void TableBuilder::restoreOne(std::uint32_t position, const BuilderSnapshot& sna
     run = archive(position, pieces(old, next, positions_[position].maxPoints), &snapshot);
     recorded = old.before + (next - old.begin);
   }
+  if (sink_ != nullptr) sink_->goesBack([&](std::uint32_t i) { return i == position ? recorded : UINT64_MAX; });
   PositionState& state = states_.change(position);
   if (state.table) detach(position, state);
   state = PositionState();

@@ -122,6 +122,47 @@ class Live(QatTest):
         ask = self.reader()
         self.assertEqual(ask("r['m'].values.tolist(), r['c'].values.tolist()"), "([[[1, 2], [3, 4]]], [(1+2j)])")
 
+    def ring(self, leaf, size, capacity=5):
+        self.writer = QatWriter(self.path())
+        self.addCleanup(self.writer.close)
+        self.writer.table(0, [], [Leaf("x", np.empty(0))], growing=True)
+        self.writer.table(1, np.arange(len(leaf.values)), [leaf])
+        self.writer.strays()
+        self.writer.ring(1, 0, size, capacity)
+        self.writer.describe()
+        self.writer.file.flush()
+        self.writer.file.swmr_mode = True
+
+    def test_newest_samples_of_a_signal_with_a_limit(self):
+        self.ring(Leaf("few", np.array([7.0])), 8)
+        ask = self.reader()
+        self.assertEqual(ask("r['few'].values.tolist()"), "[7.0]")
+        self.writer.put(0, {n: (n / 10, struct.pack("<d", n)) for n in range(4)})
+        self.assertEqual(ask("r.refresh(), len(r['few']), r['few'].values.tolist(), r['few'].time.tolist()"),
+                         "(None, 4, [0.0, 1.0, 2.0, 3.0], [0.0, 0.1, 0.2, 0.3])")
+        self.writer.put(3, {n: (n / 10, struct.pack("<d", n)) for n in range(4, 7)})
+        self.assertEqual(ask("r.refresh(), r['few'].values.tolist(), r['few'][1:3].time.tolist(), len(r['x'])"),
+                         "(None, [3.0, 4.0, 5.0, 6.0], [0.4, 0.5], 0)")
+        self.assertEqual(ask("r.complete"), "False")
+
+    def test_newest_texts(self):
+        self.ring(Leaf("few", np.array([], object), "text"), 12)
+        texts = self.writer.file["qat.rings/0/texts"]
+        texts.resize(10, 0)
+        texts[...] = np.frombuffer(b"onetwothre", "u1")
+        cells = [np.array([cell], CELL).tobytes() for cell in ((0, 3), (3, 3), (0, 0))]
+        self.writer.put(8, {8 + n: (n, cell) for n, cell in enumerate(cells)})
+        self.assertEqual(self.reader()("r['few'].values.tolist()"), "['one', 'two', '']")
+
+    def test_nonsense_in_a_ring(self):
+        self.ring(Leaf("few", np.array([7.0])), 8)
+        self.writer.put(0, {0: (0, struct.pack("<d", 1))})
+        ask = self.reader()
+        for numbers in ([0, 6], [3, 2], [0, 2**64 - 1], [1, 0]):
+            self.writer.file["qat.rings/0/rows"][...] = np.array(numbers, "<u8")
+            self.writer.file.flush()
+            self.assertRegex(ask("r.refresh() or r['few'].values"), "QatError: .*a leaf without a place, qat.rings/0")
+
     def test_signal_that_came_late(self):
         self.start()
         self.writer.append(0, [0], "double", [[0, 0]])

@@ -7,6 +7,7 @@ from __future__ import annotations
 import importlib.util
 import json
 import os
+import struct
 import sys
 import tempfile
 import unittest
@@ -108,6 +109,27 @@ class QatWriter:
         group["samples"][count] = np.array((table, column, time, start, len(data)), STRAY)
         self.file.flush()
         group["rows"][0] = count + 1
+        self.file.flush()
+
+    def ring(self, table: int, column: int, size: int, capacity: int) -> None:
+        """Makes a ring for one leaf; its samples are still those of the table."""
+        group = self.file.create_group("qat.rings/0")
+        fields = [(name, "<u4") for name in ("table", "column", "number", "time", "start", "bytes")]
+        dtype = np.dtype([*fields, ("capacity", "<u8")])
+        group["leaves"] = np.array([(table, column, 0, 0, 8, size, capacity)], dtype)
+        group.create_dataset("samples", (0, 8 + size), "u1", maxshape=(None, 8 + size), chunks=(capacity, 8 + size))
+        group.create_dataset("texts", (0,), "u1", maxshape=(None,), chunks=(1024,))
+        group.create_dataset("rows", data=np.full(2, 2**64 - 1, "<u8"), chunks=(2,))
+
+    def put(self, begin: int, samples: dict[int, tuple[float, bytes]]) -> None:
+        """Puts numbered samples into the ring; those from `begin` on are valid then."""
+        group = self.file["qat.rings/0"]
+        capacity = int(group["leaves"]["capacity"][0])
+        group["samples"].resize(capacity, 0)
+        for number, (time, data) in samples.items():
+            group["samples"][number % capacity] = np.frombuffer(struct.pack("<d", time) + data, "u1")
+        self.file.flush()
+        group["rows"][...] = [begin, max(samples) + 1]
         self.file.flush()
 
     def late(self, table: int, **record: Any) -> None:

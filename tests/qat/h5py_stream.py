@@ -12,6 +12,10 @@ import tempfile
 import time
 
 import h5py
+import numpy as np
+
+LIMIT = 1000
+NOT_IN_RING = 2**64 - 1
 
 
 def rows_of(table):
@@ -38,6 +42,40 @@ def check(table, rows):
     assert bytes(table["text.bytes"][start : start + size]).decode() == expected
 
 
+def rows_of_leaf(ring, leaf):
+    """Number of the first valid sample of a leaf, times, and bytes, as docs/streaming.md reads them."""
+    ring["rows"].refresh()
+    ring["samples"].refresh()
+    first, end = ring["rows"][2 * leaf["number"] :][:2]
+    rows = ring["samples"][:][[int(n) % int(leaf["capacity"]) for n in range(first, end)]]
+    times = rows[:, leaf["time"] :][:, :8].copy().view("<f8").ravel()
+    return int(first), times, rows[:, leaf["start"] :][:, : leaf["bytes"]].copy()
+
+
+def check_ring(ring):
+    """Compares the newest samples of a number and a text. @return number of the last, and how many were compared"""
+    if int(ring["rows"][0]) == NOT_IN_RING:
+        return 0, 0
+    compared = 0
+    for leaf, is_text in zip(ring["leaves"][:], (False, True)):
+        first, times, values = rows_of_leaf(ring, leaf)
+        end = first + len(times)
+        assert len(times) == min(end, LIMIT), (first, end)
+        if is_text:
+            ring["texts"].refresh()
+            texts = ring["texts"][:].tobytes()
+            cells = values.view(np.dtype([("start", "<u8"), ("bytes", "<u4")])).ravel()
+            values = [texts[start : start + size].decode() for start, size in cells]
+        else:
+            values = list(values.view("<f8").ravel())
+        ring["rows"].refresh()
+        for k in range(max(first, int(ring["rows"][2 * leaf["number"]])), end):  # the others are overwritten by now
+            expected = k if not is_text else "" if k % 7 == 0 else f"r{k}/0"
+            assert (times[k - first], values[k - first]) == (0.25 * k, expected), k
+            compared += 1
+    return end, compared
+
+
 def open_live(path):
     for _ in range(500):
         try:
@@ -55,14 +93,21 @@ def main():
             with open_live(path) as file:
                 table = file["qat.samples/0"]
                 assert file["logsout/Elements/Name"].asstr()[3] == "d"
-                before = 0
+                before = last = compared = 0
+                ring = file["qat.rings/0"]
                 for _ in range(20):
                     rows = rows_of(table)
                     assert rows >= before, (rows, before)
                     check(table, rows)
                     before = rows
+                    newest, count = check_ring(ring)
+                    assert newest >= last, (newest, last)
+                    last, compared = newest, compared + count
                     time.sleep(0.02)
                 assert before > 64, "no growth was seen"
+                assert last > 2 * LIMIT, "the ring did not go round"
+                assert compared > 100, "nothing was read in time"
+                assert len(ring["samples"]) == LIMIT * 5 // 4
         finally:
             writer.kill()
             writer.wait()
@@ -71,6 +116,8 @@ def main():
             rows = rows_of(file["qat.samples/0"])
             assert rows >= before, (rows, before)
             check(file["qat.samples/0"], rows)
+            newest, count = check_ring(file["qat.rings/0"])
+            assert newest >= last and count == 2 * LIMIT
         assert hashlib.sha256(path.read_bytes()).hexdigest() == digest, "reading changed the file"
         print(f"{rows} rows read, {before} of them before the kill")
 

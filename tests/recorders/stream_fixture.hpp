@@ -41,9 +41,9 @@ pid_t runElsewhere(const Work& work) {
 
 /// Attaches one more scalar signal and returns its accessor.
 inline std::unique_ptr<Scalar> attachScalar(Catalogue& catalogue, RecordingSession& session, std::size_t port,
-                                            const char16_t* name = u"x") {
-  const SignalDescriptor& descriptor =
-      catalogue.createSignalDescriptor({.root = leaf(name), .name = name, .blockPath = {u"b"}, .port = port});
+                                            const char16_t* name = u"x", unsigned long maxPoints = 0) {
+  const SignalDescriptor& descriptor = catalogue.createSignalDescriptor(
+      {.root = leaf(name), .name = name, .blockPath = {u"b"}, .port = port, .maxPoints = maxPoints});
   auto accessor = std::make_unique<Scalar>(descriptor, catalogue.disabledLoggingIntervals());
   session.attach(descriptor, *accessor);
   return accessor;

@@ -1,6 +1,7 @@
 // Stepping a streamed run back: readers never miss a flushed row that is left.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 
 #include "platform/qat.hpp"
@@ -162,6 +163,146 @@ TEST_F(StreamedStepBack, KeepsTheSamplesThatAnAliasShares) {
   static_cast<void>(catalogue_.datasetArray(u"logsout"));
   EXPECT_EQ(seen(kSignals), seen(0));
   EXPECT_EQ(session_.streamFailure(), "");
+}
+
+/// Signals with limits of points, which are recorded at different times.
+class StreamedNewest : public ::testing::Test {
+ protected:
+  static constexpr std::array<std::uint64_t, 4> kLimits{10, 100, 1000, 1000};
+
+  StreamedNewest() {
+    file_.stream(catalogue_);
+    session_.flushInterval(1000);
+    for (const std::uint64_t limit : kLimits) attach(limit);
+  }
+
+  void attach(std::uint64_t limit) {
+    accessors_.push_back(attachScalar(catalogue_, session_, accessors_.size(), u"x", limit));
+  }
+
+  static bool has(std::size_t signal, std::uint64_t k) { return signal != 3 || (k * 2654435761U >> 7U) % 4 != 0; }
+
+  static double valueOf(std::size_t signal, std::uint64_t k, int way) {
+    return static_cast<double>(k) + 0.1 * static_cast<double>(signal) + 1e6 * way;
+  }
+
+  /// Steps [begin, end).
+  void run(std::uint64_t begin, std::uint64_t end, int way) {
+    for (std::uint64_t k = begin; k < end; ++k) {
+      for (std::size_t i = 0; i < accessors_.size(); ++i) {
+        if (!has(i, k)) continue;
+        const double time = static_cast<double>(k), value = valueOf(i, k, way);
+        accessors_[i]->update(&time, &value, 0);
+      }
+    }
+    ways_.resize(begin);
+    ways_.resize(end, way);
+  }
+
+  /// Readers see the newest samples before step `end` of a signal.
+  /// @param least So many of them at least.
+  void expectNewest(std::size_t signal, std::uint64_t end, std::uint64_t least = UINT64_MAX) const {
+    const vtu::QatFileWrapper open(file_.path(), "r");
+    ASSERT_TRUE(open) << qatLastError();
+    const vtu::qxArrayWrapper variable = open.variable(kVariable);
+    ASSERT_TRUE(variable) << qatLastError();
+    const qxArray* values = qxGetField(qxGetCell(elementsOf(variable.get()), signal), 0, "Values");
+    const std::vector<double> seen = numbers<double>(qxGetField(values, 0, "Data"));
+    const std::vector<double> times = numbers<double>(qxGetField(values, 0, "Time"));
+    std::vector<double> expected, expectedTimes;
+    for (std::uint64_t k = end; k > 0 && expected.size() < kLimits.at(signal); --k) {
+      if (!has(signal, k - 1)) continue;
+      expected.insert(expected.begin(), valueOf(signal, k - 1, ways_[k - 1]));
+      expectedTimes.insert(expectedTimes.begin(), static_cast<double>(k - 1));
+    }
+    ASSERT_GE(seen.size(), std::min<std::size_t>(least, expected.size())) << "signal " << signal << " at " << end;
+    ASSERT_LE(seen.size(), expected.size()) << "signal " << signal << " at " << end;
+    const auto gone = static_cast<std::ptrdiff_t>(expected.size() - seen.size());
+    EXPECT_EQ(seen, std::vector<double>(expected.begin() + gone, expected.end())) << signal << " at " << end;
+    EXPECT_EQ(times, std::vector<double>(expectedTimes.begin() + gone, expectedTimes.end())) << signal << " at " << end;
+  }
+
+  void expectAllNewest(std::uint64_t end) const {
+    for (std::size_t i = 0; i < kLimits.size(); ++i) expectNewest(i, end);
+  }
+
+  void rollBack() {
+    session_.rollBack();
+    static_cast<void>(static_cast<MemoryRecorder&>(*accessors_[0]->clients().front()).recordedSamples());
+  }
+
+  StreamedFile file_;
+  Catalogue catalogue_;
+  RecordingSession session_{catalogue_};
+  std::vector<std::unique_ptr<Scalar>> accessors_;
+  std::vector<int> ways_;  // by step
+};
+
+TEST_F(StreamedNewest, AreInTheFileAfterEachFlush) {
+  std::uint64_t k = 0;
+  for (const std::uint64_t rows : std::array<std::uint64_t, 11>{150, 1, 2, 30, 64, 65, 200, 999, 1, 1250, 3000}) {
+    run(k, k + rows, 0);
+    k += rows;
+    session_.flush();
+    expectAllNewest(k);
+  }
+}
+
+TEST_F(StreamedNewest, TakeNoMoreRoomHoweverLongTheRunIs) {
+  run(0, 4000, 0);
+  session_.flush();
+  const auto size = std::filesystem::file_size(file_.path());
+  EXPECT_LT(size, 16U * (1250 + 1250 + 164 + 74) + 30000);
+  run(4000, 20000, 0);
+  session_.flush();
+  EXPECT_EQ(std::filesystem::file_size(file_.path()), size);
+  expectAllNewest(20000);
+}
+
+TEST_F(StreamedNewest, AreSeenAllTheTimeAcrossAShortStepBack) {
+  run(0, 4000, 0);
+  session_.flush();
+  run(4000, 5000, 0);
+  session_.captureSnapshot(false);
+  run(5000, 5040, 0);
+  session_.flush();
+  rollBack();
+  for (std::size_t i = 1; i < kLimits.size(); ++i) expectNewest(i, 5000);
+  run(5000, 5001, 1);
+  session_.flush();
+  expectAllNewest(5001);
+}
+
+TEST_F(StreamedNewest, AreSeenAgainAfterTheFirstRowThatFollowsALongStepBack) {
+  run(0, 5000, 0);
+  session_.captureSnapshot(false);
+  run(5000, 5700, 0);
+  session_.flush();
+  rollBack();
+  for (std::size_t i = 0; i < kLimits.size(); ++i) expectNewest(i, 5000, 0);
+  run(5000, 5001, 1);
+  expectNewest(1, 5000);
+  expectNewest(2, 5000);
+  run(5001, 5300, 1);
+  session_.flush();
+  expectAllNewest(5300);
+}
+
+TEST_F(StreamedNewest, AreSeenAgainWhenTheFileWasClosed) {
+  run(0, 3000, 0);
+  session_.captureSnapshot(false);
+  run(3000, 3500, 0);
+  static_cast<void>(catalogue_.datasetArray(u"logsout"));
+  expectAllNewest(3500);
+  run(3500, 3600, 0);
+  session_.flush();
+  expectAllNewest(3600);
+  static_cast<void>(catalogue_.datasetArray(u"logsout"));
+  expectAllNewest(3600);
+  rollBack();
+  run(3000, 3010, 1);
+  session_.flush();
+  expectAllNewest(3010);
 }
 
 }  // namespace

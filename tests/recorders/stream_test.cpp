@@ -41,6 +41,12 @@ class Rig {
     block->generateLeafDataOffsets();
     add({.root = std::move(block), .name = u"nv"});
     add({.root = leaf(u"few"), .name = u"few", .maxPoints = 37});
+    add({.root = std::make_unique<StringLeafNode>(0, u"s", "zoh", Dims{}, "string", units(), u"", 8, 2),
+         .name = u"few texts",
+         .maxPoints = 500});
+    add({.root = with(topBus(u"b"), leaf(u"p", "single", {2}, true), leaf(u"q", "logical")),
+         .name = u"few now and then",
+         .maxPoints = 300});
     for (int i = 0; i < 3; ++i) {
       add({.root = leaf(u"each"), .name = u"each", .foreachDimensions = {3}, .foreachIterationIndices = {i}});
     }
@@ -65,7 +71,7 @@ class Rig {
       const vtu::ustring& name = signals_[i].descriptor->signalName();
       if (name.starts_with(u"alias")) continue;
       if (name == u"slow" && k % 3 != 0) continue;
-      if (name == u"triggered" && random() % 4 != 0) continue;
+      if ((name == u"triggered" || name == u"few now and then") && random() % 4 != 0) continue;
       if (name == u"stops" && k % 1000 > 700) continue;
       if (name == u"x" && k % 4096 == 4095) continue;  // misses a step
       deliver(i, time, random);
@@ -103,7 +109,7 @@ class Rig {
 
   void deliver(std::size_t i, double time, std::mt19937_64& random) {
     Recorded& signal = signals_[i];
-    if (signal.descriptor->signalName() == u"s") {
+    if (signal.descriptor->signalName() == u"s" || signal.descriptor->signalName() == u"few texts") {
       const std::string text(random() % 20, static_cast<char>('a' + random() % 26));
       signal.accessor->update(&time, vtu::to_ustring(text).c_str(), 0);
       return;
@@ -130,6 +136,18 @@ class Streamed : public ::testing::Test {
 
   StreamedFile file_;
 };
+
+/// Readers of the file that is being written see the samples of signals with a limit of points.
+void expectNewestInFile(const StreamedFile& file, Rig& memory) {
+  const vtu::qxArrayWrapper expected = memory.dataset();
+  const vtu::QatFileWrapper open(file.path(), "r");
+  ASSERT_TRUE(open) << qatLastError();
+  const vtu::qxArrayWrapper variable = open.variable(kVariable);
+  ASSERT_TRUE(variable) << qatLastError();
+  for (const char* name : {"few", "few texts", "few now and then", "alias of few"}) {
+    ASSERT_EQ(difference(elementOf(expected.get(), name), elementOf(variable.get(), name)), "") << name;
+  }
+}
 
 /// Records the same in memory and in a file, and compares everything that can be asked.
 void expectSameAsInMemory(const StreamedFile& file, unsigned seed, double flushInterval, SampleOrder order) {
@@ -170,6 +188,7 @@ void expectSameAsInMemory(const StreamedFile& file, unsigned seed, double flushI
       case 3:
         if (command % 7 == 3) both([](Rig& rig) { rig.addLate(); });
         streamed->session.flush();
+        ASSERT_NO_FATAL_FAILURE(expectNewestInFile(file, memory)) << "command " << command;
         break;
       case 4:
         ASSERT_EQ(difference(elementsOf(memory.dataset().get()), elementsOf(streamed->dataset().get())), "");
@@ -251,6 +270,44 @@ TEST_F(Streamed, NoSampleIsStreamedUnlessTheSettingSaysOn) {
   EXPECT_FALSE(std::filesystem::exists(file_.path()));
 }
 
+TEST_F(Streamed, FileWithoutANameIsSignalsQat) {
+  const pid_t child = runElsewhere([&] {
+    if (chdir(file_.path("").c_str()) != 0) _exit(2);
+    Catalogue catalogue;
+    catalogue.settings(Catalogue::SignalLoggingToPersistentStorage, u"on");
+    RecordingSession session(catalogue);
+    const auto accessor = attachScalar(catalogue, session, 0);
+    const double time = 0, value = 5;
+    accessor->update(&time, &value, 0);
+  });
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_EQ(status, 0);
+  const vtu::QatFileWrapper open(file_.path("signals.qat"), "r");
+  ASSERT_TRUE(open) << qatLastError();
+  const vtu::qxArrayWrapper variable = open.variable(kVariable);
+  EXPECT_EQ(numbers<double>(qxGetField(qxGetField(elementOf(variable.get(), "x"), 0, "Values"), 0, "Data")),
+            std::vector<double>{5});
+}
+
+TEST_F(Streamed, EachRowIsSeenWhenTheNextBeginsWithAFlushIntervalOfZero) {
+  Catalogue catalogue;
+  file_.stream(catalogue);
+  RecordingSession session(catalogue);
+  session.flushInterval(0);
+  session.syncToDisk(true);
+  const auto accessor = attachScalar(catalogue, session, 0);
+  for (int k = 0; k < 300; ++k) {
+    const double time = k, value = k;
+    accessor->update(&time, &value, 0);
+    if (k < 150) continue;
+    const vtu::QatFileWrapper open(file_.path(), "r");
+    ASSERT_TRUE(open) << qatLastError();
+    EXPECT_EQ(vtu::QatSamples(*open.get()).columns(0).at(0).count, static_cast<std::uint64_t>(k));
+  }
+  EXPECT_THROW(session.flushInterval(-1), std::invalid_argument);
+}
+
 TEST_F(Streamed, SecondRunIntoOneFileIsRefusedAndLeavesItAlone) {
   Rig rig(&file_);
   for (std::uint64_t k = 0; k < 1000; ++k) rig.step(k, 0);
@@ -317,14 +374,13 @@ TEST_F(Streamed, RunIsReadableWhileItGoesOnAndAfterItIsKilled) {
     memory.step(k, k < 5000 ? 0 : 2);
   }
   const vtu::qxArrayWrapper expected = memory.dataset();
-  // All but the signal with a limit of points, which is in memory until the file is closed.
   const auto check = [&] {
     const vtu::QatFileWrapper open(file_.path(), "r");
     ASSERT_TRUE(open) << qatLastError();
     const vtu::qxArrayWrapper variable = open.variable(kVariable);
     ASSERT_TRUE(variable) << qatLastError();
-    for (const char* name :
-         {"x", "m", "c", "on", "s", "b", "nv", "each", "fast", "slow", "triggered", "stops", "late"}) {
+    for (const char* name : {"x", "m", "c", "on", "s", "b", "nv", "few", "few texts", "few now and then",
+                             "alias of few", "each", "fast", "slow", "triggered", "stops", "late"}) {
       const qxArray* element = elementOf(expected.get(), name);
       ASSERT_NE(element, nullptr) << name;
       EXPECT_EQ(difference(element, elementOf(variable.get(), name)), "") << name;

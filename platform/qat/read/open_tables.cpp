@@ -8,6 +8,7 @@
 #include "platform/qat/failure.hpp"
 #include "platform/qat/file.hpp"
 #include "platform/qat/read/merged_table.hpp"
+#include "platform/qat/read/ring_table.hpp"
 
 namespace vtu::qat {
 namespace {
@@ -47,20 +48,29 @@ Strays& OpenTables::strays() {
   return *strays_;
 }
 
+Rings& OpenTables::rings() {
+  if (!rings_) rings_ = std::make_unique<Rings>(source_);
+  return *rings_;
+}
+
 std::vector<std::uint32_t> OpenTables::mergedNumbers() {
-  std::vector<std::uint32_t> numbers(strays().leaves().size());
+  std::vector<std::uint32_t> numbers(strays().leaves().size() + rings().leaves().size());
   std::iota(numbers.begin(), numbers.end(), kFirstMerged);
   return numbers;
 }
 
 Reference OpenTables::resolve(const Reference& reference) {
-  const auto leaf = strays().find({reference.table, reference.column});
+  auto leaf = strays().find({reference.table, reference.column});
+  if (!leaf) {
+    leaf = rings().find({reference.table, reference.column});
+    if (leaf) *leaf += strays().leaves().size();
+  }
   return leaf ? Reference{kFirstMerged + static_cast<std::uint32_t>(*leaf), 0, reference.part} : reference;
 }
 
 std::unique_ptr<OpenTable> OpenTables::merge(std::uint32_t number) {
   const auto& leaves = strays().leaves();
-  if (number - kFirstMerged >= leaves.size()) throw Failure(kDamaged, "no such leaf");
+  if (number - kFirstMerged >= leaves.size()) return newest(number - kFirstMerged - leaves.size());
   const Strays::Leaf& leaf = leaves[number - kFirstMerged];
   return atPlace(kStraysGroup, [&] {
     const auto [table, column] = leaf.place;
@@ -69,6 +79,14 @@ std::unique_ptr<OpenTable> OpenTables::merge(std::uint32_t number) {
     OpenTable& of = this->table(table);
     return std::make_unique<MergedTable>(strays(), leaf, &of, of.column(column));
   });
+}
+
+std::unique_ptr<OpenTable> OpenTables::newest(std::size_t leaf) {
+  if (leaf >= rings().leaves().size()) throw Failure(kDamaged, "no such leaf");
+  const Rings::Leaf& in = rings().leaves()[leaf];
+  const auto [table, column] = in.in.place;
+  if (table >= kFirstMerged) throw Failure(kDamaged, "a ring of a leaf in no table");
+  return std::make_unique<RingTable>(rings(), in, this->table(table).column(column));
 }
 
 OpenTable& OpenTables::table(std::uint32_t number) {
@@ -123,6 +141,7 @@ void OpenTables::refresh() {
   source_.integrity.forget();
   merged_.clear();
   strays_.reset();
+  rings_.reset();
   for (auto& [name, file] : otherFiles_) file->source().integrity.forget();
   for (auto& [number, table] : tables_) table->refresh();
 }

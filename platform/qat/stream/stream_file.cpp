@@ -122,10 +122,12 @@ void StreamFile::takeRoot() {
   root_ = Handle(checked(H5Gopen2(file_.get(), "/", H5P_DEFAULT), kDamaged, "its root group cannot be opened"));
 }
 
-void StreamFile::layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables) {
+void StreamFile::layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables,
+                        std::span<const StreamRing> rings) {
   if (state_ != State::empty) throw Failure(kBadArgument, "is laid out already");
   writing([&] {
     SampleStore store(*kit_, name_);
+    store.leaveOut(RingLog::tablesOf(rings));
     SignalNames names;
     const Handle samples = makeGroup(root_.get(), kSamplesGroup, static_cast<unsigned>(tables.size()));
     for (std::size_t k = 0; k < tables.size(); ++k) {
@@ -143,6 +145,10 @@ void StreamFile::layOut(std::span<const StreamVariable> variables, std::span<con
       });
     }
     strays_.emplace(*kit_, guard_, root_.get());
+    std::map<const SampleTable*, SampleStore::LeafRecords> records;
+    store.addPlaces(records);
+    rings_.place(rings, records);
+    rings_.open(*kit_, guard_, root_.get());
     linkCounts();
     letReadersIn();
   });
@@ -163,6 +169,7 @@ void StreamFile::linkCounts() {
   for (const auto& table : tables_) table->linkCounts();
   places_.linkCounts();
   strays_->link(root_.get());
+  rings_.link(root_.get());
 }
 
 /// Nothing that readers find is moved or made from now on.
@@ -191,6 +198,21 @@ void StreamFile::append(const StrayBuffer& strays) {
   requireLive();
   if (full_) throw Failure(kDiskFull, "the disk is full");
   writing([&] { strays_->append(strays, places_); });
+}
+
+void StreamFile::putNewest(std::uint32_t ring, std::span<const RingSamples> samples) {
+  requireLive();
+  if (full_) throw Failure(kDiskFull, "the disk is full");
+  writing([&] { rings_.ring(ring).put(samples, [this] { flushLibrary(); }); });
+}
+
+void StreamFile::cutNewest(std::uint32_t ring, const std::function<std::uint64_t(std::uint32_t)>& endOf) {
+  requireLive();
+  writing([&] {
+    Ring& of = rings_.ring(ring);
+    for (std::uint32_t position = 0; position < of.positions(); ++position) of.cut(position, endOf(position));
+    of.writeCounts();
+  });
 }
 
 void StreamFile::keep(LeafPlace leaf, std::uint64_t samples) {
@@ -256,11 +278,12 @@ void StreamFile::stepBack(const QatStream::Mark& mark) {
 void StreamFile::releaseHandles() {
   for (const auto& table : tables_) table->close();
   strays_.reset();
+  rings_.close();
   places_.close();
   root_.reset();
 }
 
-void StreamFile::close(std::span<const StreamVariable> variables) {
+void StreamFile::close(std::span<const StreamVariable> variables, std::span<const StreamRing> rings) {
   if (state_ == State::closed) return;
   if (state_ == State::abandoned) {
     throw Failure(kStorage,
@@ -268,19 +291,19 @@ void StreamFile::close(std::span<const StreamVariable> variables) {
   }
   if (state_ == State::live) flush(false);
   const bool wasLive = state_ == State::live;
-  const bool hasStrays = strays_ && strays_->mark().strays > 0;
+  const bool hasStrays = (strays_ && strays_->mark().strays > 0) || rings_.hasSamples();
   state_ = State::closed;
   writing([&] {
     lock_->keepReadersOut();
     releaseHandles();
     if (!file_.close()) throwLibraryFailure(kStorage, "cannot be closed");
   });
-  if (wasLive) finish(variables, hasStrays);
+  if (wasLive) finish(variables, rings, hasStrays);
   lock_->letReadersIn();
 }
 
 /// Makes it a plain file and replaces variables. Without these strays stay in their log, where readers find them.
-void StreamFile::finish(std::span<const StreamVariable> variables, bool hasStrays) {
+void StreamFile::finish(std::span<const StreamVariable> variables, std::span<const StreamRing> rings, bool hasStrays) {
   std::vector<std::uint64_t> rows;
   for (const auto& table : tables_) rows.push_back(table->rows());
   const auto file = File::open(name_, File::Mode::update, File::Owner::stream, rows);
@@ -299,6 +322,7 @@ void StreamFile::finish(std::span<const StreamVariable> variables, bool hasStray
     const bool withoutStrays = !hasStrays || !variables.empty();
     file->putAll(borrowed, withoutStrays);
     if (withoutStrays) noteLeafPlaces(*file);
+    if (withoutStrays) rings_.place(rings, file->places());
   } catch (...) {
     finishing_ = nullptr;
     reading_.reset();
@@ -323,9 +347,11 @@ void StreamFile::noteLeafPlaces(File& file) {
     if (put == file.places().end()) continue;
     std::optional<StoredTable> stored;
     for (const StreamedLeaves::Leaf& leaf : leaves->leaves()) {
-      const auto record = put->second.find({leaf.offset, leaf.leaf.bytes == 0});
-      if (record == put->second.end()) continue;
-      const auto& [number, column, part] = record->second;
+      const auto [first, end] = put->second.equal_range({leaf.offset, leaf.leaf.bytes == 0});
+      if (first == end) continue;
+      const auto record =
+          std::min_element(first, end, [](const auto& a, const auto& b) { return a.second < b.second; });
+      const auto& [number, column, part] = record->second;  // aliases come later
       places[leaf.place()] = {number, column};
       if (leaf.leaf.table < tables_.size()) retired[leaf.leaf.table].push_back(leaf.leaf.column);
       if (!stored) stored = StoredTable{name_, number, {}};
@@ -502,6 +528,7 @@ void StreamFile::reopen() {
     }
     places_.open(root_.get());
     strays_.emplace(*kit_, guard_, root_.get());
+    rings_.open(*kit_, guard_, root_.get());
     writeCounts();
     linkCounts();
     letReadersIn();

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -14,6 +15,7 @@
 #include "platform/qat/file.hpp"
 #include "platform/qat/read/open_tables.hpp"
 #include "platform/qat/stream/leaf_places.hpp"
+#include "platform/qat/stream/ring_log.hpp"
 #include "platform/qat/stream/stray_log.hpp"
 #include "platform/qat/stream/stream_lock.hpp"
 #include "platform/qat/stream/stream_table.hpp"
@@ -33,17 +35,23 @@ class StreamFile final {
 
   [[nodiscard]] const std::string& name() const { return name_; }
 
-  void layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables);
+  void layOut(std::span<const StreamVariable> variables, std::span<const StreamTable> tables,
+              std::span<const StreamRing> rings);
   void append(std::uint32_t table, const SampleTable& source, std::uint64_t first, std::uint64_t count);
   void overwrite(std::uint32_t table, std::uint64_t at, const SampleTable& source, std::uint64_t first,
                  std::uint64_t count);
   void append(const StrayBuffer& strays);
   void keep(LeafPlace leaf, std::uint64_t samples);
   void endLeaf(std::uint32_t table, std::uint32_t leaf, std::optional<std::uint64_t> row);
+  void putNewest(std::uint32_t ring, std::span<const RingSamples> samples);
+  void cutNewest(std::uint32_t ring, const std::function<std::uint64_t(std::uint32_t)>& endOf);
+  [[nodiscard]] QatStream::Newest newest(std::uint32_t ring, std::uint32_t position) const {
+    return rings_.ring(ring).newest(position);
+  }
   void flush(bool toDisk);
   [[nodiscard]] QatStream::Mark mark() const;
   void stepBack(const QatStream::Mark& mark);
-  void close(std::span<const StreamVariable> variables);
+  void close(std::span<const StreamVariable> variables, std::span<const StreamRing> rings);
   void reopen();
   /// Lets others write the file. Nothing but reading may follow.
   void release() { lock_.reset(); }
@@ -84,7 +92,7 @@ class StreamFile final {
   void requireWritten() const;
   void writeCounts();
   void releaseHandles();
-  void finish(std::span<const StreamVariable> variables, bool hasStrays);
+  void finish(std::span<const StreamVariable> variables, std::span<const StreamRing> rings, bool hasStrays);
   OpenTables& plainTables();
   void linkCounts();
   std::uint64_t rowsBefore(LeafPlace leaf);
@@ -111,6 +119,7 @@ class StreamFile final {
   bool full_ = false;  // the disk: nothing more is appended
   std::vector<std::unique_ptr<StreamedTable>> tables_;
   std::optional<StrayLog> strays_;  // while the file is written
+  RingLog rings_;
   LeafPlaces places_;
   std::vector<std::pair<const SampleTable*, std::weak_ptr<StreamedLeaves>>> leafTables_;
 };

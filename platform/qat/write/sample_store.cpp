@@ -57,6 +57,17 @@ SampleSelection selectionOf(const SampleTable& table, const std::vector<const qa
   return selection;
 }
 
+/// @param columns Takes the columns that are selected then.
+void leaveRowsOut(SampleSelection& selection, std::vector<SampleColumn>& columns) {
+  selection.first = selection.count = 0;
+  columns.reserve(selection.columns.size());
+  for (const SampleColumn*& column : selection.columns) {
+    columns.push_back(*column);
+    columns.back().first = columns.back().count = 0;
+    column = &columns.back();
+  }
+}
+
 }  // namespace
 
 std::string SampleStore::key(const SampleColumn& column) {
@@ -194,7 +205,9 @@ void SampleStore::writeTable(Lack& lack, hid_t root, hid_t staging, SignalNames&
       kStorage, kGroupFailure));
   keepWithoutLink(staging, link);
   staged_.push_back(number);
-  const SampleSelection selection = selectionOf(*lack.table, distinct);
+  SampleSelection selection = selectionOf(*lack.table, distinct);
+  std::vector<SampleColumn> withoutRows;
+  if (leftOut_.count(lack.table.get()) != 0) leaveRowsOut(selection, withoutRows);
   SampleTableWriter writer(kit_, group.get(), selection);
   atPlace(link, [&] {
     writer.writeTimes();
@@ -264,7 +277,9 @@ void SampleStore::leaveRoomForCounts() {
 
 void SampleStore::addPlaces(std::map<const SampleTable*, LeafRecords>& places) const {
   for (const auto& [table, entry] : entries_) {
-    for (const auto& [key, reference] : entry.columns) places[table][placeInRow(key)] = reference;
+    LeafRecords& records = places[table];
+    records.clear();
+    for (const auto& [key, reference] : entry.columns) records.emplace(placeInRow(key), reference);
   }
 }
 

@@ -47,8 +47,11 @@ class SampleStore final {
   /// Moves the tables in `staging` to the root's group of tables, which is made if need be.
   void link(hid_t root, hid_t staging);
 
-  /// Records of leaves, by their offset in a row and whether they have no bytes.
-  using LeafRecords = std::map<std::pair<std::uint64_t, bool>, Reference>;
+  /// Records of leaves, by their offset in a row and whether they have no bytes; aliases have several.
+  using LeafRecords = std::multimap<std::pair<std::uint64_t, bool>, Reference>;
+
+  /// The rows of these tables are not written: their leaves have records without samples.
+  void leaveOut(std::unordered_set<const SampleTable*> tables) { leftOut_ = std::move(tables); }
 
   /// From now on tables have room for the counts of rows of a file that is being written.
   void leaveRoomForCounts();
@@ -87,6 +90,7 @@ class SampleStore final {
   std::string file_;
   Handle growingList_;  // for the groups of tables that get counts of rows
   std::unordered_map<const SampleTable*, Entry> entries_;
+  std::unordered_set<const SampleTable*> leftOut_;
   std::map<std::uint32_t, std::string> linked_;  // tables in files beside this one: the name of the file
   std::vector<std::uint32_t> staged_;
 
