@@ -12,7 +12,7 @@ import numpy as np
 ROOT = pathlib.Path(__file__).resolve().parent
 HERE = ROOT / "corpus" / "qat_file"
 sys.path.append(str(ROOT.parent / "tests" / "qat"))
-from hostile_files import write_sound  # noqa: E402
+from hostile_files import add_stream, write_sound  # noqa: E402
 
 
 def seed(name):
@@ -96,6 +96,9 @@ def links(name):
 
 if __name__ == "__main__":
     write_sound(HERE / "every_kind.qat")
+    write_sound(HERE / "streamed.qat")
+    with h5py.File(HERE / "streamed.qat", "r+", libver=("v110", "v110")) as file:
+        add_stream(file)
     chunks("chunks.qat")
     chunks("filtered_chunks.qat", compression="gzip", shuffle=True)
     paged("paged_chunks.qat")

@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """Makes files that are valid HDF5 and contradict themselves: kinds, dims, fields, references, dimensions of tables,
-records of columns and links, one to four of them in each file. Number k is the same file every time.
+records of columns and links, one to four of them in each file. Every third file was left while it was written, and
+strays and rings are among what makes no sense. Number k is the same file every time.
 
     hostile_files.py FOLDER COUNT [FIRST]      k.qat for FIRST <= k < FIRST + COUNT; number 0 is left as it should be
     hostile_files.py --read PROGRAM COUNT      has qat_read_files survive that many of them, in a folder that goes away
 """
+import json
 import pathlib
 import random
+import struct
 import subprocess
 import sys
 import tempfile
@@ -19,7 +22,11 @@ REFERENCE = np.dtype([("table", "u4"), ("column", "u4"), ("part", "u1")])
 TEXT_CELL = np.dtype([("start", "<u8"), ("bytes", "<u4")])
 RECORD = np.dtype([("name", "S12"), ("unit", "S4"), ("class", "S14"), ("dims", "S8"),
                    ("first", "u4"), ("width", "u4"), ("begin", "u8"), ("count", "u8")])
+STRAY = np.dtype([("table", "<u4"), ("column", "<u4"), ("time", "<f8"), ("start", "<u8"), ("bytes", "<u4")])
+RING_LEAF = np.dtype([(name, "<u4") for name in ("table", "column", "number", "time", "start", "bytes")] +
+                     [("capacity", "<u8")])
 TEXT = h5py.string_dtype()
+LATE = 2**32 - 1  # the table of signals that came late, and the column of what describes them
 
 NUMBERS = [0, 1, 2, 3, 7, 49, 50, 51, 255, 4096, 2**31 - 1, 2**31, 2**32 - 1, 2**32, 2**62, 2**63, 2**64 - 1]
 TEXTS = ["", "cell", "struct", "char", "table", "columns", "row", "qat", "double", "double.complex", "text", "int8",
@@ -96,6 +103,52 @@ def write_sound(path):
         write_table(structure(file, "logsout", ["Elements"]))
 
 
+def late_signal():
+    """The description of a signal that came late."""
+    def one(**fields):
+        return {"class": "struct", "dims": [1, 1],
+                "fields": [{"name": name, "values": [value]} for name, value in fields.items()]}
+
+    data, time = ({"table": LATE, "column": 0, "part": part} for part in (0, 1))
+    gains = {"class": "single", "dims": [1, 3], "values": [1, "NaN", 2.5]}
+    return {"column": 0, "name": "late", "unit": "V", "class": "double", "dims": "", "variable": "results",
+            "dataset": "logsout", "element": {"Name": "late", "dataset": "logsout"}, "leaf": {"Kind": "leaf"},
+            "value": one(Name="late", Gains=gains, Values=one(Kind="leaf", Time=time, Data=data))}
+
+
+def add_stream(file):
+    """Makes it a file that was being written: tables with counts of rows, strays, and a ring."""
+    samples = file["qat.samples"]
+    for number, count in (("0", 5), ("1", 1)):
+        samples[number].create_dataset("rows", data=np.full(count, ROWS - 10, "<u8"), chunks=(count,))
+    table_of_samples(samples, "2", [("few", "double", "", 1), ("few texts", "text", "2", 2)])
+    dataset = structure(structure(file, "results", ["Dataset"]), "Dataset", ["Elements"])
+    write_table(dataset)
+    for i, name in enumerate(("Few", "FewTexts")):
+        few = structure(file, name, ["Data", "Time"])
+        few.attrs["Data"], few.attrs["Time"] = np.array((2, i, 0), REFERENCE), np.array((2, i, 1), REFERENCE)
+    cell = np.array((1, 3), TEXT_CELL).tobytes()
+    pieces = [(0, 0, struct.pack("<d", 7)), (LATE, LATE, json.dumps(late_signal()).encode()), (1, 0, b"1234"),
+              (LATE, 0, struct.pack("<d", 8)), (0, 0, struct.pack("<d", 9)), (0, 3, cell)]
+    data, strays = b"", []
+    for i, (table, column, piece) in enumerate(pieces):
+        size = 12 if column == 3 else len(piece)
+        strays.append((table, column, 100.0 + i, len(data), size))
+        data += piece
+    log = ordered(file, "qat.strays")
+    log.create_dataset("samples", data=np.array(strays, STRAY), chunks=(8,), maxshape=(None,))
+    log.create_dataset("bytes", data=np.frombuffer(data, "u1"), chunks=(64,), maxshape=(None,))
+    log.create_dataset("rows", data=np.array([len(strays)], "<u8"), chunks=(1,))
+    ring = ordered(ordered(file, "qat.rings"), "0")
+    leaves = [(2, 0, 0, 0, 8, 8, 12), (2, 1, 1, 16, 24, 24, 12)]
+    ring["leaves"] = np.array(leaves, RING_LEAF)
+    rows = [struct.pack("<dddQIQI", n, n + 0.5, n, 3 * n, 3, 0, 0) for n in range(12)]
+    ring.create_dataset("samples", data=np.frombuffer(b"".join(rows), "u1").reshape(12, 48), chunks=(6, 48),
+                        maxshape=(None, 48))
+    ring.create_dataset("texts", data=np.full(36, ord("t"), "u1"), chunks=(64,), maxshape=(None,))
+    ring.create_dataset("rows", data=np.array([20, 30, 5, 15], "<u8"), chunks=(4,))
+
+
 def write_table(parent):
     rows = 5
     table = ordered(parent, "Elements")
@@ -129,6 +182,8 @@ class Nonsense:
         changes = [self.attribute, self.attribute, self.new_attribute, self.record, self.record, self.reference,
                    self.text_cell, self.replace_member, self.remove_member, self.resize, self.link,
                    self.same_object_again, self.many_fields, self.wrong_type, self.huge_shape]
+        if "qat.strays" in self.file:
+            changes += 8 * [self.streamed]
         for _ in range(self.random.randint(1, 4)):
             try:
                 self.random.choice(changes)()
@@ -199,6 +254,46 @@ class Nonsense:
         field = self.pick(TEXT_CELL.names)
         cells[field][self.random.randrange(len(cells))] = self.pick(NUMBERS) % 2**(8 * TEXT_CELL[field].itemsize)
         dataset[...] = cells
+
+    def streamed(self):
+        """One field of a stray or of a leaf of a ring, one count, or some bytes of a description."""
+        names = ["qat.strays/samples", "qat.strays/samples", "qat.strays/rows", "qat.strays/bytes", "qat.strays/bytes",
+                 "qat.samples/0/rows", "qat.rings/0/leaves", "qat.rings/0/leaves", "qat.rings/0/rows",
+                 "qat.rings/0/samples"]
+        dataset = self.file[self.pick(names)]
+        values = dataset[()]
+        if values.dtype.names:
+            field = self.pick([name for name in values.dtype.names if values.dtype[name].kind == "u"])
+            values[field][self.random.randrange(len(values))] = (
+                self.pick(NUMBERS) % 2**(8 * values.dtype[field].itemsize))
+        elif values.dtype.itemsize == 8:
+            values[self.random.randrange(len(values))] = self.pick(NUMBERS)
+        elif dataset.name == "/qat.strays/bytes" and self.random.random() < 0.7:
+            self.description(dataset)
+            return
+        else:
+            flat = values.reshape(-1)
+            flat[self.random.randrange(len(flat))] = self.random.randrange(256)
+        dataset[...] = values
+
+    def description(self, dataset):
+        """A description that says something else, in the place of the one that is there."""
+        samples = self.file["qat.strays/samples"]
+        strays = samples[()]
+        at = int(np.flatnonzero(strays["column"] == LATE)[0])
+        said = late_signal()
+        inner = said["value"]["fields"][1]["values"][0]
+        where = self.pick([said, said, said["value"], inner, inner["dims"], said["value"]["fields"]])
+        what = self.pick([None, 0, -1, 2**64 - 1, 1e300, "", "3x3", "text", [], [[]], {}, [1, 2**62], late_signal()])
+        if isinstance(where, dict):
+            where[self.pick(list(where))] = what
+        else:
+            where[self.random.randrange(len(where))] = what
+        text = json.dumps(said).encode() if self.random.random() < 0.8 else b"[" * 5000
+        strays["start"][at], strays["bytes"][at] = dataset.shape[0], len(text)
+        dataset.resize(dataset.shape[0] + len(text), 0)
+        dataset[-len(text):] = np.frombuffer(text, "u1")
+        samples[...] = strays
 
     def members(self):
         return [(group, name) for group in self.groups for name in group]
@@ -297,6 +392,8 @@ def write_hostile(path, number):
     write_sound(path)
     if number > 0:
         with h5py.File(path, "r+", libver=("v110", "v110")) as file:
+            if number % 3 == 0:
+                add_stream(file)
             Nonsense(file, number).run()
 
 
