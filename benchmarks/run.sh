@@ -37,6 +37,7 @@ run bench_update --benchmark_min_time=0.05 --benchmark_repetitions=5 --benchmark
 run bench_record --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
 run bench_save --benchmark_repetitions=3 --benchmark_enable_random_interleaving=true --dir="$work"
 run bench_run --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true
+run bench_sweep --benchmark_repetitions=3 --dir="$work"
 run bench_read --benchmark_repetitions=3 --dir="$work"
 run bench_results --benchmark_repetitions=3 --dir="$work"
 
