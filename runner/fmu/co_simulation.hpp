@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -13,10 +14,12 @@ namespace vtio::runner {
 
 /// What came out of a communication step.
 struct StepOutcome {
-  bool discarded = false;    ///< nothing happened that counts
-  bool eventNeeded = false;  ///< an event is to be handled
-  bool terminate = false;    ///< the FMU asks to end the simulation
-  double lastTime = 0.0;     ///< up to which time the step went; may be early, in seconds
+  static constexpr double kWholeStep = std::numeric_limits<double>::infinity();
+
+  bool discarded = false;        ///< nothing happened that counts
+  bool eventNeeded = false;      ///< an event is to be handled
+  bool terminate = false;        ///< the FMU asks to end the simulation
+  double lastTime = kWholeStep;  ///< in seconds, up to which the step went if it ended early
 };
 
 /// What was read within a step, up to its end: InstanceSetup::intermediate at each of these times.

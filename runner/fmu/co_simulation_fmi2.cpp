@@ -25,7 +25,7 @@ class CoSimulationOfFmi2 final : public Fmi2Instance<CoSimulation> {
     const int result = functions_.doStep(instance(), time, step, noSetStatePrior ? 1 : 0);
     if (result != FMI2_DISCARD) {
       status().check(result, "fmi2DoStep");
-      return {false, false, false, time + step};
+      return {};
     }
     return afterDiscard(time);
   }

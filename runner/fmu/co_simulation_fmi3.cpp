@@ -38,15 +38,15 @@ class CoSimulationOfFmi3 final : public Fmi3Instance<CoSimulation> {
     bool eventNeeded = false;
     bool terminate = false;
     bool earlyReturn = false;
-    double lastTime = time + step;
+    double lastTime = time;
     reader_.begin(time);
     const int result =
         doStep_(instance(), time, step, noSetStatePrior, &eventNeeded, &terminate, &earlyReturn, &lastTime);
     if (result == FMI3_DISCARD) return {true, false, false, time};
     status().check(result, "fmi3DoStep");
-    if (!earlyReturn) lastTime = time + step;
-    checkLastTime(time, step, lastTime);
-    reader_.end(lastTime);
+    if (earlyReturn) checkLastTime(time, step, lastTime);
+    reader_.end(earlyReturn ? lastTime : time + step);
+    if (!earlyReturn) return {false, eventNeeded && hasEventMode_, terminate};
     return {false, eventNeeded && hasEventMode_, terminate, lastTime};
   }
 

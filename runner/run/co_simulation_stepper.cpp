@@ -18,8 +18,11 @@ CoSimulationStepper::CoSimulationStepper(CoSimulation& instance, const Interface
       parts_(parts),
       times_(parts.plan.times),
       grid_(times_.start, times_.step),
+      roundOff_(kRoundOff * times_.step),
+      smallestStep_(kSmallestStep * times_.step),
       variableSteps_(way.flag("canHandleVariableCommunicationStepSize")),
       hasEvents_(parts.plan.model.version == FmiVersion::fmi3 && way.flag("hasEventMode")),
+      readsWithinSteps_(!parts.values.intermediate().empty()),
       repeater_(instance, parts.plan.changeLimits, variableSteps_ && way.flag("canGetAndSetFMUState")),
       events_(instance, parts.values, parts.inputs, parts.plan.model, times_.start),
       time_(times_.start),
@@ -82,8 +85,14 @@ void CoSimulationStepper::takeEvent(const EventOutcome& outcome) {
   ended_ = ended_ || outcome.terminate;
 }
 
-double CoSimulationStepper::nextTarget() {
-  double target = grid_.after(time_);
+// Whether nothing but a step is due up to a point of the grid, and only that point is to be logged.
+bool CoSimulationStepper::isQuietUntil(double target) const {
+  const double due =
+      std::min(std::min(times_.stop, nextInputEvent_), std::min(nextTick_, nextEvent_.value_or(Clocks::kNever)));
+  return target + roundOff_ < due && !outputGrid_ && !readsWithinSteps_;
+}
+
+double CoSimulationStepper::nextTarget(double target) {
   if (!variableSteps_) return target;
   if (outputGrid_) target = std::min(target, outputGrid_->after(time_));
   target = std::min(target, nextInputEvent_);
@@ -95,15 +104,33 @@ double CoSimulationStepper::nextTarget() {
 }
 
 StepResult CoSimulationStepper::step() {
-  const double target = nextTarget();
+  const double point = grid_.after(time_);
+  if (isQuietUntil(point)) return stepQuietly(point);
+  const double target = nextTarget(point);
   // Without variable steps the last step that fits is the end.
   if (target > times_.stop + roundOff()) return StepResult::noneFits;
   return stepTo(target);
 }
 
+// What finishStep() comes to when nothing happens; most steps are such.
+StepResult CoSimulationStepper::stepQuietly(double target) {
+  const StepOutcome outcome = repeater_.step(time_, target, smallestStep_);
+  const bool isPlain = !outcome.discarded && !outcome.eventNeeded && !outcome.terminate && !(outcome.lastTime < target);
+  if (!isPlain) return finishStep(outcome, target);
+  time_ = target;
+  standstills_ = 0;
+  setInputs(EventSide::after);
+  sample();
+  return StepResult::done;
+}
+
 StepResult CoSimulationStepper::stepTo(double target) {
+  const StepOutcome outcome = repeater_.step(time_, target, smallestStep_);
+  return finishStep(outcome, target);
+}
+
+StepResult CoSimulationStepper::finishStep(const StepOutcome& outcome, double target) {
   const double before = time_;
-  const StepOutcome outcome = repeater_.step(time_, target, times_.step * kSmallestStep);
   if (outcome.discarded) return StepResult::goBack;
   sampleBetween();
   const bool early = outcome.lastTime < target;
@@ -127,7 +154,7 @@ StepResult CoSimulationStepper::stepTo(double target) {
     setInputs(EventSide::after);
     sample();
   }
-  return StepResult::done;
+  return ended_ || time_ >= times_.stop ? StepResult::arrived : StepResult::done;
 }
 
 // Values before the event are logged; those after it follow at the same time.

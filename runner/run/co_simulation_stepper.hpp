@@ -44,13 +44,16 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
 
   void sample();
   void sampleBetween();
+  StepResult stepQuietly(double target);
   StepResult stepTo(double target);
+  StepResult finishStep(const StepOutcome& outcome, double target);
   void handleEvents(double inputsFrom);
   void setInputs(EventSide side);
   [[nodiscard]] double nextInputEvent() const;
   void takeEvent(const EventOutcome& outcome);
-  [[nodiscard]] double roundOff() const { return kRoundOff * times_.step; }
-  [[nodiscard]] double nextTarget();
+  [[nodiscard]] double roundOff() const { return roundOff_; }
+  [[nodiscard]] double nextTarget(double target);
+  [[nodiscard]] bool isQuietUntil(double target) const;
   [[nodiscard]] bool isLogged(double time) const;
   void checkOutputStep() const;
 
@@ -59,8 +62,11 @@ class VTIO_RUNNER_EXPORT CoSimulationStepper final : public Stepper {
   const RunTimes& times_;
   TimeGrid grid_;
   std::optional<TimeGrid> outputGrid_;
+  double roundOff_;
+  double smallestStep_;
   bool variableSteps_;
-  bool hasEvents_;  // an event mode
+  bool hasEvents_;         // an event mode
+  bool readsWithinSteps_;  // intermediate values
   StepRepeater repeater_;
   Events events_;
   std::optional<Checkpoint> checkpoint_;

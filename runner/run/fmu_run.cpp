@@ -32,8 +32,10 @@ RunEnd FmuRun::run(const std::function<int()>& interrupted) {
 
 // Steps to the stop, or to where the FMU ends the simulation; says how the run ended if it ended elsewhere.
 std::optional<RunEnd> FmuRun::advance(const std::function<int()>& interrupted) {
-  while (stepper_.time() < times_.stop && !stepper_.hasEnded()) {
-    keepReturnPoint();
+  if (stepper_.time() >= times_.stop || stepper_.hasEnded()) return std::nullopt;
+  while (true) {
+    const bool isDue = steps_++ % kStepsAtRisk == 0;
+    if (isDue || times_.rewind) keepReturnPoint(isDue);
     if (const int number = interrupted(); number != 0) {
       const bool isInterrupt = number == SIGINT;
       return RunEnd{
@@ -42,19 +44,19 @@ std::optional<RunEnd> FmuRun::advance(const std::function<int()>& interrupted) {
           stepper_.time()};
     }
     const StepResult result = stepper_.step();
+    if (result == StepResult::done) continue;
+    if (result == StepResult::arrived) return std::nullopt;
     if (result == StepResult::goBack) goBack();
     if (result == StepResult::noneFits) {
       return RunEnd{ExitStatus::done, Failure::none,
                     "the FMU cannot vary its steps: the run ends at " + numberText(stepper_.time()), stepper_.time()};
     }
   }
-  return std::nullopt;
 }
 
 // The point to which a run is to be rewound stays; others give way to the next one.
-void FmuRun::keepReturnPoint() {
-  const bool isDue = steps_++ % kStepsAtRisk == 0;
-  if (hasRewindPoint_ || !(isDue || times_.rewind)) return;
+void FmuRun::keepReturnPoint(bool isDue) {
+  if (hasRewindPoint_) return;
   const bool isRewindPoint = stepper_.isAtRewindPoint();
   if (!isRewindPoint && !(isDue && stepper_.needsReturnPoints())) return;
   stepper_.save();

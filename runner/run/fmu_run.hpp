@@ -38,7 +38,7 @@ class VTIO_RUNNER_EXPORT FmuRun final {
 
  private:
   std::optional<RunEnd> advance(const std::function<int()>& interrupted);
-  void keepReturnPoint();
+  void keepReturnPoint(bool isDue);
   void goBack();
   bool rewinds();
 

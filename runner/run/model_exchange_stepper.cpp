@@ -96,7 +96,7 @@ double ModelExchangeStepper::nextLimit() const {
 
 StepResult ModelExchangeStepper::step() {
   advance(nextLimit());
-  return StepResult::done;
+  return ended_ || time_ >= times_.stop ? StepResult::arrived : StepResult::done;
 }
 
 void ModelExchangeStepper::advance(double limit) {

@@ -237,7 +237,7 @@ class Session {
   RunEnd follow(Stepper& stepper, const RunParts& parts, const RunOptions& options) {
     RunProgress progress(plan_.times, options.showsProgress);
     const auto interrupted = [&] {
-      progress.show(stepper.time());
+      if (options.showsProgress) progress.show(stepper.time());
       return InterruptGuard::received();
     };
     try {

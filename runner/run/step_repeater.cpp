@@ -31,23 +31,25 @@ bool StepRepeater::movedTooMuch() {
   return false;
 }
 
-StepOutcome StepRepeater::step(double time, double& target, double smallest) {
-  if (keepsStates_) {
-    before_.save();
-    read(old_);
-  }
+void StepRepeater::refuse(double target) {
+  throw RunnerError(ExitStatus::failed,
+                    "the FMU discarded the step to " + numberText(target) + ", which cannot be repeated");
+}
+
+// After the first discarded step.
+void StepRepeater::keepStates(double target) {
+  if (!canRepeat_) refuse(target);
+  keepsStates_ = true;
+}
+
+StepOutcome StepRepeater::stepAndRepeat(double time, double& target, double smallest) {
+  before_.save();
+  read(old_);
   while (true) {
-    const StepOutcome outcome = instance_.doStep(time, target - time, !canRepeat_);
-    const bool canHalve = canRepeat_ && target - time > smallest;
+    const StepOutcome outcome = instance_.doStep(time, target - time, false);
+    const bool canHalve = target - time > smallest;
     if (!outcome.discarded && (!canHalve || !movedTooMuch())) return outcome;
-    if (needsReturnPoints()) {
-      keepsStates_ = true;
-      return outcome;
-    }
-    if (!canHalve) {
-      throw RunnerError(ExitStatus::failed,
-                        "the FMU discarded the step to " + numberText(target) + ", which cannot be repeated");
-    }
+    if (!canHalve) refuse(target);
     before_.restore();
     target = time + 0.5 * (target - time);
   }

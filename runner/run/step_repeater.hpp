@@ -27,12 +27,20 @@ class VTIO_RUNNER_EXPORT StepRepeater final {
   ///   if the FMU discards it.
   /// @return Discarded if it is the first one of that kind: the caller takes the instance back to an earlier point.
   /// @throws RunnerError of status failed for a discarded step that cannot be repeated.
-  StepOutcome step(double time, double& target, double smallest);
+  StepOutcome step(double time, double& target, double smallest) {
+    if (keepsStates_) return stepAndRepeat(time, target, smallest);
+    const StepOutcome outcome = instance_.doStep(time, target - time, !canRepeat_);
+    if (outcome.discarded) keepStates(target);
+    return outcome;
+  }
 
   /// Whether step() may return a discarded step.
   [[nodiscard]] bool needsReturnPoints() const { return canRepeat_ && !keepsStates_; }
 
  private:
+  StepOutcome stepAndRepeat(double time, double& target, double smallest);
+  void keepStates(double target);
+  [[noreturn]] static void refuse(double target);
   void read(std::vector<double>& values);
   [[nodiscard]] bool movedTooMuch();
 

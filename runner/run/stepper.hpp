@@ -25,6 +25,7 @@ struct RunParts {
 /// What came of a step.
 enum class StepResult : std::uint8_t {
   done,
+  arrived,   ///< the simulation stands at its stop, or the FMU asked to end it
   noneFits,  ///< no further step fits before the stop
   goBack     ///< nothing: it has to be made again from the last return point
 };
