@@ -2,21 +2,26 @@
 /// What a step of an example FMU costs when vtio-run's library makes it: without logging, beside a loop written by hand
 /// that calls the same functions of the FMU; and with all outputs logged, beside the same run without logging.
 ///
-/// The ball falls and bounces all the time. Counts processor time.
+/// The ball falls and bounces all the time. A model of 100 outputs, which costs nothing itself, shows what a logged
+/// scalar costs where a step logs many. Counts processor time.
 
 #include <benchmark/benchmark.h>
 
+#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "benchmarks/stopwatch.hpp"
+#include "runner/description/mistakes.hpp"
 #include "runner/fmi/fmi3.h"
 #include "runner/fmu/fmu_file.hpp"
 #include "runner/fmu/shared_library.hpp"
 #include "runner/run/co_simulation_stepper.hpp"
 #include "runner/run/fmu_run.hpp"
 #include "runner/run/run_plan.hpp"
+#include "tests/runner/fake_instance.hpp"
 
 namespace {
 
@@ -81,14 +86,12 @@ void loopByHand(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kSteps);
 }
 
-void runExample(benchmark::State& state, bool isLogged) {
-  const Example& chosen = example(state);
+template <typename Make>
+void runModel(benchmark::State& state, const ModelDescription& model, bool isLogged, int steps, const Make& make) {
   RunOptions options;
-  options.stop = kSteps * kStep;
+  options.stop = steps * kStep;
   options.step = kStep;
-  const FmuFile fmu(chosen.archive);
-  RunPlan plan = planRun(fmu.model(), options);
-  if (plan.running.size() != chosen.outputs.size()) state.SkipWithError("the FMU has other outputs");
+  RunPlan plan = planRun(model, options);
   if (!isLogged) {
     plan.running.clear();
     plan.trees.clear();
@@ -100,7 +103,7 @@ void runExample(benchmark::State& state, bool isLogged) {
     ValueStore parameters(plan.model, plan.parameters);
     SignalLog log(catalogue, recording, plan.model, plan.trees, running, parameters, {});
     InputTable inputs;
-    const std::unique_ptr<CoSimulation> instance = instantiate(plan.model, chosen);
+    const std::unique_ptr<CoSimulation> instance = make(plan.model);
     instance->enterInitialization({0.0, *options.stop, std::nullopt});
     instance->exitInitialization();
     const RunParts parts{running, log, inputs, plan};
@@ -111,7 +114,48 @@ void runExample(benchmark::State& state, bool isLogged) {
     state.SetIterationTime(watch.cpuSeconds());
     if (end.lastTime != *options.stop) state.SkipWithError("the run ended early");
   }
-  state.SetItemsProcessed(state.iterations() * kSteps);
+  state.SetItemsProcessed(state.iterations() * steps);
+}
+
+void runExample(benchmark::State& state, bool isLogged) {
+  const Example& chosen = example(state);
+  const FmuFile fmu(chosen.archive);
+  if (planRun(fmu.model(), {}).running.size() != chosen.outputs.size()) {
+    state.SkipWithError("the FMU has other outputs");
+  }
+  runModel(state, fmu.model(), isLogged, kSteps,
+           [&](const ModelDescription& model) { return instantiate(model, chosen); });
+}
+
+constexpr int kManyOutputs = 100;
+constexpr int kStepsOfMany = kSteps / kManyOutputs;  // as many scalars as steps of the others
+
+class ManyOutputs final : public runner_test::FakeInstance<CoSimulation> {
+ public:
+  void get(VariableType, std::span<const std::uint32_t>, void* values, std::size_t count) override {
+    std::memcpy(values, values_.data(), count * sizeof(double));
+  }
+  StepOutcome doStep(double time, double, bool) override {
+    values_[0] = time;
+    return {};
+  }
+
+ private:
+  std::vector<double> values_ = std::vector<double>(kManyOutputs);
+};
+
+void runManyOutputs(benchmark::State& state, bool isLogged) {
+  std::string text = R"(<fmiModelDescription fmiVersion="3.0" modelName="Many" instantiationToken="t">
+    <CoSimulation modelIdentifier="many" canHandleVariableCommunicationStepSize="true"/><ModelVariables>)";
+  for (int i = 0; i < kManyOutputs; ++i) {
+    const std::string number = std::to_string(i);
+    text += "<Float64 name=\"y" + number + "\" valueReference=\"" + number + "\" causality=\"output\"/>";
+  }
+  Mistakes mistakes;
+  const ModelDescription model =
+      readModelDescription(text + "</ModelVariables><ModelStructure/></fmiModelDescription>", mistakes);
+  runModel(state, model, isLogged, kStepsOfMany,
+           [](const ModelDescription&) { return std::make_unique<ManyOutputs>(); });
 }
 
 void runWithoutLog(benchmark::State& state) { runExample(state, false); }
@@ -124,6 +168,12 @@ void examples(benchmark::internal::Benchmark* benchmark) {
 BENCHMARK(loopByHand)->Apply(examples);
 BENCHMARK(runWithoutLog)->Apply(examples);
 BENCHMARK(runWithLog)->Apply(examples);
+
+void manyWithoutLog(benchmark::State& state) { runManyOutputs(state, false); }
+void manyWithLog(benchmark::State& state) { runManyOutputs(state, true); }
+
+BENCHMARK(manyWithoutLog)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(manyWithLog)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

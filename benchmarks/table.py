@@ -49,6 +49,8 @@ JOBS = {  # name: (thing, floor, target or None, unit, seconds per unit)
                            1e-4),
     "runWithLog/model:1": ("step of a stiff FMU, 2 outputs logged (goal 1.1)", "runWithoutLog/model:1", None, "ns",
                            1e-4),
+    "manyWithLog": ("one of 100 outputs logged, per scalar (goal 15 ns); no FMU, so no ratio counts", "manyWithoutLog",
+                    None, "ns", 1e-4),
     "sweep/runs:1000/jobs:2": ("sweep of 1000 runs, 2 at a time, beside one by one (goal 1.8 times as fast)",
                                "sweep/runs:1000/jobs:1", 1 / 1.8, "s", 1.0),
     "importDescription": ("import a description of 100 000 variables (goal 2 s), beside parsing its XML", "floorParse",
