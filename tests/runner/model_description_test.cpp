@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "runner/error.hpp"
+#include "runner/run/run_plan.hpp"
 #include "tests/runner/descriptions.hpp"
 
 namespace {
@@ -196,6 +197,20 @@ INSTANTIATE_TEST_SUITE_P(
             "<fmiModelDescription fmiVersion='2.0' modelName='M' guid='g'><CoSimulation modelIdentifier='../x'/>"
             "<ModelStructure/></fmiModelDescription>",
             "! '../x' is not an identifier of C"}));
+
+TEST(RunTimesTest, WhatTheDefaultExperimentLacksIsSettled) {
+  const auto timesOf = [](const std::string& experiment, const std::string& attribute = "") {
+    std::string xml = fmi3(float64("x", 1, "causality='output'"), experiment);
+    xml.insert(xml.find("/>"), attribute);
+    const RunTimes times = planRun(read(xml), {}).times;
+    return std::vector<double>{times.start, times.stop, times.step};
+  };
+  EXPECT_THAT(timesOf(""), ElementsAre(0.0, 1.0, 1.0 / 500.0));
+  EXPECT_THAT(timesOf("<DefaultExperiment startTime='2'/>"), ElementsAre(2.0, 3.0, 1.0 / 500.0));
+  EXPECT_THAT(timesOf("", " fixedInternalStepSize='0.125'"), ElementsAre(0.0, 1.0, 0.125));
+  EXPECT_THAT(timesOf("<DefaultExperiment stopTime='4' stepSize='0.5'/>", " fixedInternalStepSize='0.125'"),
+              ElementsAre(0.0, 4.0, 0.5));
+}
 
 TEST(ModelDescriptionTest, TakesNamesOfTenThousandCharacters) {
   const std::string name(10000, 'n');

@@ -6,6 +6,7 @@
 #include "runner/description/start_values.hpp"
 #include "runner/description/variable_name.hpp"
 #include "runner/error.hpp"
+#include "runner/fmu/status.hpp"
 #include "runner/signals/value_store.hpp"
 #include "runner/text/printable.hpp"
 #include "tests/runner/descriptions.hpp"
@@ -128,6 +129,23 @@ TEST(ValueStoreTest, AnIntegerAndAnEnumerationOfOneReferenceHavePlacesOfTheirOwn
   EXPECT_EQ(mode, 7);
   EXPECT_NE(store.numbers(0), store.numbers(1));
   EXPECT_EQ(store.numbers(0), store.numbers(2));
+}
+
+TEST(CallStatusTest, EndsTheRunUnlessAllIsWellAndKnowsWhetherTheInstanceMayBeFreed) {
+  CallStatus status;
+  status.check(0, "f");
+  status.check(1, "f");
+  const auto expect = [&status](int number, const char* what, bool isFatal) {
+    EXPECT_THAT([&] { status.check(number, "fmi2DoStep"); }, ThrowsMessage<RunnerError>(what));
+    EXPECT_EQ(status.isFatal(), isFatal) << what;
+  };
+  expect(2, "fmi2DoStep returned discard", false);
+  expect(3, "fmi2DoStep returned an error", false);
+  expect(5, "fmi2DoStep returned pending", true);
+  status = CallStatus();
+  expect(4, "fmi2DoStep returned a fatal error", true);
+  status = CallStatus();
+  expect(-7, "fmi2DoStep returned the unknown status -7", true);
 }
 
 }  // namespace

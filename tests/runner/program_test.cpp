@@ -2,13 +2,16 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <thread>
+#include <utility>
 
 #include "platform/qat_parts.hpp"
 #include "platform/qat_stream.hpp"
@@ -35,17 +38,33 @@ class ProgramTest : public WorkFolder {
   pid_t start(const std::vector<std::string>& arguments) {
     const pid_t child = fork();
     if (child != 0) return child;
-    fs::current_path(folder_);
-    setenv("TMPDIR", file("tmp").c_str(), 1);
+    enterFolder();
     const int out = open("stdout", O_WRONLY | O_CREAT | O_TRUNC, 0600);
     const int err = open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0600);
     dup2(out, STDOUT_FILENO);
     dup2(err, STDERR_FILENO);
+    become(arguments);
+  }
+
+  // Starts vtio-run on a terminal, whose other end is `terminal`.
+  pid_t startOnTerminal(const std::vector<std::string>& arguments, int& terminal) {
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child != 0) return child;
+    enterFolder();
+    setenv("TERM", "xterm", 1);
+    become(arguments);
+  }
+
+  // In the child.
+  void enterFolder() {
+    fs::current_path(folder_);
+    setenv("TMPDIR", file("tmp").c_str(), 1);
+  }
+
+  [[noreturn]] static void become(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), VTIO_RUN);
     std::vector<char*> words;
-    std::string program = VTIO_RUN;
-    words.push_back(program.data());
-    std::vector<std::string> copies = arguments;
-    for (std::string& word : copies) words.push_back(word.data());
+    for (std::string& word : arguments) words.push_back(word.data());
     words.push_back(nullptr);
     execv(VTIO_RUN, words.data());
     _exit(99);
@@ -144,6 +163,29 @@ TEST_F(ProgramTest, ManPageAndCompletionKnowEveryOption) {
   EXPECT_GT(options, 60U);
 }
 
+// As a shell asks for it; what the functions of the package bash-completion do is stood in for.
+TEST_F(ProgramTest, CompletionOffersWhatFits) {
+  writeBytes(file("complete.sh"), R"(
+    _init_completion() { words=("${COMP_WORDS[@]}"); cword=$COMP_CWORD; cur=${words[cword]}; prev=${words[cword-1]}; }
+    _filedir() { COMPREPLY=("files $1"); }
+    source "$1"; shift
+    COMP_WORDS=(vtio-run "$@"); COMP_CWORD=$#; _vtio_run
+    echo "${COMPREPLY[*]}")");
+  const auto complete = [this](const std::string& words) {
+    const std::string line = "bash " + file("complete.sh").string() + " " VTIO_RUNNER_FOLDER "/completion.bash " +
+                             words + " >" + file("stdout").string();
+    EXPECT_EQ(std::system(line.c_str()), 0) << line;
+    return out();
+  };
+  EXPECT_EQ(complete("sw"), "sweep\n");
+  EXPECT_EQ(complete("run ''"), "files fmu\n");
+  EXPECT_EQ(complete("run x.fmu --kind ''"), "cs me\n");
+  EXPECT_EQ(complete("run x.fmu --input ''"), "files @(csv|qat)\n");
+  EXPECT_EQ(complete("sweep x.fmu --sh"), "--shard\n");
+  EXPECT_EQ(complete("run x.fmu --sh"), "\n");
+  EXPECT_EQ(complete("compare x.fmu ''"), "files @(csv|qat)\n");
+}
+
 TEST_F(ProgramTest, CompareSaysWhetherARunIsAsBefore) {
   EXPECT_EQ(run({"run", fmu("bouncing_ball_fmi2"), "-o", "before.qat"}), 0) << err();
   EXPECT_EQ(run({"compare", fmu("bouncing_ball_fmi2"), "before.qat"}), 0) << err();
@@ -183,6 +225,14 @@ TEST_F(ProgramTest, WrongUsageIsStatus2InOneLine) {
   EXPECT_FALSE(fs::exists(file("results.qat")));
 }
 
+TEST_F(ProgramTest, WithoutVariableStepsTheRunEndsAtTheLastWholeOne) {
+  EXPECT_EQ(run({"run", fmu("spacecraft_fmi3"), "--step", "0.5", "--stop", "1.75"}), 0) << err();
+  EXPECT_THAT(err(), HasSubstr("the FMU cannot vary its steps: the run ends at 1.5\n"));
+  EXPECT_THAT(out(), HasSubstr(" to 1.5 s\n"));
+  EXPECT_EQ(run({"run", fmu("spacecraft_fmi3"), "--step", "0.5", "--output-step", "0.75"}), 2);
+  EXPECT_THAT(err(), HasSubstr("the output step 0.75 is no multiple of the step 0.5"));
+}
+
 TEST_F(ProgramTest, VersionIsThatOfTheProject) {
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(out(), ::testing::MatchesRegex("vtio-run [0-9]+\\.[0-9]+\\.[0-9]+\n"));
@@ -218,10 +268,53 @@ TEST_F(ProgramTest, HostileArchivesWriteNothingOutside) {
   EXPECT_TRUE(fs::is_empty(file("tmp")));
 }
 
+TEST_F(ProgramTest, InfoShowsWhatTheFmuIsAndItsVariablesAsATree) {
+  EXPECT_EQ(run({"info", fmu("every_kind_fmi3")}), 0);
+  EXPECT_THAT(out(), HasSubstr("Model         EveryKind\n"));
+  EXPECT_THAT(out(), HasSubstr("FMI version   3.0\n"));
+  EXPECT_THAT(out(), HasSubstr("Kind          Co-Simulation: canHandleVariableCommunicationStepSize, "));
+  EXPECT_THAT(out(), HasSubstr("Kind          Model Exchange: canGetAndSetFMUState\n"));
+  EXPECT_THAT(out(), HasSubstr("Experiment    start 0, stop 2, step 0.25\n"));
+  std::string text = out();  // with single blanks
+  text.erase(std::unique(text.begin(), text.end(), [](char a, char b) { return a == ' ' && b == ' '; }), text.end());
+  EXPECT_THAT(text,
+              HasSubstr("\n axle\n load Float64 N output continuous \n alias Float64 N output continuous alias of "
+                        "axle.load\n"));
+  EXPECT_THAT(text, HasSubstr("\n wheel[2]\n speed Float64 m/s output continuous \n teeth Int32 output discrete \n"));
+  EXPECT_THAT(text, HasSubstr("\n matrix Float64[2, 3] output continuous \n"));
+  EXPECT_THAT(text, HasSubstr("\n columns UInt64 structuralParameter fixed = 3\n"));
+}
+
 TEST_F(ProgramTest, InfoAsJson) {
   EXPECT_EQ(run({"info", "--json", fmu("every_kind_fmi3")}), 0);
-  EXPECT_THAT(out(), HasSubstr("\"fmiVersion\": \"3.0\""));
-  EXPECT_THAT(out(), HasSubstr("\"hasEventMode\": true"));
+  std::string text = out();  // without blanks and lines
+  text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == ' ' || c == '\n'; }), text.end());
+  EXPECT_THAT(text, HasSubstr(R"("fmiVersion":"3.0","modelName":"EveryKind","description":"Variablesofeverytype",)"
+                              R"("kinds":["cs","me"],"platforms":[)"));
+  EXPECT_THAT(text, HasSubstr(R"("capabilities":{"cs":{"modelIdentifier":"every_kind",)"));
+  EXPECT_THAT(text, HasSubstr(R"("hasEventMode":true)"));
+  EXPECT_THAT(text, HasSubstr(R"("defaultExperiment":{"start":0.0,"stop":2.0,"tolerance":null,"step":0.25},)"));
+  EXPECT_THAT(text, HasSubstr(R"({"name":"axle.load",)"));
+  EXPECT_THAT(text, HasSubstr(R"("type":"Float64","causality":"output","variability":"continuous","initial":null,)"
+                              R"("unit":"N","dimensions":[],"start":null,"description":null})"));
+  EXPECT_THAT(text, HasSubstr(R"("dimensions":[2,3])"));
+}
+
+// The bar is drawn from the first second on.
+TEST_F(ProgramTest, ARunShowsItsTimeAndSpeedOnATerminal) {
+  int terminal = -1;
+  const pid_t child = startOnTerminal({"run", fmu("van_der_pol_fmi3"), "--stop", "1e7", "--step", "0.1"}, terminal);
+  std::string shown;
+  bool isTold = false;
+  char text[4096];
+  for (ssize_t got = read(terminal, text, sizeof text); got > 0; got = read(terminal, text, sizeof text)) {
+    shown.append(text, static_cast<std::size_t>(got));
+    if (shown.find(" times real time") == std::string::npos || std::exchange(isTold, true)) continue;
+    kill(child, SIGINT);
+  }
+  close(terminal);
+  EXPECT_EQ(finish(child), 130) << shown;
+  EXPECT_THAT(shown, ::testing::ContainsRegex("[0-9] s, [0-9.e+]+ times real time"));
 }
 
 TEST_F(ProgramTest, InfoShowsTheSizesThatAreSet) {
