@@ -21,11 +21,11 @@ endfunction()
 
 vtio_test_defaults(vtio_test_precompiled)
 
-# vtio_add_test(<folder>_test SOURCES ... [LIBRARIES ...] [LONG <suite.case>...] [SHARDS <count>] [TIMEOUT <seconds>]):
-# a test program. It is one CTest entry named <folder>, or SHARDS of them that run beside each other. Each of the LONG
-# cases is an entry of its own with the label `long`: `make test` leaves them out, `make check` runs them. Every entry
-# writes what it ran into gtest/<entry>.xml of the build folder, where scripts/counting.sh counts cases. TIMEOUT holds
-# for one entry (default 600).
+# vtio_add_test(<folder>_test SOURCES ... [LIBRARIES ...] [LONG <case>...] [SHARDS <count>] [TIMEOUT <seconds>]): a test
+# program. It is one CTest entry named <folder>, or SHARDS of them that run beside each other. Each of the LONG cases
+# (suite.case, or "Instantiation/*" for all of that) is an entry of its own with the label `long`: `make test` leaves
+# them out, `make check` runs them. Every entry writes what it ran into gtest/<entry>.xml of the build folder, where
+# scripts/counting.sh counts cases. TIMEOUT holds for one entry (default 600).
 function(vtio_add_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "SHARDS;TIMEOUT" "SOURCES;LIBRARIES;LONG")
   add_executable(${name})
@@ -50,8 +50,9 @@ function(vtio_add_test name)
     endforeach()
   endif()
   foreach(case IN LISTS arg_LONG)
-    vtio_add_entry(${folder}-${case} ${name} "${case}")
-    set_tests_properties(${folder}-${case} PROPERTIES LABELS long COST 50)
+    string(REPLACE "/*" "" entry "${folder}-${case}")
+    vtio_add_entry(${entry} ${name} "${case}")
+    set_tests_properties(${entry} PROPERTIES LABELS long COST 50)
   endforeach()
 endfunction()
 
