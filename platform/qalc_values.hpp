@@ -16,6 +16,7 @@ namespace vtu {
 template <typename Use>
 decltype(auto) withValueType(qxClassID id, Use&& use) {
   switch (id) {
+    // The types differ. NOLINTNEXTLINE(bugprone-branch-clone)
     case qxDOUBLE:
       return use(double());
     case qxSINGLE:

@@ -31,6 +31,7 @@ struct Reference {
   std::uint32_t column = 0;
   std::uint32_t part = kValuesPart;
 
+  // clang-tidy takes the comparison with 0. NOLINTNEXTLINE(modernize-use-nullptr)
   friend auto operator<=>(const Reference&, const Reference&) = default;
 };
 
