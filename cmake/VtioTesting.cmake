@@ -12,11 +12,7 @@ target_precompile_headers(vtio_test_precompiled PRIVATE
 function(vtio_test_defaults name)
   vtio_target_defaults(${name})
   # The libraries are tested as they are released; the tests themselves only have to compile quickly.
-  if(VTIO_SANITIZE)
-    target_compile_options(${name} PRIVATE -O0)
-  else()
-    target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
-  endif()
+  target_compile_options(${name} PRIVATE -O0)
   # Tests ask for the class of what a unique_ptr owns: typeid(*copy).
   target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:Clang>:-Wno-potentially-evaluated-expression>)
   target_link_libraries(${name} PRIVATE GTest::gmock GTest::gtest GTest::gtest_main)
