@@ -60,6 +60,8 @@ list(APPEND VTIO_QAT_SOURCES
   qat/read/memory_budget.hpp
   qat/read/merged_table.cpp
   qat/read/merged_table.hpp
+  qat/read/one_leaf_table.cpp
+  qat/read/one_leaf_table.hpp
   qat/read/open_table.cpp
   qat/read/open_table.hpp
   qat/read/open_tables.cpp

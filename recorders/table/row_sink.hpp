@@ -41,7 +41,7 @@ class RowSink {
   /// @return The number of rows that are left.
   virtual std::uint64_t stepBack(std::uint32_t table, std::optional<std::uint64_t> rows, const Left& left) noexcept = 0;
 
-  /// Positions have gone back to a snapshot; called before anything else that they ask for because of that.
+  /// Positions go back to a snapshot. Called before stepBack(), and before their strays are taken back.
   virtual void goesBack(const Left& left) noexcept = 0;
 
   /// Takes samples that are in no row of a streamed table; null as long as it is unknown what these tables are.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "platform/qat/failure.hpp"
 
@@ -14,34 +15,9 @@ constexpr std::uint64_t kTextOfStray = std::uint64_t{1} << 63U;  // in the start
 }  // namespace
 
 MergedTable::MergedTable(Strays& strays, const Strays::Leaf& leaf, OpenTable* table, const StoredColumn& column)
-    : OpenTable(kStraysGroup),
-      strays_(strays),
-      leaf_(leaf),
-      table_(table),
-      inTable_(column),
-      kind_(*elementClassOf(column.elementClass)) {
-  StoredColumn merged = column;
-  merged.first = 0;
-  merged.begin = 0;
-  merged.count += leaf.strays.size();
-  values_.rows = merged.count;
-  values_.columns = merged.width;
-  values_.blockColumns = std::max<std::uint64_t>(merged.width, 1);
-  values_.blockRows = std::max<std::uint64_t>(kMergedBytes / (values_.blockColumns * elementBytes(kind_)), 1);
-  columns_.push_back(std::move(merged));
-}
-
-const OpenTable::Values& MergedTable::values(ElementKind kind) {
-  if (!(kind == kind_)) throw Failure(kAbsent, "there are no samples of that class");
-  return values_;
-}
-
-void MergedTable::requireRows(std::uint64_t first, std::uint64_t count) const {
-  const std::uint64_t all = columns_.front().count;
-  if (first > all || count > all - first) {
-    throw Failure(kDamaged, "rows " + std::to_string(first) + " to " + std::to_string(first + count) + " of " +
-                                std::to_string(all));
-  }
+    : OneLeafTable(kStraysGroup, column), strays_(strays), leaf_(leaf), table_(table), inTable_(column) {
+  const std::uint64_t rowBytes = std::max<std::uint64_t>(column.width, 1) * elementBytes(kind());
+  setRows(column.count + leaf.strays.size(), kMergedBytes / rowBytes);
 }
 
 std::uint64_t MergedTable::rowsInTable(std::uint64_t first, std::uint64_t count) const {
@@ -58,9 +34,7 @@ void MergedTable::readTimes(std::uint64_t first, std::uint64_t count, double* ou
 void MergedTable::readBlock(ElementKind kind, std::uint64_t firstColumn, std::uint64_t width, std::uint64_t firstRow,
                             std::uint64_t count, void* out) {
   requireRows(firstRow, count);
-  if (!(kind == kind_) || firstColumn > inTable_.width || width > inTable_.width - firstColumn) {
-    throw Failure(kDamaged, "columns that the signal does not have");
-  }
+  requireColumns(kind, firstColumn, width);
   if (width == 0 || count == 0) return;
   auto* to = static_cast<std::byte*>(out);
   const std::uint64_t rows = rowsInTable(firstRow, count);

@@ -24,25 +24,6 @@ bool holds(hid_t dataset, ElementKind kind) {
   return kind.id == qxCELL ? isTextCellType(type.get()) : elementKindOf(type.get()) == kind;
 }
 
-/// Reads a rectangle of a dataset of one or two dimensions.
-template <std::size_t kRank>
-void readRectangle(hid_t dataset, hid_t type, const std::array<hsize_t, kRank>& first,
-                   const std::array<hsize_t, kRank>& count, void* out) {
-  if (std::find(count.begin(), count.end(), hsize_t{0}) != count.end()) return;
-  const Handle space = spaceOf(dataset);
-  checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, first.data(), nullptr, count.data(), nullptr), kDamaged,
-          "samples cannot be selected");
-  const Handle memory(checked(H5Screate_simple(kRank, count.data(), nullptr), kStorage, "cannot make a dataspace"));
-  checked(H5Dread(dataset, type, memory.get(), space.get(), H5P_DEFAULT, out), kDamaged, "samples cannot be read");
-}
-
-/// The extents of a dataset that has `rank` of them.
-std::vector<std::size_t> extentsOfRank(hid_t dataset, std::size_t rank) {
-  auto extents = extentsOf(dataset);
-  if (extents.size() != rank) throw Failure(kDamaged, "a dataset that does not have " + std::to_string(rank) + " axes");
-  return extents;
-}
-
 void requireRange(std::uint64_t first, std::uint64_t count, std::uint64_t limit, const char* what) {
   if (first > limit || count > limit - first) {
     throw Failure(kDamaged, std::string(what) + " " + std::to_string(first) + " to " + std::to_string(first + count) +

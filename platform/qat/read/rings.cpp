@@ -1,7 +1,6 @@
 #include "platform/qat/read/rings.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "platform/qat/failure.hpp"
@@ -9,15 +8,6 @@
 #include "platform/sample_table.hpp"
 
 namespace vtu::qat {
-namespace {
-
-using Pair = std::array<hsize_t, 2>;
-
-void requireRank(const std::vector<std::size_t>& extents, std::size_t rank) {
-  if (extents.size() != rank) throw Failure(kDamaged, "a dataset that does not have " + std::to_string(rank) + " axes");
-}
-
-}  // namespace
 
 Rings::Rings(const Source& source) : source_(source), budget_(source.bytes.size()) {
   if (!hasMember(source.root, kRingsGroup)) return;
@@ -32,7 +22,6 @@ Rings::Rings(const Source& source) : source_(source), budget_(source.bytes.size(
 /// The dataset as it is now, also in a file that grows.
 Handle Rings::open(hid_t group, const char* name) const {
   Handle dataset = openDataset(source_, group, name);
-  if (source_.live) checked(H5Drefresh(dataset.get()), kDamaged, "a dataset cannot be read again");
   requireChunks(dataset.get(), budget_);
   return dataset;
 }
@@ -41,8 +30,7 @@ void Rings::addRing(hid_t group, const std::string& name) {
   const std::vector<std::uint64_t> ranges = this->ranges(group);
   atPlace(kRingLeavesMember, [&] {
     const Handle dataset = open(group, kRingLeavesMember);
-    const auto extents = extentsOf(dataset.get());
-    requireRank(extents, 1);
+    const auto extents = extentsOfRank(dataset.get(), 1);
     const Handle type = makeRingLeafType();
     if (H5Tequal(typeOf(dataset.get()).get(), type.get()) <= 0) throw Failure(kDamaged, "leaves of another type");
     budget_.take(extents[0], RingLeaf::kBytesInFile + sizeof(Leaf) + 64);
@@ -66,8 +54,7 @@ std::optional<std::size_t> Rings::find(LeafPlace place) const {
 std::vector<std::uint64_t> Rings::ranges(hid_t group) const {
   return atPlace(kRowsMember, [&] {
     const Handle dataset = open(group, kRowsMember);
-    const auto extents = extentsOf(dataset.get());
-    requireRank(extents, 1);
+    const auto extents = extentsOfRank(dataset.get(), 1);
     budget_.require(extents[0], sizeof(std::uint64_t));
     std::vector<std::uint64_t> numbers(extents[0]);
     checked(H5Dread(dataset.get(), H5T_NATIVE_UINT64, H5S_ALL, H5S_ALL, H5P_DEFAULT, numbers.data()), kDamaged,
@@ -126,20 +113,13 @@ Rings::Samples Rings::readRange(const Leaf& leaf, hid_t group, Range range, bool
 /// Reads bytes [first, first + width) of the rows of samples.
 void Rings::readColumns(hid_t dataset, const Leaf& leaf, Range range, std::uint64_t first, std::uint64_t width,
                         std::byte* out) const {
-  const auto extents = extentsOf(dataset);
-  requireRank(extents, 2);
+  const auto extents = extentsOfRank(dataset, 2);
   if (first + width > extents[1]) throw Failure(kDamaged, "a leaf that is not in the rows");
   for (std::uint64_t number = range.begin; number < range.end && width > 0;) {
     const std::uint64_t row = number % leaf.in.capacity;
     const std::uint64_t count = std::min(range.end - number, leaf.in.capacity - row);
     if (row + count > extents[0]) throw Failure(kDamaged, "samples that are not in the rows");
-    const Pair at{row, first}, counts{count, width};
-    const Handle space = spaceOf(dataset);
-    checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, at.data(), nullptr, counts.data(), nullptr), kDamaged,
-            "samples cannot be selected");
-    const Handle memory(checked(H5Screate_simple(2, counts.data(), nullptr), kStorage, "cannot make a dataspace"));
-    checked(H5Dread(dataset, H5T_NATIVE_UINT8, memory.get(), space.get(), H5P_DEFAULT, out), kDamaged,
-            "samples cannot be read");
+    readRectangle<2>(dataset, H5T_NATIVE_UINT8, {row, first}, {count, width}, out);
     out += count * width;
     number += count;
   }
@@ -147,8 +127,7 @@ void Rings::readColumns(hid_t dataset, const Leaf& leaf, Range range, std::uint6
 
 void Rings::readTexts(hid_t group, Samples& samples) const {
   const Handle dataset = open(group, kRingTextsMember);
-  const auto extents = extentsOf(dataset.get());
-  requireRank(extents, 1);
+  const auto extents = extentsOfRank(dataset.get(), 1);
   for (std::size_t at = 0; at + TextCell::kBytesInRow <= samples.bytes.size(); at += TextCell::kBytesInRow) {
     TextCell cell = TextCell::fromRow(samples.bytes.data() + at);
     if (cell.bytes == 0) continue;
@@ -159,14 +138,7 @@ void Rings::readTexts(hid_t group, Samples& samples) const {
     const std::size_t end = samples.texts.size();
     budget_.require(end + cell.bytes, 1);
     samples.texts.resize(end + cell.bytes);
-    const hsize_t from = cell.start, size = cell.bytes;
-    const Handle space = spaceOf(dataset.get());
-    checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, &from, nullptr, &size, nullptr), kDamaged,
-            "texts cannot be selected");
-    const Handle memory(checked(H5Screate_simple(1, &size, nullptr), kStorage, "cannot make a dataspace"));
-    checked(
-        H5Dread(dataset.get(), H5T_NATIVE_UINT8, memory.get(), space.get(), H5P_DEFAULT, samples.texts.data() + end),
-        kDamaged, "texts cannot be read");
+    readRectangle<1>(dataset.get(), H5T_NATIVE_UINT8, {cell.start}, {cell.bytes}, samples.texts.data() + end);
     cell.start = end;
     cell.toRow(samples.bytes.data() + at);
   }

@@ -106,6 +106,12 @@ std::vector<std::size_t> extentsOf(hid_t dataset) {
   return {extents.begin(), extents.begin() + rank};
 }
 
+std::vector<std::size_t> extentsOfRank(hid_t dataset, std::size_t rank) {
+  auto extents = extentsOf(dataset);
+  if (extents.size() != rank) throw Failure(kDamaged, "a dataset that does not have " + std::to_string(rank) + " axes");
+  return extents;
+}
+
 std::vector<std::size_t> chunkOf(hid_t dataset) {
   const Handle list(checked(H5Dget_create_plist(dataset), kDamaged, "a dataset has no layout"));
   if (H5Pget_layout(list.get()) != H5D_CHUNKED) return {};

@@ -2,10 +2,13 @@
 /// What reading needs of an open file, and how its objects are opened.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "platform/qat/failure.hpp"
 #include "platform/qat/file_bytes.hpp"
 #include "platform/qat/integrity/integrity.hpp"
 #include "platform/qat/kit.hpp"
@@ -47,6 +50,21 @@ struct Source {
 [[nodiscard]] Handle typeOf(hid_t dataset);
 [[nodiscard]] Handle spaceOf(hid_t dataset);
 [[nodiscard]] std::vector<std::size_t> extentsOf(hid_t dataset);
+
+/// Extents of a dataset that has `rank` of them. @throws Failure
+[[nodiscard]] std::vector<std::size_t> extentsOfRank(hid_t dataset, std::size_t rank);
+
+/// Reads a rectangle of a dataset: of each axis the first and how many. @throws Failure
+template <std::size_t kRank>
+void readRectangle(hid_t dataset, hid_t type, const std::array<hsize_t, kRank>& first,
+                   const std::array<hsize_t, kRank>& count, void* out) {
+  if (std::find(count.begin(), count.end(), hsize_t{0}) != count.end()) return;
+  const Handle space = spaceOf(dataset);
+  checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, first.data(), nullptr, count.data(), nullptr), kDamaged,
+          "samples cannot be selected");
+  const Handle memory(checked(H5Screate_simple(kRank, count.data(), nullptr), kStorage, "cannot make a dataspace"));
+  checked(H5Dread(dataset, type, memory.get(), space.get(), H5P_DEFAULT, out), kDamaged, "samples cannot be read");
+}
 
 /// Extents of the chunks of a dataset; none without chunks.
 [[nodiscard]] std::vector<std::size_t> chunkOf(hid_t dataset);

@@ -5,28 +5,21 @@
 #include <utility>
 
 #include "platform/qat/failure.hpp"
+#include "platform/qat/stream/growing_dataset.hpp"
 
 namespace vtu::qat {
 namespace {
 
 using Pair = std::array<hsize_t, 2>;
 
-int rankOf(std::uint64_t width) { return width == 0 ? 1 : 2; }
-
 }  // namespace
 
 ByteRows::ByteRows(Kit& kit, const DiskGuard& guard, hid_t group, const std::string& name, std::uint64_t width,
                    std::uint64_t chunkRows)
-    : guard_(&guard), width_(width), chunkRows_(chunkRows) {
-  const Handle list(checked(H5Pcopy(kit.chunkedList()), kStorage, "cannot make a property list"));
-  const Pair chunk{chunkRows, width}, empty{0, width}, most{H5S_UNLIMITED, width};
-  checked(H5Pset_chunk(list.get(), rankOf(width), chunk.data()), kStorage, "cannot set up chunks");
-  const Handle space(
-      checked(H5Screate_simple(rankOf(width), empty.data(), most.data()), kStorage, "cannot make a dataspace"));
-  dataset_ =
-      Handle(checked(H5Dcreate2(group, name.c_str(), H5T_STD_U8LE, space.get(), H5P_DEFAULT, list.get(), H5P_DEFAULT),
-                     kStorage, "cannot make a dataset"));
-}
+    : guard_(&guard),
+      dataset_(makeGrowingDataset(kit, group, name, H5T_STD_U8LE, width, chunkRows)),
+      width_(width),
+      chunkRows_(chunkRows) {}
 
 void ByteRows::growTo(std::uint64_t rows) {
   if (rows <= extent_) return;
@@ -46,8 +39,8 @@ void ByteRows::write(std::uint64_t first, std::uint64_t count, std::uint64_t col
   const Handle space(checked(H5Dget_space(dataset_.get()), kStorage, "a dataset has no dataspace"));
   checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, at.data(), nullptr, counts.data(), nullptr), kStorage,
           "rows cannot be selected");
-  const Handle memory(
-      checked(H5Screate_simple(rankOf(width_), counts.data(), nullptr), kStorage, "cannot make a dataspace"));
+  const int rank = width_ == 0 ? 1 : 2;
+  const Handle memory(checked(H5Screate_simple(rank, counts.data(), nullptr), kStorage, "cannot make a dataspace"));
   checked(H5Dwrite(dataset_.get(), H5T_NATIVE_UINT8, memory.get(), space.get(), H5P_DEFAULT, from), kStorage,
           "samples cannot be written");
 }

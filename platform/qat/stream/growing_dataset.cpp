@@ -12,25 +12,28 @@ namespace {
 
 using Pair = std::array<hsize_t, 2>;
 
-int rankOf(const GrowingDataset::Row& row) { return row.columns == 0 ? 1 : 2; }
+int rankOf(std::uint64_t columns) { return columns == 0 ? 1 : 2; }
 
 }  // namespace
+
+Handle makeGrowingDataset(Kit& kit, hid_t group, const std::string& name, hid_t type, std::uint64_t columns,
+                          std::uint64_t chunkRows) {
+  const Handle list(checked(H5Pcopy(kit.chunkedList()), kStorage, "cannot make a property list"));
+  const Pair chunk{chunkRows, columns}, empty{0, columns}, most{H5S_UNLIMITED, columns};
+  checked(H5Pset_chunk(list.get(), rankOf(columns), chunk.data()), kStorage, "cannot set up chunks");
+  const Handle space(
+      checked(H5Screate_simple(rankOf(columns), empty.data(), most.data()), kStorage, "cannot make a dataspace"));
+  return Handle(checked(H5Dcreate2(group, name.c_str(), type, space.get(), H5P_DEFAULT, list.get(), H5P_DEFAULT),
+                        kStorage, "cannot make a dataset"));
+}
 
 GrowingDataset::GrowingDataset(Kit& kit, const DiskGuard& guard, hid_t group, const std::string& name, Row row,
                                std::uint64_t chunkRows)
     : guard_(&guard),
       row_(row),
+      dataset_(makeGrowingDataset(kit, group, name, row.type, row.columns, chunkRows)),
       rowBytes_(row.element * std::max<std::uint64_t>(row.columns, 1)),
-      chunkRows_(chunkRows) {
-  const Handle list(checked(H5Pcopy(kit.chunkedList()), kStorage, "cannot make a property list"));
-  const Pair chunk{chunkRows, row.columns}, empty{0, row.columns}, most{H5S_UNLIMITED, row.columns};
-  checked(H5Pset_chunk(list.get(), rankOf(row), chunk.data()), kStorage, "cannot set up chunks");
-  const Handle space(
-      checked(H5Screate_simple(rankOf(row), empty.data(), most.data()), kStorage, "cannot make a dataspace"));
-  dataset_ =
-      Handle(checked(H5Dcreate2(group, name.c_str(), row.type, space.get(), H5P_DEFAULT, list.get(), H5P_DEFAULT),
-                     kStorage, "cannot make a dataset"));
-}
+      chunkRows_(chunkRows) {}
 
 GrowingDataset::GrowingDataset(const DiskGuard& guard, hid_t group, const std::string& name, Row row)
     : guard_(&guard),
@@ -40,10 +43,10 @@ GrowingDataset::GrowingDataset(const DiskGuard& guard, hid_t group, const std::s
   const Handle list(checked(H5Dget_create_plist(dataset_.get()), kDamaged, "a dataset has no layout"));
   const Handle space(checked(H5Dget_space(dataset_.get()), kDamaged, "a dataset has no dataspace"));
   Pair chunk{}, extents{};
-  if (H5Pget_layout(list.get()) != H5D_CHUNKED || H5Sget_simple_extent_ndims(space.get()) != rankOf(row) ||
-      H5Pget_chunk(list.get(), rankOf(row), chunk.data()) < 0 ||
+  if (H5Pget_layout(list.get()) != H5D_CHUNKED || H5Sget_simple_extent_ndims(space.get()) != rankOf(row.columns) ||
+      H5Pget_chunk(list.get(), rankOf(row.columns), chunk.data()) < 0 ||
       H5Sget_simple_extent_dims(space.get(), extents.data(), nullptr) < 0 ||
-      (rankOf(row) == 2 && chunk[1] != row.columns)) {
+      (rankOf(row.columns) == 2 && chunk[1] != row.columns)) {
     throw Failure(kUnsupported, "a dataset to which no rows can be appended");
   }
   chunkRows_ = chunk[0];
@@ -102,7 +105,7 @@ void GrowingDataset::read(std::uint64_t first, std::uint64_t count, std::uint64_
   checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, from.data(), nullptr, counts.data(), nullptr), kStorage,
           "rows cannot be selected");
   const Handle memory(
-      checked(H5Screate_simple(rankOf(row_), counts.data(), nullptr), kStorage, "cannot make a dataspace"));
+      checked(H5Screate_simple(rankOf(row_.columns), counts.data(), nullptr), kStorage, "cannot make a dataspace"));
   checked(H5Dread(dataset_.get(), row_.type, memory.get(), space.get(), H5P_DEFAULT, out), kStorage,
           "samples cannot be read");
 }
@@ -115,10 +118,6 @@ void GrowingDataset::rewind(std::uint64_t rows) {
   }
   written_ = std::min(written_, rows);
   rows_ = rows;
-}
-
-void GrowingDataset::trim() {
-  if (extent_ != rows_) setExtent(rows_);
 }
 
 void GrowingDataset::grow() {
@@ -144,7 +143,7 @@ void GrowingDataset::writeNew() {
   checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, first.data(), nullptr, count.data(), nullptr), kStorage,
           "rows cannot be selected");
   const Handle memory(
-      checked(H5Screate_simple(rankOf(row_), count.data(), nullptr), kStorage, "cannot make a dataspace"));
+      checked(H5Screate_simple(rankOf(row_.columns), count.data(), nullptr), kStorage, "cannot make a dataspace"));
   checked(H5Dwrite(dataset_.get(), row_.type, memory.get(), space.get(), H5P_DEFAULT,
                    chunk_.data() + (written_ - chunkStart_) * rowBytes_),
           kStorage, "samples cannot be written");

@@ -17,6 +17,10 @@
 
 namespace vtu::qat {
 
+/// Makes a dataset of no rows, which may grow. @param columns 0: it has one axis only. @throws Failure
+[[nodiscard]] Handle makeGrowingDataset(Kit& kit, hid_t group, const std::string& name, hid_t type,
+                                        std::uint64_t columns, std::uint64_t chunkRows);
+
 /// Collects rows in the memory of one chunk. A full chunk is written directly; flush() writes what is new of the last.
 /// The extents grow by whole chunks and never shrink while the file is written. Every function throws Failure.
 class GrowingDataset final {
@@ -54,9 +58,6 @@ class GrowingDataset final {
 
   /// Takes rows back; `rows` stay.
   void rewind(std::uint64_t rows);
-
-  /// Makes the extents exact; concurrent readers must be gone.
-  void trim();
 
  private:
   [[nodiscard]] std::uint64_t inChunk() const { return rows_ - chunkStart_; }

@@ -13,12 +13,7 @@ template <std::size_t kRank>
 void readPart(hid_t group, const std::string& name, hid_t type, const std::array<hsize_t, kRank>& first,
               const std::array<hsize_t, kRank>& count, void* out) {
   const Handle dataset(checked(H5Dopen2(group, name.c_str(), H5P_DEFAULT), kDamaged, "a dataset cannot be opened"));
-  const Handle space(checked(H5Dget_space(dataset.get()), kDamaged, "a dataset has no dataspace"));
-  checked(H5Sselect_hyperslab(space.get(), H5S_SELECT_SET, first.data(), nullptr, count.data(), nullptr), kDamaged,
-          "samples cannot be selected");
-  const Handle memory(checked(H5Screate_simple(kRank, count.data(), nullptr), kStorage, "cannot make a dataspace"));
-  checked(H5Dread(dataset.get(), type, memory.get(), space.get(), H5P_DEFAULT, out), kDamaged,
-          "samples cannot be read");
+  readRectangle(dataset.get(), type, first, count, out);
 }
 
 }  // namespace

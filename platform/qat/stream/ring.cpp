@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "platform/qat/failure.hpp"
-#include "platform/qat/write/remove_link.hpp"
 
 namespace vtu::qat {
 namespace {

@@ -321,8 +321,10 @@ void StreamFile::finish(std::span<const StreamVariable> variables, std::span<con
     for (const StreamVariable& variable : variables) borrowed.emplace_back(variable.name, variable.value);
     const bool withoutStrays = !hasStrays || !variables.empty();
     file->putAll(borrowed, withoutStrays);
-    if (withoutStrays) noteLeafPlaces(*file);
-    if (withoutStrays) rings_.place(rings, file->places());
+    if (withoutStrays) {
+      noteLeafPlaces(*file);
+      rings_.place(rings, file->places());
+    }
   } catch (...) {
     finishing_ = nullptr;
     reading_.reset();
